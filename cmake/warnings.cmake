@@ -1,0 +1,6 @@
+# Warnings are errors in the project's own code; libraries are included as system headers.
+add_library(tarn_warnings INTERFACE)
+target_compile_options(tarn_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+  # clang 14 calls the designated initialisers of nested members that GCC accepts an extension.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-missing-braces>)

@@ -1,0 +1,146 @@
+// Copies and formats text into fixed buffers by the platform's safe-string rules; every path and URL is built with it.
+// A truncation is a failure that leaves the cut, terminated text behind. What a caller does then is the caller's
+// choice.
+#ifndef TARN_BASE_BOUNDED_TEXT_H
+#define TARN_BASE_BOUNDED_TEXT_H
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+#include <type_traits>
+
+namespace tarn::base {
+
+// The three results, with the values of the platform's HRESULTs.
+enum class TextResult : std::uint32_t {
+    kOk = 0,
+    kInvalidArgument = 0x80070057,
+    kInsufficientBuffer = 0x8007007A,
+};
+constexpr bool Succeeded(TextResult result) {
+    return result == TextResult::kOk;
+}
+
+inline constexpr std::size_t kMaxTextCapacity = 0x7FFFFFFF;  // units, the NUL included
+inline constexpr std::size_t kPathCapacity = 260;            // units of a path buffer, the NUL included
+
+using PathBuffer = std::array<char16_t, kPathCapacity>;
+
+// The text of a fixed field: up to its NUL, or up to its last unit when no NUL stands inside (which then counts as
+// one).
+template <class Char>
+constexpr std::basic_string_view<Char> FieldText(const Char* field, std::size_t capacity) {
+    std::size_t length = 0;
+    while (length + 1 < capacity && field[length] != Char{}) ++length;
+    return {field, length};
+}
+template <class Char, std::size_t N>
+constexpr std::basic_string_view<Char> FieldText(const std::array<Char, N>& field) {
+    return FieldText(field.data(), N);
+}
+
+// A piece of a formatted text: a view, or a number in decimal with at least minimumDigits digits ("%d", "%02d").
+template <class Char>
+class TextPiece {
+ public:
+    constexpr TextPiece(std::basic_string_view<Char> text) : text_(text) {}
+    constexpr TextPiece(const Char* text) : text_(text) {}
+    constexpr TextPiece(std::uint32_t number, std::size_t minimumDigits = 1) {
+        std::size_t at = digits_.size();
+        do {
+            digits_[--at] = static_cast<Char>(Char{'0'} + static_cast<Char>(number % 10));
+            number /= 10;
+        } while (number != 0 || digits_.size() - at < std::min(minimumDigits, digits_.size()));
+        first_ = at;
+        isNumber_ = true;
+    }
+    [[nodiscard]] constexpr std::basic_string_view<Char> Text() const {
+        return isNumber_ ? std::basic_string_view<Char>(digits_.data() + first_, digits_.size() - first_) : text_;
+    }
+
+ private:
+    std::basic_string_view<Char> text_;
+    std::array<Char, 10> digits_{};
+    std::size_t first_ = 0;
+    bool isNumber_ = false;
+};
+
+// Appends pieces behind the first used units of destination. capacity counts the NUL.
+template <class Char>
+constexpr TextResult AppendPieces(Char* destination, std::size_t capacity, std::size_t used,
+                                  std::initializer_list<TextPiece<std::type_identity_t<Char>>> pieces) {
+    if (capacity == 0) return TextResult::kInvalidArgument;
+    if (capacity > kMaxTextCapacity) {
+        destination[0] = Char{};
+        return TextResult::kInvalidArgument;
+    }
+    TextResult result = TextResult::kOk;
+    std::size_t at = std::min(used, capacity - 1);
+    for (const TextPiece<Char>& piece : pieces) {
+        const std::basic_string_view<Char> text = piece.Text();
+        const std::size_t count = std::min(text.size(), capacity - 1 - at);
+        for (std::size_t i = 0; i < count; ++i) destination[at + i] = text[i];
+        at += count;
+        if (count < text.size()) {
+            result = TextResult::kInsufficientBuffer;
+            break;
+        }
+    }
+    destination[at] = Char{};
+    return result;
+}
+
+// "formatted print": the pieces one behind the other.
+template <class Char>
+constexpr TextResult FormatText(Char* destination, std::size_t capacity,
+                                std::initializer_list<TextPiece<std::type_identity_t<Char>>> pieces) {
+    return AppendPieces(destination, capacity, 0, pieces);
+}
+template <class Char, std::size_t N>
+constexpr TextResult FormatText(std::array<Char, N>& destination,
+                                std::initializer_list<TextPiece<std::type_identity_t<Char>>> pieces) {
+    return FormatText(destination.data(), N, pieces);
+}
+
+// Bounded copy: up to capacity - 1 units, always terminated.
+template <class Char>
+constexpr TextResult CopyText(Char* destination, std::size_t capacity, std::basic_string_view<Char> source) {
+    return FormatText<Char>(destination, capacity, {source});
+}
+constexpr TextResult CopyText(char* destination, std::size_t capacity, std::string_view source) {
+    return CopyText<char>(destination, capacity, source);
+}
+constexpr TextResult CopyText(char16_t* destination, std::size_t capacity, std::u16string_view source) {
+    return CopyText<char16_t>(destination, capacity, source);
+}
+template <class Char, std::size_t N>
+constexpr TextResult CopyText(std::array<Char, N>& destination,
+                              std::type_identity_t<std::basic_string_view<Char>> source) {
+    return CopyText<Char>(destination.data(), N, source);
+}
+
+// Bounded concatenation behind the text that destination holds.
+template <class Char>
+constexpr TextResult AppendText(Char* destination, std::size_t capacity,
+                                std::type_identity_t<std::basic_string_view<Char>> source) {
+    if (capacity == 0) return TextResult::kInvalidArgument;
+    if (capacity > kMaxTextCapacity) return AppendPieces<Char>(destination, capacity, 0, {});
+    return AppendPieces<Char>(destination, capacity, FieldText(destination, capacity).size(), {source});
+}
+
+// Writes UTF-16 text into a field of a packed record (which may stand at an odd address), cut to fit and terminated.
+template <std::size_t N>
+void StoreField(void* field, std::u16string_view text) {
+    const std::size_t length = std::min(text.size(), N - 1);
+    const char16_t nul = 0;
+    std::memcpy(field, text.data(), length * sizeof(char16_t));
+    std::memcpy(static_cast<char*>(field) + length * sizeof(char16_t), &nul, sizeof nul);
+}
+
+}  // namespace tarn::base
+
+#endif

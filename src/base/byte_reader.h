@@ -1,0 +1,75 @@
+// The one reader of untrusted bytes: nobody else indexes a packet or casts a packet pointer.
+// What the bytes mean is the parsers' business.
+#ifndef TARN_BASE_BYTE_READER_H
+#define TARN_BASE_BYTE_READER_H
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace tarn::base {
+
+using Bytes = std::span<const std::uint8_t>;
+
+// The length bytes at offset, or nothing when they do not all lie inside whole. Cannot overflow.
+constexpr std::optional<Bytes> Window(Bytes whole, std::size_t offset, std::size_t length) {
+    if (offset > whole.size() || length > whole.size() - offset) return std::nullopt;
+    return whole.subspan(offset, length);
+}
+
+// Reads from front to back. A read that does not fit returns false and changes nothing.
+class ByteReader {
+ public:
+    explicit constexpr ByteReader(Bytes bytes) : bytes_(bytes) {}
+
+    // One big-endian (network order) number.
+    template <std::unsigned_integral T>
+    [[nodiscard]] constexpr bool Be(T& out) {
+        if (Remaining() < sizeof(T)) return false;
+        T value = 0;
+        for (std::size_t i = 0; i < sizeof(T); ++i)
+            value = static_cast<T>((static_cast<std::uint64_t>(value) << 8) | bytes_[position_ + i]);
+        position_ += sizeof(T);
+        out = value;
+        return true;
+    }
+
+    // One little-endian number.
+    template <std::unsigned_integral T>
+    [[nodiscard]] constexpr bool Le(T& out) {
+        if (Remaining() < sizeof(T)) return false;
+        T value = 0;
+        for (std::size_t i = sizeof(T); i > 0; --i)
+            value = static_cast<T>((static_cast<std::uint64_t>(value) << 8) | bytes_[position_ + i - 1]);
+        position_ += sizeof(T);
+        out = value;
+        return true;
+    }
+
+    [[nodiscard]] constexpr bool Skip(std::size_t count) {
+        if (Remaining() < count) return false;
+        position_ += count;
+        return true;
+    }
+
+    // A view of the next count bytes.
+    [[nodiscard]] constexpr bool Take(std::size_t count, Bytes& out) {
+        if (Remaining() < count) return false;
+        out = bytes_.subspan(position_, count);
+        position_ += count;
+        return true;
+    }
+
+    [[nodiscard]] constexpr std::size_t Position() const { return position_; }
+    [[nodiscard]] constexpr std::size_t Remaining() const { return bytes_.size() - position_; }
+
+ private:
+    Bytes bytes_;
+    std::size_t position_ = 0;
+};
+
+}  // namespace tarn::base
+
+#endif

@@ -1,0 +1,39 @@
+// A value together with its ReaderWriterLock: the value is reachable only under the lock.
+// What may be called while the lock is held is the caller's business: no module call, no registry access.
+#ifndef TARN_BASE_GUARDED_H
+#define TARN_BASE_GUARDED_H
+
+#include <utility>
+
+#include "base/reader_writer_lock.h"
+
+namespace tarn::base {
+
+template <class T>
+class Guarded {
+ public:
+    Guarded() = default;
+    explicit Guarded(T value) : value_(std::move(value)) {}
+
+    // Runs use(const T&) under the read side.
+    template <class F>
+    decltype(auto) Read(F&& use) const {
+        const ReadHold hold(lock_);
+        return std::forward<F>(use)(static_cast<const T&>(value_));
+    }
+
+    // Runs use(T&) under the write side.
+    template <class F>
+    decltype(auto) Write(F&& use) {
+        const WriteHold hold(lock_);
+        return std::forward<F>(use)(value_);
+    }
+
+ private:
+    mutable ReaderWriterLock lock_;
+    T value_{};
+};
+
+}  // namespace tarn::base
+
+#endif
