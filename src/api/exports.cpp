@@ -7,6 +7,7 @@
 #include "api/library.h"
 #include "api/lifecycle.h"
 #include "api/platform_win32.h"
+#include "url/feature_status.h"
 #include "url/url_scan.h"
 
 namespace {
@@ -79,7 +80,7 @@ std::uint8_t TARN_CALL WSWebExtScanUrl(ScanRequest* request, UrlVerdict* verdict
 std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
     if (status == nullptr) return 0;
     return AtBoundary([&](Library& library) {
-        *status = tarn::api::FeatureStatus(library);
+        *status = tarn::url::FeatureStatus(library.Scan());
         return true;
     });
 }

@@ -11,6 +11,7 @@
 #include "base/sync.h"
 #include "modules/companion_table.h"
 #include "modules/settings.h"
+#include "network/dns_answer_ring.h"
 #include "parental/settings_copy.h"
 #include "url/published_lists.h"
 #include "url/scan_context.h"
@@ -44,6 +45,7 @@ struct Library {
     modules::SettingsState settings;
     url::PublishedLists lists;
     parental::SettingsCopy parental;
+    network::DnsAnswerRing dnsRing;
     url::ManagedClient managedClient;
     std::uint32_t dnsBlockSwitch = 0;
 

@@ -9,6 +9,10 @@
 
 namespace tarn::api {
 
+// The mode byte of start-up. Any other value neither restores nor empties anything.
+inline constexpr std::uint8_t kModeFreshStart = 0;
+inline constexpr std::uint8_t kModeRestart = 1;
+
 // mode 1 restores the saved DNS answers; mode 0 empties the user's white list unless a managed client is installed.
 // False only when memory for the DNS answers is missing.
 bool LoadSettings(Library& library, std::uint8_t mode, std::uint32_t& error);

@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <initializer_list>
+
 #include "base/os_version.h"
 
 namespace tarn::base {

@@ -1,11 +1,11 @@
 #include "url/request_rules.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "base/ascii.h"
 #include "base/bounded_text.h"
+#include "base/trace_scope.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
 
@@ -27,15 +27,16 @@ void ReplaceNulBytes(const ScanRequest& request) {
         *at++ = ' ';
 }
 
-// IPv4 dotted, IPv6 as eight groups. Always fits.
+// The remote address: IPv4 dotted, IPv6 as eight groups. Always fits.
 void WriteAddressText(ScanState& scan) {
     [[maybe_unused]] const base::TraceScope trace(u"GetIPInStringFormat");
     const IpAddressRecord& address = scan.request.remoteAddress;
-    network::AddressText text;
-    if (address.family == TARN_FAMILY_IPV6)
-        network::FormatIpv6Groups(address.bytes, text);
-    else
-        network::FormatIpv4(address.bytes, text);
+    if (address.family != TARN_FAMILY_IPV6) {
+        scan.addressText.Assign(network::FormatIpAddress(address).View());
+        return;
+    }
+    network::FormatIpv6Groups(address.bytes, scan.addressText.Data(), TARN_URL_CAPACITY);
+    scan.addressText.SetLength(network::kIpv6GroupsLength);
 }
 
 }  // namespace
@@ -101,7 +102,7 @@ Step ManagementServer(ScanState& scan) {
 }
 
 Step PrivateAddress(ScanState& scan) {
-    return network::IsPrivateIp(scan.request.remoteAddress) ? Step::kDone : Step::kContinue;
+    return network::IsPrivateIP(scan.request.remoteAddress) ? Step::kDone : Step::kContinue;
 }
 
 }  // namespace tarn::url

@@ -1,5 +1,7 @@
 #include "url/tls_client_hello.h"
 
+#include <optional>
+
 #include <cstdint>
 #include <string_view>
 
@@ -55,7 +57,7 @@ bool ExtractTlsServerName(base::Bytes data, HostText& host) {
             if (!name.Skip(3) || !name.Be(nameLength) || !name.Take(nameLength, bytes)) return false;
             std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
             text = text.substr(0, text.find('\0'));
-            return bytes.size() < TARN_HOST_CAPACITY && host.Assign(text);
+            return bytes.size() < kHostCapacity && host.Assign(text);
         }
         if (!walk.Skip(length)) break;
     }

@@ -162,11 +162,11 @@ TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
         PlainRing plain;
         for (int step = 0; step < 12000; ++step) {
             std::vector<IpAddressRecord> addresses;
-            for (std::uint32_t i = 0; i < 1 + random() % 2; ++i) addresses.push_back(Ipv4(random() % range));
+            for (std::uint32_t i = 0; i < 1 + random() % 2; ++i) addresses.push_back(Ipv4(static_cast<std::uint32_t>(random() % range)));
             const DnsAnswerEntry entry = Answer("host" + std::to_string(step), addresses);
             ring.Store(entry);
             plain.Store(entry);
-            const IpAddressRecord asked = Ipv4(random() % range);
+            const IpAddressRecord asked = Ipv4(static_cast<std::uint32_t>(random() % range));
             ASSERT_EQ(Find(ring, asked), plain.Find(asked)) << "range " << range << ", step " << step;
         }
     }

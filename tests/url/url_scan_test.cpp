@@ -80,10 +80,13 @@ TEST_F(UrlScan, EveryTruncationOfARequestIsAValidScan) {
     for (std::size_t length = 1; length <= request.size(); ++length) EXPECT_TRUE(Scan(request.substr(0, length)));
 }
 
-TEST_F(UrlScan, HostAndPathThatDoNotFitTogetherFail) {
-    const std::string host = std::string(250, 'h') + ".example";  // 258 characters
-    EXPECT_TRUE(Get(host, "/" + std::string(1023 - 258 - 1, 'p')));
-    EXPECT_FALSE(Get(host, "/" + std::string(1024 - 258 - 1, 'p')));
+TEST_F(UrlScan, AUrlThatDoesNotFitIsAFailedParse) {
+    settings.bpStatus = 1;
+    const std::string host(240, 'h');
+    PublishMalicious(host, true, {});
+    EXPECT_TRUE(Get(host, "/" + std::string(1023 - 240 - 1, 'p')));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_TRUE(Get(host, "/" + std::string(1024 - 240 - 1, 'p')));
     EXPECT_EQ(Verdict(), "1/26");
 }
 
@@ -300,7 +303,7 @@ TEST_F(UrlScan, TheInternalListAllowsACategoryHitAtOnceWithTheDefaultReason) {
     LookUpCategories();
     PublishUrls(lists.browsingProtectionInternal, {"a.example"});
     PublishUserUrls({"a.example"});
-    for (const std::uint16_t category : {2, 3}) {
+    for (const std::uint16_t category : {std::uint16_t{2}, std::uint16_t{3}}) {
         script.categories = {category};
         EXPECT_TRUE(Get("a.example", "/x"));
         EXPECT_EQ(Verdict(), "1/26");
