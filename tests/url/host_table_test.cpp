@@ -250,8 +250,8 @@ TEST(HostTable, PublishReplacesAndClearEmpties) {
 
 std::string RandomHost(RandomTexts& random) {
     if (random.OneIn(5)) return random.Text("12.", random.Length(8));
-    std::string host = random.Text("ab.", random.Length(259));
-    if (random.OneIn(4)) host.insert(0, random.OneIn(4) ? "www" : "www.");
+    std::string host = random.OneIn(4) ? (random.OneIn(4) ? "www" : "www.") : "";
+    host += random.Text("ab.", random.Length(259));
     if (random.OneIn(6)) host += random.OneIn(2) ? ":80" : "/x";
     return host;
 }

@@ -132,8 +132,8 @@ TEST(PrefixWhiteList, EndsOnlyAtASlashOrTheEnd) {
 
 std::string RandomEntry(RandomTexts& random, const std::string& url) {
     if (random.OneIn(40)) return random.OneIn(2) ? "/" : "*";
-    std::string entry = random.OneIn(2) ? random.PieceOf(url) : random.Text("aab.", random.Length(1022));
-    if (random.OneIn(2)) entry.insert(0, "*");
+    std::string entry = random.OneIn(2) ? "*" : "";
+    entry += random.OneIn(2) ? random.PieceOf(url) : random.Text("aab.", random.Length(1022));
     if (random.OneIn(4)) entry += '/';
     return random.Recased(entry);
 }
