@@ -16,8 +16,7 @@ using testing::Gt;
 using testing::SizeIs;
 
 // The built tarn.dll.
-class TheLibrary : public testing::Test {
- protected:
+struct TheLibrary : testing::Test {
     void SetUp() override {
         std::ifstream stream(TARN_DLL, std::ios::binary);
         const std::vector<char> bytes{std::istreambuf_iterator<char>(stream), {}};

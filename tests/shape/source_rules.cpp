@@ -108,8 +108,8 @@ std::vector<std::string> GuardsAllowed(std::string_view path) {
     std::vector<std::string> allowed;
     std::string guard = name;
     for (auto folder = parts.rbegin(); folder != parts.rend(); ++folder) {
-        guard = GuardWord(*folder) + "_" + guard;
-        allowed.push_back("TARN_" + guard);
+        guard.insert(0, "_").insert(0, GuardWord(*folder));
+        allowed.push_back(std::string("TARN_").append(guard));
     }
     return allowed;
 }
@@ -260,7 +260,7 @@ Complaints CheckQuirks(const SourceFile& file, const std::vector<SourceFile>& te
         if (test.empty()) {
             complaints.push_back(place + " marks a quirk and names no test");
         } else if (std::none_of(tests.begin(), tests.end(), holdsTest)) {
-            complaints.push_back(place + " names the test " + test + ", which does not exist");
+            complaints.push_back(place + ": there is no test " + test);
         }
     }
     return complaints;

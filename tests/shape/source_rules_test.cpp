@@ -96,7 +96,7 @@ TEST(CheckQuirks, ANamedTestExists) {
     EXPECT_THAT(check("// QUIRK: off.\nint x;  // Test: ReadFails_TurnsStatusOff\n"),
                 ElementsAre("src/url/a.cpp:1 marks a quirk and names no test"));
     EXPECT_THAT(check("\n// QUIRK: off.  Test: ReadFails\n"),
-                ElementsAre("src/url/a.cpp:2 names the test ReadFails, which does not exist"));
+                ElementsAre("src/url/a.cpp:2: there is no test ReadFails"));
     EXPECT_THAT(check("// QUIRK: a.\n// QUIRK: b.  Test: ReadFails_TurnsStatusOff\n"), testing::SizeIs(1));
 }
 
