@@ -1,0 +1,224 @@
+// Every function of every companion module, scripted. Each module links this file with its own list of exports, and
+// journals its loading and unloading under its own name (TARN_SCRIPTED_MODULE).
+#include <cstring>
+#include <string>
+#include <windows.h>
+
+#include "companions/scripted/companion_script.h"
+
+namespace {
+
+void Note(const std::string& line) {
+    ScriptNote(line.c_str());
+}
+
+template <class Record>
+std::uint8_t Read(const char* function, const Record& answer, Record* out, std::uint32_t* error) {
+    Note(function);
+    if (error == nullptr) Note("null error cell");
+    const std::uint32_t result = ScriptResult(function);
+    if (result == 0) {
+        if (error != nullptr) *error = 1234;
+        return 0;
+    }
+    std::memcpy(out, &answer, sizeof answer);
+    return static_cast<std::uint8_t>(result);
+}
+
+template <class Record>
+void Release(const char* function, const Record* out) {
+    const bool empty = [&] {
+        const Record zero{};
+        return std::memcmp(out, &zero, sizeof zero) == 0;
+    }();
+    Note(std::string(function) + (empty ? " empty" : " record"));
+}
+
+}  // namespace
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    if (reason == DLL_PROCESS_ATTACH) Note("load " TARN_SCRIPTED_MODULE);
+    if (reason == DLL_PROCESS_DETACH) Note("unload " TARN_SCRIPTED_MODULE);
+    return TRUE;
+}
+
+#define READ(function, Record, field)                                                   \
+    std::uint8_t TARN_CALL function(std::uint64_t, Record* out, std::uint32_t* error) { \
+        return Read(#function, ScriptAnswers()->field, out, error);                     \
+    }
+#define RELEASE(function, Record)          \
+    void TARN_CALL function(Record* out) { \
+        Release(#function, out);           \
+    }
+
+extern "C" {
+
+READ(ReadWSInternalWhiteList, UrlListRecord, wsInternalWhiteList)
+RELEASE(ReleaseWSInternalWhiteList, UrlListRecord)
+READ(ReadBPSettings, ThreatSiteList, bpSettings)
+RELEASE(ReleaseBPSettings, ThreatSiteList)
+READ(ReadIDSSettings, IdsSettingsRecord, idsSettings)
+RELEASE(ReleaseIDSSettings, IdsSettingsRecord)
+READ(ReadAPSettings, PhishingSiteList, apSettings)
+RELEASE(ReleaseAPSettings, PhishingSiteList)
+READ(ReadBPInternalWhiteList, UrlListRecord, bpInternalWhiteList)
+RELEASE(ReleaseBPInternalWhiteList, UrlListRecord)
+READ(ReadBPStatus, std::uint8_t, bpStatus)
+READ(ReadIDSIPSStatus, IdsIpsStatus, idsIpsStatus)
+READ(ReadPCSettings, PcSettingsRecord, pcSettings)
+RELEASE(ReleasePCSettings, PcSettingsRecord)
+READ(ReadAPStatus, std::uint8_t, apStatus)
+READ(ReadBPUserWhiteList, UrlListRecord, bpUserWhiteList)
+RELEASE(ReleaseBPUserWhiteList, UrlListRecord)
+READ(ReadWebSecCloudStatus, std::uint8_t, cloudStatus)
+READ(ReadDNSCacheSettings, DnsCacheRecord, dnsCache)
+RELEASE(ReleaseDNSCacheSettings, DnsCacheRecord)
+READ(ReadIDSIPSSettings, IdsIpsSettings, idsIpsSettings)
+RELEASE(ReleaseIDSIPSSettings, IdsIpsSettings)
+READ(ReadBPReportPromptStatus, PromptBytes, bpPrompt)
+READ(ReadAPReportPromptStatus, PromptBytes, apPrompt)
+READ(ReadPCSystemControlSettings, PcSystemControlRecord, systemControl)
+RELEASE(ReleasePCSystemControlSettings, PcSystemControlRecord)
+READ(ReadDisableFeaturesSettings, DisabledFeatures, disabledFeatures)
+
+std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t, std::uint32_t*) {
+    Note("ResetBPUserWhitelist");
+    return static_cast<std::uint8_t>(ScriptResult("ResetBPUserWhitelist"));
+}
+
+std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord* record, std::uint32_t* error) {
+    Note("WriteDNSCacheSettings error " + std::to_string(*error));
+    ScriptAnswers()->savedDnsCount = record->count;
+    ScriptAnswers()->savedDnsIndex = record->writeIndex;
+    ScriptAnswers()->savedDnsHasEntries = record->entries != nullptr ? 1 : 0;
+    return static_cast<std::uint8_t>(ScriptResult("WriteDNSCacheSettings"));
+}
+
+std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSystemControlRecord* record,
+                                                    std::uint32_t*) {
+    Note("WritePCSystemControlSettings " + std::to_string(record->count));
+    return static_cast<std::uint8_t>(ScriptResult("WritePCSystemControlSettings"));
+}
+
+std::uint8_t TARN_CALL ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint32_t*) {
+    Note("ReadEPSServerIP " + std::to_string(capacity));
+    if (ScriptResult("ReadEPSServerIP") == 0) return 0;
+    std::memcpy(buffer, ScriptAnswers()->serverAddress, sizeof ScriptAnswers()->serverAddress);
+    return 1;
+}
+
+std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t*) {
+    Note("SCInit " + std::to_string(onlineAllowed));
+    return static_cast<std::uint8_t>(ScriptResult("SCInit"));
+}
+
+void TARN_CALL SCDeinit(std::uint32_t*) {
+    Note("SCDeinit");
+}
+
+std::uint8_t TARN_CALL SCGetURLCategories(const char* text, std::uint16_t** categories, std::uint16_t* count,
+                                          std::uint32_t mode) {
+    Note("SCGetURLCategories " + std::string(text) + " " + std::to_string(mode));
+    const tarn::script::Answers& answers = *ScriptAnswers();
+    *count = answers.categoryCount;
+    *categories = nullptr;
+    if (answers.categoryCount != 0) {
+        *categories =
+            static_cast<std::uint16_t*>(HeapAlloc(GetProcessHeap(), 0, answers.categoryCount * sizeof(std::uint16_t)));
+        std::memcpy(*categories, answers.categories, answers.categoryCount * sizeof(std::uint16_t));
+        ++ScriptAnswers()->unreleasedCategories;
+    }
+    return static_cast<std::uint8_t>(ScriptResult("SCGetURLCategories"));
+}
+
+std::uint8_t TARN_CALL SCGetCategoryName(std::uint16_t category, char16_t* buffer, std::uint32_t capacity) {
+    Note("SCGetCategoryName " + std::to_string(category) + " " + std::to_string(capacity));
+    constexpr char16_t kName[] = u"Scripted";
+    std::memcpy(buffer, kName, sizeof kName);
+    return static_cast<std::uint8_t>(ScriptResult("SCGetCategoryName"));
+}
+
+std::uint8_t TARN_CALL SCReleaseCategories(std::uint16_t* categories) {
+    Note("SCReleaseCategories");
+    --ScriptAnswers()->unreleasedCategories;
+    HeapFree(GetProcessHeap(), 0, categories);
+    return 1;
+}
+
+std::uint8_t TARN_CALL SCSaveCacheFile(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
+    Note("SCSaveCacheFile " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c) + " " +
+         std::to_string(d));
+    return 1;
+}
+
+std::uint8_t TARN_CALL PKSInit(void** context, std::uint32_t*) {
+    Note("PKSInit");
+    *context = reinterpret_cast<void*>(std::uintptr_t{77});
+    return static_cast<std::uint8_t>(ScriptResult("PKSInit"));
+}
+
+void TARN_CALL PKSDeinit(void* context, std::uint32_t*) {
+    Note("PKSDeinit " + std::to_string(reinterpret_cast<std::uintptr_t>(context)));
+}
+
+std::uint8_t TARN_CALL PKSScanPacket(const std::uint8_t*, std::uint32_t length, std::uint16_t ruleId,
+                                     std::uint8_t inbound, PacketVerdict* verdict) {
+    Note("PKSScanPacket " + std::to_string(length) + " " + std::to_string(ruleId) + " " + std::to_string(inbound));
+    if (ScriptResult("PKSScanPacket") == 0) return 0;
+    *verdict = ScriptAnswers()->packetVerdict;
+    return 1;
+}
+
+std::uint32_t TARN_CALL IntializeSSL(void) {
+    Note("IntializeSSL");
+    return ScriptResult("IntializeSSL");
+}
+
+void TARN_CALL DeIntializeSSL(void) {
+    Note("DeIntializeSSL");
+}
+
+std::uint8_t TARN_CALL TiScanHttpsPacket(std::uint32_t processId, const char* hostAndPath, std::uint32_t remoteIpv4,
+                                         std::uint16_t remotePort, const std::uint8_t*, std::uint32_t length,
+                                         std::uint8_t* block) {
+    Note("TiScanHttpsPacket " + std::to_string(processId) + " " + hostAndPath + " " + std::to_string(remoteIpv4) + " " +
+         std::to_string(remotePort) + " " + std::to_string(length));
+    *block = ScriptAnswers()->httpsBlock;
+    return static_cast<std::uint8_t>(ScriptResult("TiScanHttpsPacket"));
+}
+
+void TARN_CALL TiShowPopup(void) {
+    Note("TiShowPopup");
+}
+
+std::uint8_t TARN_CALL WSCheckURLMaliciousPattern(std::uint8_t kind, const char* host, const char* path,
+                                                  std::uint16_t remotePort, std::uint8_t* malicious) {
+    Note("WSCheckURLMaliciousPattern " + std::to_string(kind) + " " + host + " " + path + " " +
+         std::to_string(remotePort));
+    *malicious = ScriptAnswers()->malicious;
+    return static_cast<std::uint8_t>(ScriptResult("WSCheckURLMaliciousPattern"));
+}
+
+std::uint8_t TARN_CALL WSInitUrlsig(void) {
+    Note("WSInitUrlsig");
+    return static_cast<std::uint8_t>(ScriptResult("WSInitUrlsig"));
+}
+
+void TARN_CALL WSDeInitUrlsig(std::uint32_t*) {
+    Note("WSDeInitUrlsig");
+}
+
+std::uint8_t TARN_CALL ZRQuarantineFile(const char16_t*, std::uint64_t, const QuarantineRequest*, std::uint64_t,
+                                        std::uint64_t, std::uint64_t, std::uint64_t*, std::uint32_t*) {
+    Note("ZRQuarantineFile");
+    return static_cast<std::uint8_t>(ScriptResult("ZRQuarantineFile"));
+}
+
+std::uint8_t TARN_CALL GetYALStatus(std::uint8_t* status) {
+    Note("GetYALStatus");
+    if (ScriptResult("GetYALStatus") == 0) return 0;
+    *status = ScriptAnswers()->agentStatus;
+    return 1;
+}
+
+}  // extern "C"

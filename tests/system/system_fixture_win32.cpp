@@ -1,0 +1,197 @@
+#include "system/system_fixture_win32.h"
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "base/crc32.h"
+
+namespace tarn::system_test {
+namespace {
+
+constexpr const wchar_t* kAppPaths = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
+constexpr const char* kModules[] = {"setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll", "tlsinsp.dll",
+                                    "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
+
+std::filesystem::path OwnFolder() {
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return std::filesystem::path(path).parent_path();
+}
+
+template <class Function>
+void Bind(HMODULE library, const char* name, Function& function) {
+    function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+    ASSERT_NE(function, nullptr) << name;
+}
+
+void SetText(HKEY root, const std::wstring& key, const std::wstring& value) {
+    HKEY handle = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &handle, nullptr),
+              ERROR_SUCCESS);
+    RegSetValueExW(handle, L"Path", 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                   static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    RegCloseKey(handle);
+}
+
+}  // namespace
+
+SystemFixture::SystemFixture() : answers(*ScriptAnswers()) {
+    static unsigned counter = 0;
+    ScriptReset();
+    folder = OwnFolder() / ("install-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
+    std::filesystem::create_directories(folder);
+    for (const char* module : kModules)
+        std::filesystem::copy_file(OwnFolder() / "scripted" / module, folder / module,
+                                   std::filesystem::copy_options::overwrite_existing);
+    MakePrivateRegistry();
+    SetInstallPath(folder.u16string() + u"\\");
+
+    library_ = LoadLibraryW((OwnFolder().parent_path() / "bin" / "tarn.dll").c_str());
+    if (library_ == nullptr) {
+        ADD_FAILURE() << "tarn.dll does not load: error " << GetLastError();
+        return;
+    }
+    Bind(library_, "WSInit", tarn.WSInit);
+    Bind(library_, "WSDeinit", tarn.WSDeinit);
+    Bind(library_, "WSShutDown", tarn.WSShutDown);
+    Bind(library_, "WSSettingsChanged", tarn.WSSettingsChanged);
+    Bind(library_, "WSUpdateSettingsChanged", tarn.WSUpdateSettingsChanged);
+    Bind(library_, "WSScanUrl", tarn.WSScanUrl);
+    Bind(library_, "WSWebExtScanUrl", tarn.WSWebExtScanUrl);
+    Bind(library_, "WSGetUrlScanFeatureStatus", tarn.WSGetUrlScanFeatureStatus);
+    Bind(library_, "WSScanPacket", tarn.WSScanPacket);
+    Bind(library_, "WSDropConnection", tarn.WSDropConnection);
+    Bind(library_, "WSAddURLToIDSBlockedList", tarn.WSAddURLToIDSBlockedList);
+    Bind(library_, "WSScanLogonEventForPCCTRL", tarn.WSScanLogonEventForPCCTRL);
+    Bind(library_, "WSScanSMBPacket", tarn.WSScanSMBPacket);
+}
+
+SystemFixture::~SystemFixture() {
+    if (library_ != nullptr) {
+        tarn.WSDeinit(nullptr);
+        FreeLibrary(library_);
+    }
+    EXPECT_EQ(answers.unreleasedCategories, 0) << "a category list was not released";
+    EXPECT_TRUE(LoadedCompanions().empty()) << "a companion stays loaded";
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    RegCloseKey(privateRoot_);
+    RegDeleteTreeW(HKEY_CURRENT_USER, privateName_.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+void SystemFixture::MakePrivateRegistry() {
+    privateName_ = L"Software\\tarn-system-test-" + std::to_wstring(GetCurrentProcessId());
+    RegDeleteTreeW(HKEY_CURRENT_USER, privateName_.c_str());
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, privateName_.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &privateRoot_, nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, privateRoot_), ERROR_SUCCESS);
+}
+
+void SystemFixture::SetInstallPath(const std::u16string& path) {
+    SetText(privateRoot_, std::wstring(kAppPaths) + L"CoreScan.exe", std::wstring(path.begin(), path.end()));
+}
+
+void SystemFixture::RemoveInstallPath() {
+    RegDeleteTreeW(privateRoot_, (std::wstring(kAppPaths) + L"CoreScan.exe").c_str());
+}
+
+void SystemFixture::RegisterAgent(const std::wstring& executable) {
+    SetText(privateRoot_, std::wstring(kAppPaths) + executable, L"C:\\agent\\");
+}
+
+void SystemFixture::RemoveModule(const std::string& file) {
+    std::filesystem::remove(folder / file);
+}
+
+void SystemFixture::HideExport(const std::string& file, const std::string& function) {
+    std::ifstream in(folder / file, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    in.close();
+    // Wherever the name stands as a whole text: in the export table, and where the module journals it.
+    const std::string name = '\0' + function + '\0';
+    std::size_t hidden = 0;
+    for (std::size_t at = bytes.find(name); at != std::string::npos; at = bytes.find(name, at + 1), ++hidden)
+        ++bytes[at + name.size() - 2];  // another last letter, which keeps the export names sorted
+    ASSERT_GE(hidden, 1U) << function;
+    std::ofstream(folder / file, std::ios::binary) << bytes;
+}
+
+void SystemFixture::WriteFile(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    WriteFile(name, std::string(bytes.begin(), bytes.end()));
+}
+
+void SystemFixture::WriteFile(const std::string& name, const std::string& text) {
+    std::ofstream(folder / name, std::ios::binary) << text;
+}
+
+void SystemFixture::WriteProductData(std::uint8_t major, std::uint8_t minor) {
+    std::vector<std::uint8_t> bytes(8 + 2642);
+    bytes[8 + 2634] = major;
+    bytes[8 + 2635] = minor;
+    const std::uint32_t crc = base::Crc32Of(base::Bytes(bytes).subspan(8));
+    std::memcpy(&bytes[4], &crc, sizeof crc);
+    WriteFile("PRODCONF.DAT", bytes);
+}
+
+bool SystemFixture::Init(std::uint8_t mode) {
+    return tarn.WSInit(mode, &error) == 1;
+}
+
+void SystemFixture::Deinit() {
+    EXPECT_EQ(tarn.WSDeinit(&error), 1);
+}
+
+std::vector<std::string> SystemFixture::Journal() {
+    std::string text(ScriptJournal(nullptr, 0) + 1, '\0');
+    ScriptJournal(text.data(), text.size());
+    text.pop_back();
+    std::vector<std::string> lines;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = text.find('\n', start);
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::vector<std::string> SystemFixture::NewLines() {
+    std::vector<std::string> lines = Journal();
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(seen_));
+    seen_ += lines.size();
+    return lines;
+}
+
+std::vector<std::string> SystemFixture::LoadedCompanions() {
+    std::vector<std::string> loaded;
+    for (const char* module : kModules)
+        if (GetModuleHandleA(module) != nullptr) loaded.emplace_back(module);
+    return loaded;
+}
+
+bool SystemFixture::Scan(const std::string& data, std::uint8_t kind) {
+    std::vector<std::uint8_t> bytes(data.begin(), data.end());
+    bytes.push_back(0xAB);
+    ScanRequest request{};
+    request.processId = GetCurrentProcessId();
+    request.data = bytes.data();
+    request.dataLength = static_cast<std::uint32_t>(data.size());
+    request.remoteAddress = remote;
+    request.remotePort = static_cast<std::uint16_t>((remotePort >> 8) | (remotePort << 8));
+    request.stopBeforeCategories = stop;
+    request.kind = kind;
+    std::memset(&verdict, 0xCD, sizeof verdict);
+    prompt = {0xCD, 0xCD};
+    return tarn.WSScanUrl(&request, &verdict, &prompt) == 1;
+}
+
+void SystemFixture::DeliverOneProfile() {
+    answers.pcSettings = {};
+    answers.pcSettings.mode = TARN_PC_ONE_FOR_ALL;
+    answers.pcSettings.entryCount = 1;
+    answers.pcSettings.entries = &profile;
+}
+
+}  // namespace tarn::system_test

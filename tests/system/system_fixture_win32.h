@@ -1,0 +1,93 @@
+// The built tarn.dll in an install folder of its own with scripted companions, as a host process would find it.
+// Each test loads the library afresh and unloads it again, so that no process-wide state is shared.
+#ifndef TARN_TESTS_SYSTEM_SYSTEM_FIXTURE_WIN32_H
+#define TARN_TESTS_SYSTEM_SYSTEM_FIXTURE_WIN32_H
+
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+#include <windows.h>
+
+#include "tarn/tarn.h"
+
+#include "companions/scripted/companion_script.h"
+
+namespace tarn::system_test {
+
+// The thirteen exports of a loaded tarn.dll.
+struct Exports {
+    decltype(&::WSInit) WSInit;
+    decltype(&::WSDeinit) WSDeinit;
+    decltype(&::WSShutDown) WSShutDown;
+    decltype(&::WSSettingsChanged) WSSettingsChanged;
+    decltype(&::WSUpdateSettingsChanged) WSUpdateSettingsChanged;
+    decltype(&::WSScanUrl) WSScanUrl;
+    decltype(&::WSWebExtScanUrl) WSWebExtScanUrl;
+    decltype(&::WSGetUrlScanFeatureStatus) WSGetUrlScanFeatureStatus;
+    decltype(&::WSScanPacket) WSScanPacket;
+    decltype(&::WSDropConnection) WSDropConnection;
+    decltype(&::WSAddURLToIDSBlockedList) WSAddURLToIDSBlockedList;
+    decltype(&::WSScanLogonEventForPCCTRL) WSScanLogonEventForPCCTRL;
+    decltype(&::WSScanSMBPacket) WSScanSMBPacket;
+};
+
+class SystemFixture : public testing::Test {
+ protected:
+    SystemFixture();
+    ~SystemFixture() override;
+
+    // ---- The install folder ----
+    void RemoveModule(const std::string& file);
+    // Renames one export in the folder's copy of a module, so that it cannot be bound.
+    void HideExport(const std::string& file, const std::string& function);
+    void WriteFile(const std::string& name, const std::vector<std::uint8_t>& bytes);
+    void WriteFile(const std::string& name, const std::string& text);
+    // A product data file of the given version with a right CRC.
+    void WriteProductData(std::uint8_t major, std::uint8_t minor);
+    void SetInstallPath(const std::u16string& path);
+    void RemoveInstallPath();
+    void RegisterAgent(const std::wstring& executable);
+
+    // ---- The library ----
+    bool Init(std::uint8_t mode = 1);
+    void Deinit();
+    std::vector<std::string> Journal();
+    // The journal's lines since the last call, cleared without touching the answers.
+    std::vector<std::string> NewLines();
+    static std::vector<std::string> LoadedCompanions();
+
+    bool Scan(const std::string& data, std::uint8_t kind = TARN_KIND_HTTP);
+    bool Get(const std::string& host, const std::string& target) {
+        return Scan("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
+    }
+    std::string Verdict() const { return std::to_string(verdict.allow) + "/" + std::to_string(verdict.reason); }
+
+    // One schedule for all users with one entry: the condition under which categories are looked up.
+    void DeliverOneProfile();
+
+    std::filesystem::path folder;
+    Exports tarn{};
+    script::Answers& answers;
+    std::uint32_t error = 0;
+
+    UrlVerdict verdict{};
+    PromptBytes prompt{};
+    std::uint16_t remotePort = 80;
+    IpAddressRecord remote{TARN_FAMILY_IPV4, {203, 0, 113, 5}};
+    std::uint8_t stop = 0;
+    PcUserEntryRecord profile{};
+
+ private:
+    void MakePrivateRegistry();
+
+    HMODULE library_ = nullptr;
+    HKEY privateRoot_ = nullptr;
+    std::wstring privateName_;
+    std::size_t seen_ = 0;
+};
+
+}  // namespace tarn::system_test
+
+#endif
