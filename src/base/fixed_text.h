@@ -24,7 +24,10 @@ class FixedText {
         return *this;
     }
 
-    [[nodiscard]] std::string_view View() const { return {chars_, length_}; }
+    [[nodiscard]] std::string_view View() const {
+        if (length_ > kMaxLength) __builtin_unreachable();  // tells the compiler the bound that every writer keeps
+        return {chars_, length_};
+    }
     [[nodiscard]] const char* Text() const { return chars_; }
     [[nodiscard]] std::size_t Length() const { return length_; }
     [[nodiscard]] bool Empty() const { return length_ == 0; }
