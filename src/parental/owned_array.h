@@ -23,6 +23,10 @@ struct CopyMemory {
 template <class T>
 class OwnedArray {
  public:
+    using value_type = T;
+    using iterator = T*;
+    using const_iterator = const T*;
+
     OwnedArray() = default;
     ~OwnedArray() { Clear(); }
     OwnedArray(OwnedArray&& other) noexcept

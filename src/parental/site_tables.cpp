@@ -55,7 +55,7 @@ AddressForms FormsOf(const IpAddressRecord& tableAddress) {
         forms.second.Append({digits, static_cast<std::size_t>(end - digits)});
         return forms;
     }
-    // QUIRK: the bracketed form ends in a full stop.  Test: SiteTables.BracketedFormEndsInAFullStop
+    // QUIRK: the bracketed form ends in a full stop.  Test: BracketedFormEndsInAFullStop
     char groups[network::kIpv6GroupsLength + 1];
     network::FormatIpv6Groups(tableAddress.bytes, groups, sizeof groups);
     forms.second.Assign("[");
@@ -161,7 +161,7 @@ std::size_t Builder::FindOrAppend(const SiteRule& rule) {
 }
 
 // QUIRK: an entry that was made from an address while its host had no path does not see the paths that the host gets
-// later; with a path there already, it does.  Test: SiteTables.AddressesShareThePathsOfTheirTime
+// later; with a path there already, it does.  Test: AddressesShareThePathsOfTheirTime
 void Builder::AppendPath(HostListEntry& entry, std::string_view path) {
     if (path.empty()) return;
     PathListNode& node = tables_.paths[pathCount_];

@@ -38,11 +38,11 @@ class SortedIntervals {
         } else if (next->start == added.start) {
             Extend(*next, added);
         } else if (next == items_) {
-            // QUIRK: what ends before the first interval is lost.  Test: WeeklySchedule.WhatEndsBeforeTheFirstIsLost
+            // QUIRK: what ends before the first interval is lost.  Test: WhatEndsBeforeTheFirstIsLost
             if (added.end >= next->start) MoveBack(*next, added);
         } else if (added.start <= next[-1].end) {
             // QUIRK: an interval that grows over the next one is not joined with it.
-            // Test: WeeklySchedule.GrowingOverTheNextOneLeavesBoth
+            // Test: GrowingOverTheNextOneLeavesBoth
             Extend(next[-1], added);
         } else if (added.end < next->start) {
             InsertBefore(next, added);
