@@ -1,5 +1,4 @@
-// A copy of a text on the stack with room around it: eight characters may be loaded in front of any of its places,
-// sixteen behind.
+// A copy of a text with room around it: eight characters may be read in front of any place, sixteen behind.
 // What is asked about a text, folded or as it stands, is up to the lists.
 #ifndef TARN_URL_PADDED_TEXT_H
 #define TARN_URL_PADDED_TEXT_H

@@ -75,7 +75,9 @@ std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t
 template <bool kBackward>
 void PatternTree<kBackward>::AddSlot(std::uint32_t node, std::uint64_t characters, std::uint32_t value) {
     if (2 * (slotsUsed_ + 1) > slots_.size()) Grow();
-    for (std::size_t i = Spread(node, characters);; ++i) {
+    const std::size_t spread = Spread(node, characters);
+    filter_[FilterWord(spread)] |= FilterBit(spread);
+    for (std::size_t i = spread;; ++i) {
         Slot& slot = slots_[i & slotMask_];
         if (slot.value == kNone) {
             slot = {characters, node, value};
@@ -94,6 +96,8 @@ void PatternTree<kBackward>::Grow() {
     std::vector<Slot> old(2 * slots_.size());
     old.swap(slots_);
     slotMask_ = slots_.size() - 1;
+    filter_.assign(std::max<std::size_t>(1, slots_.size() / 16), 0);
+    filterMask_ = filter_.size() - 1;
     slotsUsed_ = 0;
     for (const Slot& slot : old)
         if (slot.value != kNone) AddSlot(slot.node, slot.characters, slot.value);
