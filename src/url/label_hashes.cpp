@@ -21,7 +21,8 @@ constexpr std::uint32_t AddZeroBits(std::uint32_t state) {
     return state;
 }
 
-constexpr PositionTables kTables = [] {
+// Not constexpr: it takes more steps than every compiler grants.
+const PositionTables kTables = [] {
     PositionTables tables{};
     std::array<std::uint32_t, 256>& last = tables.byte[0];
     for (std::uint32_t i = 0; i < last.size(); ++i) last[i] = AddZeroBits(i);

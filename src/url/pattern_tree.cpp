@@ -52,13 +52,13 @@ std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t
     if (isLeaf) return id;
 
     const auto goesOn = [depth](const Item& item) { return item.text.size() - depth >= kStride; };
-    const auto ending = std::ranges::partition(items, goesOn);
-    for (const Item& item : ending) {
-        const std::size_t more = item.text.size() - depth;
+    const auto ending = std::partition(items.begin(), items.end(), goesOn);
+    for (auto item = ending; item != items.end(); ++item) {
+        const std::size_t more = item->text.size() - depth;
         nodes_[id].terminalLengths = static_cast<std::uint8_t>(nodes_[id].terminalLengths | (1U << more));
-        AddSlot(id | kTerminal, Pack(Part(item.text, depth, more)) | (std::uint64_t{more} << 56), item.payload);
+        AddSlot(id | kTerminal, Pack(Part(item->text, depth, more)) | (std::uint64_t{more} << 56), item->payload);
     }
-    std::span<Item> rest = items.first(items.size() - ending.size());
+    std::span<Item> rest(items.begin(), ending);
     nodes_[id].hasSteps = !rest.empty();
     for (Item& item : rest) item.step = Pack(Part(item.text, depth, kStride));
     std::ranges::sort(rest, {}, &Item::step);
