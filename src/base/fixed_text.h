@@ -6,8 +6,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
+
+#include "base/text_search.h"
 
 namespace tarn::base {
 
@@ -40,7 +41,7 @@ class FixedText {
     }
     bool Append(std::string_view text) {
         const std::size_t count = std::min(text.size(), kMaxLength - length_);
-        if (count != 0) std::memcpy(chars_ + length_, text.data(), count);
+        CopyCharacters(chars_ + length_, text.substr(0, count));
         SetLength(length_ + count);
         return count == text.size();
     }

@@ -106,21 +106,7 @@ void HostTable::PublishHosts(std::span<const parental::HostListEntry> hosts, Pat
         group.rootCount = static_cast<std::uint32_t>(pathRoots_.size()) - group.rootsAt;
         groups_.push_back(group);
     }
-    FileGroups();
-}
-
-void HostTable::FileGroups() {
-    if (groups_.empty()) return;
-    slots_.resize(std::bit_ceil(2 * groups_.size()));
-    filter_.resize(std::bit_ceil(groups_.size() / 4 + 1));  // at least 16 bits for each
-    for (std::uint32_t i = 0; i < groups_.size(); ++i) {
-        const std::uint32_t hash = groups_[i].hash;
-        if (i != 0 && groups_[i - 1].hash == hash) continue;
-        filter_[(hash >> 6) & (filter_.size() - 1)] |= std::uint64_t{1} << (hash & 63U);
-        std::size_t at = hash & (slots_.size() - 1);
-        while (slots_[at].group != kNoGroup) at = (at + 1) & (slots_.size() - 1);
-        slots_[at] = {hash, i};
-    }
+    index_.Build(groups_.size(), [this](std::size_t i) { return groups_[i].hash; });
 }
 
 void HostTable::PublishAddresses(std::span<const parental::AddressListEntry> addresses, PathRoots& roots) {
@@ -134,13 +120,6 @@ void HostTable::PublishAddresses(std::span<const parental::AddressListEntry> add
         addresses_.push_back({entry.kind, entry.wholeAddress, RootOf(entry.paths, roots)});
     }
     addressRoot_ = addressKeys_.Add(patterns);
-}
-
-std::uint32_t HostTable::FirstGroup(std::uint32_t hash) const {
-    if (groups_.empty()) return kNoGroup;
-    if ((filter_[(hash >> 6) & (filter_.size() - 1)] >> (hash & 63U) & 1U) == 0) return kNoGroup;
-    for (std::size_t at = hash & (slots_.size() - 1);; at = (at + 1) & (slots_.size() - 1))
-        if (slots_[at].group == kNoGroup || slots_[at].hash == hash) return slots_[at].group;
 }
 
 // QUIRK: only the first occurrence of the text in the host counts.  Test: FirstOccurrenceOfTheTextDecides
@@ -165,7 +144,7 @@ bool HostTable::HitsLabels(const LabelHashes& labels, std::string_view host, std
                            std::uint8_t mode) const {
     for (std::size_t i = 0; i < labels.count; ++i) {
         const std::uint32_t hash = labels.values[i];
-        for (std::size_t at = FirstGroup(hash); at < groups_.size() && groups_[at].hash == hash; ++at) {
+        for (std::size_t at = index_.First(hash); at < groups_.size() && groups_[at].hash == hash; ++at) {
             const Group& group = groups_[at];
             if (!OccursIn(host, group)) continue;
             if (group.wholeDomain || (i == 0 && HitsWholeHost(group, path, mode))) return true;

@@ -12,6 +12,7 @@
 #include "tarn/records.h"
 
 #include "parental/site_entries.h"
+#include "url/hash_index.h"
 #include "url/label_hashes.h"
 #include "url/pattern_tree.h"
 
@@ -53,11 +54,6 @@ class HostTable {
         std::uint8_t wholeAddress;
         PrefixTree::Root paths;
     };
-    struct Slot {
-        std::uint32_t hash;
-        std::uint32_t group = kNoGroup;  // the first one of this hash
-    };
-    static constexpr std::uint32_t kNoGroup = 0xFFFFFFFF;
     // While publishing: entries share path lists, each of which becomes one set of the tree.
     struct PathRoots {
         std::unordered_map<const PathListNode*, PrefixTree::Root> known;
@@ -67,20 +63,17 @@ class HostTable {
     void PublishHosts(std::span<const parental::HostListEntry> hosts, PathRoots& roots);
     void PublishAddresses(std::span<const parental::AddressListEntry> addresses, PathRoots& roots);
     PrefixTree::Root RootOf(const PathListNode* paths, PathRoots& roots);
-    void FileGroups();
     [[nodiscard]] bool HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
                                   std::uint8_t mode) const;
     [[nodiscard]] bool HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const;
     [[nodiscard]] bool OccursIn(std::string_view host, const Group& group) const;
     [[nodiscard]] bool HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const;
-    [[nodiscard]] std::uint32_t FirstGroup(std::uint32_t hash) const;
 
     bool hasHosts_ = false;
     std::vector<Group> groups_;  // by hash
     std::vector<char> texts_;
     std::vector<PrefixTree::Root> pathRoots_;
-    std::vector<Slot> slots_;
-    std::vector<std::uint64_t> filter_;  // a bit for each hash, so that most misses touch nothing else
+    HashIndex index_;  // of groups_
     PrefixTree paths_;
     PrefixTree addressKeys_;  // payload: index in addresses_
     PrefixTree::Root addressRoot_ = PrefixTree::kNone;

@@ -1,6 +1,7 @@
 #include "url/label_hashes.h"
 
 #include "base/crc32.h"
+#include "base/text_search.h"
 #include "network/ip_address.h"
 
 namespace tarn::url {
@@ -20,7 +21,8 @@ constexpr std::uint32_t AddZeroBits(std::uint32_t state) {
     return state;
 }
 
-constexpr PositionTables kTables = [] {
+// Not constexpr: it takes more steps than every compiler grants.
+const PositionTables kTables = [] {
     PositionTables tables{};
     std::array<std::uint32_t, 256>& last = tables.byte[0];
     for (std::uint32_t i = 0; i < last.size(); ++i) last[i] = AddZeroBits(i);
@@ -34,44 +36,44 @@ constexpr PositionTables kTables = [] {
     return tables;
 }();
 
-// Where the last kMaxLabelHashes - 1 starts behind the whole host lie is known only from the left: it counts the dots.
-std::size_t CountDots(std::string_view host) {
-    std::size_t dots = 0;
-    for (const char c : host) dots += c == '.' ? 1U : 0U;
-    return dots;
-}
-
 }  // namespace
+
+std::uint32_t HostHash(std::string_view host) {
+    if (host.size() > kPositions) return base::Crc32Of(host);
+    std::uint32_t sum = kTables.start[host.size()];
+    for (std::size_t i = 0; i < host.size(); ++i)
+        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
+    return ~sum;
+}
 
 bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes) {
     if (host.empty() || host.front() == '.' || host.back() == '.') return false;
     IpAddressRecord address;
     hashes.isIpLiteral = network::ParseIpLiteral(host, address);
     hashes.count = 1;
-    if (host.size() > kPositions) {
-        hashes.values[0] = base::Crc32Of(host);
-        for (std::size_t dot = host.find('.');
-             !hashes.isIpLiteral && dot != std::string_view::npos && hashes.count < kMaxLabelHashes;
-             dot = host.find('.', dot + 1))
-            hashes.values[hashes.count++] = base::Crc32Of(host.substr(dot + 1));
+    if (hashes.isIpLiteral || host.size() > kPositions) {
+        hashes.values[0] = HostHash(host);
+        for (std::size_t at = 0; !hashes.isIpLiteral && hashes.count < kMaxLabelHashes;) {
+            at += base::FindCharacter(host.substr(at), '.') + 1;
+            if (at > host.size()) break;
+            hashes.values[hashes.count++] = HostHash(host.substr(at));
+        }
         return true;
     }
 
-    std::size_t label = hashes.isIpLiteral ? 0 : CountDots(host);  // the hash that ends at the dot met next
-    if (label >= kMaxLabelHashes)
-        hashes.count = kMaxLabelHashes;
-    else
-        hashes.count = label + 1;
+    // The sums behind every place are kept, so that the pass itself need not know where the dots are.
+    std::array<std::uint32_t, kPositions> behind;
     std::uint32_t sum = 0;
-    for (std::size_t length = 0; length < host.size(); ++length) {
-        const char c = host[host.size() - 1 - length];
-        if (c == '.' && label != 0) {
-            if (label < kMaxLabelHashes) hashes.values[label] = ~(sum ^ kTables.start[length]);
-            --label;
-        }
-        sum ^= kTables.byte[length][static_cast<std::uint8_t>(c)];
+    for (std::size_t i = host.size(); i-- > 0;) {
+        behind[i] = sum;
+        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
     }
     hashes.values[0] = ~(sum ^ kTables.start[host.size()]);
+    for (std::size_t at = 0; hashes.count < kMaxLabelHashes; ++at) {
+        at += base::FindCharacter(host.substr(at), '.');
+        if (at == host.size()) break;
+        hashes.values[hashes.count++] = ~(behind[at] ^ kTables.start[host.size() - 1 - at]);
+    }
     return true;
 }
 

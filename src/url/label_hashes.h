@@ -18,6 +18,9 @@ struct LabelHashes {
     bool isIpLiteral;  // then only the whole text is hashed
 };
 
+// CRC-32 of a host, faster than byte by byte.
+std::uint32_t HostHash(std::string_view host);
+
 // False for an empty host and for one that begins or ends with ".". Hashes past the tenth are left out.
 bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes);
 

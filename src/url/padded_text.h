@@ -1,4 +1,4 @@
-// A copy of a text on the stack with room around it, so that eight characters may be loaded at any of its places.
+// A copy of a text with room around it: eight characters may be read in front of any place, sixteen behind.
 // What is asked about a text, folded or as it stands, is up to the lists.
 #ifndef TARN_URL_PADDED_TEXT_H
 #define TARN_URL_PADDED_TEXT_H
@@ -26,9 +26,9 @@ class PaddedText {
         if (fits_) length_ = text.size();
         if (letterCase == LetterCase::kFolded)
             base::CopyLower(chars_ + kStride, text.substr(0, length_));
-        else if (length_ != 0)
-            std::memcpy(chars_ + kStride, text.data(), length_);
-        std::memset(chars_ + kStride + length_, 0, kStride);
+        else
+            base::CopyCharacters(chars_ + kStride, text.substr(0, length_));
+        std::memset(chars_ + kStride + length_, 0, base::kBlock);
     }
 
     [[nodiscard]] bool Fits() const { return fits_; }
@@ -37,7 +37,7 @@ class PaddedText {
  private:
     std::size_t length_ = 0;
     bool fits_;
-    char chars_[kStride + kMaxLength + kStride];
+    char chars_[kStride + kMaxLength + base::kBlock];
 };
 
 // The ends that a listed URL or path may have in the text it is found in.

@@ -52,13 +52,13 @@ std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t
     if (isLeaf) return id;
 
     const auto goesOn = [depth](const Item& item) { return item.text.size() - depth >= kStride; };
-    const auto ending = std::ranges::partition(items, goesOn);
-    for (const Item& item : ending) {
-        const std::size_t more = item.text.size() - depth;
+    const auto ending = std::partition(items.begin(), items.end(), goesOn);
+    for (auto item = ending; item != items.end(); ++item) {
+        const std::size_t more = item->text.size() - depth;
         nodes_[id].terminalLengths = static_cast<std::uint8_t>(nodes_[id].terminalLengths | (1U << more));
-        AddSlot(id | kTerminal, Pack(Part(item.text, depth, more)) | (std::uint64_t{more} << 56), item.payload);
+        AddSlot(id | kTerminal, Pack(Part(item->text, depth, more)) | (std::uint64_t{more} << 56), item->payload);
     }
-    std::span<Item> rest = items.first(items.size() - ending.size());
+    std::span<Item> rest(items.begin(), ending);
     nodes_[id].hasSteps = !rest.empty();
     for (Item& item : rest) item.step = Pack(Part(item.text, depth, kStride));
     std::ranges::sort(rest, {}, &Item::step);
@@ -75,7 +75,9 @@ std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t
 template <bool kBackward>
 void PatternTree<kBackward>::AddSlot(std::uint32_t node, std::uint64_t characters, std::uint32_t value) {
     if (2 * (slotsUsed_ + 1) > slots_.size()) Grow();
-    for (std::size_t i = Spread(node, characters);; ++i) {
+    const std::size_t spread = Spread(node, characters);
+    filter_[FilterWord(spread)] |= FilterBit(spread);
+    for (std::size_t i = spread;; ++i) {
         Slot& slot = slots_[i & slotMask_];
         if (slot.value == kNone) {
             slot = {characters, node, value};
@@ -94,6 +96,8 @@ void PatternTree<kBackward>::Grow() {
     std::vector<Slot> old(2 * slots_.size());
     old.swap(slots_);
     slotMask_ = slots_.size() - 1;
+    filter_.assign(std::max<std::size_t>(1, slots_.size() / 16), 0);
+    filterMask_ = filter_.size() - 1;
     slotsUsed_ = 0;
     for (const Slot& slot : old)
         if (slot.value != kNone) AddSlot(slot.node, slot.characters, slot.value);

@@ -73,11 +73,17 @@ class PatternTree {
         return static_cast<std::size_t>(x ^ (x >> 32));
     }
     [[nodiscard]] std::uint32_t Find(std::uint32_t node, std::uint64_t characters) const {
-        for (std::size_t i = Spread(node, characters);; ++i) {
+        const std::size_t spread = Spread(node, characters);
+        if ((filter_[FilterWord(spread)] & FilterBit(spread)) == 0) return kNone;
+        for (std::size_t i = spread;; ++i) {
             const Slot& slot = slots_[i & slotMask_];
             if (slot.value == kNone || (slot.characters == characters && slot.node == node)) return slot.value;
         }
     }
+
+    // The filter uses the upper half of the spread key, the slots the lower one.
+    [[nodiscard]] std::size_t FilterWord(std::size_t spread) const { return (spread >> 38) & filterMask_; }
+    static std::uint64_t FilterBit(std::size_t spread) { return std::uint64_t{1} << ((spread >> 32) & 63U); }
 
     static std::uint64_t Load(const char* at) {
         std::uint64_t word;
@@ -101,7 +107,9 @@ class PatternTree {
     std::vector<Node> nodes_;
     std::vector<char> pool_;  // ends with kStride spare characters
     std::vector<Slot> slots_ = std::vector<Slot>(2);
+    std::vector<std::uint64_t> filter_ = std::vector<std::uint64_t>(1);  // at least eight bits for each used slot
     std::size_t slotMask_ = 1;
+    std::size_t filterMask_ = 0;
     std::size_t slotsUsed_ = 0;
 };
 

@@ -9,6 +9,7 @@
 namespace tarn::url {
 namespace {
 
+using namespace std::string_view_literals;
 using base::FindCharacter;
 using base::FindTextBeforeNul;
 
@@ -20,19 +21,20 @@ std::string_view LookedAt(base::Bytes data) {
 
 // Where the request target begins; 0 for any method but the three.
 std::size_t TargetStart(std::string_view text) {
-    for (const std::string_view method : {"GET ", "POST ", "CONNECT "})
+    for (const std::string_view method : {"GET "sv, "POST "sv, "CONNECT "sv})
         if (text.starts_with(method)) return method.size();
     return 0;
 }
 
 std::string_view WithoutScheme(std::string_view target) {
-    for (const std::string_view scheme : {"http://", "ftp://", "https://"})
+    for (const std::string_view scheme : {"http://"sv, "ftp://"sv, "https://"sv})
         if (base::StartsWithIgnoringCase(target, scheme)) return target.substr(scheme.size());
     return target;
 }
 
 // The host of a "Host: " value: the port is cut, the brackets of an IPv6 literal stay.
 std::string_view WithoutPort(std::string_view value) {
+    if (base::FindEither(value, ']', ':') == value.size()) return value;
     const std::size_t bracket = FindCharacter(value, ']');
     if (bracket != value.size()) return value.substr(0, bracket + 1);
     return value.substr(0, FindCharacter(value, ':'));

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/bounded_text.h"
-#include "base/crc32.h"
 #include "url/path_list.h"
 #include "url/published_records.h"
 
@@ -29,40 +28,27 @@ std::vector<NamedSite<Entry>> FindableSites(std::span<const Entry> entries) {
     for (const Entry& entry : entries) {
         if (entry.host == nullptr) continue;
         const std::string_view host = base::FieldText(static_cast<const char*>(entry.host), kHostLimit);
-        if (base::Crc32Of(host) == entry.hash) sites.push_back({host, &entry});
+        if (HostHash(host) == entry.hash) sites.push_back({host, &entry});
     }
-    std::ranges::stable_sort(sites, {}, &NamedSite<Entry>::host);
+    std::ranges::stable_sort(sites, [](const auto& a, const auto& b) {
+        return a.entry->hash != b.entry->hash ? a.entry->hash < b.entry->hash : a.host < b.host;
+    });
     return sites;
 }
 
 // Calls use(the entries of one host) and files the host under the number of calls before.
 template <class Entry, class Use>
-PrefixTree::Root FileSites(std::span<const Entry> entries, PrefixTree& hosts, Use use) {
+void FileSites(std::span<const Entry> entries, SiteHosts& hosts, Use use) {
     const std::vector<NamedSite<Entry>> sites = FindableSites(entries);
-    std::vector<PrefixTree::Pattern> patterns;
+    std::vector<SiteHosts::Host> named;
     for (auto first = sites.begin(); first != sites.end();) {
         const auto end =
             std::find_if(first, sites.end(), [first](const auto& site) { return site.host != first->host; });
-        patterns.push_back({first->host, static_cast<std::uint32_t>(patterns.size())});
+        named.push_back({first->entry->hash, first->host});
         use(std::span(first, end));
         first = end;
     }
-    return hosts.Add(patterns);
-}
-
-// The number that FileSites gave to exactly this host; kNone when it is not listed.
-std::uint32_t FindSite(const PrefixTree& hosts, PrefixTree::Root root, std::string_view host) {
-    if (root == PrefixTree::kNone) return PrefixTree::kNone;
-    const PaddedText padded(host, LetterCase::kKept);
-    if (!padded.Fits()) return PrefixTree::kNone;
-    std::uint32_t found = PrefixTree::kNone;
-    hosts.Walk(
-        root, padded.View().data(), host.size(), [host](std::size_t length) { return length == host.size(); },
-        [&found](std::size_t, std::uint32_t site) {
-            found = site;
-            return true;
-        });
-    return found;
+    hosts.Build(named);
 }
 
 bool IsRoot(std::string_view path) {
@@ -124,13 +110,13 @@ void MaliciousList::Publish(const ThreatSiteList& record) {
     MaliciousList list;
     Collector collector(list);
     const std::span<const ThreatSiteEntry> entries = Entries<ThreatSiteEntry>(record.entries, record.count);
-    list.hostRoot_ = FileSites(entries, list.hosts_, [&](auto sites) { collector.AddSite(sites); });
+    FileSites(entries, list.hosts_, [&](auto sites) { collector.AddSite(sites); });
     *this = std::move(list);
 }
 
 std::optional<std::string_view> MaliciousList::Find(std::string_view host, std::string_view path) const noexcept {
-    const std::uint32_t number = FindSite(hosts_, hostRoot_, host);
-    if (number == PrefixTree::kNone) return std::nullopt;
+    const std::uint32_t number = hosts_.Find(host);
+    if (number == SiteHosts::kNone) return std::nullopt;
     const Site& site = sites_[number];
     std::uint32_t name = PrefixTree::kNone;
     if (!IsRoot(path) && site.paths != PrefixTree::kNone) {
@@ -154,7 +140,7 @@ void PhishingList::Publish(const PhishingSiteList& record) {
     std::size_t nodesLeft = kMaxChainNodes;
     std::vector<PrefixTree::Pattern> patterns;
     const std::span<const PhishingSiteEntry> entries = Entries<PhishingSiteEntry>(record.entries, record.count);
-    list.hostRoot_ = FileSites(entries, list.hosts_, [&](auto sites) {
+    FileSites(entries, list.hosts_, [&](auto sites) {
         Site site;
         patterns.clear();
         for (const auto& named : sites) {
@@ -168,8 +154,8 @@ void PhishingList::Publish(const PhishingSiteList& record) {
 }
 
 bool PhishingList::Matches(std::string_view host, std::string_view path) const noexcept {
-    const std::uint32_t number = FindSite(hosts_, hostRoot_, host);
-    if (number == PrefixTree::kNone) return false;
+    const std::uint32_t number = hosts_.Find(host);
+    if (number == SiteHosts::kNone) return false;
     return sites_[number].wholeSite || HoldsPath(paths_, sites_[number].paths, path);
 }
 

@@ -11,6 +11,7 @@
 #include "tarn/companions.h"
 
 #include "url/pattern_tree.h"
+#include "url/site_hosts.h"
 
 namespace tarn::url {
 
@@ -42,8 +43,7 @@ class MaliciousList {
         return {nameTexts_.data() + names_[number].at, names_[number].length};
     }
 
-    PrefixTree hosts_;  // payload: index in sites_
-    PrefixTree::Root hostRoot_ = PrefixTree::kNone;
+    SiteHosts hosts_;  // number: index in sites_
     PrefixTree paths_;
     std::vector<Site> sites_;
     std::vector<Name> names_;  // the first one is empty
@@ -62,8 +62,7 @@ class PhishingList {
         bool wholeSite = false;
     };
 
-    PrefixTree hosts_;  // payload: index in sites_
-    PrefixTree::Root hostRoot_ = PrefixTree::kNone;
+    SiteHosts hosts_;  // number: index in sites_
     PrefixTree paths_;
     std::vector<Site> sites_;
 };

@@ -79,11 +79,14 @@ void UserUrls::Publish(const UserUrlList& record) {
 
 bool UserUrls::HoldsHost(const Hosts& hosts, std::string_view text) const {
     if (prefixes_.Walk(hosts.starts, text.data(), text.size(), kAny, kEnough)) return true;
-    const auto isDomain = [text](std::size_t length, std::uint32_t) {
-        return length < text.size() && StandsBehindDot(text, length) &&
-               base::FindText(text, text.substr(text.size() - length)) == text.size() - length;
+    const auto standsBehindDot = [text](std::size_t length) {
+        return length < text.size() && StandsBehindDot(text, length);
     };
-    return suffixes_.Walk(hosts.domains, text.data() + text.size(), text.size(), kAny, isDomain);
+    const auto isFirst = [text](std::size_t length, std::uint32_t) {
+        const std::size_t at = text.size() - length;
+        return base::FindText(text, text.substr(at)) == at;
+    };
+    return suffixes_.Walk(hosts.domains, text.data() + text.size(), text.size(), standsBehindDot, isFirst);
 }
 
 // pathBehind(length) gives the path to test when the host text took length characters.

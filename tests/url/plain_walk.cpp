@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/ascii.h"
 #include "base/crc32.h"
 #include "network/ip_address.h"
 
@@ -12,13 +13,6 @@ constexpr std::size_t kNone = std::string_view::npos;
 
 std::string_view Field(const char* field, std::size_t capacity) {
     return {field, strnlen(field, capacity - 1)};
-}
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-    return lower;
 }
 
 std::string_view CutSlash(std::string_view text) {
@@ -90,37 +84,35 @@ std::string_view CutPort(std::string_view host) {
 }  // namespace
 
 bool MatchUrlList(std::string_view url, const UrlListRecord& record) {
-    const std::string text = Lower(url);
     for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i) {
-        const std::string entry = Lower(CutSlash(Field(record.entries[i], TARN_URL_CAPACITY)));
+        const std::string_view entry = CutSlash(Field(record.entries[i], TARN_URL_CAPACITY));
         if (entry.empty()) continue;
         std::size_t end = 0;
         if (entry.front() == '*') {
-            const std::string pattern = entry.substr(1);
-            const std::size_t at = text.find(pattern);
-            if (pattern.empty() || at == kNone) continue;
-            end = at + pattern.size();
+            const std::size_t at = base::FindIgnoringCase(url, entry.substr(1));
+            if (at == kNone) continue;
+            end = at + entry.size() - 1;
         } else {
-            if (!text.starts_with(entry)) continue;
+            if (!base::StartsWithIgnoringCase(url, entry)) continue;
             end = entry.size();
         }
-        if (IsEndOr(text, end, "/?#")) return true;
+        if (IsEndOr(url, end, "/?#")) return true;
     }
     return false;
 }
 
 bool MatchPrefixWhiteList(std::string_view hostAndPath, const UrlListRecord& record) {
-    const std::string text = Lower(hostAndPath);
     for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i) {
-        const std::string entry = Lower(CutSlash(Field(record.entries[i], TARN_URL_CAPACITY)));
-        if (!entry.empty() && text.starts_with(entry) && IsEndOr(text, entry.size(), "/")) return true;
+        const std::string_view entry = CutSlash(Field(record.entries[i], TARN_URL_CAPACITY));
+        if (!entry.empty() && base::StartsWithIgnoringCase(hostAndPath, entry) &&
+            IsEndOr(hostAndPath, entry.size(), "/"))
+            return true;
     }
     return false;
 }
 
 bool IsDomainOrSubdomain(std::string_view host, std::string_view pattern, std::uint8_t allowSubdomain) {
-    if (pattern.empty()) return false;
-    const std::size_t at = Lower(host).find(Lower(pattern));
+    const std::size_t at = base::FindIgnoringCase(host, pattern);
     if (at == kNone) return false;
     if (at == 0) return true;
     if (pattern.size() > host.size() || allowSubdomain != 1) return false;
@@ -140,9 +132,9 @@ bool MatchUserList(std::string_view host, std::uint8_t mode, const UserUrlList& 
             continue;
         }
         if (!plain::IsDomainOrSubdomain(host, pattern, 0)) continue;
-        const std::string entryPath = Lower(CutSlash(Field(entry->path, sizeof entry->path)));
-        const std::string path = Lower(pathBehind(pattern.size()));
-        if (path.starts_with(entryPath) && IsEndOr(path, entryPath.size(), "/?#")) return true;
+        const std::string_view entryPath = CutSlash(Field(entry->path, sizeof entry->path));
+        const std::string_view path = pathBehind(pattern.size());
+        if (base::StartsWithIgnoringCase(path, entryPath) && IsEndOr(path, entryPath.size(), "/?#")) return true;
     }
     return false;
 }
@@ -215,8 +207,8 @@ std::optional<std::string> FindMalicious(std::string_view host, std::string_view
         if (entry.host == nullptr || host != entry.host) continue;
         if (!isRoot(path)) {
             for (const ThreatNode* node = entry.threats; node != nullptr; node = node->next) {
-                const std::string listed = Lower(Field(node->path, sizeof node->path));
-                if (!isRoot(listed) && Lower(path).starts_with(listed) &&
+                const std::string_view listed = Field(node->path, sizeof node->path);
+                if (!isRoot(listed) && base::StartsWithIgnoringCase(path, listed) &&
                     (IsEndOr(path, listed.size(), "/?#") || listed.ends_with('/')))
                     return std::string(Field(node->name, sizeof node->name));
             }
