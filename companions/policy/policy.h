@@ -1,0 +1,140 @@
+// What a policy file says, as plain data: the knowledge behind the reference companion modules.
+// Reading the file is policy_reader's business, turning it into records that of policy_records.
+#ifndef TARN_COMPANIONS_POLICY_POLICY_H
+#define TARN_COMPANIONS_POLICY_POLICY_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tarn/companions.h"
+
+namespace tarn::policy {
+
+struct Features {
+    bool browsingProtection = false;
+    bool antiPhishing = false;
+    bool intrusionPrevention = false;
+    bool cloudLookup = true;
+    bool httpsInspection = false;
+    std::uint8_t agentStatus = 0;
+};
+
+struct Notices {
+    PromptBytes browsingProtection{};
+    PromptBytes antiPhishing{};
+};
+
+struct WhiteLists {
+    std::vector<std::string> webSecurity;
+    std::vector<std::string> browsingProtection;
+    std::vector<std::string> user;
+};
+
+struct Threat {
+    std::string name;
+    std::string path;  // empty: the site as a whole
+};
+
+struct MaliciousSite {
+    std::string host;
+    bool wholeSite = true;
+    std::vector<Threat> threats;
+};
+
+struct PhishingSite {
+    std::string host;
+    bool wholeSite = true;
+    std::vector<std::string> paths;
+};
+
+// A host, or a host and the beginning of a path, with its categories.
+struct CategorisedSite {
+    std::string address;
+    std::vector<std::uint16_t> categories;
+};
+
+struct PacketSignature {
+    std::uint16_t port = 0;           // local TCP port, 0 = any
+    std::vector<std::uint8_t> bytes;  // searched in the frame
+    std::uint32_t reason = 0;
+    bool block = true;
+};
+
+struct IdsRuleText {
+    std::uint16_t id = 0;
+    bool excluded = false;
+    std::string name;
+    std::string description;
+    std::string details;
+    std::vector<std::uint8_t> systems;
+};
+
+struct ManagedClient {
+    std::string server;
+    bool disableOnlineLookup = false;
+};
+
+struct ParentalSiteRule {
+    std::string host;
+    std::string path;
+    std::uint8_t flag = 1;
+    std::uint8_t kind = 1;
+    std::uint8_t subdomains = 0;
+    std::vector<IpAddressRecord> addresses;  // IPv4 as a host-order number
+};
+
+struct ParentalAllowedSite {
+    std::string host;
+    std::string path;
+    std::uint8_t kind = 1;
+    bool subdomains = true;
+};
+
+struct ParentalUser {
+    std::array<std::uint8_t, 68> sid{};
+    bool profile = true;
+    bool blockList = false;
+    bool categories = false;
+    bool schedule = false;
+    bool controlled = false;
+    bool exempt = false;
+    bool hourGrid = false;
+    std::array<std::vector<TimeRange>, 7> times;  // Sunday first
+    std::array<std::array<bool, 24>, 7> hours{};  // by weekday
+    std::array<std::uint16_t, 7> allowance{};     // hours a day
+    std::vector<std::uint16_t> blockedCategories;
+    std::vector<ParentalSiteRule> siteRules;
+    std::vector<ParentalAllowedSite> allowedSites;
+    std::vector<ParentalAllowedSite> scheduleAllowedSites;
+};
+
+struct Parental {
+    std::uint8_t mode = TARN_PC_ABSENT;
+    std::uint8_t strictness = 0;
+    PromptBytes prompt{};
+    std::vector<ParentalUser> users;
+};
+
+struct Policy {
+    Features features;
+    Notices notices;
+    WhiteLists whiteLists;
+    std::vector<MaliciousSite> maliciousSites;
+    std::vector<PhishingSite> phishingSites;
+    std::map<std::uint16_t, std::string> categoryNames;
+    std::vector<CategorisedSite> sites;
+    std::vector<std::string> maliciousPatterns;
+    std::vector<PacketSignature> packetSignatures;
+    std::vector<IdsRuleText> idsRules;
+    std::uint8_t idsAlert = 0;
+    std::vector<std::string> inspectedHosts;
+    ManagedClient managedClient;
+    Parental parental;
+};
+
+}  // namespace tarn::policy
+
+#endif

@@ -1,0 +1,188 @@
+#include "policy/policy_reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+
+#include "policy/parental_reader.h"
+#include "policy/values.h"
+
+namespace tarn::policy {
+namespace {
+
+constexpr TextBound kUrl{TARN_URL_CAPACITY};
+constexpr TextBound kHost{256};
+
+void ReadPrompt(Section& section, std::string_view key, PromptBytes& prompt) {
+    section.Table(key, [&](Section& inner) {
+        inner.Read("report", prompt.report, 0, 255);
+        inner.Read("prompt", prompt.prompt, 0, 255);
+    });
+}
+
+void ReadFeatures(Section& section, Features& features) {
+    section.Read("browsing_protection", features.browsingProtection);
+    section.Read("anti_phishing", features.antiPhishing);
+    section.Read("intrusion_prevention", features.intrusionPrevention);
+    section.Read("cloud_lookup", features.cloudLookup);
+    section.Read("https_inspection", features.httpsInspection);
+    section.Read("agent_status", features.agentStatus, 0, 255);
+}
+
+// A host text in lower case; a second entry for the same host is a mistake.
+void NeedHost(Section& section, std::string& host, std::vector<std::string>& seen) {
+    section.Need("host", host, kHost);
+    host = LowerCase(host);
+    if (host.empty()) return;
+    if (host.find_first_of("/:? ") != std::string::npos)
+        section.Complain(
+            *section.Find("host"),
+            fmt::format("\"{}\" is no host; allowed: a name or address alone, such as shop.example", host));
+    if (std::find(seen.begin(), seen.end(), host) != seen.end())
+        section.Complain(*section.Find("host"),
+                         fmt::format("\"{}\" is listed above already; add its paths there", host));
+    seen.push_back(host);
+}
+
+void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
+    std::vector<std::string> seen;
+    top.Tables("malicious_sites", [&](Section& section) {
+        MaliciousSite site;
+        NeedHost(section, site.host, seen);
+        section.Read("whole_site", site.wholeSite);
+        std::string siteThreat;
+        section.Read("threat", siteThreat, {50});
+        section.Tables("threats", [&](Section& inner) {
+            Threat threat;
+            inner.Need("name", threat.name, {50});
+            inner.Need("path", threat.path, {200});
+            site.threats.push_back(std::move(threat));
+        });
+        if (!siteThreat.empty()) site.threats.push_back({siteThreat, ""});
+        sites.push_back(std::move(site));
+    });
+}
+
+void ReadPhishingSites(Section& top, std::vector<PhishingSite>& sites) {
+    std::vector<std::string> seen;
+    top.Tables("phishing_sites", [&](Section& section) {
+        PhishingSite site;
+        NeedHost(section, site.host, seen);
+        section.Read("whole_site", site.wholeSite);
+        section.Read("paths", site.paths, kUrl);
+        sites.push_back(std::move(site));
+    });
+}
+
+void ReadCategories(Section& top, Policy& policy) {
+    top.Table("category_names", [&](Section& section) {
+        section.Each([&](std::string_view key, const toml::node& value) {
+            std::uint16_t number = 0;
+            const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), number);
+            std::string name;
+            if (error != std::errc{} || end != key.data() + key.size())
+                section.Complain(value, fmt::format("\"{}\" is no category; allowed: a number from 0 to 65535", key));
+            else if (section.CheckText(key, value, name, {100}))
+                policy.categoryNames[number] = name;
+        });
+    });
+    top.Tables("sites", [&](Section& section) {
+        CategorisedSite site;
+        section.Need("address", site.address, kUrl);
+        site.address = LowerCase(site.address);
+        section.Read("categories", site.categories, 0, 65535);
+        policy.sites.push_back(std::move(site));
+    });
+}
+
+void ReadPacketSignatures(Section& top, std::vector<PacketSignature>& signatures) {
+    top.Tables("packet_signatures", [&](Section& section) {
+        PacketSignature signature;
+        std::string text;
+        std::string hex;
+        section.Read("port", signature.port, 0, 65535);
+        section.Read("text", text, {256});
+        section.Read("hex", hex, {512});
+        section.Read("reason", signature.reason, 0, 4294967295);
+        section.Read("block", signature.block);
+        signature.bytes.assign(text.begin(), text.end());
+        if (!hex.empty() && !BytesOfHex(hex, signature.bytes))
+            section.Complain(*section.Find("hex"), "hex is no run of byte pairs; allowed: such as \"de ad be ef\"");
+        if (text.empty() == hex.empty())
+            section.Complain(section.Whole(), "a packet signature needs either text or hex");
+        signatures.push_back(std::move(signature));
+    });
+}
+
+void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
+    top.Tables("ids_rules", [&](Section& section) {
+        IdsRuleText rule;
+        section.Read("id", rule.id, 0, 65535);
+        section.Read("excluded", rule.excluded);
+        section.Read("name", rule.name, {50, true});
+        section.Read("description", rule.description, {150, true});
+        section.Read("details", rule.details, {400, true});
+        section.Read("systems", rule.systems, 0, 255);
+        if (rule.systems.size() > 255) section.Complain(*section.Find("systems"), "at most 255 systems are allowed");
+        rules.push_back(std::move(rule));
+    });
+}
+
+void ReadTop(Section& top, Policy& policy) {
+    top.Table("features", [&](Section& section) { ReadFeatures(section, policy.features); });
+    top.Table("notices", [&](Section& section) {
+        ReadPrompt(section, "browsing_protection", policy.notices.browsingProtection);
+        ReadPrompt(section, "anti_phishing", policy.notices.antiPhishing);
+    });
+    top.Table("white_lists", [&](Section& section) {
+        section.Read("web_security", policy.whiteLists.webSecurity, kUrl);
+        section.Read("browsing_protection", policy.whiteLists.browsingProtection, kUrl);
+        section.Read("user", policy.whiteLists.user, kUrl);
+    });
+    ReadMaliciousSites(top, policy.maliciousSites);
+    ReadPhishingSites(top, policy.phishingSites);
+    ReadCategories(top, policy);
+    top.Read("malicious_patterns", policy.maliciousPatterns, kUrl);
+    ReadPacketSignatures(top, policy.packetSignatures);
+    ReadIdsRules(top, policy.idsRules);
+    top.Table("ids", [&](Section& section) { section.Read("alert", policy.idsAlert, 0, 255); });
+    top.Table("https_inspection",
+              [&](Section& section) { section.Read("blocked_hosts", policy.inspectedHosts, kHost); });
+    top.Table("managed_client", [&](Section& section) {
+        section.Read("server", policy.managedClient.server, {260, true});
+        section.Read("disable_online_lookup", policy.managedClient.disableOnlineLookup);
+    });
+    top.Table("parental", [&](Section& section) {
+        ReadPrompt(section, "notice", policy.parental.prompt);
+        ReadParental(section, policy.parental);
+    });
+}
+
+}  // namespace
+
+ReadPolicy ParsePolicy(std::string_view text) {
+    ReadPolicy result;
+    toml::table table;
+    try {
+        table = toml::parse(text);
+    } catch (const toml::parse_error& error) {
+        result.mistakes.push_back(
+            {error.source().begin.line, error.source().begin.column, std::string(error.description())});
+        return result;
+    }
+    {
+        Section top(table, "", result.mistakes);
+        ReadTop(top, result.policy);
+    }
+    std::stable_sort(result.mistakes.begin(), result.mistakes.end(), [](const Mistake& a, const Mistake& b) {
+        return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+    });
+    return result;
+}
+
+std::string Describe(std::string_view fileName, const Mistake& mistake) {
+    if (mistake.line == 0) return fmt::format("{}: {}", fileName, mistake.text);
+    return fmt::format("{}:{}:{}: {}", fileName, mistake.line, mistake.column, mistake.text);
+}
+
+}  // namespace tarn::policy

@@ -1,0 +1,82 @@
+// One table of a policy file: hands out its values with their types and bounds checked, and collects every mistake with
+// its line, its column and what is allowed there. Which keys exist is the reader's business.
+#ifndef TARN_COMPANIONS_POLICY_SECTION_H
+#define TARN_COMPANIONS_POLICY_SECTION_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <toml++/toml.h>
+#include <vector>
+
+namespace tarn::policy {
+
+struct Mistake {
+    std::uint32_t line = 0;    // from 1; 0 when the whole file is meant
+    std::uint32_t column = 0;  // from 1
+    std::string text;
+};
+
+// Text that is kept in a field of capacity characters, its NUL included.
+struct TextBound {
+    std::size_t capacity;
+    bool mayBeEmpty = false;
+};
+
+class Section {
+ public:
+    Section(const toml::table& table, std::string name, std::vector<Mistake>& mistakes)
+        : table_(table), name_(std::move(name)), mistakes_(mistakes) {}
+    // Reports the keys that nobody asked for.
+    ~Section();
+    Section(const Section&) = delete;
+    Section& operator=(const Section&) = delete;
+
+    void Read(std::string_view key, bool& out);
+    template <class Number>
+    void Read(std::string_view key, Number& out, std::int64_t least, std::int64_t most) {
+        std::int64_t value = out;
+        ReadNumber(key, value, least, most);
+        out = static_cast<Number>(value);
+    }
+    void Read(std::string_view key, std::string& out, TextBound bound);
+    void Read(std::string_view key, std::vector<std::string>& out, TextBound bound);
+    template <class Number>
+    void Read(std::string_view key, std::vector<Number>& out, std::int64_t least, std::int64_t most) {
+        ReadArray(key, "an array of whole numbers", [&](const toml::node& item) {
+            std::int64_t value = 0;
+            if (CheckNumber(key, item, value, least, most)) out.push_back(static_cast<Number>(value));
+        });
+    }
+    // A needed text: a missing one is a mistake.
+    void Need(std::string_view key, std::string& out, TextBound bound);
+
+    // The table of key, or each table of the array of tables.
+    void Table(std::string_view key, const std::function<void(Section&)>& read);
+    void Tables(std::string_view key, const std::function<void(Section&)>& read);
+    // Each item of an array, unchecked.
+    void ReadArray(std::string_view key, std::string_view wanted, const std::function<void(const toml::node&)>& read);
+    // Every key with its value, for tables whose keys are data.
+    void Each(const std::function<void(std::string_view key, const toml::node& value)>& read);
+
+    bool CheckText(std::string_view key, const toml::node& node, std::string& out, TextBound bound);
+    void Complain(const toml::node& node, std::string text);
+    [[nodiscard]] const toml::node& Whole() const { return table_; }
+    [[nodiscard]] const toml::node* Find(std::string_view key);
+
+ private:
+    void ReadNumber(std::string_view key, std::int64_t& out, std::int64_t least, std::int64_t most);
+    bool CheckNumber(std::string_view key, const toml::node& node, std::int64_t& out, std::int64_t least,
+                     std::int64_t most);
+    [[nodiscard]] std::string Named(std::string_view key) const;
+
+    const toml::table& table_;
+    std::string name_;
+    std::vector<Mistake>& mistakes_;
+    std::vector<std::string> known_;
+};
+
+}  // namespace tarn::policy
+
+#endif

@@ -1,0 +1,53 @@
+// tlsinsp.dll, the HTTPS inspection module: hosts whose TLS connections the policy blocks.
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/ascii.h"
+#include "module_files_win32.h"
+
+namespace {
+
+using Hosts = std::vector<std::string>;
+
+std::unique_ptr<const Hosts> blockedHosts;  // between IntializeSSL and DeIntializeSSL
+
+}  // namespace
+
+extern "C" {
+
+// 0, a failure, when the policy switches HTTPS inspection off.
+std::uint32_t TARN_CALL IntializeSSL(void) {
+    std::uint32_t error = 0;
+    try {
+        tarn::policy::Policy policy;
+        if (!tarn::policy::LoadPolicy(policy, error) || !policy.features.httpsInspection) return 0;
+        blockedHosts = std::make_unique<const Hosts>(std::move(policy.inspectedHosts));
+        return 1;
+    } catch (...) {
+        return 0;
+    }
+}
+
+void TARN_CALL DeIntializeSSL(void) {
+    blockedHosts.reset();
+}
+
+std::uint8_t TARN_CALL TiScanHttpsPacket(std::uint32_t, const char* hostAndPath, std::uint32_t, std::uint16_t,
+                                         const std::uint8_t*, std::uint32_t, std::uint8_t* block) {
+    if (hostAndPath == nullptr || block == nullptr || blockedHosts == nullptr) return 0;
+    const std::string_view text(hostAndPath);
+    const std::string_view host = text.substr(0, text.find('/'));
+    const bool listed = std::any_of(blockedHosts->begin(), blockedHosts->end(), [&](const std::string& entry) {
+        return tarn::base::EqualIgnoringCase(entry, host);
+    });
+    *block = listed ? 1 : 0;
+    return 1;
+}
+
+// The notice is the host tool's business; this module shows none.
+void TARN_CALL TiShowPopup(void) {}
+
+}  // extern "C"

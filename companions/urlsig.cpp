@@ -1,0 +1,51 @@
+// urlsig.dll, the URL pattern module: malicious URL patterns from the policy.
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "module_files_win32.h"
+#include "policy/site_judge.h"
+
+namespace {
+
+using Patterns = std::vector<std::string>;
+
+std::unique_ptr<const Patterns> patterns;  // between WSInitUrlsig and WSDeInitUrlsig
+
+}  // namespace
+
+extern "C" {
+
+std::uint8_t TARN_CALL WSInitUrlsig(void) {
+    std::uint32_t error = 0;
+    try {
+        tarn::policy::Policy policy;
+        tarn::policy::LoadPolicy(policy, error);
+        patterns = std::make_unique<const Patterns>(std::move(policy.maliciousPatterns));
+        return 1;
+    } catch (...) {
+        return 0;
+    }
+}
+
+void TARN_CALL WSDeInitUrlsig(std::uint32_t*) {
+    patterns.reset();
+}
+
+std::uint8_t TARN_CALL WSCheckURLMaliciousPattern(std::uint8_t, const char* host, const char* path, std::uint16_t,
+                                                  std::uint8_t* malicious) {
+    if (host == nullptr || path == nullptr || malicious == nullptr || patterns == nullptr) return 0;
+    try {
+        const std::string url = std::string(host) + path;
+        const bool hit = std::any_of(patterns->begin(), patterns->end(), [&](const std::string& pattern) {
+            return tarn::policy::MatchesPattern(url, pattern);
+        });
+        *malicious = hit ? 1 : 0;
+        return 1;
+    } catch (...) {
+        return 0;
+    }
+}
+
+}  // extern "C"

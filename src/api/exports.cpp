@@ -1,0 +1,120 @@
+// The thirteen exports: null checks, preset verdicts, and the one place that stops exceptions.
+// Nothing is decided here; each export hands its records to the room that judges them.
+#include <cstdint>
+
+#include "tarn/tarn.h"
+
+#include "api/library.h"
+#include "api/lifecycle.h"
+#include "api/platform_win32.h"
+#include "url/feature_status.h"
+#include "url/url_scan.h"
+
+namespace {
+
+using tarn::api::Library;
+
+tarn::api::WindowsPlatform platform;
+Library theLibrary(platform);
+
+// No exception crosses the library's boundary: one that gets here is a failure of the call.
+template <class Work>
+std::uint8_t AtBoundary(Work&& work) noexcept {
+    try {
+        return work(theLibrary) ? 1 : 0;
+    } catch (...) {
+        return 0;
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+std::uint8_t TARN_CALL WSInit(std::uint8_t mode, std::uint32_t* error) {
+    if (error == nullptr) return 0;
+    return AtBoundary([&](Library& library) { return tarn::api::Start(library, mode, *error); });
+}
+
+std::uint8_t TARN_CALL WSDeinit(std::uint32_t* error) {
+    std::uint32_t ownError = 0;  // a host that passes no cell still gets everything released
+    AtBoundary([&](Library& library) {
+        tarn::api::Stop(library, error != nullptr ? *error : ownError);
+        return true;
+    });
+    return 1;
+}
+
+void TARN_CALL WSShutDown(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
+    AtBoundary([&](Library& library) {
+        tarn::api::SaveForShutDown(library, a, b, c, d);
+        return true;
+    });
+}
+
+std::uint32_t TARN_CALL WSSettingsChanged(std::uint32_t kind, std::uint64_t /*a*/, std::uint64_t /*b*/,
+                                          std::uint64_t /*c*/) {
+    constexpr std::uint32_t kLastKind = 8;
+    if (kind > kLastKind) return 0;
+    return 0;
+}
+
+std::uint8_t TARN_CALL WSUpdateSettingsChanged(const std::uint32_t* mask) {
+    if (mask == nullptr) return 0;
+    return 0;
+}
+
+std::uint8_t TARN_CALL WSScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
+    if (request == nullptr || verdict == nullptr || prompt == nullptr) return 0;
+    return AtBoundary(
+        [&](Library& library) { return tarn::url::ScanUrl(library.Scan(), *request, *verdict, *prompt); });
+}
+
+std::uint8_t TARN_CALL WSWebExtScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
+    if (request == nullptr || request->data == nullptr || verdict == nullptr || prompt == nullptr) return 0;
+    verdict->allow = TARN_ALLOW;
+    verdict->reason = TARN_REASON_DEFAULT;
+    return request->kind == TARN_KIND_TLS ? 0 : 1;
+}
+
+std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
+    if (status == nullptr) return 0;
+    return AtBoundary([&](Library& library) {
+        *status = tarn::url::FeatureStatus(library.Scan());
+        return true;
+    });
+}
+
+std::uint8_t TARN_CALL WSScanPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint16_t /*ruleId*/,
+                                    std::uint8_t /*inbound*/, std::uint64_t /*reserved*/, PacketVerdict* verdict) {
+    if (frame == nullptr || frameLength == 0 || verdict == nullptr) return 0;
+    verdict->action = TARN_PACKET_ALLOW;
+    return 1;
+}
+
+std::uint8_t TARN_CALL WSDropConnection(const std::uint8_t* frame) {
+    if (frame == nullptr) return 0;
+    return 0;
+}
+
+std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) {
+    if (request == nullptr) return 0;
+    return 1;
+}
+
+std::uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, LogonVerdict* verdict) {
+    if (event == nullptr || verdict == nullptr) return 0;
+    verdict->action = TARN_ALLOW;
+    verdict->reason = TARN_REASON_PARENTAL_CONTROL;
+    verdict->sessionId = event->sessionId;
+    return 0;
+}
+
+std::uint8_t TARN_CALL WSScanSMBPacket(const std::uint8_t* frame, std::uint32_t frameLength,
+                                       std::uint8_t /*direction*/, SmbScanResult* result) {
+    if (frame == nullptr || frameLength == 0 || result == nullptr) return 0;
+    result->resultKind = TARN_SMB_NOTHING;
+    return 1;
+}
+
+}  // extern "C"

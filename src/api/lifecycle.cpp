@@ -1,0 +1,85 @@
+#include "api/lifecycle.h"
+
+#include <array>
+#include <cstddef>
+
+#include "api/settings_load.h"
+#include "modules/companion_loader.h"
+
+namespace tarn::api {
+namespace {
+
+using UndoStep = void (*)(Library& library, std::uint32_t& error);
+
+// The steps that a failing start-up undoes, in reverse order.
+class UndoList {
+   public:
+    UndoList(Library& library, std::uint32_t& error) : library_(library), error_(error) {}
+    ~UndoList() {
+        while (count_ > 0) steps_[--count_](library_, error_);
+    }
+    UndoList(const UndoList&) = delete;
+    UndoList& operator=(const UndoList&) = delete;
+
+    void Add(UndoStep step) { steps_[count_++] = step; }
+    void Forget() { count_ = 0; }
+
+   private:
+    Library& library_;
+    std::uint32_t& error_;
+    std::array<UndoStep, 8> steps_{};
+    std::size_t count_ = 0;
+};
+
+void UnloadModules(Library& library, std::uint32_t& error) {
+    modules::UnloadAll(library.companions, library.platform.Modules(), error);
+}
+
+void DetectManagedClient(Library& library, std::uint32_t& error) {
+    library.managedClient = {};
+    library.managedClient.installed = library.platform.Modules().ManagedClientInstalled();
+    if (library.managedClient.installed)
+        modules::ReadEPSServerIP(library.companions, library.managedClient.serverAddress, error);
+}
+
+bool ReadDnsBlockSwitch(Library& library) {
+    base::PathBuffer folder;
+    base::PathBuffer file;
+    if (!library.platform.Modules().InstallFolder(folder)) return false;
+    if (!base::Succeeded(base::FormatText(file, {base::FieldText(folder), u"dnsblock.ini"}))) return false;
+    library.dnsBlockSwitch = library.platform.ReadIniInteger(file, u"WEB_SECURITY", u"BLOCK_URL_IN_DNS", 0);
+    return true;
+}
+
+}  // namespace
+
+bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
+    if (library.ready) Stop(library, error);
+    library.dnsBlockSwitch = 0;
+    library.companions = {};
+
+    UndoList undo(library, error);
+    if (!modules::LoadAll(library.companions, library.platform.Modules(), error)) return false;
+    undo.Add(UnloadModules);
+    DetectManagedClient(library, error);
+    if (!LoadSettings(library, mode, error)) return false;
+    undo.Add(ReleaseSettings);
+    if (!ReadDnsBlockSwitch(library)) return false;
+    undo.Forget();
+    library.ready = true;
+    return true;
+}
+
+void Stop(Library& library, std::uint32_t& error) {
+    library.ready = false;
+    ReleaseSettings(library, error);
+    UnloadModules(library, error);
+}
+
+void SaveForShutDown(Library& library, std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
+    const auto& categorisation = library.companions.categorisation;
+    if (!categorisation.loaded || categorisation.functions.SCSaveCacheFile == nullptr) return;
+    categorisation.functions.SCSaveCacheFile(a, b, c, d);
+}
+
+}  // namespace tarn::api

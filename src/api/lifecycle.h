@@ -1,0 +1,24 @@
+// Start-up and shut-down of the library: the order of the steps, and what a failing step undoes.
+// Each step's work is its own room's; the exports only call in here.
+#ifndef TARN_API_LIFECYCLE_H
+#define TARN_API_LIFECYCLE_H
+
+#include <cstdint>
+
+#include "api/library.h"
+
+namespace tarn::api {
+
+// From nothing to ready. mode 1 = restart with the saved DNS answers, 0 = fresh start. A library that is ready is ended
+// first. A step that fails undoes the steps before it in reverse order and gives false.
+bool Start(Library& library, std::uint8_t mode, std::uint32_t& error);
+
+// Undoes Start. Safe before it and when called twice.
+void Stop(Library& library, std::uint32_t& error);
+
+// The lighter end: saves the category cache with the host's four arguments; modules and settings stay loaded.
+void SaveForShutDown(Library& library, std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d);
+
+}  // namespace tarn::api
+
+#endif

@@ -1,0 +1,23 @@
+// The real Platform.
+// Kept apart so that the library's life never sees a Windows type.
+#ifndef TARN_API_PLATFORM_WIN32_H
+#define TARN_API_PLATFORM_WIN32_H
+
+#include "api/platform.h"
+#include "modules/module_system_win32.h"
+
+namespace tarn::api {
+
+class WindowsPlatform final : public Platform {
+   public:
+    modules::ModuleSystem& Modules() override { return modules_; }
+    std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                                 std::uint32_t defaultValue) override;
+
+   private:
+    modules::WindowsModuleSystem modules_;
+};
+
+}  // namespace tarn::api
+
+#endif

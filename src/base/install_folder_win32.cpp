@@ -1,0 +1,55 @@
+#include "base/install_folder.h"
+#include "base/win32_owners.h"
+
+namespace tarn::base {
+namespace {
+
+constexpr const wchar_t* kAppPath = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\CoreScan.exe";
+
+bool QueryRegisteredFolder(PathBuffer& folder) {
+    UniqueRegistryKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kAppPath, 0, KEY_QUERY_VALUE, key.Out()) != ERROR_SUCCESS) return false;
+    folder.fill(u'\0');
+    DWORD bytes = sizeof folder;
+    if (RegQueryValueExW(key.Get(), L"Path", nullptr, nullptr, reinterpret_cast<BYTE*>(folder.data()), &bytes) !=
+        ERROR_SUCCESS)
+        return false;
+    folder.back() = u'\0';
+    return true;
+}
+
+bool EqualPaths(std::u16string_view a, std::u16string_view b) {
+    return CompareStringOrdinal(Wide(a.data()), static_cast<int>(a.size()), Wide(b.data()), static_cast<int>(b.size()),
+                                TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+bool GetHostFolder(PathBuffer& folder) {
+    SetLastError(ERROR_SUCCESS);
+    const DWORD length = GetModuleFileNameW(nullptr, Wide(folder.data()), static_cast<DWORD>(folder.size()));
+    if (length == 0 || (length >= folder.size() && GetLastError() == ERROR_INSUFFICIENT_BUFFER)) return false;
+    folder.back() = u'\0';
+    folder[FolderOf(FieldText(folder)).size()] = u'\0';
+    return true;
+}
+
+bool GetInstallFolder(PathBuffer& folder) {
+    PathBuffer host;
+    PathBuffer registered;
+    if (!GetHostFolder(host) || !QueryRegisteredFolder(registered)) return false;
+    PathBuffer longBuffer;
+    const DWORD length =
+        GetLongPathNameW(Wide(host.data()), Wide(longBuffer.data()), static_cast<DWORD>(longBuffer.size()));
+    std::optional<std::u16string_view> longForm;
+    if (length != 0 && length < longBuffer.size()) longForm = FieldText(longBuffer);
+    const auto chosen = ChooseInstallFolder(FieldText(host), FieldText(registered), longForm, &EqualPaths);
+    return chosen && Succeeded(CopyText(folder, *chosen));
+}
+
+bool GetInstallFile(PathBuffer& path, std::u16string_view fileName) {
+    PathBuffer folder;
+    return GetInstallFolder(folder) && Succeeded(FormatText(path, {FieldText(folder), fileName}));
+}
+
+}  // namespace tarn::base

@@ -1,0 +1,44 @@
+// Loads one module file and binds its functions in the table's order, all or nothing.
+// Initialisers and what a failure zeroes beyond that belong to the loader of each module.
+#ifndef TARN_MODULES_BINDING_H
+#define TARN_MODULES_BINDING_H
+
+#include <tuple>
+
+#include "modules/companion_table.h"
+#include "modules/module_system.h"
+
+namespace tarn::modules {
+
+// Stores each pointer as it comes; the first missing one ends the binding.
+template <class Functions>
+bool BindAll(ModuleSystem& system, void* module, Functions& functions) {
+    const auto bindOne = [&](const auto& import) {
+        auto& slot = functions.*(import.slot);
+        slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(system.Find(module, import.name));
+        return slot != nullptr || !import.tested;
+    };
+    return std::apply([&](const auto&... imports) { return (bindOne(imports) && ...); }, Functions::Imports());
+}
+
+// Leaves loaded false; the caller sets it when the initialiser has succeeded too.
+template <class Functions>
+bool LoadAndBind(ModuleSystem& system, const char16_t* path, Companion<Functions>& companion) {
+    companion.loaded = false;
+    companion.handle = system.Load(path);
+    if (companion.handle == nullptr) return false;
+    if (BindAll(system, companion.handle, companion.functions)) return true;
+    system.Free(companion.handle);
+    return false;
+}
+
+template <class Functions>
+void FreeCompanion(ModuleSystem& system, Companion<Functions>& companion) {
+    if (!companion.loaded) return;
+    companion.loaded = false;
+    system.Free(companion.handle);
+}
+
+}  // namespace tarn::modules
+
+#endif

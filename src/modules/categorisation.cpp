@@ -1,0 +1,71 @@
+#include "modules/categorisation.h"
+
+#include <algorithm>
+
+#include "modules/companion_loader.h"
+#include "modules/settings.h"
+
+namespace tarn::modules {
+namespace {
+
+// Whether the proxy file of the install folder lets the online look-up be used.
+bool ProxySwitchAllows(ModuleSystem& system) {
+    base::PathBuffer folder;
+    base::PathBuffer path;
+    if (!system.InstallFolder(folder)) return false;
+    if (!base::Succeeded(base::FormatText(path, {base::FieldText(folder), u"proxyep.dat"}))) return false;
+    const FileStart start = system.ReadFileStart(path);
+    if (start.state == FileStart::State::kAbsent) return true;
+    if (start.state == FileStart::State::kUnreadable || start.count < 2) return false;
+    return !ProxySwitchIsOn(start.bytes[0], start.bytes[1]);
+}
+
+bool FeaturesAllow(ModuleSystem& system, std::uint32_t& error) {
+    if (!system.ManagedClientInstalled()) return true;
+    DisabledFeatures features;
+    if (!ReadDisabledFeatures(system, features, error)) return false;
+    return !(features.bytes[5] == 1 && features.bytes[8] == 1);
+}
+
+}  // namespace
+
+bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second) {
+    const auto unscramble = [](std::uint8_t byte) { return static_cast<std::uint8_t>((byte ^ 7U) + 15U); };
+    const auto character = static_cast<char16_t>(unscramble(first) | (unscramble(second) << 8));
+    return character == u'1' || character == u'2';
+}
+
+bool OnlineLookupAllowed(const Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+    if (!ProxySwitchAllows(system)) return false;
+    if (!FeaturesAllow(system, error)) return false;
+    if (!system.HostExecutableKnown()) return false;
+    std::uint8_t cloud = 1;
+    ReadWebSecCloudStatus(companions, cloud, error);
+    if (cloud == 0) return false;
+    std::uint8_t browsingProtection = 0;
+    std::uint8_t antiPhishing = 0;
+    ReadBPStatus(companions, browsingProtection, error);
+    ReadAPStatus(companions, antiPhishing, error);
+    std::uint8_t parentalMode = 0;
+    if (!ReadPCModeUnreleased(companions, parentalMode, error)) return false;
+    return browsingProtection != 0 || antiPhishing != 0 || parentalMode != 0;
+}
+
+std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories,
+                                                    std::uint8_t strictness) {
+    const std::size_t limit = strictness == 1 ? 2 : strictness == 2 ? 3 : strictness == 3 ? 1 : categories.size();
+    return categories.first(std::min(limit, categories.size()));
+}
+
+CategoryLookup::CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode)
+    : module_(module) {
+    succeeded_ = module.functions.SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
+}
+
+void CategoryLookup::Release() {
+    if (array_ == nullptr) return;
+    module_.functions.SCReleaseCategories(array_);
+    array_ = nullptr;
+}
+
+}  // namespace tarn::modules

@@ -1,0 +1,45 @@
+// The client of the categorisation module: whether it may ask online, one look-up with its release, and how many of
+// the returned categories count. What a category means for a verdict is the scans' business.
+#ifndef TARN_MODULES_CATEGORISATION_H
+#define TARN_MODULES_CATEGORISATION_H
+
+#include <cstdint>
+#include <span>
+
+#include "modules/companion_table.h"
+#include "modules/module_system.h"
+
+namespace tarn::modules {
+
+// The decision handed to SCInit, made at each load of the module. Needs the status reader.
+bool OnlineLookupAllowed(const Companions& companions, ModuleSystem& system, std::uint32_t& error);
+
+// The scrambled two-byte switch of the proxy file: the characters "1" and "2" forbid the online look-up.
+bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);
+
+// The leading categories that count: strictness 1 keeps two, 2 three, 3 one, anything else all.
+std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);
+
+// One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not.
+class CategoryLookup {
+   public:
+    // The module must be loaded. mode: 0 = the categories decide now, 1 = they are fetched ahead of a connection.
+    CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
+    ~CategoryLookup() { Release(); }
+    CategoryLookup(const CategoryLookup&) = delete;
+    CategoryLookup& operator=(const CategoryLookup&) = delete;
+
+    [[nodiscard]] bool Succeeded() const { return succeeded_; }
+    [[nodiscard]] std::span<const std::uint16_t> Categories() const { return {array_, array_ != nullptr ? count_ : 0U}; }
+    void Release();
+
+   private:
+    const Companion<Categorisation>& module_;
+    std::uint16_t* array_ = nullptr;
+    std::uint16_t count_ = 0;
+    bool succeeded_ = false;
+};
+
+}  // namespace tarn::modules
+
+#endif

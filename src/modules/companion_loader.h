@@ -1,0 +1,48 @@
+// Loads, binds, initialises and unloads the companion modules in the order of the contract.
+// When a module is reloaded, and what is read through it, is decided by the callers.
+#ifndef TARN_MODULES_COMPANION_LOADER_H
+#define TARN_MODULES_COMPANION_LOADER_H
+
+#include <cstdint>
+
+#include "modules/companion_table.h"
+#include "modules/module_system.h"
+
+namespace tarn::modules {
+
+// All long-lived modules. False when a needed one fails, with the ones before it unloaded again; HTTPS inspection and
+// URL patterns may be missing.
+bool LoadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+
+// Everything that is loaded, the last first. Safe at any time.
+void UnloadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+
+// One module each, for reloads. A load of a module that is loaded already is the caller's mistake. A module is all or
+// nothing: a missing function or a failed initialiser unloads it again.
+bool LoadSettingsReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
+void UnloadSettingsReader(Companions& companions, ModuleSystem& system);
+bool LoadStatusReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
+void UnloadStatusReader(Companions& companions, ModuleSystem& system);
+bool LoadPacketSignatures(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder,
+                          std::uint32_t& error);
+void UnloadPacketSignatures(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+bool LoadCategorisation(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder,
+                        std::uint32_t& error);
+void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+bool LoadHttpsInspection(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
+void UnloadHttpsInspection(Companions& companions, ModuleSystem& system);
+bool LoadUrlPatterns(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
+void UnloadUrlPatterns(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+
+// The system is not older than the service-pack baseline, is not the 64-bit workstation of version 5.2, and is no
+// server. A query without an answer forbids it.
+bool HttpsInspectionMayRun(const HttpsInspectionFacts& facts);
+
+// The agent status byte, asked of a module that is loaded for the one call. False leaves status 0.
+bool ReadAgentStatus(ModuleSystem& system, std::uint8_t& status);
+// The disabled-features record of a managed client, likewise.
+bool ReadDisabledFeatures(ModuleSystem& system, DisabledFeatures& features, std::uint32_t& error);
+
+}  // namespace tarn::modules
+
+#endif

@@ -1,0 +1,90 @@
+#include "modules/ids_rules.h"
+
+#include <cstring>
+
+namespace tarn::modules {
+namespace {
+
+constexpr std::size_t kSystemStride = 2;  // bytes between two identifiers; the first one counts
+
+struct Row {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::uint8_t system;
+};
+
+constexpr Row kRows[] = {
+    {50017, 50019, 50},  {50028, 50028, 50}, {50015, 50016, 51}, {50003, 50012, 51}, {50014, 50014, 51},
+    {50013, 50013, 52},  {50001, 50002, 60}, {50026, 50026, 60}, {50029, 50029, 60}, {50030, 50033, 61},
+    {50034, 50037, 62},  {50038, 50040, 63}, {50041, 50043, 100}, {50046, 50049, 100},
+};
+
+bool AppliesTo(const IdsRule& rule, std::uint8_t system) {
+    if (rule.systemCount == 0 || rule.systems == nullptr) return rule.systemCount == 0;
+    for (std::size_t i = 0; i < rule.systemCount; ++i)
+        if (rule.systems[i * kSystemStride] == system) return true;
+    return false;
+}
+
+}  // namespace
+
+std::uint8_t IdsSystemOf(std::uint32_t classification) {
+    for (const Row& row : kRows)
+        if (classification >= row.first && classification <= row.last) return row.system;
+    return 0;
+}
+
+void IdsRuleTable::Keep(const IdsSettingsRecord& record) {
+    Clear();
+    record_ = record;
+    kept_ = true;
+}
+
+bool IdsRuleTable::CopyRule(const IdsRule& from, IdsRule& to) {
+    std::memcpy(&to, &from, sizeof to);
+    to.systems = nullptr;
+    if (from.systemCount == 0 || from.systems == nullptr) return true;
+    auto* systems = static_cast<std::uint8_t*>(memory_.allocate(from.systemCount, kSystemStride));
+    if (systems == nullptr) return false;
+    for (std::size_t i = 0; i < from.systemCount; ++i) systems[i * kSystemStride] = from.systems[i * kSystemStride];
+    to.systems = systems;
+    return true;
+}
+
+bool IdsRuleTable::CopySelected(const IdsSettingsRecord& record, std::uint8_t system) {
+    Clear();
+    record_.extra = record.extra;
+    if (record.rules == nullptr) return true;
+    std::uint32_t selected = 0;
+    for (std::uint32_t i = 0; i < record.ruleCount; ++i) selected += AppliesTo(record.rules[i], system) ? 1 : 0;
+    if (selected == 0) return true;
+    record_.rules = static_cast<IdsRule*>(memory_.allocate(selected, sizeof(IdsRule)));
+    if (record_.rules == nullptr) {
+        Clear();
+        return false;
+    }
+    own_ = true;
+    for (std::uint32_t i = 0; i < record.ruleCount; ++i) {
+        if (!AppliesTo(record.rules[i], system)) continue;
+        if (!CopyRule(record.rules[i], record_.rules[record_.ruleCount])) {
+            Clear();
+            return false;
+        }
+        ++record_.ruleCount;
+    }
+    return true;
+}
+
+void IdsRuleTable::Clear() {
+    if (own_) {
+        for (std::uint32_t i = 0; i < record_.ruleCount; ++i) memory_.release(record_.rules[i].systems);
+        memory_.release(record_.rules);
+    }
+    record_ = {};
+    own_ = false;
+    kept_ = false;
+}
+
+IdsSettingsRecord IdsRuleTable::KeptRecord() const { return kept_ ? record_ : IdsSettingsRecord{}; }
+
+}  // namespace tarn::modules

@@ -1,0 +1,44 @@
+// The web addresses that the host's intrusion detection has condemned: host and path together, kept while the library
+// stays loaded. Who asks it, and whether the feature is on, is the URL scan's business.
+#ifndef TARN_NETWORK_IDS_BLOCKED_LIST_H
+#define TARN_NETWORK_IDS_BLOCKED_LIST_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "tarn/records.h"
+
+#include "base/guarded.h"
+
+namespace tarn::network {
+
+// Kept as one set of "host NUL path" texts in key form, since a hit is always host and path together; the cost of a
+// look-up does not grow with the list. Looking up allocates nothing.
+class IdsBlockedList {
+   public:
+    // Adds the address of a request. An empty host, a path that cannot be normalised and a pair that is there already
+    // add nothing.
+    void Add(const IdsBlockRequest& request);
+
+    // Whether host and path stand on the list, letter case and outer slashes aside.
+    [[nodiscard]] bool Contains(std::string_view host, std::string_view path) const;
+
+    void Clear();
+    [[nodiscard]] std::size_t Size() const;
+
+   private:
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+    using Pairs = std::unordered_set<std::string, Hash, std::equal_to<>>;
+
+    base::Guarded<Pairs> pairs_;
+};
+
+}  // namespace tarn::network
+
+#endif

@@ -1,0 +1,18 @@
+// The real ProcessInspector.
+// Kept apart so that the rules never see a Windows type.
+#ifndef TARN_URL_PROCESS_IDENTITY_WIN32_H
+#define TARN_URL_PROCESS_IDENTITY_WIN32_H
+
+#include "url/process_identity.h"
+
+namespace tarn::url {
+
+class WindowsProcessInspector final : public ProcessInspector {
+   public:
+    bool GetProcessUser(std::uint32_t processId, ProcessUser& user) override;
+    bool GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path, std::uint32_t& error) override;
+};
+
+}  // namespace tarn::url
+
+#endif

@@ -1,0 +1,108 @@
+#include "url/request_rules.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/ascii.h"
+#include "base/bounded_text.h"
+#include "base/trace_scope.h"
+#include "network/ip_address.h"
+#include "url/request_parser.h"
+
+namespace tarn::url {
+namespace {
+
+constexpr std::uint16_t kDnsPort = 53;
+
+std::uint16_t RemotePort(const ScanRequest& request) {
+    const std::uint16_t port = request.remotePort;
+    return static_cast<std::uint16_t>((port >> 8) | (port << 8));
+}
+
+// The parsers search for text: a NUL inside the data must not hide what stands behind it.
+void ReplaceNulBytes(const ScanRequest& request) {
+    std::uint8_t* at = request.data;
+    std::uint8_t* const end = request.data + request.dataLength;
+    while ((at = static_cast<std::uint8_t*>(std::memchr(at, 0, static_cast<std::size_t>(end - at)))) != nullptr)
+        *at++ = ' ';
+}
+
+// The remote address: IPv4 dotted, IPv6 as eight groups. Always fits.
+void WriteAddressText(ScanState& scan) {
+    [[maybe_unused]] const base::TraceScope trace(u"GetIPInStringFormat");
+    const IpAddressRecord& address = scan.request.remoteAddress;
+    if (address.family != TARN_FAMILY_IPV6) {
+        scan.addressText.Assign(network::FormatIpAddress(address).View());
+        return;
+    }
+    network::FormatIpv6Groups(address.bytes, scan.addressText.Data(), TARN_URL_CAPACITY);
+    scan.addressText.SetLength(network::kIpv6GroupsLength);
+}
+
+}  // namespace
+
+Step EndOnDnsPort(ScanState& scan) { return RemotePort(scan.request) == kDnsPort ? Step::kDone : Step::kContinue; }
+
+Step EndOnUnknownKind(ScanState& scan) {
+    const std::uint8_t kind = scan.request.kind;
+    return kind >= TARN_KIND_HTTP && kind <= TARN_KIND_HTTP_SECURE ? Step::kContinue : Step::kDone;
+}
+
+Step ParseRequest(ScanState& scan) {
+    const ScanRequest& request = scan.request;
+    const base::Bytes data(request.data, request.dataLength);
+    if (request.kind != TARN_KIND_TLS) ReplaceNulBytes(request);
+    bool parsed = false;
+    if (request.kind == TARN_KIND_FTP)
+        parsed = ParseFtpCommand(data, scan.parsed.path, scan.parsed.url);
+    else if (request.kind != TARN_KIND_TLS)
+        parsed = ParseHttpRequest(data, scan.parsed);
+    if (!parsed) scan.parsed.Clear();
+    return Step::kContinue;
+}
+
+// An FTP command names no host, and a TLS hello may not either: the remote address stands in for it. Kinds 1 and 4 never
+// take this step.
+Step HostFromAddress(ScanState& scan) {
+    const std::uint8_t kind = scan.request.kind;
+    const bool ftp = kind == TARN_KIND_FTP && scan.parsed.host.Empty() && !scan.parsed.path.Empty();
+    const bool tls = kind == TARN_KIND_TLS && scan.parsed.host.Empty() && scan.parsed.path.Empty();
+    if (!ftp && !tls) return Step::kContinue;
+
+    WriteAddressText(scan);
+    UrlText url;
+    if (!scan.parsed.host.Assign(scan.addressText.View())) return Step::kFailed;
+    if (!url.Assign(scan.parsed.host.View()) || !url.Append(scan.parsed.url.View())) return Step::kFailed;
+    if (!scan.parsed.url.Assign(url.View())) return Step::kFailed;
+    return tls ? Step::kDone : Step::kContinue;
+}
+
+Step ComposeHostAndPath(ScanState& scan) {
+    if (!scan.hostAndPath.Assign(scan.parsed.host.View()) || !scan.hostAndPath.Append(scan.parsed.path.View())) return Step::kFailed;
+    return Step::kContinue;
+}
+
+Step InternalWhiteList(ScanState& scan) {
+    if (scan.hostAndPath.Empty()) return Step::kContinue;
+    const UrlList& list = scan.context.lists.webSecurityInternal;
+    if (list.Matches(scan.hostAndPath.View())) return Step::kDone;
+    if (scan.request.kind == TARN_KIND_TLS && list.Matches(scan.addressText.View())) return Step::kDone;
+    return Step::kContinue;
+}
+
+Step ManagementServer(ScanState& scan) {
+    const ManagedClient& client = scan.context.managedClient;
+    if (!client.installed || client.serverAddress[0] == u'\0') return Step::kContinue;
+    const std::u16string_view server = base::FieldText(client.serverAddress);
+    const std::string_view host = scan.parsed.host.View();
+    const bool same = std::equal(server.begin(), server.end(), host.begin(), host.end(), [](char16_t unit, char c) {
+        return base::ToLowerAscii(unit) == static_cast<unsigned char>(base::ToLowerAscii(c));
+    });
+    return same ? Step::kDone : Step::kContinue;
+}
+
+Step PrivateAddress(ScanState& scan) {
+    return network::IsPrivateIP(scan.request.remoteAddress) ? Step::kDone : Step::kContinue;
+}
+
+}  // namespace tarn::url

@@ -1,0 +1,48 @@
+// What the rules of one URL scan share: the request, its working strings, the verdict they fill.
+// The order of the rules is url_scan's, what each rule means is its own file's.
+#ifndef TARN_URL_SCAN_STATE_H
+#define TARN_URL_SCAN_STATE_H
+
+#include <cstdint>
+#include <string_view>
+
+#include "tarn/records.h"
+
+#include "url/request_parser.h"
+#include "url/scan_context.h"
+
+namespace tarn::url {
+
+// What a rule says: ask the next one, or end the scan with a valid verdict (true) or without one (false).
+enum class Step { kContinue, kDone, kFailed };
+
+struct ScanState {
+    ScanState(const ScanContext& scanContext, const ScanRequest& scanRequest, UrlVerdict& scanVerdict,
+              PromptBytes& scanPrompt)
+        : context(scanContext), request(scanRequest), verdict(scanVerdict), prompt(scanPrompt) {}
+
+    const ScanContext& context;
+    const ScanRequest& request;
+    UrlVerdict& verdict;
+    PromptBytes& prompt;
+
+    ParsedRequest parsed;  // host, path and display URL
+    UrlText hostAndPath;  // host followed by path: what every white list is asked with
+    UrlText addressText;  // the remote address as text, for kind 3 and for requests without a host
+};
+
+// The verdict of a rule that decided. Texts longer than their field are cut; both are always terminated.
+inline Step Decide(ScanState& scan, std::uint32_t allow, std::uint32_t reason, const PromptBytes& prompt) {
+    scan.verdict.allow = allow;
+    scan.verdict.reason = reason;
+    scan.prompt = prompt;
+    return Step::kDone;
+}
+
+void WriteUrl(UrlVerdict& verdict, std::string_view url);
+void WriteThreatName(UrlVerdict& verdict, std::string_view name);
+void WriteThreatUrl(UrlVerdict& verdict, std::string_view url);
+
+}  // namespace tarn::url
+
+#endif

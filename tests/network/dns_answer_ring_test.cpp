@@ -1,0 +1,211 @@
+#include "network/dns_answer_ring.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "network/ip_address.h"
+
+namespace tarn::network {
+namespace {
+
+IpAddressRecord Ipv4(std::uint32_t number) {
+    IpAddressRecord record{};
+    for (int i = 0; i < 4; ++i) record.bytes[i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
+    return record;
+}
+
+IpAddressRecord Ipv6(std::uint8_t last) {
+    IpAddressRecord record{};
+    record.family = TARN_FAMILY_IPV6;
+    record.bytes[0] = 0x20;
+    record.bytes[15] = last;
+    return record;
+}
+
+DnsAnswerEntry Answer(const std::string& host, const std::vector<IpAddressRecord>& addresses) {
+    DnsAnswerEntry entry{};
+    entry.addressCount = static_cast<std::uint16_t>(addresses.size());
+    std::memcpy(entry.hostName, host.data(), host.size());
+    for (std::size_t i = 0; i < addresses.size() && i < 2; ++i) entry.addresses[i] = addresses[i];
+    return entry;
+}
+
+std::string Find(const DnsAnswerRing& ring, const IpAddressRecord& address) {
+    char host[260] = "untouched";
+    return ring.FindHostByAddress(address, host, sizeof host) ? host : "(none)";
+}
+
+TEST(DnsAnswerRing, AnEmptyRingFindsNothing) {
+    DnsAnswerRing ring;
+    EXPECT_EQ(Find(ring, Ipv4(1)), "(none)");
+    ASSERT_TRUE(ring.Allocate());
+    EXPECT_EQ(Find(ring, Ipv4(1)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4(0)), "(none)") << "empty slots hold no address";
+}
+
+TEST(DnsAnswerRing, BothAddressesAndBothFamiliesAreFound) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    ring.Store(Answer("two.example", {Ipv4(7), Ipv6(9)}));
+    EXPECT_EQ(Find(ring, Ipv4(7)), "two.example");
+    EXPECT_EQ(Find(ring, Ipv6(9)), "two.example");
+    EXPECT_EQ(Find(ring, Ipv6(8)), "(none)");
+}
+
+TEST(DnsAnswerRing, OnlyTheTwoKeptAddressesCount) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    DnsAnswerEntry many = Answer("many.example", {Ipv4(1), Ipv4(2)});
+    many.addressCount = 65535;
+    ring.Store(many);
+    EXPECT_EQ(Find(ring, Ipv4(2)), "many.example");
+    EXPECT_EQ(Find(ring, Ipv4(3)), "(none)");
+}
+
+TEST(DnsAnswerRing, TheNewestAnswerForAnAddressWins) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    for (int i = 0; i < 50; ++i) ring.Store(Answer("answer" + std::to_string(i), {Ipv4(7)}));
+    EXPECT_EQ(Find(ring, Ipv4(7)), "answer49");
+}
+
+TEST(DnsAnswerRing, AfterThreeThousandAndOneTheFirstSlotHoldsTheNewest) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    for (std::uint32_t i = 0; i < 3001; ++i) ring.Store(Answer("host" + std::to_string(i), {Ipv4(1000 + i), Ipv4(5)}));
+    const DnsCacheRecord saved = ring.Saved();
+    EXPECT_EQ(saved.count, 3000);
+    EXPECT_EQ(saved.writeIndex, 1);
+    EXPECT_STREQ(saved.entries[0].hostName, "host3000");
+    EXPECT_EQ(Find(ring, Ipv4(5)), "host3000");
+    EXPECT_EQ(Find(ring, Ipv4(1000)), "(none)") << "overwritten";
+    EXPECT_EQ(Find(ring, Ipv4(1001)), "host1");
+}
+
+TEST(DnsAnswerRing, ANameWithoutNulEndsAtItsLastByte) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    DnsAnswerEntry entry = Answer("", {Ipv4(1)});
+    std::memset(entry.hostName, 'x', sizeof entry.hostName);
+    ring.Store(entry);
+    EXPECT_EQ(Find(ring, Ipv4(1)), std::string(255, 'x'));
+    char small[4];
+    EXPECT_FALSE(ring.FindHostByAddress(Ipv4(1), small, sizeof small)) << "a name that does not fit is cut";
+    EXPECT_STREQ(small, "xxx");
+}
+
+TEST(DnsAnswerRing, ARestoredRingIsSearchedNewestFirst) {
+    std::vector<DnsAnswerEntry> saved(3000);
+    for (std::uint32_t i = 0; i < saved.size(); ++i) saved[i] = Answer("slot" + std::to_string(i), {Ipv4(9)});
+    const struct {
+        std::uint16_t writeIndex;
+        const char* newest;
+    } cases[] = {{1, "slot0"}, {5, "slot4"}, {3000, "slot2999"}, {3001, "slot0"}, {65535, "slot2534"}};
+    for (const auto& c : cases) {
+        DnsAnswerRing ring;
+        ASSERT_TRUE(ring.Allocate());
+        ring.Restore(saved, c.writeIndex);
+        EXPECT_EQ(Find(ring, Ipv4(9)), c.newest) << c.writeIndex;
+        ring.Store(Answer("fresh", {Ipv4(9)}));
+        EXPECT_EQ(Find(ring, Ipv4(9)), "fresh") << c.writeIndex;
+    }
+}
+
+TEST(DnsAnswerRing, WithAWriteIndexOfZeroNothingIsFoundUntilTheNextStore) {
+    std::vector<DnsAnswerEntry> saved(10, Answer("old", {Ipv4(9)}));
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    ring.Restore(saved, 0);
+    EXPECT_EQ(Find(ring, Ipv4(9)), "(none)");
+    ring.Store(Answer("new", {Ipv4(1)}));
+    EXPECT_EQ(Find(ring, Ipv4(9)), "old");
+}
+
+// The walk of the contract over plain slots, newest first.
+class PlainRing {
+   public:
+    void Store(const DnsAnswerEntry& entry) {
+        index_ = index_ % 3000;
+        slots_[index_++] = entry;
+    }
+    std::string Find(const IpAddressRecord& address) const {
+        if (index_ == 0) return "(none)";
+        for (std::size_t i = index_; i-- > 0;)
+            if (Holds(slots_[i], address)) return slots_[i].hostName;
+        for (std::size_t i = 3000; i-- > index_;)
+            if (Holds(slots_[i], address)) return slots_[i].hostName;
+        return "(none)";
+    }
+
+   private:
+    static bool Holds(const DnsAnswerEntry& entry, const IpAddressRecord& address) {
+        for (int i = 0; i < entry.addressCount && i < 2; ++i)
+            if (CompareIPAddress(entry.addresses[i], address)) return true;
+        return false;
+    }
+    std::vector<DnsAnswerEntry> slots_{3000};
+    std::size_t index_ = 0;
+};
+
+TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
+    std::mt19937 random(20240611);
+    for (const std::uint32_t range : {50U, 4000U, 20000U}) {
+        DnsAnswerRing ring;
+        ASSERT_TRUE(ring.Allocate());
+        PlainRing plain;
+        for (int step = 0; step < 12000; ++step) {
+            std::vector<IpAddressRecord> addresses;
+            for (std::uint32_t i = 0; i < 1 + random() % 2; ++i) addresses.push_back(Ipv4(static_cast<std::uint32_t>(random() % range)));
+            const DnsAnswerEntry entry = Answer("host" + std::to_string(step), addresses);
+            ring.Store(entry);
+            plain.Store(entry);
+            const IpAddressRecord asked = Ipv4(static_cast<std::uint32_t>(random() % range));
+            ASSERT_EQ(Find(ring, asked), plain.Find(asked)) << "range " << range << ", step " << step;
+        }
+    }
+}
+
+TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    std::atomic<bool> stop{false};
+    std::atomic<int> torn{0};
+    std::atomic<int> found{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < 2; ++reader)
+        threads.emplace_back([&] {
+            while (!stop.load()) {
+                for (std::uint32_t i = 0; i < 26; ++i) {
+                    char host[260];
+                    if (!ring.FindHostByAddress(Ipv4(i), host, sizeof host)) continue;
+                    ++found;
+                    // A whole name is one letter repeated, the letter of its address.
+                    const std::string whole(200, static_cast<char>('a' + i));
+                    if (whole != host) ++torn;
+                }
+            }
+        });
+    std::vector<std::thread> writers;
+    for (std::uint32_t writer = 0; writer < 2; ++writer)
+        writers.emplace_back([&, writer] {
+            for (std::uint32_t i = 0; i < 8000; ++i) {
+                const std::uint32_t letter = (i + writer) % 26;
+                ring.Store(Answer(std::string(200, static_cast<char>('a' + letter)), {Ipv4(letter)}));
+            }
+        });
+    for (std::thread& writer : writers) writer.join();
+    while (found.load() == 0) std::this_thread::yield();
+    stop.store(true);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(torn.load(), 0);
+}
+
+}  // namespace
+}  // namespace tarn::network

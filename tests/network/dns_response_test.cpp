@@ -1,0 +1,199 @@
+#include "network/dns_response.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarn::network {
+namespace {
+
+using Message = std::vector<std::uint8_t>;
+
+void PutWord(Message& message, unsigned value) {
+    message.push_back(static_cast<std::uint8_t>(value >> 8));
+    message.push_back(static_cast<std::uint8_t>(value));
+}
+
+void PutName(Message& message, const std::string& name) {
+    std::size_t start = 0;
+    while (start < name.size()) {
+        const std::size_t dot = std::min(name.find('.', start), name.size());
+        message.push_back(static_cast<std::uint8_t>(dot - start));
+        message.insert(message.end(), name.begin() + static_cast<std::ptrdiff_t>(start),
+                       name.begin() + static_cast<std::ptrdiff_t>(dot));
+        start = dot + 1;
+    }
+    message.push_back(0);
+}
+
+Message Question(const std::string& name, unsigned flags, unsigned answers) {
+    Message message;
+    PutWord(message, 0x1234);
+    PutWord(message, flags);
+    PutWord(message, 1);
+    PutWord(message, answers);
+    PutWord(message, 0);
+    PutWord(message, 0);
+    PutName(message, name);
+    PutWord(message, 1);
+    PutWord(message, 1);
+    return message;
+}
+
+void PutAnswer(Message& message, unsigned type, const Message& data, std::optional<unsigned> dataLength = {}) {
+    PutWord(message, 0xC00C);
+    PutWord(message, type);
+    PutWord(message, 1);
+    PutWord(message, 0);
+    PutWord(message, 300);
+    PutWord(message, dataLength.value_or(static_cast<unsigned>(data.size())));
+    message.insert(message.end(), data.begin(), data.end());
+}
+
+// Parses a copy in its own heap block of exactly the message's size.
+std::optional<DnsAnswerEntry> Parse(const Message& message, std::size_t length) {
+    const auto block = std::make_unique<std::uint8_t[]>(length);
+    std::memcpy(block.get(), message.data(), length);
+    DnsAnswerEntry entry;
+    if (!ParseDnsResponse({block.get(), length}, entry)) return std::nullopt;
+    return entry;
+}
+std::optional<DnsAnswerEntry> Parse(const Message& message) { return Parse(message, message.size()); }
+
+Message Typical() {
+    Message message = Question("www.Example.org", 0x8180, 4);
+    PutAnswer(message, 5, {3, 'c', 'd', 'n', 0xC0, 0x10});
+    PutAnswer(message, 28, {0x20, 1, 0xD, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
+    PutAnswer(message, 1, {192, 0, 2, 1});
+    PutAnswer(message, 1, {192, 0, 2, 2});
+    return message;
+}
+
+TEST(DnsResponse, Ipv4AddressesStandBeforeIpv6InAnswerOrder) {
+    const auto entry = Parse(Typical());
+    ASSERT_TRUE(entry);
+    EXPECT_STREQ(entry->hostName, "www.Example.org") << "the letter case is kept";
+    EXPECT_EQ(entry->addressCount, 3);
+    EXPECT_EQ(entry->addresses[0].family, TARN_FAMILY_IPV4);
+    EXPECT_EQ(entry->addresses[0].bytes[3], 1);
+    EXPECT_EQ(entry->addresses[1].bytes[3], 2);
+    EXPECT_EQ(entry->addresses[1].bytes[4], 0);
+}
+
+TEST(DnsResponse, EveryTruncationIsRefusedWithoutReadingPastTheEnd) {
+    const Message message = Typical();
+    for (std::size_t length = 0; length < message.size(); ++length) EXPECT_FALSE(Parse(message, length)) << length;
+    EXPECT_TRUE(Parse(message, message.size()));
+}
+
+TEST(DnsResponse, FlagsWithoutAnyFurtherBitAreRefused) {
+    for (const unsigned flags : {0x0000U, 0x8000U}) EXPECT_FALSE(Parse(Question("a.example", flags, 0))) << flags;
+    for (const unsigned flags : {0x0001U, 0x8001U, 0x8180U, 0x0100U})
+        EXPECT_TRUE(Parse(Question("a.example", flags, 0))) << flags;
+}
+
+TEST(DnsResponse, NoAnswersAreNoAddresses) {
+    const auto entry = Parse(Question("a.example", 0x8180, 0));
+    ASSERT_TRUE(entry) << "a message may end right behind its question";
+    EXPECT_EQ(entry->addressCount, 0);
+}
+
+TEST(DnsResponse, LengthBounds) {
+    Message shortest = Question("a", 0x8180, 0);
+    EXPECT_FALSE(Parse(shortest, 12));
+    Message padded = Question("a.example", 0x8180, 0);
+    padded.resize(2047);
+    EXPECT_TRUE(Parse(padded));
+    padded.resize(2048);
+    EXPECT_FALSE(Parse(padded));
+}
+
+TEST(DnsResponse, NameBounds) {
+    const std::string label63(63, 'a');
+    const std::string name255 = label63 + "." + label63 + "." + label63 + "." + std::string(62, 'b') + ".";
+    // Four labels of 63, 63, 63 and 62 characters with their dots reach 255, one character more reaches 256.
+    EXPECT_TRUE(Parse(Question(name255.substr(0, 254), 0x8180, 0)));
+    const std::string name256 = label63 + "." + label63 + "." + label63 + "." + label63;
+    EXPECT_TRUE(Parse(Question(name256, 0x8180, 0))) << "the last label ends at 255";
+    EXPECT_FALSE(Parse(Question(name256 + ".c", 0x8180, 0)));
+    EXPECT_FALSE(Parse(Question("", 0x8180, 0))) << "an empty name";
+}
+
+TEST(DnsResponse, TheQuestionFollowsNoCompressionPointer) {
+    Message message = Question("a.example", 0x8180, 0);
+    message[12] = 0xC0;  // taken as a label of 192 bytes, which run past the message
+    EXPECT_FALSE(Parse(message));
+}
+
+TEST(DnsResponse, AnswerNamesMayBePointersOfAnyKindOrFullNames) {
+    for (const unsigned pointer : {0xC00CU, 0xC01BU, 0xFFFFU}) {  // back, to itself, forward past the end
+        Message message = Question("a.example", 0x8180, 1);
+        const std::size_t at = message.size();
+        PutAnswer(message, 1, {1, 2, 3, 4});
+        message[at] = static_cast<std::uint8_t>(pointer >> 8);
+        message[at + 1] = static_cast<std::uint8_t>(pointer);
+        const auto entry = Parse(message);
+        ASSERT_TRUE(entry) << pointer;
+        EXPECT_EQ(entry->addressCount, 1);
+    }
+    Message full = Question("a.example", 0x8180, 1);
+    PutName(full, "b.example");
+    Message rest;
+    PutAnswer(rest, 1, {1, 2, 3, 4});
+    full.insert(full.end(), rest.begin() + 2, rest.end());
+    const auto entry = Parse(full);
+    ASSERT_TRUE(entry);
+    EXPECT_STREQ(entry->hostName, "a.example");
+    EXPECT_EQ(entry->addresses[0].bytes[3], 4);
+}
+
+TEST(DnsResponse_ARecord, IgnoresRdLength) {
+    Message message = Question("a.example", 0x8180, 1);
+    PutAnswer(message, 1, {9, 8, 7, 6}, 0);
+    const auto zero = Parse(message);
+    ASSERT_TRUE(zero);
+    EXPECT_EQ(zero->addressCount, 1);
+    EXPECT_EQ(zero->addresses[0].bytes[0], 9);
+    Message three = Question("a.example", 0x8180, 1);
+    PutAnswer(three, 1, {9, 8, 7}, 3);
+    EXPECT_FALSE(Parse(three)) << "the fourth byte lies past the end";
+    Message huge = Question("a.example", 0x8180, 1);
+    PutAnswer(huge, 1, {9, 8, 7, 6}, 65535);
+    EXPECT_FALSE(Parse(huge)) << "the next answer would start past the end";
+}
+
+TEST(DnsResponse, AaaaOfAnotherLengthIsSkipped) {
+    for (const unsigned length : {0U, 3U, 15U, 17U}) {
+        Message message = Question("a.example", 0x8180, 2);
+        PutAnswer(message, 28, Message(length, 0xAB), length);
+        PutAnswer(message, 1, {1, 2, 3, 4});
+        const auto entry = Parse(message);
+        ASSERT_TRUE(entry) << length;
+        EXPECT_EQ(entry->addressCount, 1);
+    }
+    Message past = Question("a.example", 0x8180, 1);
+    PutAnswer(past, 28, Message(17, 0xAB), 65535);
+    EXPECT_FALSE(Parse(past));
+}
+
+TEST(DnsResponse, MoreAddressesThanSlotsAreCounted) {
+    Message message = Question("a.example", 0x8180, 5);
+    for (std::uint8_t i = 0; i < 5; ++i) PutAnswer(message, 1, {10, 0, 0, i});
+    const auto entry = Parse(message);
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->addressCount, 5);
+    EXPECT_EQ(entry->addresses[1].bytes[3], 1);
+}
+
+TEST(DnsResponse, FewerAnswersThanCountedAreRefused) {
+    Message message = Question("a.example", 0x8180, 65535);
+    PutAnswer(message, 1, {1, 2, 3, 4});
+    EXPECT_FALSE(Parse(message));
+}
+
+}  // namespace
+}  // namespace tarn::network

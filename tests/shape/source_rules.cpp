@@ -1,0 +1,269 @@
+#include "shape/source_rules.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <optional>
+
+namespace tarn::shape {
+namespace {
+
+struct Floor {
+    std::string_view folder;
+    int height;
+};
+
+// Two rooms on one height do not know each other.
+constexpr std::array kFloors = {Floor{"base", 0},     Floor{"modules", 1}, Floor{"network", 2}, Floor{"smb", 3},
+                                Floor{"parental", 3}, Floor{"url", 4},     Floor{"api", 5}};
+
+constexpr auto kSystemHeaders = std::to_array<std::string_view>(
+    {"aclapi.h",  "dbghelp.h",  "iphlpapi.h", "mswsock.h", "ntdef.h",    "ntsecapi.h", "psapi.h",
+     "sddl.h",    "shellapi.h", "shlobj.h",   "shlwapi.h", "tchar.h",    "tcpmib.h",   "tlhelp32.h",
+     "userenv.h", "winbase.h",  "windef.h",   "windows.h", "winnt.h",    "winreg.h",   "winsock2.h",
+     "winsvc.h",  "winternl.h", "winuser.h",  "winver.h",  "ws2tcpip.h", "wtsapi32.h", "versionhelpers.h"});
+
+std::optional<int> HeightOf(std::string_view folder) {
+    const auto* const floor = std::find_if(kFloors.begin(), kFloors.end(),
+                                           [&](const Floor& candidate) { return candidate.folder == folder; });
+    if (floor == kFloors.end()) return std::nullopt;
+    return floor->height;
+}
+
+std::vector<std::string> Split(std::string_view text, char separator) {
+    std::vector<std::string> parts;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        parts.emplace_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
+    return text;
+}
+
+std::string FileName(std::string_view path) {
+    return Split(path, '/').back();
+}
+
+std::string Stem(std::string_view path) {
+    const std::string name = FileName(path);
+    return name.substr(0, name.find('.'));
+}
+
+bool IsHeader(std::string_view path) {
+    return path.ends_with(".h");
+}
+
+// "floor/file.h" without its quotes or brackets.
+std::string_view Named(std::string_view include) {
+    return include.substr(1, include.size() - 2);
+}
+
+bool MayUseTheSystem(std::string_view path) {
+    const std::string stem = Stem(path);
+    if (path == "src/api/dll_main.cpp" || stem == "win32_owners") return true;
+    if (path.starts_with("src/")) return stem.ends_with("_win32") && path.ends_with(".cpp");
+    return stem.find("_win32") != std::string::npos;
+}
+
+std::string GuardWord(std::string_view text) {
+    std::string word;
+    for (const char c : text) word += c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
+    return word;
+}
+
+// The blank-separated words of a line.
+std::vector<std::string> WordsOf(std::string_view line) {
+    std::vector<std::string> words;
+    for (const std::string& word : Split(line, ' '))
+        if (!word.empty()) words.push_back(word);
+    return words;
+}
+
+// The guard that a header uses: its first #ifndef, when the next line defines the same name.
+std::string GuardOf(std::string_view text) {
+    const std::vector<std::string> lines = Split(text, '\n');
+    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+        const std::vector<std::string> test = WordsOf(lines[i]);
+        if (test.size() != 2 || test[0] != "#ifndef") continue;
+        const std::vector<std::string> definition = WordsOf(lines[i + 1]);
+        const bool isGuard = definition.size() == 2 && definition[0] == "#define" && definition[1] == test[1];
+        return isGuard ? test[1] : std::string();
+    }
+    return {};
+}
+
+std::vector<std::string> GuardsAllowed(std::string_view path) {
+    std::vector<std::string> parts = Split(path, '/');
+    const std::string name = GuardWord(Stem(path)) + "_H";
+    parts.pop_back();
+    if (path.starts_with("include/tarn/")) return {name == "TARN_H" ? name : "TARN_" + name};
+    if (parts.empty()) return {"TARN_" + name};
+    if (parts.front() == "src") parts.erase(parts.begin());
+    std::vector<std::string> allowed;
+    std::string guard = name;
+    for (auto folder = parts.rbegin(); folder != parts.rend(); ++folder) {
+        guard.insert(0, "_").insert(0, GuardWord(*folder));
+        allowed.push_back(std::string("TARN_").append(guard));
+    }
+    return allowed;
+}
+
+bool IsWordPart(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+}
+
+bool ContainsWord(std::string_view text, std::string_view word) {
+    for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if ((at == 0 || !IsWordPart(text[at - 1])) && (end == text.size() || !IsWordPart(text[end]))) return true;
+    }
+    return false;
+}
+
+// What a comment names behind "Test: ", without the suite that may stand before it.
+std::string TestNamedBy(std::string_view comment) {
+    static constexpr std::string_view kMark = "Test: ";
+    const std::size_t mark = comment.find(kMark);
+    if (mark == std::string_view::npos) return {};
+    const std::string_view rest = comment.substr(mark + kMark.size());
+    std::string name;
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+        const bool wordFollows = i + 1 < rest.size() && IsWordPart(rest[i + 1]);
+        if (IsWordPart(rest[i])) {
+            name += rest[i];
+        } else if ((rest[i] == '.' || rest[i] == '/') && wordFollows) {
+            name.clear();
+        } else {
+            break;
+        }
+    }
+    return name;
+}
+
+}  // namespace
+
+std::vector<std::string> IncludesOf(std::string_view text) {
+    std::vector<std::string> includes;
+    for (const std::string& line : Split(text, '\n')) {
+        std::string_view rest = line;
+        const auto skipBlanks = [&] { rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size())); };
+        const auto skip = [&](std::string_view token) {
+            skipBlanks();
+            if (!rest.starts_with(token)) return false;
+            rest.remove_prefix(token.size());
+            return true;
+        };
+        if (!skip("#") || !skip("include")) continue;
+        skipBlanks();
+        if (rest.empty() || (rest.front() != '<' && rest.front() != '"')) continue;
+        const std::size_t end = rest.find(rest.front() == '<' ? '>' : '"', 1);
+        if (end != std::string_view::npos) includes.emplace_back(rest.substr(0, end + 1));
+    }
+    return includes;
+}
+
+Complaints CheckFloors(const SourceFile& file) {
+    const std::vector<std::string> parts = Split(file.path, '/');
+    if (parts.size() < 3 || parts[0] != "src") return {};
+    const std::optional<int> own = HeightOf(parts[1]);
+    if (!own) return {file.path + " stands on no known floor"};
+    Complaints complaints;
+    for (const std::string& include : IncludesOf(file.text)) {
+        const std::string_view named = Named(include);
+        if (include.front() == '<' || named.starts_with("tarn/")) continue;
+        const std::string folder = named.find('/') == std::string_view::npos ? "" : Split(named, '/').front();
+        const std::optional<int> other = HeightOf(folder);
+        if (!other) {
+            complaints.push_back(file.path + " includes " + include + ", which names no floor");
+        } else if (folder != parts[1] && *other >= *own) {
+            complaints.push_back(file.path + " includes " + include + ", which is not below it");
+        }
+    }
+    return complaints;
+}
+
+Complaints CheckSystemHeaders(const SourceFile& file) {
+    if (MayUseTheSystem(file.path)) return {};
+    Complaints complaints;
+    for (const std::string& include : IncludesOf(file.text)) {
+        const std::string named = Lower(std::string(Named(include)));
+        const auto isNamed = [&](std::string_view header) { return header == named; };
+        if (std::any_of(kSystemHeaders.begin(), kSystemHeaders.end(), isNamed))
+            complaints.push_back(file.path + " includes " + include + ", which is for files named *_win32.cpp");
+    }
+    return complaints;
+}
+
+Complaints CheckAbsoluteIncludes(const SourceFile& file) {
+    Complaints complaints;
+    for (const std::string& include : IncludesOf(file.text)) {
+        const std::string_view named = Named(include);
+        if (named.starts_with('/') || named.find(':') != std::string_view::npos)
+            complaints.push_back(file.path + " includes " + include + " by its place on one machine");
+    }
+    return complaints;
+}
+
+Complaints CheckGuard(const SourceFile& file) {
+    if (!IsHeader(file.path)) return {};
+    const std::vector<std::string> allowed = GuardsAllowed(file.path);
+    const std::string guard = GuardOf(file.text);
+    if (std::find(allowed.begin(), allowed.end(), guard) != allowed.end()) return {};
+    return {file.path + " has the guard '" + guard + "', not " + allowed.front()};
+}
+
+Complaints CheckGuardsDiffer(const std::vector<SourceFile>& files) {
+    Complaints complaints;
+    std::map<std::string, std::string> owners;
+    for (const SourceFile& file : files) {
+        if (!IsHeader(file.path)) continue;
+        const auto [owner, isNew] = owners.try_emplace(GuardOf(file.text), file.path);
+        if (!isNew) complaints.push_back(file.path + " has the guard of " + owner->second);
+    }
+    return complaints;
+}
+
+Complaints CheckLength(const SourceFile& file) {
+    const auto lines = static_cast<std::size_t>(std::count(file.text.begin(), file.text.end(), '\n'));
+    if (lines <= kMaxLines) return {};
+    return {file.path + " has " + std::to_string(lines) + " lines, at most " + std::to_string(kMaxLines) +
+            " are one idea"};
+}
+
+Complaints CheckThreadLocal(const SourceFile& file) {
+    if (!file.path.starts_with("src/") || !ContainsWord(file.text, "thread_local")) return {};
+    return {file.path + " uses thread_local"};
+}
+
+Complaints CheckQuirks(const SourceFile& file, const std::vector<SourceFile>& tests) {
+    static constexpr std::string_view kMark = "QUIRK:";
+    Complaints complaints;
+    const std::vector<std::string> lines = Split(file.text, '\n');
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].find(kMark) == std::string::npos) continue;
+        std::string comment = lines[i];
+        for (std::size_t next = i + 1; next < lines.size(); ++next) {
+            const std::size_t begin = lines[next].find_first_not_of(" \t");
+            if (begin == std::string::npos || (lines[next][begin] != '/' && lines[next][begin] != '*')) break;
+            if (lines[next].find(kMark) != std::string::npos) break;
+            comment += lines[next];
+        }
+        const std::string test = TestNamedBy(comment);
+        const std::string place = file.path + ":" + std::to_string(i + 1);
+        const auto holdsTest = [&](const SourceFile& candidate) { return ContainsWord(candidate.text, test); };
+        if (test.empty()) {
+            complaints.push_back(place + " marks a quirk and names no test");
+        } else if (std::none_of(tests.begin(), tests.end(), holdsTest)) {
+            complaints.push_back(place + ": there is no test " + test);
+        }
+    }
+    return complaints;
+}
+
+}  // namespace tarn::shape
