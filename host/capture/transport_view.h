@@ -1,0 +1,41 @@
+// What a TCP segment or UDP datagram says, as views into its Ethernet frame.
+// Putting segments together is left to tcp_turns.h; fragments of IP packets are passed over.
+#ifndef TARN_HOST_CAPTURE_TRANSPORT_VIEW_H
+#define TARN_HOST_CAPTURE_TRANSPORT_VIEW_H
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+
+#include "base/byte_reader.h"
+#include "host/capture/ip_address.h"
+
+namespace tarn::host {
+
+struct Endpoint {
+    IpAddress address;
+    std::uint16_t port = 0;
+
+    friend constexpr auto operator<=>(const Endpoint&, const Endpoint&) = default;
+};
+
+struct TransportView {
+    bool isTcp = false;  // otherwise UDP
+    Endpoint source;
+    Endpoint destination;
+    base::Bytes payload;  // as far as it was captured
+
+    std::uint32_t sequence = 0;  // the rest for TCP only
+    std::uint32_t acknowledged = 0;
+    bool syn = false;
+    bool ack = false;
+    bool fin = false;
+    bool reset = false;
+};
+
+// Nothing for any other frame. 802.1Q tags and IPv6 extension headers are passed over.
+std::optional<TransportView> ViewTransport(base::Bytes frame);
+
+}  // namespace tarn::host
+
+#endif

@@ -1,0 +1,79 @@
+#include "host/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+
+#include "host/commands/command.h"
+
+namespace tarn::host {
+
+namespace {
+
+constexpr Command kCommands[] = {
+    {"url", "Judge URLs", AddUrlCommand},
+    {"replay", "Judge the requests in captures", AddReplayCommand},
+};
+
+void AddSharedOptions(CLI::App& app, Session& session) {
+    app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
+    app.add_option("--map", session.replacements, "Replay with the first address replaced by the second (repeatable)")
+        ->type_name("ADDRESS=ADDRESS")
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_option("--install-folder", session.library.installFolder,
+                   "Folder of the companion modules, instead of the one that the registry names or tarnhost stands in")
+        ->type_name("FOLDER");
+    app.add_option("--mode", session.library.mode,
+                   "How the library starts: 1 = as after a restart (default), 0 = fresh, which empties the user's "
+                   "white list")
+        ->check(CLI::Range(0, 1));
+    app.add_flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
+}
+
+}  // namespace
+
+std::unique_ptr<VerdictReport> Session::Report() const {
+    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose});
+}
+
+std::unique_ptr<Judge> Session::Library() const {
+    std::string mistake;
+    std::unique_ptr<Judge> judge = environment.OpenLibrary(library, mistake);
+    if (!judge) Fail(mistake, kExitFailed);
+    return judge;
+}
+
+int Session::Fail(std::string_view message, ExitCode code) const {
+    out.flush();
+    errors << "tarnhost: " << message << std::endl;
+    return code;
+}
+
+int RunCommandLine(std::vector<std::string> arguments, Environment& environment, std::ostream& out,
+                   std::ostream& errors) {
+    CLI::App app("Runs tarn.dll as its host process would and prints its verdicts.", "tarnhost");
+    app.set_version_flag("--version", std::string("tarnhost " TARN_VERSION));
+    app.require_subcommand(1);
+    app.fallthrough();
+    Session session{environment, out, errors, {}, {}, false};
+    AddSharedOptions(app, session);
+    RunCommand run;
+    for (const Command& command : kCommands) {
+        CLI::App* const added = app.add_subcommand(command.name, command.description);
+        const RunCommand one = command.add(*added, session);
+        added->callback([&run, one] { run = one; });
+    }
+    try {
+        std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
+    }
+    const int code = run();
+    out.flush();
+    return code;
+}
+
+}  // namespace tarn::host

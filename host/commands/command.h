@@ -1,0 +1,51 @@
+// What all commands share: the options that stand before or behind them, and their shape.
+#ifndef TARN_HOST_COMMANDS_COMMAND_H
+#define TARN_HOST_COMMANDS_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/judge.h"
+#include "host/verdict_report.h"
+
+namespace tarn::host {
+
+enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
+
+// Options, environment and output of one run.
+struct Session {
+    Environment& environment;
+    std::ostream& out;
+    std::ostream& errors;
+    LibraryOptions library;
+    std::vector<std::string> replacements;  // "ADDRESS=ADDRESS"
+    bool json = false;
+
+    // The report in the style that the options and the terminal ask for.
+    [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
+    // The library, or null after the reason was printed.
+    [[nodiscard]] std::unique_ptr<Judge> Library() const;
+    // One line on the error output; the exit code given comes back.
+    int Fail(std::string_view message, ExitCode code) const;
+};
+
+// Adds a command to the command line. The returned function runs it after the line was read.
+using RunCommand = std::function<int()>;
+using AddCommand = RunCommand (*)(CLI::App& command, Session& session);
+
+struct Command {
+    const char* name;
+    const char* description;
+    AddCommand add;
+};
+
+RunCommand AddUrlCommand(CLI::App& command, Session& session);
+RunCommand AddReplayCommand(CLI::App& command, Session& session);
+
+}  // namespace tarn::host
+
+#endif

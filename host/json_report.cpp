@@ -1,0 +1,75 @@
+#include "host/json_report.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "host/printable_text.h"
+#include "host/verdict_words.h"
+
+namespace tarn::host {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Bytes that are no UTF-8 become U+FFFD.
+std::string OneLine(const Json& object) {
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace
+
+void JsonReport::BeginCapture(const CaptureHeading& heading) {
+    heading_ = heading;
+}
+
+void JsonReport::Request(const JudgedRequest& request) {
+    totals_.Count(request.judgement);
+    Json line;
+    line["type"] = "verdict";
+    if (request.origin) {
+        line["capture"] = heading_.name;
+        line["frame"] = request.origin->frame;
+        if (request.origin->timeNanoseconds != 0) line["time"] = FormatTime(request.origin->timeNanoseconds);
+        line["client"] = FormatIpAddress(request.origin->client.address);
+        line["clientPort"] = request.origin->client.port;
+        if (request.origin->replacedClient) line["clientInCapture"] = FormatIpAddress(*request.origin->replacedClient);
+    }
+    line["server"] = FormatIpAddress(request.server.address);
+    line["serverPort"] = request.server.port;
+    if (request.origin && request.origin->replacedServer)
+        line["serverInCapture"] = FormatIpAddress(*request.origin->replacedServer);
+    line["protocol"] = request.protocol->name;
+    line["host"] = request.view.host;
+    line["path"] = request.view.path;
+    line["verdict"] = StateWord(request.judgement);
+    if (request.judgement.isValid) {
+        const UrlVerdict& verdict = request.judgement.verdict;
+        const std::uint32_t reason = verdict.reason;
+        line["reason"] = reason;
+        line["reasonText"] = ReasonWords(reason);
+        line["ruleText"] = RuleText(verdict);
+        if (const std::string user = RuleUser(verdict); !user.empty()) line["user"] = user;
+        line["reportByte"] = request.judgement.prompt.report;
+        line["promptByte"] = request.judgement.prompt.prompt;
+    }
+    out_ << OneLine(line);
+}
+
+void JsonReport::Summary() {
+    Json line;
+    line["type"] = "summary";
+    line["requests"] = totals_.requests;
+    line["allowed"] = totals_.allowed;
+    line["blocked"] = totals_.blocked;
+    line["withoutVerdict"] = totals_.withoutVerdict;
+    line["byReason"] = Json::object();
+    for (const auto& [reason, count] : totals_.byReason) line["byReason"][fmt::format("{}", reason)] = count;
+    line["replacedAddresses"] = Json::array();
+    for (const AddressReplacement& replacement : heading_.replacements)
+        line["replacedAddresses"].push_back(
+            {{"from", FormatIpAddress(replacement.from)}, {"to", FormatIpAddress(replacement.to)}});
+    out_ << OneLine(line);
+}
+
+}  // namespace tarn::host

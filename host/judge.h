@@ -1,0 +1,48 @@
+// What tarnhost asks the library for, so that everything but the loading can be tested without it.
+// loaded_library_win32.cpp answers with the real tarn.dll.
+#ifndef TARN_HOST_JUDGE_H
+#define TARN_HOST_JUDGE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tarn/records.h"
+
+#include "base/byte_reader.h"
+#include "host/capture/transport_view.h"
+
+namespace tarn::host {
+
+struct Judgement {
+    bool isValid = false;  // the scan's own result: whether the verdict says anything
+    UrlVerdict verdict{};
+    PromptBytes prompt{};
+};
+
+class Judge {
+ public:
+    virtual ~Judge() = default;
+    // The bytes that a client of this machine sent to server (with port 53: that server sent).
+    virtual Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) = 0;
+};
+
+struct LibraryOptions {
+    std::string installFolder;  // empty: the one that the registry names, else the one that tarnhost stands in
+    std::uint8_t mode = 1;      // of WSInit
+    bool verbose = false;       // say on stderr what is loaded from where
+};
+
+// The world around the commands.
+class Environment {
+ public:
+    virtual ~Environment() = default;
+    // The library, ready for scans; null with the reason and what to do about it in mistake.
+    virtual std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) = 0;
+    [[nodiscard]] virtual bool IsOutputTerminal() const = 0;
+    [[nodiscard]] virtual bool IsErrorTerminal() const = 0;
+};
+
+}  // namespace tarn::host
+
+#endif

@@ -1,0 +1,161 @@
+#include "host/loaded_library_win32.h"
+
+#include <cstdio>
+#include <cstring>
+#include <fmt/format.h>
+#include <vector>
+#include <windows.h>
+
+#include "tarn/tarn.h"
+
+#include "host/private_registry_win32.h"
+#include "host/utf8_win32.h"
+
+namespace tarn::host {
+
+namespace {
+
+// What the library loads from its install folder.
+constexpr const wchar_t* kModules[] = {L"setrd.dll",  L"statrd.dll",  L"sitecls.dll",  L"pktsig.dll", L"tlsinsp.dll",
+                                       L"urlsig.dll", L"isolate.dll", L"OPTSTORE.DLL", L"agentst.dll"};
+
+std::wstring OwnFolder() {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    const std::wstring text(path.data(), length);
+    return text.substr(0, text.find_last_of(L'\\') + 1);
+}
+
+// In full and with a backslash at its end.
+std::wstring FullFolder(const std::wstring& folder) {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
+    std::wstring text(path.data(), length);
+    if (text.empty() || text.back() != L'\\') text += L'\\';
+    return text;
+}
+
+std::string MissingModules(const std::wstring& folder) {
+    std::string missing;
+    for (const wchar_t* module : kModules) {
+        if (GetFileAttributesW((folder + module).c_str()) != INVALID_FILE_ATTRIBUTES) continue;
+        missing += (missing.empty() ? "" : ", ") + FromWide(module);
+    }
+    return missing;
+}
+
+class LoadedLibrary : public Judge {
+ public:
+    LoadedLibrary() = default;
+    ~LoadedLibrary() override {
+        std::uint32_t error = 0;
+        if (isReady_) deinit_(&error);
+        if (module_ != nullptr) FreeLibrary(module_);
+    }
+    LoadedLibrary(const LoadedLibrary&) = delete;
+    LoadedLibrary& operator=(const LoadedLibrary&) = delete;
+
+    bool Open(const LibraryOptions& options, std::string& mistake) {
+        const std::wstring ownFolder = OwnFolder();
+        const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
+        if (installFolder.empty()) return false;
+        const std::wstring file = ownFolder + L"tarn.dll";
+        module_ = LoadLibraryW(file.c_str());
+        if (module_ == nullptr) {
+            mistake = fmt::format(
+                "{} cannot be loaded (error {}); put tarnhost.exe into the folder that holds the 64-bit tarn.dll",
+                FromWide(file), GetLastError());
+            return false;
+        }
+        if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl")) {
+            mistake =
+                fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
+            return false;
+        }
+        if (options.verbose)
+            std::fprintf(stderr, "tarnhost: %s with the modules of %s\n", FromWide(file).c_str(),
+                         FromWide(installFolder).c_str());
+        std::uint32_t error = 0;
+        isReady_ = init_(options.mode, &error) != 0;
+        if (!isReady_) mistake = StartMistake(installFolder, error);
+        return isReady_;
+    }
+
+    Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
+        // The scan writes into the data and one byte behind it.
+        buffer_.assign(data.begin(), data.end());
+        buffer_.push_back(0);
+        ScanRequest request{};
+        request.processId = GetCurrentProcessId();
+        request.data = buffer_.data();
+        request.dataLength = static_cast<std::uint32_t>(data.size());
+        request.remoteAddress.family = server.address.isIpv6 ? TARN_FAMILY_IPV6 : TARN_FAMILY_IPV4;
+        std::memcpy(request.remoteAddress.bytes, server.address.bytes.data(), server.address.bytes.size());
+        request.remotePort = static_cast<std::uint16_t>(server.port >> 8 | server.port << 8);  // network byte order
+        request.kind = kind;
+        Judgement judgement;
+        judgement.isValid = scanUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
+        return judgement;
+    }
+
+ private:
+    template <class Function>
+    bool Bind(Function& function, const char* name) {
+        function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+        return function != nullptr;
+    }
+
+    // The registered folder needs nothing; any other one is put into a private view of the registry.
+    std::wstring ChooseInstallFolder(const LibraryOptions& options, const std::wstring& ownFolder,
+                                     std::string& mistake) {
+        std::wstring folder = ownFolder;
+        if (!options.installFolder.empty()) {
+            folder = FullFolder(ToWide(options.installFolder));
+            const DWORD attributes = GetFileAttributesW(folder.c_str());
+            if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+                mistake = fmt::format("--install-folder {}: there is no such folder", FromWide(folder));
+                return {};
+            }
+        } else if (std::wstring registered = RegisteredInstallFolder(); !registered.empty()) {
+            return registered;
+        }
+        unsigned long error = 0;
+        if (registry_.Create(folder, error)) return folder;
+        mistake = fmt::format(
+            "no private view of the registry can be made (error {}); this account must be able to write below "
+            "HKEY_CURRENT_USER\\Software",
+            error);
+        return {};
+    }
+
+    static std::string StartMistake(const std::wstring& installFolder, std::uint32_t error) {
+        const std::string folder = FromWide(installFolder);
+        if (const std::string missing = MissingModules(installFolder); !missing.empty())
+            return fmt::format(
+                "WSInit failed (error cell {}): {} lacks {}; copy what is missing there, or name another folder with "
+                "--install-folder",
+                error, folder, missing);
+        return fmt::format(
+            "WSInit failed (error cell {}), although all modules stand in {}; a module that is damaged, of another "
+            "version or not 64-bit cannot be loaded",
+            error, folder);
+    }
+
+    PrivateRegistry registry_;  // outlives the library's end
+    HMODULE module_ = nullptr;
+    bool isReady_ = false;
+    decltype(&WSInit) init_ = nullptr;
+    decltype(&WSDeinit) deinit_ = nullptr;
+    decltype(&WSScanUrl) scanUrl_ = nullptr;
+    std::vector<std::uint8_t> buffer_;
+};
+
+}  // namespace
+
+std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake) {
+    auto library = std::make_unique<LoadedLibrary>();
+    if (!library->Open(options, mistake)) return nullptr;
+    return library;
+}
+
+}  // namespace tarn::host

@@ -1,0 +1,17 @@
+// Loads tarn.dll and drives it through its exports, as the host process does.
+// It knows the library by include/tarn/ alone.
+#ifndef TARN_HOST_LOADED_LIBRARY_WIN32_H
+#define TARN_HOST_LOADED_LIBRARY_WIN32_H
+
+#include <memory>
+#include <string>
+
+#include "host/judge.h"
+
+namespace tarn::host {
+
+std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake);
+
+}  // namespace tarn::host
+
+#endif

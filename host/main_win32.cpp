@@ -1,0 +1,46 @@
+// The program's entry: what the command line needs of Windows.
+#include <cstdio>
+#include <fcntl.h>
+#include <io.h>
+#include <iostream>
+#include <windows.h>
+
+#include "host/command_line.h"
+#include "host/loaded_library_win32.h"
+#include "host/utf8_win32.h"
+
+namespace {
+
+// Colours and the erasing of lines need a console that reads escape sequences.
+bool IsTerminal(std::FILE* file) {
+    const HANDLE console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    DWORD mode = 0;
+    return GetConsoleMode(console, &mode) != 0 &&
+           SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+class WindowsEnvironment : public tarn::host::Environment {
+ public:
+    std::unique_ptr<tarn::host::Judge> OpenLibrary(const tarn::host::LibraryOptions& options,
+                                                   std::string& mistake) override {
+        return tarn::host::LoadLibraryFromOwnFolder(options, mistake);
+    }
+    [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }
+    [[nodiscard]] bool IsErrorTerminal() const override { return isErrorTerminal_; }
+
+ private:
+    bool isOutputTerminal_ = IsTerminal(stdout);
+    bool isErrorTerminal_ = IsTerminal(stderr);
+};
+
+}  // namespace
+
+int wmain(int count, wchar_t** values) {
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY);  // the same bytes on every system
+    std::ios::sync_with_stdio(false);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) arguments.push_back(tarn::host::FromWide(values[i]));
+    WindowsEnvironment environment;
+    return tarn::host::RunCommandLine(std::move(arguments), environment, std::cout, std::cerr);
+}

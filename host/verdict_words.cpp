@@ -1,0 +1,119 @@
+#include "host/verdict_words.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <fmt/format.h>
+#include <utility>
+
+#include "base/bounded_text.h"
+#include "host/printable_text.h"
+
+namespace tarn::host {
+
+namespace {
+
+constexpr std::pair<std::uint32_t, std::string_view> kReasons[] = {
+    {TARN_REASON_PHISHING, "phishing site"},
+    {TARN_REASON_MALICIOUS_CATEGORY, "malicious category"},
+    {TARN_REASON_MALICIOUS, "malicious site"},
+    {TARN_REASON_SCHEDULE, "outside the allowed time"},
+    {TARN_REASON_PARENTAL_SITE, "site blocked by parental control"},
+    {TARN_REASON_PARENTAL_CATEGORY, "category blocked by parental control"},
+    {TARN_REASON_PHISHING_WHITE_LISTED, "phishing site, white-listed"},
+    {TARN_REASON_MALICIOUS_WHITE_LISTED, "malicious site, white-listed"},
+    {TARN_REASON_HTTPS_INSPECTION, "HTTPS inspection"},
+    {TARN_REASON_IDS_BLOCKED, "blocked by intrusion prevention"},
+    {TARN_REASON_DEFAULT, "no rule decided"},
+};
+
+template <std::size_t N>
+std::string Narrow(const char (&field)[N]) {
+    return std::string(base::FieldText(field, N));
+}
+
+// The fields of UTF-16 text may stand at odd addresses.
+template <std::size_t N>
+std::string Wide(const void* field) {
+    std::array<char16_t, N> copy{};
+    std::memcpy(copy.data(), field, sizeof copy);
+    return ToUtf8(base::FieldText(copy));
+}
+
+std::string ThreatAndUrl(const ThreatText& threat) {
+    const std::string name = Narrow(threat.name);
+    const std::string url = Narrow(threat.url);
+    return name.empty() ? url : fmt::format("{}: {}", name, url);
+}
+
+std::string CategoryText(const UrlVerdict& verdict) {
+    const std::string name = Wide<100>(&verdict.categoryName);
+    const std::uint32_t id = verdict.categoryId;
+    return name.empty() ? fmt::format("category {}: {}", id, Narrow(verdict.text.url))
+                        : fmt::format("category {} ({}): {}", id, name, Narrow(verdict.text.url));
+}
+
+std::string LocalTimeText(const UrlVerdict& verdict) {
+    const TarnSystemTime time = verdict.localTime;
+    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", +time.year, +time.month, +time.day, +time.hour,
+                       +time.minute, +time.second);
+}
+
+}  // namespace
+
+std::string_view StateWord(const Judgement& judgement) {
+    if (!judgement.isValid) return "no verdict";
+    switch (judgement.verdict.allow) {
+        case TARN_BLOCK:
+            return "BLOCKED";
+        case TARN_ALLOW:
+            return "allowed";
+        case TARN_STOPPED_BEFORE_CATEGORIES:
+            return "stopped";
+        default:
+            return "unknown";
+    }
+}
+
+std::string_view ReasonWords(std::uint32_t reason) {
+    for (const auto& [number, words] : kReasons)
+        if (number == reason) return words;
+    return "a reason without a meaning";
+}
+
+std::string RuleText(const UrlVerdict& verdict) {
+    switch (verdict.reason) {
+        case TARN_REASON_PARENTAL_SITE:
+        case TARN_REASON_HTTPS_INSPECTION:
+        case TARN_REASON_PHISHING:
+        case TARN_REASON_PHISHING_WHITE_LISTED:
+            return Narrow(verdict.text.url);
+        case TARN_REASON_MALICIOUS:
+        case TARN_REASON_MALICIOUS_WHITE_LISTED:
+            return ThreatAndUrl(verdict.text.threat);
+        case TARN_REASON_MALICIOUS_CATEGORY:
+            return Narrow(verdict.text.threat.url);
+        case TARN_REASON_PARENTAL_CATEGORY:
+            return CategoryText(verdict);
+        case TARN_REASON_IDS_BLOCKED:
+            return Narrow(verdict.blockedHost) + Narrow(verdict.blockedPath);
+        case TARN_REASON_SCHEDULE:
+            return LocalTimeText(verdict);
+        default:
+            return {};
+    }
+}
+
+std::string RuleUser(const UrlVerdict& verdict) {
+    switch (verdict.reason) {
+        case TARN_REASON_SCHEDULE:
+        case TARN_REASON_PARENTAL_SITE:
+        case TARN_REASON_PARENTAL_CATEGORY:
+        case TARN_REASON_HTTPS_INSPECTION:
+            return Wide<260>(&verdict.userName);
+        default:
+            return {};
+    }
+}
+
+}  // namespace tarn::host

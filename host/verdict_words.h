@@ -1,0 +1,29 @@
+// A verdict in words: the state, the reason, and the text of the rule that decided.
+// Laying the words out is left to verdict_report.h.
+#ifndef TARN_HOST_VERDICT_WORDS_H
+#define TARN_HOST_VERDICT_WORDS_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/judge.h"
+
+namespace tarn::host {
+
+// "allowed", "BLOCKED", "stopped" (before the category step), "no verdict" (the scan returned false).
+std::string_view StateWord(const Judgement& judgement);
+
+// What a reason code means; a number that is none says so.
+std::string_view ReasonWords(std::uint32_t reason);
+
+// What the rule wrote into the verdict: a threat name and a URL, a URL, a category, a time. Empty when it wrote
+// nothing.
+std::string RuleText(const UrlVerdict& verdict);
+
+// The user that a parental rule or HTTPS inspection names; otherwise empty.
+std::string RuleUser(const UrlVerdict& verdict);
+
+}  // namespace tarn::host
+
+#endif
