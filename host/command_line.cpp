@@ -14,6 +14,7 @@ namespace {
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand},
     {"replay", "Judge the requests in captures", AddReplayCommand},
+    {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand},
 };
 
 void AddSharedOptions(CLI::App& app, Session& session) {

@@ -39,6 +39,8 @@ class Environment {
     virtual ~Environment() = default;
     // The library, ready for scans; null with the reason and what to do about it in mistake.
     virtual std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) = 0;
+    // With the separator at its end.
+    [[nodiscard]] virtual std::string OwnFolder() const = 0;
     [[nodiscard]] virtual bool IsOutputTerminal() const = 0;
     [[nodiscard]] virtual bool IsErrorTerminal() const = 0;
 };

@@ -19,13 +19,6 @@ namespace {
 constexpr const wchar_t* kModules[] = {L"setrd.dll",  L"statrd.dll",  L"sitecls.dll",  L"pktsig.dll", L"tlsinsp.dll",
                                        L"urlsig.dll", L"isolate.dll", L"OPTSTORE.DLL", L"agentst.dll"};
 
-std::wstring OwnFolder() {
-    std::vector<wchar_t> path(32768);
-    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    const std::wstring text(path.data(), length);
-    return text.substr(0, text.find_last_of(L'\\') + 1);
-}
-
 // In full and with a backslash at its end.
 std::wstring FullFolder(const std::wstring& folder) {
     std::vector<wchar_t> path(32768);
@@ -151,6 +144,13 @@ class LoadedLibrary : public Judge {
 };
 
 }  // namespace
+
+std::wstring OwnFolder() {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    const std::wstring text(path.data(), length);
+    return text.substr(0, text.find_last_of(L'\\') + 1);
+}
 
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake) {
     auto library = std::make_unique<LoadedLibrary>();

@@ -10,6 +10,9 @@
 
 namespace tarn::host {
 
+// The folder that tarnhost.exe stands in, with a backslash at its end.
+std::wstring OwnFolder();
+
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake);
 
 }  // namespace tarn::host

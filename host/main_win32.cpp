@@ -25,6 +25,7 @@ class WindowsEnvironment : public tarn::host::Environment {
                                                    std::string& mistake) override {
         return tarn::host::LoadLibraryFromOwnFolder(options, mistake);
     }
+    [[nodiscard]] std::string OwnFolder() const override { return tarn::host::FromWide(tarn::host::OwnFolder()); }
     [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }
     [[nodiscard]] bool IsErrorTerminal() const override { return isErrorTerminal_; }
 

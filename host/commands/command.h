@@ -45,6 +45,7 @@ struct Command {
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);
 RunCommand AddReplayCommand(CLI::App& command, Session& session);
+RunCommand AddPolicyCommand(CLI::App& command, Session& session);
 
 }  // namespace tarn::host
 

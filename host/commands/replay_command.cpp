@@ -6,21 +6,13 @@
 
 #include "host/capture_replay.h"
 #include "host/commands/command.h"
+#include "host/file_path.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
 
 namespace tarn::host {
 
 namespace {
-
-std::filesystem::path ToPath(const std::string& utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-std::string FromPath(const std::filesystem::path& path) {
-    const std::u8string utf8 = path.u8string();
-    return {utf8.begin(), utf8.end()};
-}
 
 bool ParseReplacements(const Session& session, std::vector<AddressReplacement>& out) {
     for (const std::string& text : session.replacements) {

@@ -110,8 +110,8 @@ std::uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, LogonV
     return 0;
 }
 
-std::uint8_t TARN_CALL WSScanSMBPacket(const std::uint8_t* frame, std::uint32_t frameLength,
-                                       std::uint8_t /*direction*/, SmbScanResult* result) {
+std::uint8_t TARN_CALL WSScanSMBPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint8_t /*direction*/,
+                                       SmbScanResult* result) {
     if (frame == nullptr || frameLength == 0 || result == nullptr) return 0;
     result->resultKind = TARN_SMB_NOTHING;
     return 1;

@@ -13,7 +13,7 @@ using UndoStep = void (*)(Library& library, std::uint32_t& error);
 
 // The steps that a failing start-up undoes, in reverse order.
 class UndoList {
-   public:
+ public:
     UndoList(Library& library, std::uint32_t& error) : library_(library), error_(error) {}
     ~UndoList() {
         while (count_ > 0) steps_[--count_](library_, error_);
@@ -24,7 +24,7 @@ class UndoList {
     void Add(UndoStep step) { steps_[count_++] = step; }
     void Forget() { count_ = 0; }
 
-   private:
+ private:
     Library& library_;
     std::uint32_t& error_;
     std::array<UndoStep, 8> steps_{};

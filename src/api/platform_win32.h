@@ -9,12 +9,12 @@
 namespace tarn::api {
 
 class WindowsPlatform final : public Platform {
-   public:
+ public:
     modules::ModuleSystem& Modules() override { return modules_; }
     std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                  std::uint32_t defaultValue) override;
 
-   private:
+ private:
     modules::WindowsModuleSystem modules_;
 };
 

@@ -15,7 +15,9 @@ constexpr std::uint16_t kSuiteBlade = 0x400;
 constexpr std::uint16_t kItanium = 6;
 constexpr std::uint16_t kX64 = 9;
 
-bool IsServerType(std::uint8_t productType) { return productType == kDomainController || productType == kServer; }
+bool IsServerType(std::uint8_t productType) {
+    return productType == kDomainController || productType == kServer;
+}
 
 std::uint32_t ClassifyDosLine(const VersionRecord& v) {
     if (v.major != 4) return 0;

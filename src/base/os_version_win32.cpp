@@ -1,6 +1,5 @@
-#include <windows.h>
-
 #include <initializer_list>
+#include <windows.h>
 
 #include "base/os_version.h"
 

@@ -41,7 +41,9 @@ bool ReadProductConfiguration(ProductFile& file, std::atomic<bool>& checkedOnce,
     return true;
 }
 
-ProductVersion VersionOf(const ProductRecord& record) { return {record[kMajorAt], record[kMinorAt]}; }
+ProductVersion VersionOf(const ProductRecord& record) {
+    return {record[kMajorAt], record[kMinorAt]};
+}
 
 bool AgentExecutableName(ProductVersion version, PathBuffer& name) {
     return Succeeded(FormatText(name, {u"HOSTASVC", std::uint32_t{version.major},

@@ -17,7 +17,7 @@ using ProductRecord = std::array<std::uint8_t, kProductRecordSize>;
 
 // An opened file, read from front to back. A read that is short or fails gives false.
 class ProductFile {
-   public:
+ public:
     virtual ~ProductFile() = default;
     virtual bool ReadExactly(std::span<std::uint8_t> bytes) = 0;
     // Up to the whole span; count 0 at the end of the file.

@@ -9,7 +9,7 @@ namespace {
 std::atomic<bool> checkedOnce{false};
 
 class WindowsProductFile final : public ProductFile {
-   public:
+ public:
     explicit WindowsProductFile(HANDLE file) : file_(file) {}
 
     bool ReadExactly(std::span<std::uint8_t> bytes) override {
@@ -26,11 +26,13 @@ class WindowsProductFile final : public ProductFile {
         return SetFilePointer(file_, static_cast<LONG>(offset), nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER;
     }
 
-   private:
+ private:
     HANDLE file_;
 };
 
-bool Exists(const PathBuffer& path) { return GetFileAttributesW(Wide(path.data())) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const PathBuffer& path) {
+    return GetFileAttributesW(Wide(path.data())) != INVALID_FILE_ATTRIBUTES;
+}
 
 bool FindProductFile(PathBuffer& path) {
     constexpr const char16_t* kFile = u"PRODCONF.DAT";
@@ -65,8 +67,8 @@ bool FindAgentApplicationPath() {
     PathBuffer name;
     PathBuffer keyPath;
     if (!GetProductVersion(version) || !AgentExecutableName(version, name)) return false;
-    if (!Succeeded(FormatText(
-            keyPath, {u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\", FieldText(name)})))
+    if (!Succeeded(
+            FormatText(keyPath, {u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\", FieldText(name)})))
         return false;
     UniqueRegistryKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, Wide(keyPath.data()), 0, KEY_QUERY_VALUE, key.Out()) != ERROR_SUCCESS)

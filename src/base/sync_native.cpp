@@ -1,15 +1,16 @@
-#include <pthread.h>
-
 #include <condition_variable>
 #include <mutex>
 #include <new>
+#include <pthread.h>
 
 #include "base/sync.h"
 
 namespace tarn::base {
 namespace {
 
-pthread_mutex_t* Mutex(unsigned char* storage) { return reinterpret_cast<pthread_mutex_t*>(storage); }
+pthread_mutex_t* Mutex(unsigned char* storage) {
+    return reinterpret_cast<pthread_mutex_t*>(storage);
+}
 
 struct NativeSemaphore {
     std::mutex mutex;
@@ -17,7 +18,9 @@ struct NativeSemaphore {
     std::int64_t count = 0;
 };
 
-NativeSemaphore* Native(void* handle) { return static_cast<NativeSemaphore*>(handle); }
+NativeSemaphore* Native(void* handle) {
+    return static_cast<NativeSemaphore*>(handle);
+}
 
 }  // namespace
 
@@ -25,12 +28,20 @@ CriticalSection::CriticalSection() {
     static_assert(sizeof storage_ >= sizeof(pthread_mutex_t) && alignof(pthread_mutex_t) <= 8);
     pthread_mutex_init(Mutex(storage_), nullptr);
 }
-CriticalSection::~CriticalSection() { pthread_mutex_destroy(Mutex(storage_)); }
-void CriticalSection::Enter() { pthread_mutex_lock(Mutex(storage_)); }
-void CriticalSection::Leave() { pthread_mutex_unlock(Mutex(storage_)); }
+CriticalSection::~CriticalSection() {
+    pthread_mutex_destroy(Mutex(storage_));
+}
+void CriticalSection::Enter() {
+    pthread_mutex_lock(Mutex(storage_));
+}
+void CriticalSection::Leave() {
+    pthread_mutex_unlock(Mutex(storage_));
+}
 
 Semaphore::Semaphore() : handle_(new (std::nothrow) NativeSemaphore()) {}
-Semaphore::~Semaphore() { delete Native(handle_); }
+Semaphore::~Semaphore() {
+    delete Native(handle_);
+}
 void Semaphore::Wait() {
     if (handle_ == nullptr) return;
     std::unique_lock hold(Native(handle_)->mutex);

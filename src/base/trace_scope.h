@@ -27,7 +27,7 @@ struct TraceScope {
         CopyOrUnknown(functionName, function != nullptr ? function : u"UNKNOWN");
     }
 
-   private:
+ private:
     static constexpr void CopyOrUnknown(char16_t (&field)[260], std::u16string_view text) {
         if (!Succeeded(CopyText(field, std::size(field), text))) CopyText(field, std::size(field), u"UNKNOWN");
     }

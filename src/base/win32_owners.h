@@ -3,16 +3,15 @@
 #ifndef TARN_BASE_WIN32_OWNERS_H
 #define TARN_BASE_WIN32_OWNERS_H
 
-#include <windows.h>
-
 #include <utility>
+#include <windows.h>
 
 namespace tarn::base {
 
 // Traits give Type, kNone (the value that owns nothing) and Close.
 template <class Traits>
 class Unique {
-   public:
+ public:
     using Type = typename Traits::Type;
 
     Unique() = default;
@@ -41,7 +40,7 @@ class Unique {
         value_ = value;
     }
 
-   private:
+ private:
     Type value_ = Traits::None();
 };
 
@@ -78,8 +77,12 @@ using UniqueRegistryKey = Unique<RegistryKeyTraits>;
 using UniqueService = Unique<ServiceTraits>;
 
 // Records and cores use char16_t, the system wchar_t; both are UTF-16 units of two bytes.
-inline const wchar_t* Wide(const char16_t* text) { return reinterpret_cast<const wchar_t*>(text); }
-inline wchar_t* Wide(char16_t* text) { return reinterpret_cast<wchar_t*>(text); }
+inline const wchar_t* Wide(const char16_t* text) {
+    return reinterpret_cast<const wchar_t*>(text);
+}
+inline wchar_t* Wide(char16_t* text) {
+    return reinterpret_cast<wchar_t*>(text);
+}
 
 }  // namespace tarn::base
 

@@ -3,12 +3,23 @@
 #ifndef TARN_MODULES_BINDING_H
 #define TARN_MODULES_BINDING_H
 
+#include <string_view>
 #include <tuple>
+#include <type_traits>
 
 #include "modules/companion_table.h"
 #include "modules/module_system.h"
 
 namespace tarn::modules {
+
+// Install folder and file name within capacity units, the NUL included. False when either cannot be had.
+inline bool InstallFilePath(ModuleSystem& system, std::u16string_view file, base::PathBuffer& path,
+                            std::size_t capacity = base::kPathCapacity) {
+    base::PathBuffer folder;
+    return system.InstallFolder(folder) &&
+           base::Succeeded(base::CopyText(path.data(), capacity, base::FieldText(folder))) &&
+           base::Succeeded(base::AppendText(path.data(), capacity, file));
+}
 
 // Stores each pointer as it comes; the first missing one ends the binding.
 template <class Functions>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "modules/binding.h"
 #include "modules/companion_loader.h"
 #include "modules/settings.h"
 
@@ -10,10 +11,8 @@ namespace {
 
 // Whether the proxy file of the install folder lets the online look-up be used.
 bool ProxySwitchAllows(ModuleSystem& system) {
-    base::PathBuffer folder;
     base::PathBuffer path;
-    if (!system.InstallFolder(folder)) return false;
-    if (!base::Succeeded(base::FormatText(path, {base::FieldText(folder), u"proxyep.dat"}))) return false;
+    if (!InstallFilePath(system, u"proxyep.dat", path)) return false;
     const FileStart start = system.ReadFileStart(path);
     if (start.state == FileStart::State::kAbsent) return true;
     if (start.state == FileStart::State::kUnreadable || start.count < 2) return false;
@@ -59,13 +58,25 @@ std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_
 
 CategoryLookup::CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode)
     : module_(module) {
+    if (!module.loaded || module.functions.SCGetURLCategories == nullptr) return;
     succeeded_ = module.functions.SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
 }
 
 void CategoryLookup::Release() {
     if (array_ == nullptr) return;
-    module_.functions.SCReleaseCategories(array_);
+    if (module_.loaded && module_.functions.SCReleaseCategories != nullptr)
+        module_.functions.SCReleaseCategories(array_);
     array_ = nullptr;
+}
+
+bool ReadCategoryName(const Companion<Categorisation>& module, std::uint16_t category, CategoryName& name) {
+    name.fill(u'\0');
+    if (!module.loaded || module.functions.SCGetCategoryName == nullptr) return false;
+    const bool read =
+        module.functions.SCGetCategoryName(category, name.data(), static_cast<std::uint32_t>(name.size())) != 0;
+    name.back() = u'\0';
+    if (!read) name.fill(u'\0');
+    return read;
 }
 
 }  // namespace tarn::modules

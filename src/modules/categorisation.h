@@ -3,6 +3,7 @@
 #ifndef TARN_MODULES_CATEGORISATION_H
 #define TARN_MODULES_CATEGORISATION_H
 
+#include <array>
 #include <cstdint>
 #include <span>
 
@@ -20,25 +21,35 @@ bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);
 // The leading categories that count: strictness 1 keeps two, 2 three, 3 one, anything else all.
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);
 
-// One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not.
+// One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not. While
+// the module is not loaded a look-up fails.
 class CategoryLookup {
-   public:
-    // The module must be loaded. mode: 0 = the categories decide now, 1 = they are fetched ahead of a connection.
+ public:
+    // The caller asks no host that begins with "[". mode: 0 = the categories decide now, 1 = they are fetched ahead of
+    // a connection.
     CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
     ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;
     CategoryLookup& operator=(const CategoryLookup&) = delete;
 
     [[nodiscard]] bool Succeeded() const { return succeeded_; }
-    [[nodiscard]] std::span<const std::uint16_t> Categories() const { return {array_, array_ != nullptr ? count_ : 0U}; }
+    // Empty after a look-up that failed and after the release.
+    [[nodiscard]] std::span<const std::uint16_t> Categories() const {
+        return {array_, succeeded_ && array_ != nullptr ? count_ : 0U};
+    }
     void Release();
 
-   private:
+ private:
     const Companion<Categorisation>& module_;
     std::uint16_t* array_ = nullptr;
     std::uint16_t count_ = 0;
     bool succeeded_ = false;
 };
+
+using CategoryName = std::array<char16_t, 100>;
+
+// False leaves the name empty.
+bool ReadCategoryName(const Companion<Categorisation>& module, std::uint16_t category, CategoryName& name);
 
 }  // namespace tarn::modules
 

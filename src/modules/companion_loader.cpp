@@ -23,7 +23,7 @@ bool LoadFrom(ModuleSystem& system, const base::PathBuffer& folder, Companion<Fu
 
 // Undoes the loads that came before a failing one, the last first.
 class LoadGuard {
-   public:
+ public:
     LoadGuard(Companions& companions, ModuleSystem& system, std::uint32_t& error)
         : companions_(companions), system_(system), error_(error) {}
     ~LoadGuard() {
@@ -33,7 +33,7 @@ class LoadGuard {
     LoadGuard& operator=(const LoadGuard&) = delete;
     void Keep() { kept_ = true; }
 
-   private:
+ private:
     Companions& companions_;
     ModuleSystem& system_;
     std::uint32_t& error_;
@@ -43,11 +43,8 @@ class LoadGuard {
 // Loads a module, asks it once and unloads it on every path.
 template <class Functions, class Ask>
 bool AskOnce(ModuleSystem& system, std::size_t pathCapacity, Ask&& ask) {
-    base::PathBuffer folder;
     base::PathBuffer path;
-    if (!system.InstallFolder(folder)) return false;
-    if (!base::Succeeded(base::CopyText(path.data(), pathCapacity, base::FieldText(folder)))) return false;
-    if (!base::Succeeded(base::AppendText(path.data(), pathCapacity, Functions::kFile))) return false;
+    if (!InstallFilePath(system, Functions::kFile, path, pathCapacity)) return false;
     Companion<Functions> companion;
     if (!LoadAndBind(system, path.data(), companion)) return false;
     const bool answered = ask(companion.functions);
@@ -112,9 +109,9 @@ bool LoadCategorisation(Companions& companions, ModuleSystem& system, const base
     return module.loaded = true;
 }
 
-void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error, PassThrough* passed) {
     Companion<Categorisation>& module = companions.categorisation;
-    if (module.loaded) module.functions.SCDeinit(&error);
+    if (module.loaded) CallPassing(passed, module.functions.SCDeinit, &error);
     FreeCompanion(system, module);
     module.handle = nullptr;
 }
@@ -134,9 +131,9 @@ bool LoadHttpsInspection(Companions& companions, ModuleSystem& system, const bas
     return module.loaded = true;
 }
 
-void UnloadHttpsInspection(Companions& companions, ModuleSystem& system) {
+void UnloadHttpsInspection(Companions& companions, ModuleSystem& system, PassThrough* passed) {
     Companion<HttpsInspection>& module = companions.httpsInspection;
-    if (module.loaded) module.functions.DeIntializeSSL();
+    if (module.loaded) CallPassing(passed, module.functions.DeIntializeSSL);
     FreeCompanion(system, module);
     module.handle = nullptr;
 }

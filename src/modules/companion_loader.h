@@ -7,6 +7,7 @@
 
 #include "modules/companion_table.h"
 #include "modules/module_system.h"
+#include "modules/pass_through.h"
 
 namespace tarn::modules {
 
@@ -18,7 +19,8 @@ bool LoadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error)
 void UnloadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error);
 
 // One module each, for reloads. A load of a module that is loaded already is the caller's mistake. A module is all or
-// nothing: a missing function or a failed initialiser unloads it again.
+// nothing: a missing function or a failed initialiser unloads it again. An unload of a module that is not loaded calls
+// nothing. passed: what the host hands on to the first module call of a settings change.
 bool LoadSettingsReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
 void UnloadSettingsReader(Companions& companions, ModuleSystem& system);
 bool LoadStatusReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
@@ -28,9 +30,10 @@ bool LoadPacketSignatures(Companions& companions, ModuleSystem& system, const ba
 void UnloadPacketSignatures(Companions& companions, ModuleSystem& system, std::uint32_t& error);
 bool LoadCategorisation(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder,
                         std::uint32_t& error);
-void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error);
+void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error,
+                          PassThrough* passed = nullptr);
 bool LoadHttpsInspection(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
-void UnloadHttpsInspection(Companions& companions, ModuleSystem& system);
+void UnloadHttpsInspection(Companions& companions, ModuleSystem& system, PassThrough* passed = nullptr);
 bool LoadUrlPatterns(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder);
 void UnloadUrlPatterns(Companions& companions, ModuleSystem& system, std::uint32_t& error);
 

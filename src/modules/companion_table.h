@@ -89,7 +89,7 @@ struct StatusReader {
                           Import{"ReleaseIDSIPSSettings", &S::ReleaseIDSIPSSettings},
                           Import{"ReadBPReportPromptStatus", &S::ReadBPReportPromptStatus},
                           // QUIRK: behind this function the pointer bound before it is tested again, so a reader
-                          // without it loads. Test: CompanionLoader_StatusReaderWithoutApPromptStatus_Loads
+                          // without it loads. Test: StatusReaderWithoutApPromptStatus_Loads
                           Import{"ReadAPReportPromptStatus", &S::ReadAPReportPromptStatus, false},
                           Import{"ReadPCSystemControlSettings", &S::ReadPCSystemControlSettings},
                           Import{"ReleasePCSystemControlSettings", &S::ReleasePCSystemControlSettings},

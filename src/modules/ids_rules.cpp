@@ -14,9 +14,9 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {50017, 50019, 50},  {50028, 50028, 50}, {50015, 50016, 51}, {50003, 50012, 51}, {50014, 50014, 51},
-    {50013, 50013, 52},  {50001, 50002, 60}, {50026, 50026, 60}, {50029, 50029, 60}, {50030, 50033, 61},
-    {50034, 50037, 62},  {50038, 50040, 63}, {50041, 50043, 100}, {50046, 50049, 100},
+    {50017, 50019, 50}, {50028, 50028, 50}, {50015, 50016, 51},  {50003, 50012, 51},  {50014, 50014, 51},
+    {50013, 50013, 52}, {50001, 50002, 60}, {50026, 50026, 60},  {50029, 50029, 60},  {50030, 50033, 61},
+    {50034, 50037, 62}, {50038, 50040, 63}, {50041, 50043, 100}, {50046, 50049, 100},
 };
 
 bool AppliesTo(const IdsRule& rule, std::uint8_t system) {
@@ -85,6 +85,8 @@ void IdsRuleTable::Clear() {
     kept_ = false;
 }
 
-IdsSettingsRecord IdsRuleTable::KeptRecord() const { return kept_ ? record_ : IdsSettingsRecord{}; }
+IdsSettingsRecord IdsRuleTable::KeptRecord() const {
+    return kept_ ? record_ : IdsSettingsRecord{};
+}
 
 }  // namespace tarn::modules

@@ -20,7 +20,7 @@ struct RuleMemory {
 };
 
 class IdsRuleTable {
-   public:
+ public:
     IdsRuleTable() = default;
     explicit IdsRuleTable(RuleMemory memory) : memory_(memory) {}
     ~IdsRuleTable() { Clear(); }
@@ -38,7 +38,7 @@ class IdsRuleTable {
     // What its module is given back: the kept record, or a zeroed one when the rules are own copies.
     [[nodiscard]] IdsSettingsRecord KeptRecord() const;
 
-   private:
+ private:
     bool CopyRule(const IdsRule& from, IdsRule& to);
 
     RuleMemory memory_;

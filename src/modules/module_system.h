@@ -29,7 +29,7 @@ struct HttpsInspectionFacts {
 };
 
 class ModuleSystem {
-   public:
+ public:
     virtual ~ModuleSystem() = default;
 
     // A module's handle, or null. Dependencies are looked for beside the module.

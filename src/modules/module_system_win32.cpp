@@ -18,16 +18,22 @@ void* WindowsModuleSystem::Find(void* module, const char* function) {
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), function));
 }
 
-void WindowsModuleSystem::Free(void* module) { FreeLibrary(static_cast<HMODULE>(module)); }
+void WindowsModuleSystem::Free(void* module) {
+    FreeLibrary(static_cast<HMODULE>(module));
+}
 
-bool WindowsModuleSystem::InstallFolder(base::PathBuffer& folder) { return base::GetInstallFolder(folder); }
+bool WindowsModuleSystem::InstallFolder(base::PathBuffer& folder) {
+    return base::GetInstallFolder(folder);
+}
 
 bool WindowsModuleSystem::HostExecutableKnown() {
     base::PathBuffer folder;
     return base::GetHostFolder(folder);
 }
 
-bool WindowsModuleSystem::ManagedClientInstalled() { return base::IsManagedClientInstalled(); }
+bool WindowsModuleSystem::ManagedClientInstalled() {
+    return base::IsManagedClientInstalled();
+}
 
 FileStart WindowsModuleSystem::ReadFileStart(const base::PathBuffer& path) {
     FileStart start;
@@ -45,7 +51,9 @@ FileStart WindowsModuleSystem::ReadFileStart(const base::PathBuffer& path) {
     return start;
 }
 
-std::uint32_t WindowsModuleSystem::SystemClassification() { return base::ClassifySystem(base::QuerySystemFacts()); }
+std::uint32_t WindowsModuleSystem::SystemClassification() {
+    return base::ClassifySystem(base::QuerySystemFacts());
+}
 
 HttpsInspectionFacts WindowsModuleSystem::HttpsFacts() {
     HttpsInspectionFacts facts;

@@ -8,7 +8,7 @@
 namespace tarn::modules {
 
 class WindowsModuleSystem final : public ModuleSystem {
-   public:
+ public:
     void* Load(const char16_t* path) override;
     void* Find(void* module, const char* function) override;
     void Free(void* module) override;

@@ -4,33 +4,34 @@ namespace tarn::modules {
 namespace {
 
 template <class Module, class Read, class Out>
-bool Ask(const Companion<Module>& module, Read read, Out& out, std::uint32_t& error) {
+bool Ask(const Companion<Module>& module, Read read, Out& out, std::uint32_t& error, PassThrough* passed = nullptr) {
     out = {};
     if (!module.loaded || read == nullptr) return false;
-    if (read(0, &out, &error) != 0) return true;
+    if (CallPassing(passed, read, 0, &out, &error) != 0) return true;
     out = {};
     return false;
 }
 
 template <class Module, class Release, class Record>
-void GiveBack(const Companion<Module>& module, Release release, Record& record) {
-    if (module.loaded && release != nullptr) release(&record);
+void GiveBack(const Companion<Module>& module, Release release, Record& record, PassThrough* passed = nullptr) {
+    if (module.loaded && release != nullptr) CallPassing(passed, release, &record);
     record = {};
 }
 
 }  // namespace
 
-bool ReadBPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error) {
-    return Ask(companions.statusReader, companions.statusReader.functions.ReadBPStatus, status, error);
+bool ReadBPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error, PassThrough* passed) {
+    return Ask(companions.statusReader, companions.statusReader.functions.ReadBPStatus, status, error, passed);
 }
 
-bool ReadAPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error) {
-    return Ask(companions.statusReader, companions.statusReader.functions.ReadAPStatus, status, error);
+bool ReadAPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error, PassThrough* passed) {
+    return Ask(companions.statusReader, companions.statusReader.functions.ReadAPStatus, status, error, passed);
 }
 
-bool ReadIDSIPSStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error) {
+bool ReadIDSIPSStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error, PassThrough* passed) {
+    const auto& module = companions.statusReader;
     IdsIpsStatus record;
-    const bool read = Ask(companions.statusReader, companions.statusReader.functions.ReadIDSIPSStatus, record, error);
+    const bool read = Ask(module, module.functions.ReadIDSIPSStatus, record, error, passed);
     status = record.enabled;
     return read;
 }
@@ -51,15 +52,18 @@ void ReadWebSecCloudStatus(const Companions& companions, std::uint8_t& status, s
     if (module.functions.ReadWebSecCloudStatus(0, &answer, &error) != 0) status = answer;
 }
 
-bool ReadIDSIPSSettings(const Companions& companions, std::uint32_t& flags, std::uint8_t& extra, std::uint32_t& error) {
+bool ReadIDSIPSSettings(const Companions& companions, std::uint32_t& flags, std::uint8_t& extra, std::uint32_t& error,
+                        PassThrough* passed) {
     const auto& module = companions.statusReader;
+    flags = 0;
+    extra = 0;
+    const auto keep = [&](const IdsIpsSettings& record) {
+        flags = record.flags;
+        extra = record.extra;
+        return true;
+    };
     return ReadUseRelease<StatusReader, IdsIpsSettings>(module, module.functions.ReadIDSIPSSettings,
-                                                        module.functions.ReleaseIDSIPSSettings, error,
-                                                        [&](const IdsIpsSettings& record) {
-                                                            flags = record.flags;
-                                                            extra = record.extra;
-                                                            return true;
-                                                        });
+                                                        module.functions.ReleaseIDSIPSSettings, error, keep, passed);
 }
 
 bool ReadEPSServerIP(const Companions& companions, std::array<char16_t, 260>& address, std::uint32_t& error) {
@@ -79,7 +83,7 @@ bool ResetBPUserWhitelist(const Companions& companions, std::uint32_t& error) {
 }
 
 bool ReadPCModeUnreleased(const Companions& companions, std::uint8_t& mode, std::uint32_t& error) {
-    // QUIRK: the record is not handed to ReleasePCSettings.  Test: OnlineLookup_ParentalRecord_IsNotReleased
+    // QUIRK: the record is not handed to ReleasePCSettings.  Test: ParentalRecord_IsNotReleased
     PcSettingsRecord record;
     const bool read = Ask(companions.statusReader, companions.statusReader.functions.ReadPCSettings, record, error);
     mode = record.mode;
@@ -98,8 +102,8 @@ bool ReadBPUserWhiteList(const Companions& companions, UrlListRecord& record, st
     return Ask(companions.statusReader, companions.statusReader.functions.ReadBPUserWhiteList, record, error);
 }
 
-void ReleaseBPUserWhiteList(const Companions& companions, UrlListRecord& record) {
-    GiveBack(companions.statusReader, companions.statusReader.functions.ReleaseBPUserWhiteList, record);
+void ReleaseBPUserWhiteList(const Companions& companions, UrlListRecord& record, PassThrough* passed) {
+    GiveBack(companions.statusReader, companions.statusReader.functions.ReleaseBPUserWhiteList, record, passed);
 }
 
 bool ReadBPInternalWhiteList(const Companions& companions, UrlListRecord& record, std::uint32_t& error) {
@@ -110,8 +114,8 @@ bool ReadWSInternalWhiteList(const Companions& companions, UrlListRecord& record
     return Ask(companions.settingsReader, companions.settingsReader.functions.ReadWSInternalWhiteList, record, error);
 }
 
-void ReleaseWSInternalWhiteList(const Companions& companions, UrlListRecord& record) {
-    GiveBack(companions.settingsReader, companions.settingsReader.functions.ReleaseWSInternalWhiteList, record);
+void ReleaseWSInternalWhiteList(const Companions& companions, UrlListRecord& record, PassThrough* passed) {
+    GiveBack(companions.settingsReader, companions.settingsReader.functions.ReleaseWSInternalWhiteList, record, passed);
 }
 
 bool ReadIDSSettings(const Companions& companions, std::uint32_t classification, IdsRuleTable& table,
@@ -143,6 +147,13 @@ bool WriteDNSCacheSettings(const Companions& companions, const DnsCacheRecord& r
     const auto& module = companions.statusReader;
     if (!module.loaded || module.functions.WriteDNSCacheSettings == nullptr) return false;
     return module.functions.WriteDNSCacheSettings(0, &record, &error) != 0;
+}
+
+bool WritePCSystemControlSettings(const Companions& companions, const PcSystemControlRecord& record,
+                                  std::uint32_t& error, PassThrough* passed) {
+    const auto& module = companions.statusReader;
+    if (!module.loaded || module.functions.WritePCSystemControlSettings == nullptr) return false;
+    return CallPassing(passed, module.functions.WritePCSystemControlSettings, 0, &record, &error) != 0;
 }
 
 }  // namespace tarn::modules

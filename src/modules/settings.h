@@ -8,6 +8,7 @@
 
 #include "modules/companion_table.h"
 #include "modules/ids_rules.h"
+#include "modules/pass_through.h"
 
 namespace tarn::modules {
 
@@ -31,16 +32,20 @@ struct SettingsState {
 };
 
 // Every read gives false, with its output zeroed, when the module is not loaded, the function is missing or the call
-// fails; error is the module's cell.
-bool ReadBPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error);
-bool ReadAPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error);
-bool ReadIDSIPSStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error);
+// fails; error is the module's cell. passed: what the host hands on to the first module call of a settings change.
+bool ReadBPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error,
+                  PassThrough* passed = nullptr);
+bool ReadAPStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error,
+                  PassThrough* passed = nullptr);
+bool ReadIDSIPSStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error,
+                      PassThrough* passed = nullptr);
 bool ReadBPReportPromptStatus(const Companions& companions, PromptBytes& prompt, std::uint32_t& error);
 bool ReadAPReportPromptStatus(const Companions& companions, PromptBytes& prompt, std::uint32_t& error);
 // Preset to 1; a failed read leaves the preset.
 void ReadWebSecCloudStatus(const Companions& companions, std::uint8_t& status, std::uint32_t& error);
-// False leaves flags and extra as they were.
-bool ReadIDSIPSSettings(const Companions& companions, std::uint32_t& flags, std::uint8_t& extra, std::uint32_t& error);
+// What is kept of the record: its first number and the byte behind it.
+bool ReadIDSIPSSettings(const Companions& companions, std::uint32_t& flags, std::uint8_t& extra, std::uint32_t& error,
+                        PassThrough* passed = nullptr);
 bool ReadEPSServerIP(const Companions& companions, std::array<char16_t, 260>& address, std::uint32_t& error);
 bool ResetBPUserWhitelist(const Companions& companions, std::uint32_t& error);
 // The mode byte alone.
@@ -50,23 +55,26 @@ bool ReadPCModeUnreleased(const Companions& companions, std::uint8_t& mode, std:
 bool ReadBPSettings(const Companions& companions, ThreatSiteList& record, std::uint32_t& error);
 void ReleaseBPSettings(const Companions& companions, ThreatSiteList& record);
 bool ReadBPUserWhiteList(const Companions& companions, UrlListRecord& record, std::uint32_t& error);
-void ReleaseBPUserWhiteList(const Companions& companions, UrlListRecord& record);
+void ReleaseBPUserWhiteList(const Companions& companions, UrlListRecord& record, PassThrough* passed = nullptr);
 bool ReadBPInternalWhiteList(const Companions& companions, UrlListRecord& record, std::uint32_t& error);
 bool ReadWSInternalWhiteList(const Companions& companions, UrlListRecord& record, std::uint32_t& error);
-void ReleaseWSInternalWhiteList(const Companions& companions, UrlListRecord& record);
+void ReleaseWSInternalWhiteList(const Companions& companions, UrlListRecord& record, PassThrough* passed = nullptr);
 
 bool ReadIDSSettings(const Companions& companions, std::uint32_t classification, IdsRuleTable& table,
                      std::uint32_t& error);
 void ReleaseIDSSettings(const Companions& companions, IdsRuleTable& table);
 
 bool WriteDNSCacheSettings(const Companions& companions, const DnsCacheRecord& record, std::uint32_t& error);
+bool WritePCSystemControlSettings(const Companions& companions, const PcSystemControlRecord& record,
+                                  std::uint32_t& error, PassThrough* passed = nullptr);
 
 // Reads whose record is used at once: use(record) runs between a successful read and its release.
 template <class Module, class Record, class ReadFn, class ReleaseFn, class Use>
-bool ReadUseRelease(const Companion<Module>& module, ReadFn read, ReleaseFn release, std::uint32_t& error, Use&& use) {
+bool ReadUseRelease(const Companion<Module>& module, ReadFn read, ReleaseFn release, std::uint32_t& error, Use&& use,
+                    PassThrough* passed = nullptr) {
     if (!module.loaded || read == nullptr) return false;
     Record record{};
-    if (read(0, &record, &error) == 0) return false;
+    if (CallPassing(passed, read, 0, &record, &error) == 0) return false;
     // Released also when the use raises an error.
     struct Releaser {
         ReleaseFn release;
@@ -86,10 +94,17 @@ bool ReadAPSettings(const Companions& companions, std::uint32_t& error, Use&& us
                                                             module.functions.ReleaseAPSettings, error, use);
 }
 template <class Use>
-bool ReadPCSettings(const Companions& companions, std::uint32_t& error, Use&& use) {
+bool ReadPCSettings(const Companions& companions, std::uint32_t& error, Use&& use, PassThrough* passed = nullptr) {
     const auto& module = companions.statusReader;
     return ReadUseRelease<StatusReader, PcSettingsRecord>(module, module.functions.ReadPCSettings,
-                                                          module.functions.ReleasePCSettings, error, use);
+                                                          module.functions.ReleasePCSettings, error, use, passed);
+}
+template <class Use>
+bool ReadPCSystemControlSettings(const Companions& companions, std::uint32_t& error, Use&& use) {
+    const auto& module = companions.statusReader;
+    return ReadUseRelease<StatusReader, PcSystemControlRecord>(module, module.functions.ReadPCSystemControlSettings,
+                                                               module.functions.ReleasePCSystemControlSettings, error,
+                                                               use);
 }
 template <class Use>
 bool ReadDNSCacheSettings(const Companions& companions, std::uint32_t& error, Use&& use) {

@@ -19,9 +19,15 @@ constexpr std::size_t kWays = 8;  // one cache line of index entries
 constexpr unsigned kTagBits = 20;
 
 // One index entry: the stamp of a store and some bits of the address's hash. 0 = never used.
-constexpr std::uint64_t MakeEntry(std::uint64_t stamp, std::uint64_t tag) { return (stamp << kTagBits) | tag; }
-constexpr std::uint64_t StampOf(std::uint64_t entry) { return entry >> kTagBits; }
-constexpr std::uint64_t TagOf(std::uint64_t entry) { return entry & ((1U << kTagBits) - 1); }
+constexpr std::uint64_t MakeEntry(std::uint64_t stamp, std::uint64_t tag) {
+    return (stamp << kTagBits) | tag;
+}
+constexpr std::uint64_t StampOf(std::uint64_t entry) {
+    return entry >> kTagBits;
+}
+constexpr std::uint64_t TagOf(std::uint64_t entry) {
+    return entry & ((1U << kTagBits) - 1);
+}
 
 // A place in an index line together with what was seen there.
 struct Way {
@@ -218,8 +224,7 @@ bool DnsAnswerRing::FindHostByAddress(const IpAddressRecord& address, char* host
     if (position.writeIndex == 0) return false;
     DnsAnswerEntry entry;
     Answer answer = AskIndex(address, position.stamp, entry);
-    if (answer == Answer::kUnknown)
-        answer = Walk(address, position.writeIndex, entry) ? Answer::kYes : Answer::kNo;
+    if (answer == Answer::kUnknown) answer = Walk(address, position.writeIndex, entry) ? Answer::kYes : Answer::kNo;
     if (answer == Answer::kNo) return false;
     return base::Succeeded(base::CopyText(host, capacity, base::FieldText(entry.hostName, sizeof entry.hostName)));
 }

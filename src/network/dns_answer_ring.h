@@ -18,7 +18,7 @@ namespace tarn::network {
 // address to the newest slot that holds it. The index may forget an address when too many fall together; it remembers
 // that it did, and the look-up then walks the slots.
 class DnsAnswerRing {
-   public:
+ public:
     static constexpr std::size_t kSlots = TARN_DNS_RING_SLOTS;
 
     DnsAnswerRing();
@@ -42,7 +42,7 @@ class DnsAnswerRing {
     // none and for a name that does not fit (which is cut).
     bool FindHostByAddress(const IpAddressRecord& address, char* host, std::size_t capacity) const;
 
-   private:
+ private:
     struct Memory;
 
     // A store's place in time and the write index after it, changed as one.

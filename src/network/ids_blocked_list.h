@@ -18,7 +18,7 @@ namespace tarn::network {
 // Kept as one set of "host NUL path" texts in key form, since a hit is always host and path together; the cost of a
 // look-up does not grow with the list. Looking up allocates nothing.
 class IdsBlockedList {
-   public:
+ public:
     // Adds the address of a request. An empty host, a path that cannot be normalised and a pair that is there already
     // add nothing.
     void Add(const IdsBlockRequest& request);
@@ -29,7 +29,7 @@ class IdsBlockedList {
     void Clear();
     [[nodiscard]] std::size_t Size() const;
 
-   private:
+ private:
     struct Hash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }

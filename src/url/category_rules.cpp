@@ -31,8 +31,7 @@ Step DangerousCategory(ScanState& scan, modules::CategoryLookup& lookup, bool ma
     const std::uint32_t allow = whiteListed ? TARN_ALLOW : TARN_BLOCK;
     if (malicious) {
         WriteThreatUrl(scan.verdict, scan.parsed.url.View());
-        return Decide(scan, allow,
-                      whiteListed ? TARN_REASON_MALICIOUS_WHITE_LISTED : TARN_REASON_MALICIOUS_CATEGORY,
+        return Decide(scan, allow, whiteListed ? TARN_REASON_MALICIOUS_WHITE_LISTED : TARN_REASON_MALICIOUS_CATEGORY,
                       context.settings.bpPrompt);
     }
     WriteUrl(scan.verdict, scan.parsed.url.View());
@@ -46,9 +45,9 @@ Step MaliciousPattern(ScanState& scan) {
     const auto& patterns = context.companions.urlPatterns;
     if (context.settings.bpStatus == 0 || !patterns.loaded) return Step::kDone;
     std::uint8_t malicious = 0;
-    const bool answered = patterns.functions.WSCheckURLMaliciousPattern(
-                              scan.request.kind, scan.parsed.host.Text(), scan.parsed.path.Text(), scan.request.remotePort,
-                              &malicious) != 0;
+    const bool answered = patterns.functions.WSCheckURLMaliciousPattern(scan.request.kind, scan.parsed.host.Text(),
+                                                                        scan.parsed.path.Text(),
+                                                                        scan.request.remotePort, &malicious) != 0;
     if (!answered || malicious == 0) return Step::kDone;
 
     const std::string_view hostAndPath = scan.hostAndPath.View();

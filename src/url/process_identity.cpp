@@ -11,8 +11,8 @@ bool DrivePathFromDevicePath(std::u16string_view devicePath, const DosDeviceQuer
     if (!base::Succeeded(base::FormatText(path, {u"x:", devicePath.substr(third)}))) return false;
 
     for (char16_t letter = u'A'; letter <= u'Z'; ++letter) {
-        // QUIRK: the name asked for is "X:" followed by the letter, not the letter followed by ":", so on a usual system
-        // no letter answers.  Test: DevicePath_AsksForTheThreeCharacterName
+        // QUIRK: the name asked for is "X:" followed by the letter, not the letter followed by ":", so on a usual
+        // system no letter answers.  Test: DevicePath_AsksForTheThreeCharacterName
         const char16_t name[] = {u'X', u':', letter, u'\0'};
         std::array<char16_t, 259> target{};
         if (!dosDevice(name, target)) continue;

@@ -20,7 +20,7 @@ struct ProcessUser {
 
 // The system's answers about processes; one implementation per platform, a script in tests.
 class ProcessInspector {
-   public:
+ public:
     virtual ~ProcessInspector() = default;
 
     // The account that the process runs as. The identifier stays zero when it is invalid or longer than 68 bytes.

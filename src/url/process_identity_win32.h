@@ -8,7 +8,7 @@
 namespace tarn::url {
 
 class WindowsProcessInspector final : public ProcessInspector {
-   public:
+ public:
     bool GetProcessUser(std::uint32_t processId, ProcessUser& user) override;
     bool GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path, std::uint32_t& error) override;
 };

@@ -41,7 +41,9 @@ void WriteAddressText(ScanState& scan) {
 
 }  // namespace
 
-Step EndOnDnsPort(ScanState& scan) { return RemotePort(scan.request) == kDnsPort ? Step::kDone : Step::kContinue; }
+Step EndOnDnsPort(ScanState& scan) {
+    return RemotePort(scan.request) == kDnsPort ? Step::kDone : Step::kContinue;
+}
 
 Step EndOnUnknownKind(ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
@@ -61,8 +63,8 @@ Step ParseRequest(ScanState& scan) {
     return Step::kContinue;
 }
 
-// An FTP command names no host, and a TLS hello may not either: the remote address stands in for it. Kinds 1 and 4 never
-// take this step.
+// An FTP command names no host, and a TLS hello may not either: the remote address stands in for it. Kinds 1 and 4
+// never take this step.
 Step HostFromAddress(ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
     const bool ftp = kind == TARN_KIND_FTP && scan.parsed.host.Empty() && !scan.parsed.path.Empty();
@@ -78,7 +80,8 @@ Step HostFromAddress(ScanState& scan) {
 }
 
 Step ComposeHostAndPath(ScanState& scan) {
-    if (!scan.hostAndPath.Assign(scan.parsed.host.View()) || !scan.hostAndPath.Append(scan.parsed.path.View())) return Step::kFailed;
+    if (!scan.hostAndPath.Assign(scan.parsed.host.View()) || !scan.hostAndPath.Append(scan.parsed.path.View()))
+        return Step::kFailed;
     return Step::kContinue;
 }
 

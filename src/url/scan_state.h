@@ -27,8 +27,8 @@ struct ScanState {
     PromptBytes& prompt;
 
     ParsedRequest parsed;  // host, path and display URL
-    UrlText hostAndPath;  // host followed by path: what every white list is asked with
-    UrlText addressText;  // the remote address as text, for kind 3 and for requests without a host
+    UrlText hostAndPath;   // host followed by path: what every white list is asked with
+    UrlText addressText;   // the remote address as text, for kind 3 and for requests without a host
 };
 
 // The verdict of a rule that decided. Texts longer than their field are cut; both are always terminated.

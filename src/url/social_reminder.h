@@ -23,7 +23,7 @@ struct SocialDateTime {
 
 // What the decision reads: the ini file's two values and the clock.
 class SocialFacts {
-   public:
+ public:
     virtual ~SocialFacts() = default;
     // The "FBOnlineHandle" number; nothing when the ini file's path cannot be built.
     virtual std::optional<std::uint32_t> OnlineHandle() = 0;

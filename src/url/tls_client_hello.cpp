@@ -1,8 +1,7 @@
 #include "url/tls_client_hello.h"
 
-#include <optional>
-
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tarn::url {
@@ -51,7 +50,8 @@ bool ExtractTlsServerName(base::Bytes data, HostText& host) {
         if (!walk.Be(type) || !walk.Be(length)) break;
         if (type == kServerNameExtension && length != 0) {
             // The name is bounded by the data, not by its extension: the extension's own length is not tested here.
-            base::ByteReader name(data.subspan(static_cast<std::size_t>(extensions->data() - data.data()) + walk.Position()));
+            base::ByteReader name(
+                data.subspan(static_cast<std::size_t>(extensions->data() - data.data()) + walk.Position()));
             std::uint16_t nameLength = 0;
             base::Bytes bytes;
             if (!name.Skip(3) || !name.Be(nameLength) || !name.Take(nameLength, bytes)) return false;

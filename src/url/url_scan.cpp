@@ -14,7 +14,9 @@ struct Rule {
 };
 
 // Keeps the place of a rule that is not judged yet.
-Step NotJudged(ScanState&) { return Step::kContinue; }
+Step NotJudged(ScanState&) {
+    return Step::kContinue;
+}
 
 // The order is the contract: where two rules would match, the earlier one wins.
 constexpr Rule kRules[] = {

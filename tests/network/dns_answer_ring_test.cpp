@@ -1,9 +1,8 @@
 #include "network/dns_answer_ring.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <memory>
 #include <random>
 #include <string>
@@ -130,7 +129,7 @@ TEST(DnsAnswerRing, WithAWriteIndexOfZeroNothingIsFoundUntilTheNextStore) {
 
 // The walk of the contract over plain slots, newest first.
 class PlainRing {
-   public:
+ public:
     void Store(const DnsAnswerEntry& entry) {
         index_ = index_ % 3000;
         slots_[index_++] = entry;
@@ -144,7 +143,7 @@ class PlainRing {
         return "(none)";
     }
 
-   private:
+ private:
     static bool Holds(const DnsAnswerEntry& entry, const IpAddressRecord& address) {
         for (int i = 0; i < entry.addressCount && i < 2; ++i)
             if (CompareIPAddress(entry.addresses[i], address)) return true;
@@ -162,7 +161,8 @@ TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
         PlainRing plain;
         for (int step = 0; step < 12000; ++step) {
             std::vector<IpAddressRecord> addresses;
-            for (std::uint32_t i = 0; i < 1 + random() % 2; ++i) addresses.push_back(Ipv4(static_cast<std::uint32_t>(random() % range)));
+            for (std::uint32_t i = 0; i < 1 + random() % 2; ++i)
+                addresses.push_back(Ipv4(static_cast<std::uint32_t>(random() % range)));
             const DnsAnswerEntry entry = Answer("host" + std::to_string(step), addresses);
             ring.Store(entry);
             plain.Store(entry);

@@ -1,8 +1,7 @@
 #include "network/dns_response.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
+#include <gtest/gtest.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,7 +61,9 @@ std::optional<DnsAnswerEntry> Parse(const Message& message, std::size_t length) 
     if (!ParseDnsResponse({block.get(), length}, entry)) return std::nullopt;
     return entry;
 }
-std::optional<DnsAnswerEntry> Parse(const Message& message) { return Parse(message, message.size()); }
+std::optional<DnsAnswerEntry> Parse(const Message& message) {
+    return Parse(message, message.size());
+}
 
 Message Typical() {
     Message message = Question("www.Example.org", 0x8180, 4);

@@ -1,9 +1,8 @@
 #include "network/ids_blocked_list.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <thread>

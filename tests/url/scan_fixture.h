@@ -2,9 +2,8 @@
 #ifndef TARN_TESTS_URL_SCAN_FIXTURE_H
 #define TARN_TESTS_URL_SCAN_FIXTURE_H
 
-#include <gtest/gtest.h>
-
 #include <cstring>
+#include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <string>
@@ -57,7 +56,7 @@ inline std::uint8_t TARN_CALL CheckPattern(std::uint8_t kind, const char* host, 
 }
 
 class ScanFixture : public testing::Test {
-   protected:
+ protected:
     ScanFixture() {
         moduleScript = &script;
         settings.bpPrompt = {11, 12};
@@ -129,8 +128,8 @@ class ScanFixture : public testing::Test {
         request.kind = kind;
         std::memset(&verdict, 0xCD, sizeof verdict);
         prompt = {0xCD, 0xCD};
-        const bool result = ScanUrl(ScanContext{companions, settings, lists, parental, managedClient}, request, verdict,
-                                    prompt);
+        const bool result =
+            ScanUrl(ScanContext{companions, settings, lists, parental, managedClient}, request, verdict, prompt);
         scanned.assign(reinterpret_cast<const char*>(block.get()), data.size() + 1);
         return result;
     }
@@ -161,7 +160,7 @@ class ScanFixture : public testing::Test {
     PromptBytes prompt{};
     std::string scanned;  // the caller's buffer after the scan, the spare byte included
 
-   private:
+ private:
     template <class Use>
     static void WithUrlRecord(const std::vector<std::string>& patterns, Use&& use) {
         std::vector<char> block(patterns.size() * TARN_URL_CAPACITY);

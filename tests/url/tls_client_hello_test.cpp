@@ -1,8 +1,7 @@
 #include "url/tls_client_hello.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
+#include <gtest/gtest.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,7 +71,9 @@ std::optional<std::string> NameOf(const Data& data, std::size_t length) {
     EXPECT_EQ(host.View(), "untouched");
     return std::nullopt;
 }
-std::optional<std::string> NameOf(const Data& data) { return NameOf(data, data.size()); }
+std::optional<std::string> NameOf(const Data& data) {
+    return NameOf(data, data.size());
+}
 
 TEST(TlsClientHello, TheNameIsFoundBehindOtherExtensions) {
     EXPECT_EQ(NameOf(Hello(Join({Extension(10, {0, 2, 0, 29}), ServerName("WWW.Example.org"), Extension(16, {})}))),
@@ -82,7 +83,8 @@ TEST(TlsClientHello, TheNameIsFoundBehindOtherExtensions) {
 
 TEST(TlsClientHello, EveryTruncationIsRefusedWithoutReadingPastTheEnd) {
     const Data hello = Hello(ServerName("example.org"));
-    for (std::size_t length = 0; length < hello.size(); ++length) EXPECT_EQ(NameOf(hello, length), std::nullopt) << length;
+    for (std::size_t length = 0; length < hello.size(); ++length)
+        EXPECT_EQ(NameOf(hello, length), std::nullopt) << length;
     EXPECT_EQ(NameOf(hello), "example.org");
 }
 

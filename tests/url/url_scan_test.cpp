@@ -66,7 +66,8 @@ TEST_F(UrlScan, AnUnknownKindEndsWithTheDefaultVerdict) {
 TEST_F(UrlScan, AFailedParseGoesOnWithEmptyStrings) {
     LookUpCategories();
     settings.bpStatus = 1;
-    for (const char* data : {"not http", "GET / HTTP/1.1\r\nhost: a.example\r\n\r\n", "GET / HTTP/1.1\r\nHost: a.example"}) {
+    for (const char* data :
+         {"not http", "GET / HTTP/1.1\r\nhost: a.example\r\n\r\n", "GET / HTTP/1.1\r\nHost: a.example"}) {
         EXPECT_TRUE(Scan(data));
         EXPECT_EQ(Verdict(), "1/26") << data;
     }
@@ -76,7 +77,8 @@ TEST_F(UrlScan, AFailedParseGoesOnWithEmptyStrings) {
 TEST_F(UrlScan, EveryTruncationOfARequestIsAValidScan) {
     settings.bpStatus = settings.apStatus = 1;
     LookUpCategories();
-    const std::string request = "GET http://bad.example//a///b?q#f HTTP/1.1\r\nHost: bad.example:8080\r\nAccept: */*\r\n\r\n";
+    const std::string request =
+        "GET http://bad.example//a///b?q#f HTTP/1.1\r\nHost: bad.example:8080\r\nAccept: */*\r\n\r\n";
     for (std::size_t length = 1; length <= request.size(); ++length) EXPECT_TRUE(Scan(request.substr(0, length)));
 }
 
