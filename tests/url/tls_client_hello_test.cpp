@@ -1,5 +1,7 @@
 #include "url/tls_client_hello.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
@@ -48,8 +50,8 @@ struct Shape {
 };
 
 Data Hello(const Data& extensions, const Shape& shape = {}) {
-    Data data = {22, 3, 1, 0, 0, 1, 0, 0, 0, 3, shape.minor};
-    data.resize(43, 0x55);
+    Data data(43, 0x55);
+    std::ranges::copy(std::array<std::uint8_t, 11>{22, 3, 1, 0, 0, 1, 0, 0, 0, 3, shape.minor}, data.begin());
     data.push_back(static_cast<std::uint8_t>(shape.sessionId));
     data.resize(data.size() + shape.sessionId, 0x66);
     PutWord(data, shape.cipherSuites);
