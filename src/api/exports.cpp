@@ -9,6 +9,7 @@
 #include "api/platform_win32.h"
 #include "url/feature_status.h"
 #include "url/url_scan.h"
+#include "url/web_extension_scan.h"
 
 namespace {
 
@@ -71,10 +72,10 @@ std::uint8_t TARN_CALL WSScanUrl(ScanRequest* request, UrlVerdict* verdict, Prom
 }
 
 std::uint8_t TARN_CALL WSWebExtScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
-    if (request == nullptr || request->data == nullptr || verdict == nullptr || prompt == nullptr) return 0;
-    verdict->allow = TARN_ALLOW;
-    verdict->reason = TARN_REASON_DEFAULT;
-    return request->kind == TARN_KIND_TLS ? 0 : 1;
+    if (request == nullptr || verdict == nullptr || prompt == nullptr) return 0;
+    return AtBoundary([&](Library& library) {
+        return tarn::url::ScanWebExtensionUrl(library.Scan(), *request, *verdict, *prompt);
+    });
 }
 
 std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
@@ -99,7 +100,10 @@ std::uint8_t TARN_CALL WSDropConnection(const std::uint8_t* frame) {
 
 std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) {
     if (request == nullptr) return 0;
-    return 1;
+    return AtBoundary([&](Library& library) {
+        library.idsBlockedList.Add(*request);
+        return true;
+    });
 }
 
 std::uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, LogonVerdict* verdict) {

@@ -4,52 +4,65 @@
 #define TARN_API_LIBRARY_H
 
 #include <cstdint>
+#include <memory>
 
 #include "api/platform.h"
-#include "base/guarded.h"
+#include "api/schedule_worker.h"
 #include "base/reader_writer_lock.h"
 #include "base/sync.h"
 #include "modules/companion_table.h"
 #include "modules/settings.h"
 #include "network/dns_answer_ring.h"
+#include "network/ids_blocked_list.h"
 #include "parental/settings_copy.h"
+#include "url/browsing_protection.h"
 #include "url/published_lists.h"
 #include "url/scan_context.h"
 
 namespace tarn::api {
 
-// The eight reader/writer locks and the two critical sections, made when the library is loaded and gone when it is
-// unloaded. No path holds two of them at once.
-struct Locks {
-    base::ReaderWriterLock idsBlockedList;
-    base::ReaderWriterLock parentalControl;     // user sessions, account identifiers, schedules
-    base::ReaderWriterLock browsingProtection;  // acted-on processes, browser exclusion list
-    base::ReaderWriterLock smb1Requests;
-    base::ReaderWriterLock smb1Trees;
-    base::ReaderWriterLock smb2Requests;
-    base::ReaderWriterLock smb2Trees;
-    base::ReaderWriterLock schedule;  // the schedule flag
-    base::CriticalSection reportedAttackers;
-    // QUIRK: made and deleted with the library, never entered.  Test: Locks_SpareCriticalSection_IsThere
-    base::CriticalSection spare;
-};
-
+// The eight reader/writer locks stand with what they guard: the condemned addresses, browsing protection's state, the
+// schedule flag, the four SMB tables and, below, the parental-control tables. No path holds two of them at once.
 struct Library {
-    explicit Library(Platform& systemPlatform) : platform(systemPlatform) {}
+    explicit Library(Platform& systemPlatform) : platform(systemPlatform), scheduleWorker(systemPlatform.Clock()) {}
 
     Platform& platform;
-    Locks locks;
-
     bool ready = false;  // between a WSInit that succeeded and WSDeinit
     modules::Companions companions;
     modules::SettingsState settings;
     url::PublishedLists lists;
+
+    base::ReaderWriterLock parentalLock;  // writing: replacing the copy, every use of the sessions
     parental::SettingsCopy parental;
+    url::PublishedProfiles profiles;  // one for each entry of the copy
+
+    ScheduleWorker scheduleWorker;
     network::DnsAnswerRing dnsRing;
+    network::IdsBlockedList idsBlockedList;
+    url::BrowsingProtection browsingProtection;
     url::ManagedClient managedClient;
     std::uint32_t dnsBlockSwitch = 0;
+    std::unique_ptr<std::uint8_t[]> connectionBuffer;  // nothing fills it today
 
-    [[nodiscard]] url::ScanContext Scan() const { return {companions, settings, lists, parental, managedClient}; }
+    // QUIRK: made and deleted with the library, never entered.  Test: Locks_SpareCriticalSection_IsThere
+    base::CriticalSection spare;
+
+    [[nodiscard]] url::ScanContext Scan() {
+        return {companions,
+                platform.Modules(),
+                settings,
+                lists,
+                parental,
+                profiles,
+                managedClient,
+                scheduleWorker.Allows(),
+                idsBlockedList,
+                dnsRing,
+                dnsBlockSwitch,
+                platform.Processes(),
+                browsingProtection,
+                platform.Clock()};
+    }
 };
 
 }  // namespace tarn::api

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "api/ini_settings.h"
 #include "api/settings_load.h"
 #include "modules/companion_loader.h"
 
@@ -35,20 +36,19 @@ void UnloadModules(Library& library, std::uint32_t& error) {
     modules::UnloadAll(library.companions, library.platform.Modules(), error);
 }
 
+void StopWorker(Library& library, std::uint32_t& /*error*/) {
+    library.scheduleWorker.Stop();
+}
+
+void ClearBrowsingProtection(Library& library, std::uint32_t& /*error*/) {
+    library.browsingProtection.Clear();
+}
+
 void DetectManagedClient(Library& library, std::uint32_t& error) {
     library.managedClient = {};
     library.managedClient.installed = library.platform.Modules().ManagedClientInstalled();
     if (library.managedClient.installed)
         modules::ReadEPSServerIP(library.companions, library.managedClient.serverAddress, error);
-}
-
-bool ReadDnsBlockSwitch(Library& library) {
-    base::PathBuffer folder;
-    base::PathBuffer file;
-    if (!library.platform.Modules().InstallFolder(folder)) return false;
-    if (!base::Succeeded(base::FormatText(file, {base::FieldText(folder), u"dnsblock.ini"}))) return false;
-    library.dnsBlockSwitch = library.platform.ReadIniInteger(file, u"WEB_SECURITY", u"BLOCK_URL_IN_DNS", 0);
-    return true;
 }
 
 }  // namespace
@@ -57,14 +57,19 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     if (library.ready) Stop(library, error);
     library.dnsBlockSwitch = 0;
     library.companions = {};
+    library.idsBlockedList.Clear();
+    library.browsingProtection.Reset(ReadBrowserExclusions(library.platform));
 
     UndoList undo(library, error);
+    undo.Add(ClearBrowsingProtection);
     if (!modules::LoadAll(library.companions, library.platform.Modules(), error)) return false;
     undo.Add(UnloadModules);
     DetectManagedClient(library, error);
     if (!LoadSettings(library, mode, error)) return false;
     undo.Add(ReleaseSettings);
-    if (!ReadDnsBlockSwitch(library)) return false;
+    if (!library.scheduleWorker.Start(library.parental, error)) return false;
+    undo.Add(StopWorker);
+    if (!ReadDnsBlockSwitch(library.platform, library.dnsBlockSwitch)) return false;
     undo.Forget();
     library.ready = true;
     return true;
@@ -72,14 +77,20 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
 
 void Stop(Library& library, std::uint32_t& error) {
     library.ready = false;
+    library.idsBlockedList.Clear();
+    library.scheduleWorker.Stop();
     ReleaseSettings(library, error);
     UnloadModules(library, error);
+    library.connectionBuffer.reset();
+    library.browsingProtection.Clear();
 }
 
 void SaveForShutDown(Library& library, std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
     const auto& categorisation = library.companions.categorisation;
     if (!categorisation.loaded || categorisation.functions.SCSaveCacheFile == nullptr) return;
     categorisation.functions.SCSaveCacheFile(a, b, c, d);
+    library.connectionBuffer.reset();
+    library.browsingProtection.Clear();
 }
 
 }  // namespace tarn::api

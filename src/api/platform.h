@@ -1,13 +1,15 @@
-// What the life of the library needs of the system beyond its modules; one implementation per platform, a fake in
-// tests. Reading files and the registry is the edge's, deciding on what they say is the caller's.
+// What the life of the library needs of the system beyond its modules; one implementation per platform, a fake in tests.
+// Reading files, the clock and processes is the edge's, deciding on what they say is the caller's.
 #ifndef TARN_API_PLATFORM_H
 #define TARN_API_PLATFORM_H
 
 #include <cstdint>
-#include <string_view>
+#include <span>
 
 #include "base/bounded_text.h"
+#include "base/local_clock.h"
 #include "modules/module_system.h"
+#include "url/process_identity.h"
 
 namespace tarn::api {
 
@@ -16,9 +18,14 @@ class Platform {
     virtual ~Platform() = default;
 
     virtual modules::ModuleSystem& Modules() = 0;
+    virtual url::ProcessInspector& Processes() = 0;
+    virtual base::LocalClock& Clock() = 0;
     // The integer of an ini file's key; a missing file or key gives the default.
     virtual std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                          std::uint32_t defaultValue) = 0;
+    // The text of an ini file's key, cut to fit and terminated; its length, 0 when there is none.
+    virtual std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                                    std::span<char16_t> text) = 0;
 };
 
 }  // namespace tarn::api

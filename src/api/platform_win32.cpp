@@ -10,4 +10,10 @@ std::uint32_t WindowsPlatform::ReadIniInteger(const base::PathBuffer& file, cons
                                  base::Wide(file.data()));
 }
 
+std::size_t WindowsPlatform::ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                                         std::span<char16_t> text) {
+    return GetPrivateProfileStringW(base::Wide(section), base::Wide(key), L"", base::Wide(text.data()),
+                                    static_cast<DWORD>(text.size()), base::Wide(file.data()));
+}
+
 }  // namespace tarn::api

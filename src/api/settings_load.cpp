@@ -1,5 +1,6 @@
 #include "api/settings_load.h"
 
+#include "api/parental_load.h"
 #include "modules/companion_loader.h"
 
 namespace tarn::api {
@@ -23,12 +24,6 @@ void LoadStatuses(Library& library, std::uint32_t& error) {
     modules::ReadAPStatus(library.companions, settings.apStatus, error);
     if (modules::ReadBPSettings(library.companions, settings.bpSettings, error))
         library.lists.malicious.Publish(settings.bpSettings);
-}
-
-void LoadParentalControl(Library& library, std::uint32_t& error) {
-    modules::ReadPCSettings(library.companions, error, [&](const PcSettingsRecord& record) {
-        return parental::CopyPcSettings(record, library.parental);
-    });
 }
 
 void LoadLists(Library& library, std::uint32_t& error) {
@@ -55,7 +50,7 @@ void ZeroSettings(Library& library) {
     settings.bpUserWhiteList = settings.bpInternalWhiteList = settings.wsInternalWhiteList = {};
     settings.idsRules.Clear();
     library.lists = {};
-    library.parental = {};
+    FreeParentalControl(library);
     library.dnsRing.Free();
 }
 
@@ -84,7 +79,7 @@ void ReleaseSettings(Library& library, std::uint32_t& error) {
     error = 0;
     modules::WriteDNSCacheSettings(companions, library.dnsRing.Saved(), error);
     library.dnsRing.Free();
-    library.parental = {};
+    FreeParentalControl(library);
     modules::ReleaseBPSettings(companions, settings.bpSettings);
     modules::ReleaseBPUserWhiteList(companions, settings.bpUserWhiteList);
     modules::ReleaseIDSSettings(companions, settings.idsRules);

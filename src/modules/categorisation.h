@@ -3,6 +3,7 @@
 #ifndef TARN_MODULES_CATEGORISATION_H
 #define TARN_MODULES_CATEGORISATION_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -17,6 +18,14 @@ bool OnlineLookupAllowed(const Companions& companions, ModuleSystem& system, std
 
 // The scrambled two-byte switch of the proxy file: the characters "1" and "2" forbid the online look-up.
 bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);
+
+// What two categories mean to every scan.
+inline constexpr std::uint16_t kMaliciousCategory = 2;
+inline constexpr std::uint16_t kPhishingCategory = 3;
+
+inline bool Contains(std::span<const std::uint16_t> categories, std::uint16_t category) {
+    return std::ranges::find(categories, category) != categories.end();
+}
 
 // The leading categories that count: strictness 1 keeps two, 2 three, 3 one, anything else all.
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);

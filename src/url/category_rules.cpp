@@ -1,25 +1,18 @@
 #include "url/category_rules.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <span>
 
 #include "modules/categorisation.h"
+#include "url/parental_rules.h"
+#include "url/threat_rules.h"
 
 namespace tarn::url {
 namespace {
-
-constexpr std::uint16_t kMaliciousCategory = 2;
-constexpr std::uint16_t kPhishingCategory = 3;
 
 bool LookUpIsWanted(const ScanContext& context) {
     const parental::PcUserEntry* first = context.parental.First();
     if (context.parental.mode != TARN_PC_ONE_FOR_ALL || first == nullptr) return false;
     return first->leading.categorySwitch != 0 || context.settings.bpStatus != 0 || context.settings.apStatus != 0;
-}
-
-bool Contains(std::span<const std::uint16_t> categories, std::uint16_t category) {
-    return std::find(categories.begin(), categories.end(), category) != categories.end();
 }
 
 // A site whose category is dangerous. The URL shown is the display URL; a name in the text area is left as it is.
@@ -30,6 +23,7 @@ Step DangerousCategory(ScanState& scan, modules::CategoryLookup& lookup, bool ma
     const bool whiteListed = context.lists.user.Matches(scan.hostAndPath.View());
     const std::uint32_t allow = whiteListed ? TARN_ALLOW : TARN_BLOCK;
     if (malicious) {
+        if (!whiteListed) ActAgainstProgram(scan);
         WriteThreatUrl(scan.verdict, scan.parsed.url.View());
         return Decide(scan, allow, whiteListed ? TARN_REASON_MALICIOUS_WHITE_LISTED : TARN_REASON_MALICIOUS_CATEGORY,
                       context.settings.bpPrompt);
@@ -51,10 +45,11 @@ Step MaliciousPattern(ScanState& scan) {
     if (!answered || malicious == 0) return Step::kDone;
 
     const std::string_view hostAndPath = scan.hostAndPath.View();
-    WriteThreatName(scan.verdict, "Malicious Url");
+    WriteThreatName(scan.verdict, kPatternThreatName);
     WriteThreatUrl(scan.verdict, hostAndPath);
     if (context.lists.browsingProtectionInternal.Matches(hostAndPath) || context.lists.user.Matches(hostAndPath))
         return Decide(scan, TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED, context.settings.bpPrompt);
+    ActAgainstProgram(scan);
     return Decide(scan, TARN_BLOCK, TARN_REASON_MALICIOUS, context.settings.bpPrompt);
 }
 
@@ -78,11 +73,11 @@ Step Categories(ScanState& scan) {
     if (lookup.Categories().empty()) return MaliciousPattern(scan);
 
     const auto considered = modules::ConsideredCategories(lookup.Categories(), context.parental.strictness);
-    if (context.settings.bpStatus != 0 && Contains(considered, kMaliciousCategory))
+    if (context.settings.bpStatus != 0 && modules::Contains(considered, modules::kMaliciousCategory))
         return DangerousCategory(scan, lookup, true);
-    if (context.settings.apStatus != 0 && Contains(considered, kPhishingCategory))
+    if (context.settings.apStatus != 0 && modules::Contains(considered, modules::kPhishingCategory))
         return DangerousCategory(scan, lookup, false);
-    return Step::kDone;
+    return ParentalCategories(scan, considered);
 }
 
 }  // namespace tarn::url

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string_view>
 
 #include "base/bounded_text.h"
@@ -28,6 +29,11 @@ class ProcessInspector {
 
     // The executable's path in its long form. error is 0, or the system's last error on failure.
     virtual bool GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path, std::uint32_t& error) = 0;
+
+    [[nodiscard]] virtual std::uint32_t CurrentProcessId() = 0;
+
+    // Text in the system code page as UTF-16, terminated. False when it does not fit or cannot be converted.
+    virtual bool ToWide(std::string_view text, std::span<char16_t> wide) = 0;
 };
 
 // Turns "\Device\HarddiskVolume1\folder\file.exe" into "C:\folder\file.exe". dosDevice answers what a DOS device name

@@ -11,6 +11,8 @@ class WindowsProcessInspector final : public ProcessInspector {
  public:
     bool GetProcessUser(std::uint32_t processId, ProcessUser& user) override;
     bool GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path, std::uint32_t& error) override;
+    [[nodiscard]] std::uint32_t CurrentProcessId() override;
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override;
 };
 
 }  // namespace tarn::url

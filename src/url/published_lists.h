@@ -3,8 +3,13 @@
 #ifndef TARN_URL_PUBLISHED_LISTS_H
 #define TARN_URL_PUBLISHED_LISTS_H
 
+#include <vector>
+
+#include "parental/settings_copy.h"
+#include "url/host_table.h"
 #include "url/threat_lists.h"
 #include "url/url_lists.h"
+#include "url/user_urls.h"
 
 namespace tarn::url {
 
@@ -15,6 +20,18 @@ struct PublishedLists {
     MaliciousList malicious;
     PhishingList phishing;
 };
+
+// What scans ask of one parental profile.
+struct PublishedProfile {
+    HostTable sites;
+    UserUrls allowed;
+    UserUrls scheduleAllowed;
+};
+
+using PublishedProfiles = std::vector<PublishedProfile>;
+
+// One published profile for each entry of the copy, in its order.
+[[nodiscard]] PublishedProfiles PublishProfiles(const parental::SettingsCopy& copy);
 
 }  // namespace tarn::url
 

@@ -8,16 +8,10 @@
 #include "base/trace_scope.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
+#include "url/tls_client_hello.h"
 
 namespace tarn::url {
 namespace {
-
-constexpr std::uint16_t kDnsPort = 53;
-
-std::uint16_t RemotePort(const ScanRequest& request) {
-    const std::uint16_t port = request.remotePort;
-    return static_cast<std::uint16_t>((port >> 8) | (port << 8));
-}
 
 // The parsers search for text: a NUL inside the data must not hide what stands behind it.
 void ReplaceNulBytes(const ScanRequest& request) {
@@ -39,11 +33,21 @@ void WriteAddressText(ScanState& scan) {
     scan.addressText.SetLength(network::kIpv6GroupsLength);
 }
 
-}  // namespace
-
-Step EndOnDnsPort(ScanState& scan) {
-    return RemotePort(scan.request) == kDnsPort ? Step::kDone : Step::kContinue;
+// The host of a hello is its server name or, when it names none or is refused, the name whose DNS answer held the
+// remote address. Both keep the letter case that they came in; the scan judges them in lower case.
+void ParseHello(ScanState& scan, base::Bytes data) {
+    HostText& host = scan.parsed.host;
+    const bool named = ExtractTlsServerName(data, host) && !host.Empty();
+    if (!named && scan.context.dnsRing.FindHostByAddress(scan.request.remoteAddress, host.Data(), kHostCapacity))
+        host.SetLength(std::strlen(host.Text()));
+    else if (!named)
+        host.Clear();
+    base::LowerAscii(host.Data(), host.Length());
+    scan.parsed.url.Assign(host.View());
+    WriteAddressText(scan);
 }
+
+}  // namespace
 
 Step EndOnUnknownKind(ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
@@ -54,11 +58,12 @@ Step ParseRequest(ScanState& scan) {
     const ScanRequest& request = scan.request;
     const base::Bytes data(request.data, request.dataLength);
     if (request.kind != TARN_KIND_TLS) ReplaceNulBytes(request);
-    bool parsed = false;
-    if (request.kind == TARN_KIND_FTP)
-        parsed = ParseFtpCommand(data, scan.parsed.path, scan.parsed.url);
-    else if (request.kind != TARN_KIND_TLS)
-        parsed = ParseHttpRequest(data, scan.parsed);
+    if (request.kind == TARN_KIND_TLS) {
+        ParseHello(scan, data);
+        return Step::kContinue;
+    }
+    const bool parsed = request.kind == TARN_KIND_FTP ? ParseFtpCommand(data, scan.parsed.path, scan.parsed.url)
+                                                      : ParseHttpRequest(data, scan.parsed);
     if (!parsed) scan.parsed.Clear();
     return Step::kContinue;
 }
@@ -71,7 +76,7 @@ Step HostFromAddress(ScanState& scan) {
     const bool tls = kind == TARN_KIND_TLS && scan.parsed.host.Empty() && scan.parsed.path.Empty();
     if (!ftp && !tls) return Step::kContinue;
 
-    WriteAddressText(scan);
+    if (ftp) WriteAddressText(scan);
     UrlText url;
     if (!scan.parsed.host.Assign(scan.addressText.View())) return Step::kFailed;
     if (!url.Assign(scan.parsed.host.View()) || !url.Append(scan.parsed.url.View())) return Step::kFailed;
@@ -102,6 +107,17 @@ Step ManagementServer(ScanState& scan) {
         return base::ToLowerAscii(unit) == static_cast<unsigned char>(base::ToLowerAscii(c));
     });
     return same ? Step::kDone : Step::kContinue;
+}
+
+Step VideoSharingException(ScanState& scan) {
+    constexpr std::string_view kVideoSharingSite = "youtube.com";
+    const std::string_view hostAndPath = scan.hostAndPath.View();
+    if (scan.context.settings.agentStatus != 0 &&
+        base::FindIgnoringCase(hostAndPath, kVideoSharingSite) != std::string_view::npos)
+        return Step::kDone;
+    if (scan.request.kind != TARN_KIND_TLS) return Step::kContinue;
+    if (!scan.parsed.url.Assign("https://") || !scan.parsed.url.Append(hostAndPath)) return Step::kFailed;
+    return Step::kContinue;
 }
 
 Step PrivateAddress(ScanState& scan) {

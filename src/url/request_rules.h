@@ -7,7 +7,6 @@
 
 namespace tarn::url {
 
-Step EndOnDnsPort(ScanState& scan);
 Step EndOnUnknownKind(ScanState& scan);
 // A failed parse is no failure: the scan goes on with empty strings.
 Step ParseRequest(ScanState& scan);
@@ -16,6 +15,8 @@ Step HostFromAddress(ScanState& scan);
 Step ComposeHostAndPath(ScanState& scan);
 Step InternalWhiteList(ScanState& scan);
 Step ManagementServer(ScanState& scan);
+// From here on the display URL of a TLS connection names its scheme.
+Step VideoSharingException(ScanState& scan);
 Step PrivateAddress(ScanState& scan);
 
 }  // namespace tarn::url

@@ -1,5 +1,5 @@
 // What a URL scan reads and whom it asks: settings, published lists, companion modules.
-// A scan changes none of it; the library's owner puts the pieces together.
+// A scan adds DNS answers and acted-on programs, and changes nothing else; the library's owner puts the pieces together.
 #ifndef TARN_URL_SCAN_CONTEXT_H
 #define TARN_URL_SCAN_CONTEXT_H
 
@@ -7,9 +7,16 @@
 #include <cstdint>
 
 #include "base/bounded_text.h"
+#include "base/guarded.h"
+#include "base/local_clock.h"
 #include "modules/companion_table.h"
+#include "modules/module_system.h"
 #include "modules/settings.h"
+#include "network/dns_answer_ring.h"
+#include "network/ids_blocked_list.h"
 #include "parental/settings_copy.h"
+#include "url/browsing_protection.h"
+#include "url/process_identity.h"
 #include "url/published_lists.h"
 
 namespace tarn::url {
@@ -22,10 +29,19 @@ struct ManagedClient {
 
 struct ScanContext {
     const modules::Companions& companions;
+    modules::ModuleSystem& system;
     const modules::SettingsState& settings;
     const PublishedLists& lists;
     const parental::SettingsCopy& parental;
+    const PublishedProfiles& profiles;  // one for each entry of parental
     const ManagedClient& managedClient;
+    const base::Guarded<bool>& scheduleAllows;  // the schedule flag
+    const network::IdsBlockedList& idsBlockedList;
+    network::DnsAnswerRing& dnsRing;
+    std::uint32_t dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already
+    ProcessInspector& processes;
+    BrowsingProtection& browsingProtection;
+    base::LocalClock& clock;
 };
 
 }  // namespace tarn::url

@@ -4,6 +4,10 @@
 
 namespace tarn::url {
 
+void WriteUserName(UrlVerdict& verdict, const ProcessUser& user) {
+    base::StoreField<sizeof verdict.userName / sizeof(char16_t)>(verdict.userName, base::FieldText(user.name));
+}
+
 void WriteUrl(UrlVerdict& verdict, std::string_view url) {
     base::CopyText(verdict.text.url, sizeof verdict.text.url, url);
 }

@@ -1,7 +1,10 @@
 #include "url/threat_rules.h"
 
+#include <cstring>
 #include <optional>
 #include <string_view>
+
+#include "base/bounded_text.h"
 
 namespace tarn::url {
 namespace {
@@ -25,6 +28,7 @@ Step MaliciousSite(ScanState& scan) {
     WriteThreatUrl(scan.verdict, scan.hostAndPath.View());
     if (context.lists.user.Matches(scan.hostAndPath.View()))
         return Decide(scan, TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED, context.settings.bpPrompt);
+    ActAgainstProgram(scan);
     return Decide(scan, TARN_BLOCK, TARN_REASON_MALICIOUS, context.settings.bpPrompt);
 }
 
@@ -37,6 +41,47 @@ Step PhishingSite(ScanState& scan) {
     if (context.lists.user.Matches(scan.hostAndPath.View()))
         return Decide(scan, TARN_ALLOW, TARN_REASON_PHISHING_WHITE_LISTED, context.settings.apPrompt);
     return Decide(scan, TARN_BLOCK, TARN_REASON_PHISHING, context.settings.apPrompt);
+}
+
+Step IdsBlockedSite(ScanState& scan) {
+    const ScanContext& context = scan.context;
+    if (context.settings.idsIpsStatus == 0) return Step::kContinue;
+    const std::string_view host = scan.parsed.host.View();
+    const std::string_view path = scan.parsed.path.View();
+    if (!context.idsBlockedList.Contains(host, path)) return Step::kContinue;
+
+    base::CopyText(scan.verdict.blockedPath, sizeof scan.verdict.blockedPath, path);
+    base::CopyText(scan.verdict.blockedHost, sizeof scan.verdict.blockedHost, host);
+    scan.verdict.allow = TARN_BLOCK;
+    scan.verdict.reason = TARN_REASON_IDS_BLOCKED;
+    return Step::kDone;
+}
+
+Step HttpsInspection(ScanState& scan) {
+    const auto& inspection = scan.context.companions.httpsInspection;
+    const ScanRequest& request = scan.request;
+    if (request.kind != TARN_KIND_TLS || !inspection.loaded) return Step::kContinue;
+    std::uint32_t remoteIpv4 = 0;
+    std::memcpy(&remoteIpv4, request.remoteAddress.bytes, sizeof remoteIpv4);
+    std::uint8_t block = 0;
+    const bool answered =
+        inspection.functions.TiScanHttpsPacket(request.processId, scan.hostAndPath.Text(), remoteIpv4,
+                                               request.remotePort, request.data, request.dataLength, &block) != 0;
+    if (!answered || block == 0) return Step::kContinue;
+
+    ProcessUser user;
+    if (!scan.context.processes.GetProcessUser(request.processId, user)) return Step::kFailed;
+    WriteUrl(scan.verdict, scan.hostAndPath.View());
+    WriteUserName(scan.verdict, user);
+    scan.verdict.allow = TARN_BLOCK;
+    scan.verdict.reason = TARN_REASON_HTTPS_INSPECTION;
+    return Step::kDone;
+}
+
+void ActAgainstProgram(ScanState& scan) {
+    const ScanContext& context = scan.context;
+    context.browsingProtection.ActOnMaliciousUrl(scan.request.processId, scan.hostAndPath.View(), context.processes,
+                                                 context.system);
 }
 
 }  // namespace tarn::url

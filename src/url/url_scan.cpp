@@ -1,6 +1,8 @@
 #include "url/url_scan.h"
 
 #include "url/category_rules.h"
+#include "url/dns_scan.h"
+#include "url/parental_rules.h"
 #include "url/request_rules.h"
 #include "url/scan_state.h"
 #include "url/threat_rules.h"
@@ -13,29 +15,24 @@ struct Rule {
     Step (*judge)(ScanState& scan);
 };
 
-// Keeps the place of a rule that is not judged yet.
-Step NotJudged(ScanState&) {
-    return Step::kContinue;
-}
-
 // The order is the contract: where two rules would match, the earlier one wins.
 constexpr Rule kRules[] = {
-    {"DNS message", EndOnDnsPort},
+    {"DNS message", DnsMessage},
     {"known kind", EndOnUnknownKind},
     {"parse", ParseRequest},
     {"host from address", HostFromAddress},
     {"host and path", ComposeHostAndPath},
     {"internal white list", InternalWhiteList},
     {"management server", ManagementServer},
-    {"parental allowed list", NotJudged},
-    {"parental schedule", NotJudged},
-    {"video-sharing exception", NotJudged},
-    {"parental block lists", NotJudged},
+    {"parental allowed list", ParentalAllowedList},
+    {"parental schedule", ParentalSchedule},
+    {"video-sharing exception", VideoSharingException},
+    {"parental block lists", ParentalBlockLists},
     {"private address", PrivateAddress},
     {"malicious list", MaliciousSite},
     {"phishing list", PhishingSite},
-    {"intrusion-prevention blocked list", NotJudged},
-    {"HTTPS inspection", NotJudged},
+    {"intrusion-prevention blocked list", IdsBlockedSite},
+    {"HTTPS inspection", HttpsInspection},
     {"categories", Categories},
 };
 

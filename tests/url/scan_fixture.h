@@ -12,6 +12,8 @@
 #include "tarn/companions.h"
 
 #include "base/crc32.h"
+#include "profile_records.h"
+#include "scan_fakes.h"
 #include "url/url_scan.h"
 
 namespace tarn::url {
@@ -22,6 +24,7 @@ struct ModuleScript {
     std::vector<std::uint16_t> categories;
     bool patternAnswer = true;
     std::uint8_t patternFlag = 0;
+    bool nameAnswer = true;
     std::vector<std::string> journal;
     int unreleased = 0;
 };
@@ -47,6 +50,12 @@ inline std::uint8_t TARN_CALL ReleaseCategories(std::uint16_t* categories) {
     return 1;
 }
 
+inline std::uint8_t TARN_CALL GetCategoryName(std::uint16_t, char16_t* buffer, std::uint32_t capacity) {
+    EXPECT_EQ(capacity, 100U);
+    std::copy_n(u"name", 5, buffer);
+    return moduleScript->nameAnswer ? 1 : 0;
+}
+
 inline std::uint8_t TARN_CALL CheckPattern(std::uint8_t kind, const char* host, const char* path, std::uint16_t port,
                                            std::uint8_t* malicious) {
     moduleScript->journal.push_back("pattern " + std::to_string(kind) + " " + host + " " + path + " port " +
@@ -59,10 +68,13 @@ class ScanFixture : public testing::Test {
  protected:
     ScanFixture() {
         moduleScript = &script;
+        quarantineScript = &quarantine;
+        EXPECT_TRUE(dnsRing.Allocate());
         settings.bpPrompt = {11, 12};
         settings.apPrompt = {21, 22};
         companions.categorisation.functions.SCGetURLCategories = GetCategories;
         companions.categorisation.functions.SCReleaseCategories = ReleaseCategories;
+        companions.categorisation.functions.SCGetCategoryName = GetCategoryName;
         companions.categorisation.loaded = true;
         companions.urlPatterns.functions.WSCheckURLMaliciousPattern = CheckPattern;
         companions.urlPatterns.loaded = true;
@@ -72,7 +84,9 @@ class ScanFixture : public testing::Test {
     }
     ~ScanFixture() override {
         EXPECT_EQ(script.unreleased, 0) << "a category list was not released";
+        EXPECT_EQ(quarantine.loads, quarantine.frees) << "the quarantine module was not freed";
         moduleScript = nullptr;
+        quarantineScript = nullptr;
     }
 
     // One-schedule-for-all parental settings with one entry: the condition under which categories are looked up.
@@ -84,6 +98,13 @@ class ScanFixture : public testing::Test {
         record.entryCount = 1;
         record.entries = &entry;
         ASSERT_TRUE(parental::CopyPcSettings(record, parental));
+        profiles = PublishProfiles(parental);
+    }
+
+    void TakeProfiles(const std::vector<ProfileShape>& shapes, std::uint8_t mode = TARN_PC_ONE_FOR_ALL) {
+        const ProfileRecords records(shapes, mode, strictness);
+        ASSERT_TRUE(parental::CopyPcSettings(records.Record(), parental));
+        profiles = PublishProfiles(parental);
     }
 
     void PublishUrls(UrlList& list, const std::vector<std::string>& patterns) {
@@ -128,8 +149,7 @@ class ScanFixture : public testing::Test {
         request.kind = kind;
         std::memset(&verdict, 0xCD, sizeof verdict);
         prompt = {0xCD, 0xCD};
-        const bool result =
-            ScanUrl(ScanContext{companions, settings, lists, parental, managedClient}, request, verdict, prompt);
+        const bool result = ScanUrl(Context(), request, verdict, prompt);
         scanned.assign(reinterpret_cast<const char*>(block.get()), data.size() + 1);
         return result;
     }
@@ -139,17 +159,38 @@ class ScanFixture : public testing::Test {
 
     // "allow/reason", the short form of a verdict.
     std::string Verdict() const { return std::to_string(verdict.allow) + "/" + std::to_string(verdict.reason); }
+    std::u16string UserName() const {
+        std::array<char16_t, 260> name;
+        std::memcpy(name.data(), verdict.userName, sizeof verdict.userName);
+        return std::u16string(base::FieldText(name));
+    }
+    bool UserNameUntouched() const { return verdict.userName[0] == 0xCDCD; }
     bool PromptIs(std::uint8_t report, std::uint8_t promptByte) const {
         return prompt.report == report && prompt.prompt == promptByte;
     }
     bool PromptUntouched() const { return PromptIs(0xCD, 0xCD); }
 
     ModuleScript script;
+    QuarantineScript quarantine;
+    ScanContext Context() {
+        return {companions, system,         settings, lists,          parental,  profiles,           managedClient,
+                allows,     idsBlockedList, dnsRing,  dnsBlockSwitch, processes, browsingProtection, clock};
+    }
+
     modules::Companions companions;
+    FakeModules system;
     modules::SettingsState settings{};
     PublishedLists lists;
     parental::SettingsCopy parental;
+    PublishedProfiles profiles;
     ManagedClient managedClient;
+    base::Guarded<bool> allows{true};
+    network::IdsBlockedList idsBlockedList;
+    network::DnsAnswerRing dnsRing;
+    std::uint32_t dnsBlockSwitch = 0;
+    FakeProcesses processes;
+    BrowsingProtection browsingProtection;
+    FakeClock clock;
     std::uint8_t strictness = 0;
 
     IpAddressRecord remote{};

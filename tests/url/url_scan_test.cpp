@@ -18,7 +18,7 @@ TEST_F(UrlScan, ARequestThatNoRuleDecidesIsAllowed) {
 
 TEST_F(UrlScan, EmptyRequestsAreRefusedUntouched) {
     ScanRequest request{};
-    const ScanContext context{companions, settings, lists, parental, managedClient};
+    const ScanContext context = Context();
     std::memset(&verdict, 0xCD, sizeof verdict);
     EXPECT_FALSE(ScanUrl(context, request, verdict, prompt));
     std::uint8_t byte = 'G';

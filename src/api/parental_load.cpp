@@ -1,0 +1,34 @@
+#include "api/parental_load.h"
+
+#include <utility>
+
+#include "modules/settings.h"
+
+namespace tarn::api {
+namespace {
+
+void Replace(Library& library, parental::SettingsCopy copy, url::PublishedProfiles profiles) {
+    const base::WriteHold hold(library.parentalLock);
+    library.profiles = std::move(profiles);
+    library.parental = std::move(copy);
+}
+
+}  // namespace
+
+bool LoadParentalControl(Library& library, std::uint32_t& error, modules::PassThrough* passed) {
+    FreeParentalControl(library);
+    parental::SettingsCopy copy;
+    const bool copied = modules::ReadPCSettings(
+        library.companions, error,
+        [&](const PcSettingsRecord& record) { return parental::CopyPcSettings(record, copy); }, passed);
+    if (!copied) return false;
+    url::PublishedProfiles profiles = url::PublishProfiles(copy);
+    Replace(library, std::move(copy), std::move(profiles));
+    return true;
+}
+
+void FreeParentalControl(Library& library) {
+    Replace(library, {}, {});
+}
+
+}  // namespace tarn::api

@@ -1,0 +1,59 @@
+// The library's only thread: it wakes at each boundary of the weekly schedule and writes the flag that URL scans read.
+// What a moment of the week means is decided by the parental floor's weekly schedule.
+#ifndef TARN_API_SCHEDULE_WORKER_H
+#define TARN_API_SCHEDULE_WORKER_H
+
+#include <cstdint>
+
+#include "base/guarded.h"
+#include "base/local_clock.h"
+#include "base/sync.h"
+#include "base/worker_thread.h"
+#include "parental/settings_copy.h"
+#include "parental/weekly_schedule.h"
+
+namespace tarn::api {
+
+class ScheduleWorker {
+ public:
+    explicit ScheduleWorker(base::LocalClock& clock) : clock_(clock) {}
+    ~ScheduleWorker() = default;
+    ScheduleWorker(const ScheduleWorker&) = delete;
+    ScheduleWorker& operator=(const ScheduleWorker&) = delete;
+
+    // With a schedule that is switched on: starts the thread on a private copy of it, and returns when the thread has
+    // written its first flag or has ended. Otherwise sets the flag. False, with the system's error in the cell, when
+    // the event or the thread cannot be made.
+    bool Start(const parental::SettingsCopy& settings, std::uint32_t& error);
+
+    // Ends the thread, whatever it waits for. Without a thread nothing happens. False when the event cannot be
+    // signalled.
+    bool Stop();
+
+    // 1 = the current time lies inside the schedule, or no schedule applies.
+    [[nodiscard]] const base::Guarded<bool>& Allows() const { return allows_; }
+
+    [[nodiscard]] bool IsRunning() const { return thread_.Exists(); }
+    // What the last thread that was stopped ended with.
+    [[nodiscard]] parental::ScheduleEnd LastEnd() const { return lastEnd_; }
+
+ private:
+    static std::uint32_t Run(void* self);
+    parental::ScheduleEnd FollowSchedule();
+    void Write(bool allows);
+    void TellStarted();
+
+    base::LocalClock& clock_;
+    base::Guarded<bool> allows_;
+    base::Event stop_;
+    base::WorkerThread thread_;
+    base::Semaphore started_;
+    bool toldStarted_ = false;
+    bool settingsLoaded_ = false;
+    parental::WeekRanges week_;  // the thread's own: the settings may be replaced while it runs
+    parental::ScheduleEnd lastEnd_ = parental::ScheduleEnd::kStopped;
+};
+
+}  // namespace tarn::api
+
+#endif

@@ -1,0 +1,58 @@
+// Browsing protection's action against the program that asked for a malicious URL: once for each executable, and never
+// against a browser of the exclusion list. When the action is due is decided by the rules of the URL scan.
+#ifndef TARN_URL_BROWSING_PROTECTION_H
+#define TARN_URL_BROWSING_PROTECTION_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/guarded.h"
+#include "modules/module_system.h"
+#include "url/process_identity.h"
+
+namespace tarn::url {
+
+// Lower-case names of browsers, each at most 49 units; an executable whose path contains one is left alone.
+using BrowserExclusions = std::vector<std::u16string>;
+
+inline constexpr std::size_t kExclusionNameCapacity = 50;  // units, the NUL included
+
+// The first count names of a text that is split at "|"; empty ones do not count. A name that is too long among them
+// leaves no list at all.
+[[nodiscard]] BrowserExclusions ParseBrowserExclusions(std::u16string_view names, std::uint32_t count);
+
+class BrowsingProtection {
+ public:
+    static constexpr std::size_t kMostActedOn = 100;  // executables that are remembered
+
+    // Forgets the executables acted on and takes a new exclusion list.
+    void Reset(BrowserExclusions exclusions);
+    void Clear() { Reset({}); }
+
+    // url is host and path. True when the quarantine module was asked and agreed.
+    bool ActOnMaliciousUrl(std::uint32_t processId, std::string_view url, ProcessInspector& processes,
+                           modules::ModuleSystem& system);
+
+    [[nodiscard]] std::size_t ActedOnCount() const;
+
+ private:
+    struct State {
+        BrowserExclusions exclusions;
+        std::map<std::u16string, std::u16string, std::less<>> actedOn;  // executable path to URL
+    };
+
+    [[nodiscard]] bool IsExcluded(std::u16string_view executable) const;
+    [[nodiscard]] bool WasActedOn(std::u16string_view executable) const;
+    void MakeRoom();
+
+    base::Guarded<State> state_;
+};
+
+}  // namespace tarn::url
+
+#endif

@@ -1,0 +1,80 @@
+#include "url/dns_scan.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <string_view>
+
+#include "base/ascii.h"
+#include "base/fixed_text.h"
+#include "modules/categorisation.h"
+#include "network/dns_response.h"
+#include "network/ip_address.h"
+#include "url/parental_rules.h"
+
+namespace tarn::url {
+namespace {
+
+constexpr std::uint16_t kDnsPort = 53;
+constexpr std::uint32_t kAheadOfConnection = 1;  // the mode of a look-up that only fills the module's cache
+
+using NameText = base::FixedText<sizeof(DnsAnswerEntry{}.hostName)>;
+
+bool IsDnsPort(const ScanRequest& request) {
+    const std::uint16_t port = request.remotePort;
+    return static_cast<std::uint16_t>((port >> 8) | (port << 8)) == kDnsPort;
+}
+
+std::span<const IpAddressRecord> KeptAddresses(const DnsAnswerEntry& answer) {
+    const std::size_t count = std::min<std::size_t>(answer.addressCount, std::size(answer.addresses));
+    return {answer.addresses, count};
+}
+
+// The categories are fetched ahead of the connection; what they are decides nothing here.
+void FetchCategories(const ScanState& scan, std::string_view name) {
+    const auto& module = scan.context.companions.categorisation;
+    if (name.starts_with('[') || !module.loaded) return;
+    UrlText question;
+    if (scan.request.kind == TARN_KIND_FTP) question.Append("ftp://");
+    question.Append(name);
+    const modules::CategoryLookup lookup(module, question.Text(), kAheadOfConnection);
+}
+
+bool BlockingIsOn(const ScanContext& context) {
+    if (context.dnsBlockSwitch == 0) return false;
+    for (std::size_t i = 0; i < context.parental.Entries().size(); ++i)
+        if (JudgesSites(context, i)) return true;
+    return false;
+}
+
+Step BlockedSite(ScanState& scan, std::string_view name) {
+    if (!BlockingIsOn(scan.context)) return Step::kDone;
+    NameText lower;
+    lower.Assign(name);
+    base::LowerAscii(lower.Data(), lower.Length());
+    const HostTable& sites = scan.context.profiles[0].sites;
+    if (sites.MatchWithWwwVariant(lower.View(), {}, scan.request.remoteAddress, scan.request.kind) != Lookup::kHit)
+        return Step::kDone;
+
+    ProcessUser user;
+    if (!scan.context.processes.GetProcessUser(scan.request.processId, user)) return Step::kFailed;
+    return BlockParentalSite(scan, name, user);
+}
+
+}  // namespace
+
+Step DnsMessage(ScanState& scan) {
+    if (!IsDnsPort(scan.request)) return Step::kContinue;
+    DnsAnswerEntry answer{};
+    if (!network::ParseDnsResponse({scan.request.data, scan.request.dataLength}, answer)) return Step::kFailed;
+    if (answer.addressCount == 0) return Step::kDone;
+    scan.context.dnsRing.Store(answer);
+    for (const IpAddressRecord& address : KeptAddresses(answer))
+        if (network::IsPrivateIP(address)) return Step::kDone;
+
+    const std::string_view name = base::FieldText(answer.hostName, sizeof answer.hostName);
+    FetchCategories(scan, name);
+    return BlockedSite(scan, name);
+}
+
+}  // namespace tarn::url

@@ -1,0 +1,136 @@
+#include "url/parental_rules.h"
+
+#include <algorithm>
+
+#include "base/bounded_text.h"
+#include "modules/categorisation.h"
+
+namespace tarn::url {
+namespace {
+
+const parental::PcUserEntry& Profile(const ScanContext& context, std::size_t index) {
+    return context.parental.Entries()[index];
+}
+
+bool Allows(const UserUrls& sites, const ScanState& scan) {
+    const std::uint8_t kind = scan.request.kind;
+    if (sites.MatchesHost(scan.parsed.host.View(), scan.parsed.path.View(), kind)) return true;
+    return kind == TARN_KIND_TLS && sites.MatchesUrl(scan.addressText.View(), kind);
+}
+
+bool ListsSite(const HostTable& sites, const ScanState& scan) {
+    const IpAddressRecord& address = scan.request.remoteAddress;
+    const std::uint8_t kind = scan.request.kind;
+    const std::string_view path = scan.parsed.path.View();
+    if (sites.MatchWithWwwVariant(scan.parsed.host.View(), path, address, kind) == Lookup::kHit) return true;
+    return kind == TARN_KIND_TLS &&
+           sites.MatchWithWwwVariant(scan.addressText.View(), path, address, TARN_KIND_TLS) == Lookup::kHit;
+}
+
+bool IsOneForAll(const ScanContext& context) {
+    return context.parental.mode == TARN_PC_ONE_FOR_ALL;
+}
+
+bool BelongsTo(const ScanContext& context, std::size_t profile, const ProcessUser& user) {
+    return std::ranges::equal(Profile(context, profile).leading.sid, user.sid);
+}
+
+// The profile to go on with behind one that lists the site but belongs to somebody else: the user's own when it lies
+// further on, otherwise simply the next.
+std::size_t ProfileBehind(const ScanContext& context, std::size_t profile, const ProcessUser& user) {
+    const std::size_t count = context.parental.Entries().size();
+    for (std::size_t next = profile + 1; next < count; ++next)
+        if (BelongsTo(context, next, user)) return next;
+    return profile + 1;
+}
+
+}  // namespace
+
+Step ParentalAllowedList(ScanState& scan) {
+    const ScanContext& context = scan.context;
+    if (!IsOneForAll(context) || context.profiles.empty()) return Step::kContinue;
+    return Allows(context.profiles.front().allowed, scan) ? Step::kDone : Step::kContinue;
+}
+
+Step ParentalSchedule(ScanState& scan) {
+    const ScanContext& context = scan.context;
+    if (context.profiles.empty()) return Step::kContinue;
+    if (context.scheduleAllows.Read([](bool allows) { return allows; })) return Step::kContinue;
+
+    TarnSystemTime now{};
+    context.clock.Now(now);
+    scan.verdict.localTime = now;
+    if (Allows(context.profiles.front().scheduleAllowed, scan)) return Step::kDone;
+    ProcessUser user;
+    context.processes.GetProcessUser(scan.request.processId, user);
+    WriteUserName(scan.verdict, user);
+    return Decide(scan, TARN_BLOCK, TARN_REASON_SCHEDULE, context.parental.prompt);
+}
+
+bool JudgesSites(const ScanContext& context, std::size_t profile) {
+    const PcUserLeading& leading = Profile(context, profile).leading;
+    return leading.blockListSwitch != 0 && leading.profileSwitch != 0 && !context.profiles[profile].sites.Empty();
+}
+
+Step BlockParentalSite(ScanState& scan, std::string_view url, const ProcessUser& user) {
+    WriteUrl(scan.verdict, url);
+    WriteUserName(scan.verdict, user);
+    return Decide(scan, TARN_BLOCK, TARN_REASON_PARENTAL_SITE, scan.context.parental.prompt);
+}
+
+Step ParentalBlockLists(ScanState& scan) {
+    const ScanContext& context = scan.context;
+    const std::size_t count = context.profiles.size();
+    std::size_t profile = 0;
+    while (profile < count) {
+        if (!JudgesSites(context, profile) || !ListsSite(context.profiles[profile].sites, scan)) {
+            ++profile;
+            continue;
+        }
+        ProcessUser user;
+        if (!context.processes.GetProcessUser(scan.request.processId, user)) return Step::kContinue;
+        if (IsOneForAll(context) || BelongsTo(context, profile, user))
+            return BlockParentalSite(scan, scan.hostAndPath.View(), user);
+        profile = ProfileBehind(context, profile, user);
+    }
+    return Step::kContinue;
+}
+
+std::optional<std::uint16_t> BlockedCategory(std::span<const std::uint16_t> considered,
+                                             std::span<const std::uint16_t> blocked) {
+    for (const std::uint16_t category : considered) {
+        if (category == modules::kMaliciousCategory || category == modules::kPhishingCategory) continue;
+        if (std::ranges::find(blocked, category) != blocked.end()) return category;
+    }
+    return std::nullopt;
+}
+
+Step ParentalCategories(ScanState& scan, std::span<const std::uint16_t> considered) {
+    const ScanContext& context = scan.context;
+    ProcessUser user;
+    bool asked = false;
+    for (std::size_t i = 0; i < context.parental.Entries().size(); ++i) {
+        const parental::PcUserEntry& profile = Profile(context, i);
+        if (profile.leading.categorySwitch == 0 || profile.leading.profileSwitch == 0) continue;
+        const std::optional<std::uint16_t> category = BlockedCategory(considered, profile.blockedCategories.View());
+        if (!category) continue;
+        if (!asked) context.processes.GetProcessUser(scan.request.processId, user);
+        asked = true;
+        if (!IsOneForAll(context) && !BelongsTo(context, i, user)) continue;
+
+        WriteUrl(scan.verdict, scan.parsed.url.View());
+        WriteCategory(scan.verdict, context, *category);
+        WriteUserName(scan.verdict, user);
+        return Decide(scan, TARN_BLOCK, TARN_REASON_PARENTAL_CATEGORY, context.parental.prompt);
+    }
+    return Step::kDone;
+}
+
+void WriteCategory(UrlVerdict& verdict, const ScanContext& context, std::uint16_t category) {
+    modules::CategoryName name;
+    modules::ReadCategoryName(context.companions.categorisation, category, name);
+    verdict.categoryId = category;
+    base::StoreField<sizeof verdict.categoryName / sizeof(char16_t)>(verdict.categoryName, base::FieldText(name));
+}
+
+}  // namespace tarn::url

@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+
+#include "scan_fixture.h"
+#include "tls_hello.h"
+
+namespace tarn::url {
+namespace {
+
+// What HTTPS inspection was asked and answers.
+struct InspectionScript {
+    bool answer = true;
+    std::uint8_t block = 0;
+    std::string asked;
+};
+InspectionScript* inspection = nullptr;
+
+std::uint8_t TARN_CALL InspectHttps(std::uint32_t processId, const char* hostAndPath, std::uint32_t remoteIpv4,
+                                    std::uint16_t remotePort, const std::uint8_t* data, std::uint32_t length,
+                                    std::uint8_t* block) {
+    inspection->asked = std::to_string(processId) + " " + hostAndPath + " " + std::to_string(remoteIpv4) + " " +
+                        std::to_string(remotePort) + " " + std::to_string(data[0]) + " " + std::to_string(length);
+    *block = inspection->block;
+    return inspection->answer ? 1 : 0;
+}
+
+class TlsScan : public ScanFixture {
+ protected:
+    TlsScan() {
+        kind = TARN_KIND_TLS;
+        port = 443;
+        inspection = &script_;
+        companions.httpsInspection.functions.TiScanHttpsPacket = InspectHttps;
+    }
+    ~TlsScan() override { inspection = nullptr; }
+
+    void Remember(const std::string& name, const IpAddressRecord& address) {
+        DnsAnswerEntry entry{};
+        entry.addressCount = 1;
+        std::memcpy(entry.hostName, name.data(), name.size());
+        entry.addresses[0] = address;
+        dnsRing.Store(entry);
+    }
+    InspectionScript script_;
+};
+
+TEST_F(TlsScan, TheServerNameIsJudgedInLowerCase) {
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {Threat("Worm", "")});
+    EXPECT_TRUE(Scan(TlsHello("WWW.Bad.Example")));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_STREQ(verdict.text.threat.name, "Worm");
+    EXPECT_STREQ(verdict.text.threat.url, "www.bad.example");
+}
+
+TEST_F(TlsScan, WithoutAServerNameTheAnswerRingTellsIt) {
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {});
+    Remember("other.example", remote);
+    Remember("Bad.Example", remote);
+    EXPECT_TRUE(Scan(TlsHello("")));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_STREQ(verdict.text.threat.url, "bad.example");
+}
+
+TEST_F(TlsScan, ARefusedHelloAsksTheRingToo) {
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {});
+    Remember("bad.example", remote);
+    EXPECT_TRUE(Scan("\x17 no hello at all"));
+    EXPECT_EQ(Verdict(), "0/2");
+}
+
+TEST_F(TlsScan, WithoutAnyNameTheScanEndsWithTheDefaultVerdict) {
+    ProfileShape shape;
+    shape.sites = {{"203.0.113.5", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Scan(TlsHello("")));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_TRUE(processes.asked.empty());
+}
+
+TEST_F(TlsScan, TheInternalListIsAskedByAddressTextToo) {
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {});
+    PublishUrls(lists.webSecurityInternal, {"203.0.113.5"});
+    EXPECT_TRUE(Scan(TlsHello("bad.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(TlsScan, CategoriesAreAskedWithTheSchemeAndShownWithIt) {
+    LookUpCategories();
+    settings.apStatus = 1;
+    script.categories = {3};
+    EXPECT_TRUE(Scan(TlsHello("Shop.example")));
+    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_EQ(script.journal.front(), "categories https://shop.example mode 0");
+    EXPECT_STREQ(verdict.text.url, "https://shop.example");
+}
+
+TEST_F(TlsScan, InspectionIsAskedOnlyWhenLoadedAndForTls) {
+    script_.block = 1;
+    EXPECT_TRUE(Scan(TlsHello("shop.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+    companions.httpsInspection.loaded = true;
+    kind = TARN_KIND_HTTP_SECURE;
+    EXPECT_TRUE(Get("shop.example", "/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_EQ(script_.asked, "");
+}
+
+TEST_F(TlsScan, InspectionBlocksWithReason15) {
+    companions.httpsInspection.loaded = true;
+    script_.block = 1;
+    const std::string hello = TlsHello("shop.example");
+    EXPECT_TRUE(Scan(hello));
+    EXPECT_EQ(Verdict(), "0/15");
+    EXPECT_STREQ(verdict.text.url, "shop.example");
+    EXPECT_EQ(UserName(), u"Kim");
+    EXPECT_TRUE(PromptUntouched());
+    EXPECT_EQ(script_.asked, "4711 shop.example " + std::to_string(203U + (113U << 16) + (5U << 24)) + " " +
+                                 std::to_string((443 >> 8) | ((443 & 0xFF) << 8)) + " 22 " +
+                                 std::to_string(hello.size()));
+}
+
+TEST_F(TlsScan, InspectionWithoutAUserFailsTheScanBeforeTheVerdict) {
+    companions.httpsInspection.loaded = true;
+    script_.block = 1;
+    processes.userKnown = false;
+    EXPECT_FALSE(Scan(TlsHello("shop.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(TlsScan, InspectionMustAnswerTrueAndSetTheFlag) {
+    companions.httpsInspection.loaded = true;
+    EXPECT_TRUE(Scan(TlsHello("shop.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+    script_.block = 1;
+    script_.answer = false;
+    EXPECT_TRUE(Scan(TlsHello("shop.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(TlsScan, CondemnedAddressesComeBeforeInspection) {
+    companions.httpsInspection.loaded = true;
+    script_.block = 1;
+    settings.idsIpsStatus = 1;
+    IdsBlockRequest request{};
+    std::memcpy(request.hostName, "shop.example", 12);
+    idsBlockedList.Add(request);
+    EXPECT_TRUE(Scan(TlsHello("shop.example")));
+    EXPECT_EQ(Verdict(), "0/22");
+    EXPECT_EQ(script_.asked, "");
+}
+
+TEST_F(TlsScan, EveryTruncationOfAHelloIsAValidScan) {
+    const std::string hello = TlsHello("shop.example");
+    for (std::size_t length = 1; length <= hello.size(); ++length) {
+        EXPECT_TRUE(Scan(hello.substr(0, length)));
+        EXPECT_EQ(Verdict(), "1/26") << length;
+    }
+}
+
+}  // namespace
+}  // namespace tarn::url

@@ -1,0 +1,213 @@
+#include "url/web_extension_scan.h"
+
+#include <gtest/gtest.h>
+
+#include "scan_fixture.h"
+
+namespace tarn::url {
+namespace {
+
+class WebExtensionScan : public ScanFixture {
+ protected:
+    WebExtensionScan() { kind = TARN_KIND_TLS; }
+
+    bool Report(const std::string& url) {
+        const auto block = std::make_unique<char[]>(url.size() + 1);
+        std::memcpy(block.get(), url.c_str(), url.size() + 1);
+        ScanRequest request{};
+        request.data = reinterpret_cast<std::uint8_t*>(block.get());
+        request.kind = kind;
+        std::memset(&verdict, 0xCD, sizeof verdict);
+        prompt = {0xCD, 0xCD};
+        return ScanWebExtensionUrl(Context(), request, verdict, prompt);
+    }
+    // Categories are asked: a first entry whose category switch is on.
+    void JudgeCategories(std::vector<std::uint16_t> blocked = {}) {
+        ProfileShape shape;
+        shape.categorySwitch = 1;
+        shape.blockedCategories = std::move(blocked);
+        TakeProfiles({shape});
+    }
+};
+
+TEST_F(WebExtensionScan, OnlySecureUrlsAreJudged) {
+    for (const int other : {0, 1, 2, 4, 255}) {
+        kind = static_cast<std::uint8_t>(other);
+        EXPECT_TRUE(Report("no URL at all"));
+        EXPECT_EQ(Verdict(), "1/26");
+    }
+}
+
+TEST_F(WebExtensionScan, WithoutParentalControlEveryCallFails) {
+    settings.bpStatus = 1;
+    EXPECT_FALSE(Report("https://example.org/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    TakeProfiles({ProfileShape{}}, TARN_PC_ABSENT);
+    EXPECT_FALSE(Report("https://example.org/"));
+}
+
+TEST_F(WebExtensionScan, AUrlNeedsItsSchemeAndMustFit) {
+    JudgeCategories();
+    EXPECT_FALSE(Report("example.org/"));
+    EXPECT_FALSE(Report(""));
+    const std::string fits = "https://example.org/" + std::string(1023 - 20, 'p');
+    EXPECT_TRUE(Report(fits));
+    EXPECT_FALSE(Report(fits + "p"));
+}
+
+TEST_F(WebExtensionScan, TheAllowedListEndsTheScan) {
+    ProfileShape shape;
+    shape.allowed = {"games.example"};
+    shape.sites = {{"games.example", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://games.example/x"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, BlockedHostLosesItsFirstTwoCharacters) {
+    ProfileShape shape;
+    shape.sites = {{"games.example", ""}, {"x", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://games.example/x"));
+    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_STREQ(verdict.text.url, "mes.example");
+    EXPECT_EQ(UserName(), u"Kim");
+    EXPECT_TRUE(PromptIs(31, 32));
+    EXPECT_EQ(processes.asked, std::vector<std::uint32_t>{999}) << "the user of the calling process";
+
+    EXPECT_TRUE(Report("https://x"));
+    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_STREQ(verdict.text.url, "");
+
+    processes.userKnown = false;
+    EXPECT_FALSE(Report("https://games.example/x"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, TheBlockListSwitchMustBeOne) {
+    ProfileShape shape;
+    shape.sites = {{"games.example", ""}};
+    shape.blockListSwitch = 2;
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://games.example/"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, AHostOf260CharactersFailsOnlyWhereItIsLookedUp) {
+    ProfileShape shape;
+    shape.sites = {{"games.example", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://" + std::string(259, 'h')));
+    EXPECT_FALSE(Report("https://" + std::string(260, 'h')));
+    shape.blockListSwitch = 0;
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://" + std::string(260, 'h')));
+}
+
+TEST_F(WebExtensionScan, WithoutAnyFeatureNoCategoryIsAsked) {
+    TakeProfiles({ProfileShape{}});
+    EXPECT_TRUE(Report("https://example.org/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_TRUE(script.journal.empty());
+}
+
+TEST_F(WebExtensionScan, MissingCategorisationFailsTheScan) {
+    JudgeCategories();
+    companions.categorisation.loaded = false;
+    EXPECT_FALSE(Report("https://example.org/"));
+    companions.categorisation.loaded = true;
+    script.categoriesAnswer = false;
+    EXPECT_FALSE(Report("https://example.org/"));
+    EXPECT_FALSE(Report("[https://example.org/"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, TheWholeUrlIsAsked) {
+    JudgeCategories();
+    EXPECT_TRUE(Report("https://Example.org/A?b#c"));
+    EXPECT_EQ(script.journal, std::vector<std::string>{"categories https://Example.org/A?b#c mode 0"});
+}
+
+TEST_F(WebExtensionScan, AMaliciousCategoryIsShownWithTheWholeUrlBehindTheName) {
+    JudgeCategories();
+    settings.bpStatus = 1;
+    script.categories = {2};
+    EXPECT_TRUE(Report("https://bad.example/a"));
+    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_EQ(static_cast<unsigned char>(verdict.text.threat.name[0]), 0xCD);
+    EXPECT_STREQ(verdict.text.threat.url, "https://bad.example/a");
+    EXPECT_TRUE(PromptIs(11, 12));
+    EXPECT_TRUE(quarantine.paths.empty()) << "no action against a process";
+    PublishUserUrls({"bad.example/a"});
+    EXPECT_TRUE(Report("https://bad.example/a"));
+    EXPECT_EQ(Verdict(), "1/9");
+}
+
+TEST_F(WebExtensionScan, APhishingCategoryIsShownWithTheWholeUrl) {
+    JudgeCategories();
+    settings.apStatus = 1;
+    script.categories = {3};
+    EXPECT_TRUE(Report("https://bad.example"));
+    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_STREQ(verdict.text.url, "https://bad.example");
+    EXPECT_TRUE(PromptIs(21, 22));
+    PublishUserUrls({"bad.example"});
+    EXPECT_TRUE(Report("https://bad.example"));
+    EXPECT_EQ(Verdict(), "1/8");
+}
+
+TEST_F(WebExtensionScan, APatternIsAskedForSitesWithCategoriesOnly) {
+    JudgeCategories();
+    settings.bpStatus = 1;
+    script.patternFlag = 1;
+    EXPECT_TRUE(Report("https://bad.example/Path"));
+    EXPECT_EQ(Verdict(), "1/26") << "no category, no pattern";
+    script.categories = {9};
+    script.journal.clear();
+    EXPECT_TRUE(Report("https://bad.example/Path"));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_EQ(script.journal[1], "pattern 3 bad.example Path port 0");
+    EXPECT_STREQ(verdict.text.threat.name, "Malicious Url");
+    EXPECT_STREQ(verdict.text.threat.url, "bad.example/Path");
+    EXPECT_TRUE(PromptIs(11, 12));
+    PublishUserUrls({"bad.example"});
+    EXPECT_TRUE(Report("https://bad.example/Path"));
+    EXPECT_EQ(Verdict(), "1/9");
+}
+
+TEST_F(WebExtensionScan, TheInternalListAllowsEveryHitWithTheDefaultReason) {
+    JudgeCategories();
+    settings.bpStatus = settings.apStatus = 1;
+    PublishUrls(lists.browsingProtectionInternal, {"bad.example"});
+    for (const std::vector<std::uint16_t>& categories : {std::vector<std::uint16_t>{2}, {3}, {9}}) {
+        script.categories = categories;
+        script.patternFlag = 1;
+        EXPECT_TRUE(Report("https://bad.example/"));
+        EXPECT_EQ(Verdict(), "1/26") << categories.front();
+    }
+}
+
+TEST_F(WebExtensionScan, ABlockedCategoryEmptiesTheUserName) {
+    JudgeCategories({41});
+    script.categories = {3, 41};
+    EXPECT_TRUE(Report("https://six.example/"));
+    EXPECT_EQ(Verdict(), "0/7");
+    EXPECT_EQ(verdict.categoryId, 41U);
+    EXPECT_STREQ(verdict.text.url, "https://six.example/");
+    EXPECT_EQ(UserName(), u"");
+    EXPECT_TRUE(processes.asked.empty());
+    EXPECT_TRUE(PromptIs(31, 32));
+}
+
+TEST_F(WebExtensionScan, WithoutAFirstEntryTheListsAreEmptyAndTheSwitchesOff) {
+    TakeProfiles({}, 2);
+    EXPECT_TRUE(Report("https://example.org/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    settings.apStatus = 1;
+    script.categories = {3};
+    EXPECT_TRUE(Report("https://example.org/"));
+    EXPECT_EQ(Verdict(), "0/0");
+}
+
+}  // namespace
+}  // namespace tarn::url
