@@ -7,8 +7,9 @@
 #include <span>
 
 #include "base/bounded_text.h"
-#include "base/local_clock.h"
+#include "base/local_time.h"
 #include "modules/module_system.h"
+#include "parental/live_sessions.h"
 #include "url/process_identity.h"
 
 namespace tarn::api {
@@ -19,7 +20,8 @@ class Platform {
 
     virtual modules::ModuleSystem& Modules() = 0;
     virtual url::ProcessInspector& Processes() = 0;
-    virtual base::LocalClock& Clock() = 0;
+    virtual const base::LocalClock& Clock() = 0;
+    virtual parental::LiveSessionSource& LiveSessions() = 0;
     // The integer of an ini file's key; a missing file or key gives the default.
     virtual std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                          std::uint32_t defaultValue) = 0;

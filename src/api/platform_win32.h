@@ -4,8 +4,9 @@
 #define TARN_API_PLATFORM_WIN32_H
 
 #include "api/platform.h"
-#include "base/local_clock_win32.h"
+#include "base/local_time_win32.h"
 #include "modules/module_system_win32.h"
+#include "parental/live_sessions_win32.h"
 #include "url/process_identity_win32.h"
 
 namespace tarn::api {
@@ -14,7 +15,8 @@ class WindowsPlatform final : public Platform {
  public:
     modules::ModuleSystem& Modules() override { return modules_; }
     url::ProcessInspector& Processes() override { return processes_; }
-    base::LocalClock& Clock() override { return clock_; }
+    const base::LocalClock& Clock() override { return clock_; }
+    parental::LiveSessionSource& LiveSessions() override { return liveSessions_; }
     std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                  std::uint32_t defaultValue) override;
     std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
@@ -24,6 +26,7 @@ class WindowsPlatform final : public Platform {
     modules::WindowsModuleSystem modules_;
     url::WindowsProcessInspector processes_;
     base::WindowsLocalClock clock_;
+    parental::WindowsLiveSessions liveSessions_;
 };
 
 }  // namespace tarn::api

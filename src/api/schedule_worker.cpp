@@ -57,8 +57,8 @@ ScheduleEnd ScheduleWorker::FollowSchedule() {
         return ScheduleEnd::kNeverAllowed;
     }
     for (;;) {
-        TarnSystemTime now{};
-        if (!clock_.Now(now)) return ScheduleEnd::kStopped;
+        const TarnSystemTime now = clock_.Now();
+        if (!base::DaysSince1970(now)) return ScheduleEnd::kStopped;  // not a time that can be reckoned with
         const parental::ScheduleTurn turn = parental::NextTurn(intervals.View(), now);
         Write(turn.allowed);
         TellStarted();

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "base/guarded.h"
-#include "base/local_clock.h"
+#include "base/local_time.h"
 #include "base/sync.h"
 #include "base/worker_thread.h"
 #include "parental/settings_copy.h"
@@ -16,7 +16,7 @@ namespace tarn::api {
 
 class ScheduleWorker {
  public:
-    explicit ScheduleWorker(base::LocalClock& clock) : clock_(clock) {}
+    explicit ScheduleWorker(const base::LocalClock& clock) : clock_(clock) {}
     ~ScheduleWorker() = default;
     ScheduleWorker(const ScheduleWorker&) = delete;
     ScheduleWorker& operator=(const ScheduleWorker&) = delete;
@@ -43,7 +43,7 @@ class ScheduleWorker {
     void Write(bool allows);
     void TellStarted();
 
-    base::LocalClock& clock_;
+    const base::LocalClock& clock_;
     base::Guarded<bool> allows_;
     base::Event stop_;
     base::WorkerThread thread_;

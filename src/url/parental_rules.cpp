@@ -57,9 +57,7 @@ Step ParentalSchedule(ScanState& scan) {
     if (context.profiles.empty()) return Step::kContinue;
     if (context.scheduleAllows.Read([](bool allows) { return allows; })) return Step::kContinue;
 
-    TarnSystemTime now{};
-    context.clock.Now(now);
-    scan.verdict.localTime = now;
+    scan.verdict.localTime = context.clock.Now();
     if (Allows(context.profiles.front().scheduleAllowed, scan)) return Step::kDone;
     ProcessUser user;
     context.processes.GetProcessUser(scan.request.processId, user);

@@ -8,7 +8,7 @@
 
 #include "base/bounded_text.h"
 #include "base/guarded.h"
-#include "base/local_clock.h"
+#include "base/local_time.h"
 #include "modules/companion_table.h"
 #include "modules/module_system.h"
 #include "modules/settings.h"
@@ -41,7 +41,7 @@ struct ScanContext {
     std::uint32_t dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already
     ProcessInspector& processes;
     BrowsingProtection& browsingProtection;
-    base::LocalClock& clock;
+    const base::LocalClock& clock;
 };
 
 }  // namespace tarn::url

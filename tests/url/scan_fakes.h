@@ -5,12 +5,13 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tarn/companions.h"
 
-#include "base/local_clock.h"
+#include "base/local_time.h"
 #include "modules/module_system.h"
 #include "url/process_identity.h"
 
@@ -47,10 +48,9 @@ class FakeProcesses final : public ProcessInspector {
 
 class FakeClock final : public base::LocalClock {
  public:
-    bool Now(TarnSystemTime& now) override {
-        now = time;
-        return true;
-    }
+    [[nodiscard]] TarnSystemTime Now() const override { return time; }
+    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
+    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
     TarnSystemTime time{2026, 3, 4, 5, 6, 7, 8, 9};
 };
 

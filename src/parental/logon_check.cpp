@@ -1,0 +1,66 @@
+#include "parental/logon_check.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tarn::parental {
+namespace {
+
+constexpr std::uint32_t kLastJudgedEvent = 9;
+constexpr std::uint8_t kHourGrid = 1;
+constexpr std::uint32_t kTicksPerHour = 60;
+constexpr std::size_t kDaysPerWeek = 7;
+
+bool IsDisconnect(std::uint32_t eventCode) {
+    return eventCode == 2 || eventCode == 3;
+}
+
+bool AlwaysAllows(std::uint32_t eventCode) {
+    return eventCode == 6 || eventCode == 8 || eventCode > kLastJudgedEvent;
+}
+
+// Whole hours used, rounded down, are held against the allowance.
+bool ScheduleAllows(const UserSessionRecord& record, const TarnSystemTime& now) {
+    if (record.scheduleMode == kHourGrid) return record.hourGrid[now.hour * kDaysPerWeek + now.dayOfWeek] != 0;
+    return record.dailyAllowance[now.dayOfWeek] > record.usageTicks / kTicksPerHour;
+}
+
+void Refuse(const UserSessionRecord& record, LogonVerdict& verdict) {
+    verdict.reason = TARN_REASON_PARENTAL_CONTROL;
+    verdict.action = TARN_BLOCK;
+    verdict.reserved8 = 0;
+    // QUIRK: a name that fills all its units is emptied, not cut.  Test: LogonCheck_NameWithoutItsNulIsEmptied
+    if (std::ranges::find(record.userName, u'\0') == record.userName.end())
+        std::memset(&verdict.userName, 0, sizeof verdict.userName[0]);
+    else
+        std::memcpy(&verdict.userName, record.userName.data(), sizeof verdict.userName);
+    std::memcpy(verdict.sid, record.sid.data(), sizeof verdict.sid);
+    verdict.accountTag = record.accountTag;
+}
+
+}  // namespace
+
+bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionTable& table,
+                    const SettingsCopy& settings, const base::LocalClock& clock) {
+    verdict.action = TARN_ALLOW;
+    verdict.reason = TARN_REASON_PARENTAL_CONTROL;
+    verdict.sessionId = event.sessionId;
+
+    // One reading for the whole call, so that the day that is counted is the day that is judged.
+    const TarnSystemTime now = clock.Now();
+    if (!RecordSessionEvent(event, table, settings, now)) return false;
+    UserSessionRecord* const record = table.Find(event.sid);
+    if (record == nullptr) return false;
+
+    if (IsDisconnect(event.eventCode)) {
+        record->blocked = 0;
+        return true;
+    }
+    if (AlwaysAllows(event.eventCode) || record->controlled == 0 || record->exempt == 1) return true;
+    if (ScheduleAllows(*record, now)) return true;
+    record->blocked = 1;
+    Refuse(*record, verdict);
+    return true;
+}
+
+}  // namespace tarn::parental
