@@ -1,5 +1,6 @@
 #include "modules/ids_rules.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace tarn::modules {
@@ -72,15 +73,39 @@ bool IdsRuleTable::CopySelected(const IdsSettingsRecord& record, std::uint8_t sy
         }
         ++record_.ruleCount;
     }
+    if (!IndexRules()) {
+        Clear();
+        return false;
+    }
     return true;
+}
+
+bool IdsRuleTable::IndexRules() {
+    std::uint32_t highest = 0;
+    for (std::uint32_t i = 0; i < record_.ruleCount; ++i)
+        highest = std::max<std::uint32_t>(highest, record_.rules[i].id);
+    places_ = static_cast<std::uint32_t*>(memory_.allocate(highest + 1, sizeof(std::uint32_t)));
+    if (places_ == nullptr) return false;
+    placeCount_ = highest + 1;
+    // From the back, so that of several rules with one number the first is found.
+    for (std::uint32_t i = record_.ruleCount; i > 0; --i) places_[record_.rules[i - 1].id] = i;
+    return true;
+}
+
+const IdsRule* IdsRuleTable::Find(std::uint16_t id) const {
+    if (id >= placeCount_ || places_[id] == 0) return nullptr;
+    return &record_.rules[places_[id] - 1];
 }
 
 void IdsRuleTable::Clear() {
     if (own_) {
         for (std::uint32_t i = 0; i < record_.ruleCount; ++i) memory_.release(record_.rules[i].systems);
         memory_.release(record_.rules);
+        memory_.release(places_);
     }
     record_ = {};
+    places_ = nullptr;
+    placeCount_ = 0;
     own_ = false;
     kept_ = false;
 }

@@ -1,0 +1,30 @@
+// The texts of an IDS rule in a packet verdict: filled from the rule table, or emptied for the host.
+// When which of the two happens is the packet scan's business.
+#ifndef TARN_NETWORK_RULE_DETAILS_H
+#define TARN_NETWORK_RULE_DETAILS_H
+
+#include <cstdint>
+
+#include "tarn/records.h"
+
+#include "modules/ids_rules.h"
+
+namespace tarn::network {
+
+inline constexpr std::uint32_t kReasonRuleExcluded = 20;
+
+enum class ExcludedRule {
+    kAllows,   // a rule that the user excluded turns the verdict into an allow with kReasonRuleExcluded
+    kIgnored,  // the verdict stands whatever the user excluded
+};
+
+// Number and texts of the first rule with this number, each text cut to its field; without one nothing changes.
+void FillRuleDetails(const modules::IdsRuleTable& rules, std::uint16_t ruleId, ExcludedRule excluded,
+                     PacketVerdict& verdict);
+
+// What the host is told of an attack without being told again which.
+void EmptyRuleTexts(PacketVerdict& verdict);
+
+}  // namespace tarn::network
+
+#endif
