@@ -7,6 +7,11 @@
 #include "api/library.h"
 #include "api/lifecycle.h"
 #include "api/platform_win32.h"
+#include "api/settings_change.h"
+#include "network/connection_drop.h"
+#include "network/packet_scan.h"
+#include "parental/logon_check.h"
+#include "smb/frame_dispatch.h"
 #include "url/feature_status.h"
 #include "url/url_scan.h"
 #include "url/web_extension_scan.h"
@@ -53,16 +58,17 @@ void TARN_CALL WSShutDown(std::uint64_t a, std::uint64_t b, std::uint64_t c, std
     });
 }
 
-std::uint32_t TARN_CALL WSSettingsChanged(std::uint32_t kind, std::uint64_t /*a*/, std::uint64_t /*b*/,
-                                          std::uint64_t /*c*/) {
-    constexpr std::uint32_t kLastKind = 8;
-    if (kind > kLastKind) return 0;
-    return 0;
+std::uint32_t TARN_CALL WSSettingsChanged(std::uint32_t kind, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    if (kind > tarn::api::kLastSettingsKind) return 0;
+    return AtBoundary([&](Library& library) {
+        tarn::modules::PassThrough passed(a, b, c);
+        return tarn::api::ChangeSettings(library, static_cast<tarn::api::SettingsKind>(kind), passed);
+    });
 }
 
 std::uint8_t TARN_CALL WSUpdateSettingsChanged(const std::uint32_t* mask) {
     if (mask == nullptr) return 0;
-    return 0;
+    return AtBoundary([&](Library& library) { return tarn::api::ReloadUpdated(library, *mask); });
 }
 
 std::uint8_t TARN_CALL WSScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
@@ -73,9 +79,8 @@ std::uint8_t TARN_CALL WSScanUrl(ScanRequest* request, UrlVerdict* verdict, Prom
 
 std::uint8_t TARN_CALL WSWebExtScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
     if (request == nullptr || verdict == nullptr || prompt == nullptr) return 0;
-    return AtBoundary([&](Library& library) {
-        return tarn::url::ScanWebExtensionUrl(library.Scan(), *request, *verdict, *prompt);
-    });
+    return AtBoundary(
+        [&](Library& library) { return tarn::url::ScanWebExtensionUrl(library.Scan(), *request, *verdict, *prompt); });
 }
 
 std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
@@ -86,16 +91,17 @@ std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
     });
 }
 
-std::uint8_t TARN_CALL WSScanPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint16_t /*ruleId*/,
-                                    std::uint8_t /*inbound*/, std::uint64_t /*reserved*/, PacketVerdict* verdict) {
+std::uint8_t TARN_CALL WSScanPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint16_t ruleId,
+                                    std::uint8_t inbound, std::uint64_t /*reserved*/, PacketVerdict* verdict) {
     if (frame == nullptr || frameLength == 0 || verdict == nullptr) return 0;
-    verdict->action = TARN_PACKET_ALLOW;
-    return 1;
+    return AtBoundary([&](Library& library) {
+        return tarn::network::ScanPacket(library.PacketScan(), frame, frameLength, ruleId, inbound, *verdict);
+    });
 }
 
 std::uint8_t TARN_CALL WSDropConnection(const std::uint8_t* frame) {
     if (frame == nullptr) return 0;
-    return 0;
+    return AtBoundary([&](Library&) { return tarn::network::DropConnection(frame); });
 }
 
 std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) {
@@ -108,17 +114,19 @@ std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) 
 
 std::uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, LogonVerdict* verdict) {
     if (event == nullptr || verdict == nullptr) return 0;
-    verdict->action = TARN_ALLOW;
-    verdict->reason = TARN_REASON_PARENTAL_CONTROL;
-    verdict->sessionId = event->sessionId;
-    return 0;
+    return AtBoundary([&](Library& library) {
+        const tarn::base::WriteHold hold(library.parentalLock);
+        return tarn::parental::ScanLogonEvent(*event, *verdict, library.sessions, library.parental,
+                                              library.platform.Clock());
+    });
 }
 
-std::uint8_t TARN_CALL WSScanSMBPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint8_t /*direction*/,
+std::uint8_t TARN_CALL WSScanSMBPacket(const std::uint8_t* frame, std::uint32_t frameLength, std::uint8_t direction,
                                        SmbScanResult* result) {
     if (frame == nullptr || frameLength == 0 || result == nullptr) return 0;
-    result->resultKind = TARN_SMB_NOTHING;
-    return 1;
+    return AtBoundary([&](Library& library) {
+        return tarn::smb::ScanSmbFrame({frame, frameLength}, direction, library.smbTables, *result);
+    });
 }
 
 }  // extern "C"

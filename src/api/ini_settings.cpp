@@ -2,9 +2,11 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 #include "base/bounded_text.h"
+#include "url/social_reminder.h"
 
 namespace tarn::api {
 namespace {
@@ -16,6 +18,54 @@ bool InstalledFile(Platform& platform, std::u16string_view name, base::PathBuffe
     return platform.Modules().InstallFolder(folder) &&
            base::Succeeded(base::FormatText(file, {base::FieldText(folder), name}));
 }
+
+// The ini file and the clock as the social reminder asks for them.
+class InstalledSocialFacts final : public url::SocialFacts {
+ public:
+    explicit InstalledSocialFacts(Platform& platform)
+        : platform_(platform), hasFile_(InstalledFile(platform, u"socialset.ini", file_)) {}
+
+    std::optional<std::uint32_t> OnlineHandle() override {
+        if (!hasFile_) return std::nullopt;
+        return platform_.ReadIniInteger(file_, kSection, u"FBOnlineHandle", 0);
+    }
+
+    std::optional<std::string_view> LikeText() override {
+        std::array<char16_t, kLikeCapacity> wide{};
+        const std::size_t length = platform_.ReadIniText(file_, kSection, u"FBLike", wide);
+        if (length == 0 || length >= kLikeCapacity - 1) return std::nullopt;
+        // A number is ASCII; any other unit ends it.
+        for (std::size_t i = 0; i < length; ++i) like_[i] = wide[i] < 0x80 ? static_cast<char>(wide[i]) : '?';
+        return std::string_view(like_.data(), length);
+    }
+
+    url::SocialDateTime Now() override { return FromSystemTime(platform_.Clock().Now()); }
+
+    std::optional<url::SocialDateTime> ToLocal(std::int64_t seconds) override {
+        const std::optional<TarnSystemTime> local = platform_.Clock().ToLocal(seconds);
+        if (!local) return std::nullopt;
+        return FromSystemTime(*local);
+    }
+
+    std::int64_t ToSeconds(const url::SocialDateTime& local) override {
+        const TarnSystemTime time{local.year, local.month,  local.dayOfWeek, local.day,
+                                  local.hour, local.minute, local.second,    0};
+        return platform_.Clock().ToSeconds(time).value_or(-1);
+    }
+
+ private:
+    static constexpr const char16_t* kSection = u"FACEBOOK";
+    static constexpr std::size_t kLikeCapacity = 260;  // units, the NUL included
+
+    static url::SocialDateTime FromSystemTime(const TarnSystemTime& time) {
+        return {time.year, time.month, time.dayOfWeek, time.day, time.hour, time.minute, time.second};
+    }
+
+    Platform& platform_;
+    base::PathBuffer file_;
+    bool hasFile_;
+    std::array<char, kLikeCapacity> like_{};
+};
 
 }  // namespace
 
@@ -35,6 +85,13 @@ url::BrowserExclusions ReadBrowserExclusions(Platform& platform) {
     std::array<char16_t, kNamesCapacity> names{};
     platform.ReadIniText(file, kSection, u"NAMES", names);
     return url::ParseBrowserExclusions(base::FieldText(names), count);
+}
+
+bool ReadSocialReminder(Platform& platform) {
+    InstalledSocialFacts facts(platform);
+    bool due = false;
+    std::int64_t elapsedSeconds = 0;
+    return url::IsSocialReminderDue(facts, due, elapsedSeconds) == url::SocialResult::kOk && due;
 }
 
 }  // namespace tarn::api

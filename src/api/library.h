@@ -14,7 +14,11 @@
 #include "modules/settings.h"
 #include "network/dns_answer_ring.h"
 #include "network/ids_blocked_list.h"
+#include "network/packet_scan.h"
+#include "network/reported_attackers.h"
 #include "parental/settings_copy.h"
+#include "parental/user_sessions.h"
+#include "smb/smb_tables.h"
 #include "url/browsing_protection.h"
 #include "url/published_lists.h"
 #include "url/scan_context.h"
@@ -35,11 +39,14 @@ struct Library {
     base::ReaderWriterLock parentalLock;  // writing: replacing the copy, every use of the sessions
     parental::SettingsCopy parental;
     url::PublishedProfiles profiles;  // one for each entry of the copy
+    parental::UserSessionTable sessions;
 
     ScheduleWorker scheduleWorker;
     network::DnsAnswerRing dnsRing;
     network::IdsBlockedList idsBlockedList;
     url::BrowsingProtection browsingProtection;
+    smb::SmbTables smbTables;
+    network::ReportedAttackerList reportedAttackers;  // has the other critical section; survives WSDeinit
     url::ManagedClient managedClient;
     std::uint32_t dnsBlockSwitch = 0;
     std::unique_ptr<std::uint8_t[]> connectionBuffer;  // nothing fills it today
@@ -48,20 +55,13 @@ struct Library {
     base::CriticalSection spare;
 
     [[nodiscard]] url::ScanContext Scan() {
-        return {companions,
-                platform.Modules(),
-                settings,
-                lists,
-                parental,
-                profiles,
-                managedClient,
-                scheduleWorker.Allows(),
-                idsBlockedList,
-                dnsRing,
-                dnsBlockSwitch,
-                platform.Processes(),
-                browsingProtection,
-                platform.Clock()};
+        return {
+            companions,         platform.Modules(),      settings,       lists,   parental,       profiles,
+            managedClient,      scheduleWorker.Allows(), idsBlockedList, dnsRing, dnsBlockSwitch, platform.Processes(),
+            browsingProtection, platform.Clock()};
+    }
+    [[nodiscard]] network::PacketScanContext PacketScan() {
+        return {companions, settings, parental.strictness, reportedAttackers};
     }
 };
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "api/ini_settings.h"
+#include "api/parental_load.h"
 #include "api/settings_load.h"
 #include "modules/companion_loader.h"
 
@@ -40,6 +41,21 @@ void StopWorker(Library& library, std::uint32_t& /*error*/) {
     library.scheduleWorker.Stop();
 }
 
+void ReleaseLoadedSettings(Library& library, std::uint32_t& error) {
+    ReleaseSettings(library, error);
+}
+
+void ClearSmbTables(Library& library, std::uint32_t& /*error*/) {
+    smb::Smb2TablesClear(library.smbTables);
+    smb::Smb1TablesClear(library.smbTables);
+}
+
+// A settings change may load modules of a library that is not ready.
+bool HasLoadedModules(const modules::Companions& companions) {
+    return companions.settingsReader.loaded || companions.statusReader.loaded || companions.categorisation.loaded ||
+           companions.packetSignatures.loaded || companions.httpsInspection.loaded || companions.urlPatterns.loaded;
+}
+
 void ClearBrowsingProtection(Library& library, std::uint32_t& /*error*/) {
     library.browsingProtection.Clear();
 }
@@ -54,7 +70,7 @@ void DetectManagedClient(Library& library, std::uint32_t& error) {
 }  // namespace
 
 bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
-    if (library.ready) Stop(library, error);
+    if (library.ready || HasLoadedModules(library.companions)) Stop(library, error);
     library.dnsBlockSwitch = 0;
     library.companions = {};
     library.idsBlockedList.Clear();
@@ -66,9 +82,11 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     undo.Add(UnloadModules);
     DetectManagedClient(library, error);
     if (!LoadSettings(library, mode, error)) return false;
-    undo.Add(ReleaseSettings);
+    undo.Add(ReleaseLoadedSettings);
     if (!library.scheduleWorker.Start(library.parental, error)) return false;
     undo.Add(StopWorker);
+    if (!smb::SmbTablesReset(library.smbTables)) return false;
+    undo.Add(ClearSmbTables);
     if (!ReadDnsBlockSwitch(library.platform, library.dnsBlockSwitch)) return false;
     undo.Forget();
     library.ready = true;
@@ -78,6 +96,7 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
 void Stop(Library& library, std::uint32_t& error) {
     library.ready = false;
     library.idsBlockedList.Clear();
+    ClearSmbTables(library, error);
     library.scheduleWorker.Stop();
     ReleaseSettings(library, error);
     UnloadModules(library, error);
@@ -89,6 +108,8 @@ void SaveForShutDown(Library& library, std::uint64_t a, std::uint64_t b, std::ui
     const auto& categorisation = library.companions.categorisation;
     if (!categorisation.loaded || categorisation.functions.SCSaveCacheFile == nullptr) return;
     categorisation.functions.SCSaveCacheFile(a, b, c, d);
+    std::uint32_t error = 0;
+    SaveAndClearUserSessions(library, error);
     library.connectionBuffer.reset();
     library.browsingProtection.Clear();
 }

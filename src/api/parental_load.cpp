@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "modules/settings.h"
+#include "parental/saved_sessions.h"
 
 namespace tarn::api {
 namespace {
@@ -29,6 +30,18 @@ bool LoadParentalControl(Library& library, std::uint32_t& error, modules::PassTh
 
 void FreeParentalControl(Library& library) {
     Replace(library, {}, {});
+}
+
+bool RebuildUserSessions(Library& library, std::uint32_t& error) {
+    const base::WriteHold hold(library.parentalLock);
+    return parental::RebuildUserSessions(library.sessions, library.parental, library.companions,
+                                         library.platform.LiveSessions(), library.platform.Clock(), error);
+}
+
+bool SaveAndClearUserSessions(Library& library, std::uint32_t& error, modules::PassThrough* passed) {
+    const base::WriteHold hold(library.parentalLock);
+    return parental::SaveAndClearUserSessions(library.sessions, library.companions, library.platform.Clock(), error,
+                                              passed);
 }
 
 }  // namespace tarn::api

@@ -1,5 +1,5 @@
-// The library's parental-control copy in its life: read and published, withdrawn and freed.
-// What the copy holds is the parental floor's, what scans ask of it the URL floor's.
+// The parental-control tables in their life: the copy read and published, withdrawn and freed; sessions rebuilt and
+// saved. What the copy holds is the parental floor's, what scans ask of it the URL floor's.
 #ifndef TARN_API_PARENTAL_LOAD_H
 #define TARN_API_PARENTAL_LOAD_H
 
@@ -15,6 +15,10 @@ namespace tarn::api {
 bool LoadParentalControl(Library& library, std::uint32_t& error, modules::PassThrough* passed = nullptr);
 
 void FreeParentalControl(Library& library);
+
+// The account sessions, under the write side of the parental-control lock.
+bool RebuildUserSessions(Library& library, std::uint32_t& error);
+bool SaveAndClearUserSessions(Library& library, std::uint32_t& error, modules::PassThrough* passed = nullptr);
 
 }  // namespace tarn::api
 

@@ -1,5 +1,5 @@
-// What the life of the library needs of the system beyond its modules; one implementation per platform, a fake in tests.
-// Reading files, the clock and processes is the edge's, deciding on what they say is the caller's.
+// What the life of the library needs of the system beyond its modules; one implementation per platform, a fake in
+// tests. Reading files, the clock and processes is the edge's, deciding on what they say is the caller's.
 #ifndef TARN_API_PLATFORM_H
 #define TARN_API_PLATFORM_H
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "api/library.h"
+#include "modules/pass_through.h"
 
 namespace tarn::api {
 
@@ -18,7 +19,13 @@ inline constexpr std::uint8_t kModeRestart = 1;
 bool LoadSettings(Library& library, std::uint8_t mode, std::uint32_t& error);
 
 // Withdraws what was published, hands every kept record back to its module and zeroes the settings state.
-void ReleaseSettings(Library& library, std::uint32_t& error);
+// passed: what the host hands on to the first module call of a settings change.
+void ReleaseSettings(Library& library, std::uint32_t& error, modules::PassThrough* passed = nullptr);
+
+// One setting each, for changes: read, and published when the read succeeds; otherwise empty.
+bool LoadUserWhiteList(Library& library, std::uint32_t& error);
+void LoadBrowsingProtectionSettings(Library& library, std::uint32_t& error);
+void LoadIdsRules(Library& library, std::uint32_t& error);
 
 }  // namespace tarn::api
 

@@ -23,6 +23,7 @@ struct SettingsState {
     std::uint32_t idsIpsFlags = 0;  // the third byte is the alert byte of the packet scan
     std::uint8_t idsIpsExtra = 0;
     std::uint8_t agentStatus = 0;
+    bool socialReminderDue = false;  // nothing in the library reads it
 
     ThreatSiteList bpSettings{};
     UrlListRecord bpUserWhiteList{};
