@@ -40,6 +40,8 @@ TEST_F(ExportsContract, WebExtScanUrlRefusesNullsAndLetsOtherKindsPass) {
     EXPECT_EQ(tarn.WSWebExtScanUrl(&request, &verdict, &prompt), 1);
     EXPECT_EQ(Verdict(), "1/26");
     request.data = nullptr;
+    EXPECT_EQ(tarn.WSWebExtScanUrl(&request, &verdict, &prompt), 1) << "the text of another kind is not asked";
+    request.kind = TARN_KIND_TLS;
     EXPECT_EQ(tarn.WSWebExtScanUrl(&request, &verdict, &prompt), 0);
 }
 

@@ -29,6 +29,8 @@ const Lines kReadLines = {"ReadBPUserWhiteList",
                           "ReadBPSettings",
                           "ReadPCSettings",
                           "ReleasePCSettings empty",
+                          "ReadPCSystemControlSettings",
+                          "ReleasePCSystemControlSettings empty",
                           "ReadBPInternalWhiteList",
                           "ReadWSInternalWhiteList",
                           "ReadAPSettings",
@@ -41,7 +43,8 @@ const Lines kReadLines = {"ReadBPUserWhiteList",
                           "ReadIDSSettings"};
 
 const Lines kReleaseLines = {"ReleaseWSInternalWhiteList empty", "WriteDNSCacheSettings error 0",
-                             "ReleaseBPSettings empty", "ReleaseBPUserWhiteList empty", "ReleaseIDSSettings empty"};
+                             "WritePCSystemControlSettings 0",   "ReleaseBPSettings empty",
+                             "ReleaseBPUserWhiteList empty",     "ReleaseIDSSettings empty"};
 
 const Lines kUnloadLines = {"WSDeInitUrlsig",    "unload urlsig.dll",  "DeIntializeSSL", "unload tlsinsp.dll",
                             "SCDeinit",          "unload sitecls.dll", "PKSDeinit 77",   "unload pktsig.dll",

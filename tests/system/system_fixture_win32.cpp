@@ -187,6 +187,10 @@ bool SystemFixture::Scan(const std::string& data, std::uint8_t kind) {
     return tarn.WSScanUrl(&request, &verdict, &prompt) == 1;
 }
 
+std::uint32_t SystemFixture::HashOf(const std::string& host) {
+    return base::Crc32Of(host);
+}
+
 void SystemFixture::DeliverOneProfile() {
     answers.pcSettings = {};
     answers.pcSettings.mode = TARN_PC_ONE_FOR_ALL;

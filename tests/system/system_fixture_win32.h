@@ -67,6 +67,9 @@ class SystemFixture : public testing::Test {
     // One schedule for all users with one entry: the condition under which categories are looked up.
     void DeliverOneProfile();
 
+    // The hash that a site's entry carries.
+    static std::uint32_t HashOf(const std::string& host);
+
     std::filesystem::path folder;
     Exports tarn{};
     script::Answers& answers;

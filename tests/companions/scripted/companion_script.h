@@ -42,7 +42,10 @@ struct Answers {
     std::uint8_t malicious;  // of every URL
     std::uint8_t httpsBlock;
     PacketVerdict packetVerdict;
+    char passedTo[64];  // the function that is to tell the host's values behind its arguments
     // What was saved last.
+    std::uint32_t savedSessions;
+    SavedSessionRecord savedSession;  // the first
     std::uint16_t savedDnsCount;
     std::uint16_t savedDnsIndex;
     std::uint8_t savedDnsHasEntries;

@@ -12,6 +12,19 @@ void Note(const std::string& line) {
     ScriptNote(line.c_str());
 }
 
+// A host's own values stand behind the arguments of one call of a settings change; other callers leave there what
+// happens to be there, so they are told only where the test expects them.
+void NotePassed(const char* function, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    if (std::strcmp(ScriptAnswers()->passedTo, function) != 0) return;
+    Note(std::string(function) + " passed " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c));
+}
+
+std::string Narrow(const char16_t* text) {
+    std::string narrow;
+    for (; *text != u'\0'; ++text) narrow += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return narrow;
+}
+
 template <class Record>
 std::uint8_t Read(const char* function, const Record& answer, Record* out, std::uint32_t* error) {
     Note(function);
@@ -42,13 +55,16 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     return TRUE;
 }
 
-#define READ(function, Record, field)                                                   \
-    std::uint8_t TARN_CALL function(std::uint64_t, Record* out, std::uint32_t* error) { \
-        return Read(#function, ScriptAnswers()->field, out, error);                     \
+#define READ(function, Record, field)                                                                  \
+    std::uint8_t TARN_CALL function(std::uint64_t, Record* out, std::uint32_t* error, std::uint64_t a, \
+                                    std::uint64_t b, std::uint64_t c) {                                \
+        NotePassed(#function, a, b, c);                                                                \
+        return Read(#function, ScriptAnswers()->field, out, error);                                    \
     }
-#define RELEASE(function, Record)          \
-    void TARN_CALL function(Record* out) { \
-        Release(#function, out);           \
+#define RELEASE(function, Record)                                                             \
+    void TARN_CALL function(Record* out, std::uint64_t a, std::uint64_t b, std::uint64_t c) { \
+        NotePassed(#function, a, b, c);                                                       \
+        Release(#function, out);                                                              \
     }
 
 extern "C" {
@@ -94,8 +110,11 @@ std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord
     return static_cast<std::uint8_t>(ScriptResult("WriteDNSCacheSettings"));
 }
 
-std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSystemControlRecord* record,
-                                                    std::uint32_t*) {
+std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSystemControlRecord* record, std::uint32_t*,
+                                                    std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("WritePCSystemControlSettings", a, b, c);
+    ScriptAnswers()->savedSessions = record->count;
+    if (record->count != 0) ScriptAnswers()->savedSession = record->records[0];
     Note("WritePCSystemControlSettings " + std::to_string(record->count));
     return static_cast<std::uint8_t>(ScriptResult("WritePCSystemControlSettings"));
 }
@@ -112,7 +131,8 @@ std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t*) {
     return static_cast<std::uint8_t>(ScriptResult("SCInit"));
 }
 
-void TARN_CALL SCDeinit(std::uint32_t*) {
+void TARN_CALL SCDeinit(std::uint32_t*, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("SCDeinit", a, b, c);
     Note("SCDeinit");
 }
 
@@ -174,7 +194,8 @@ std::uint32_t TARN_CALL IntializeSSL(void) {
     return ScriptResult("IntializeSSL");
 }
 
-void TARN_CALL DeIntializeSSL(void) {
+void TARN_CALL DeIntializeSSL(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("DeIntializeSSL", a, b, c);
     Note("DeIntializeSSL");
 }
 
@@ -208,9 +229,14 @@ void TARN_CALL WSDeInitUrlsig(std::uint32_t*) {
     Note("WSDeInitUrlsig");
 }
 
-std::uint8_t TARN_CALL ZRQuarantineFile(const char16_t*, std::uint64_t, const QuarantineRequest*, std::uint64_t,
-                                        std::uint64_t, std::uint64_t, std::uint64_t*, std::uint32_t*) {
-    Note("ZRQuarantineFile");
+std::uint8_t TARN_CALL ZRQuarantineFile(const char16_t* path, std::uint64_t a, const QuarantineRequest* request,
+                                        std::uint64_t b, std::uint64_t c, std::uint64_t d, std::uint64_t* out1,
+                                        std::uint32_t* out2) {
+    *out1 = 1;
+    *out2 = 2;
+    Note("ZRQuarantineFile " + std::to_string(a + b + c + d) + " " + std::to_string(request->type) + " " +
+         Narrow(path));
+    Note("for " + Narrow(request->url));
     return static_cast<std::uint8_t>(ScriptResult("ZRQuarantineFile"));
 }
 
