@@ -152,7 +152,7 @@ TEST(DnsResponse, AnswerNamesMayBePointersOfAnyKindOrFullNames) {
     EXPECT_EQ(entry->addresses[0].bytes[3], 4);
 }
 
-TEST(DnsResponse_ARecord, IgnoresRdLength) {
+TEST(DnsResponse, DnsResponse_ARecord_IgnoresRdLength) {
     Message message = Question("a.example", 0x8180, 1);
     PutAnswer(message, 1, {9, 8, 7, 6}, 0);
     const auto zero = Parse(message);

@@ -110,7 +110,7 @@ TEST(TlsClientHello, SessionIdLengths) {
         EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.sessionId = length})), "a.example") << length;
 }
 
-TEST(TlsClientHello, LengthBytesOf128AndAbove_AreRefused) {
+TEST(TlsClientHello, TlsClientHello_LengthBytesOf128AndAbove_AreRefused) {
     for (const std::size_t length : {128, 255}) {
         EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.sessionId = length})), std::nullopt) << length;
         EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.compressionMethods = length})), std::nullopt) << length;

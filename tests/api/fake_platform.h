@@ -1,0 +1,111 @@
+// A platform without a system: no companion module loads, the clock stands where the test puts it, ini files are texts.
+// Real modules, files and processes are the system tests' business.
+#ifndef TARN_TESTS_API_FAKE_PLATFORM_H
+#define TARN_TESTS_API_FAKE_PLATFORM_H
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/platform.h"
+
+namespace tarn::api {
+
+class BareModules final : public modules::ModuleSystem {
+ public:
+    void* Load(const char16_t*) override { return nullptr; }
+    void* Find(void*, const char*) override { return nullptr; }
+    void Free(void*) override {}
+    bool InstallFolder(base::PathBuffer& folder) override {
+        return hasFolder && base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
+    }
+    bool HostExecutableKnown() override { return true; }
+    bool ManagedClientInstalled() override { return false; }
+    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    std::uint32_t SystemClassification() override { return 0; }
+    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+
+    bool hasFolder = true;
+};
+
+class NoProcesses final : public url::ProcessInspector {
+ public:
+    bool GetProcessUser(std::uint32_t, url::ProcessUser&) override { return false; }
+    bool GetProcessImagePath(std::uint32_t, base::PathBuffer&, std::uint32_t&) override { return false; }
+    std::uint32_t CurrentProcessId() override { return 1; }
+    bool ToWide(std::string_view, std::span<char16_t>) override { return false; }
+};
+
+class NoSessions final : public parental::LiveSessionSource {
+ public:
+    bool ListSessions(std::vector<std::uint32_t>&) override { return false; }
+    std::u16string DomainName(std::uint32_t) override { return {}; }
+    std::u16string UserName(std::uint32_t) override { return {}; }
+    bool ResolveAccount(const std::u16string&, std::array<std::uint8_t, 68>&) override { return false; }
+};
+
+// Local time is UTC here. It may be read and set from several threads.
+class SetClock final : public base::LocalClock {
+ public:
+    [[nodiscard]] TarnSystemTime Now() const override {
+        const std::lock_guard hold(mutex_);
+        return now_;
+    }
+    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
+        return base::SecondsFromUtc(local);
+    }
+    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
+        return base::UtcFromSeconds(seconds);
+    }
+    void Set(const TarnSystemTime& now) {
+        const std::lock_guard hold(mutex_);
+        now_ = now;
+    }
+
+ private:
+    mutable std::mutex mutex_;
+    TarnSystemTime now_{2026, 3, 0, 1, 12, 0, 0, 0};  // a Sunday noon
+};
+
+class FakePlatform final : public Platform {
+ public:
+    modules::ModuleSystem& Modules() override { return modules; }
+    url::ProcessInspector& Processes() override { return processes; }
+    const base::LocalClock& Clock() override { return clock; }
+    parental::LiveSessionSource& LiveSessions() override { return sessions; }
+    std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                                 std::uint32_t defaultValue) override {
+        const auto found = integers.find(Name(file, section, key));
+        return found == integers.end() ? defaultValue : found->second;
+    }
+    std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                            std::span<char16_t> text) override {
+        const auto found = texts.find(Name(file, section, key));
+        const std::u16string& value = found == texts.end() ? std::u16string() : found->second;
+        const std::size_t length = std::min(value.size(), text.size() - 1);
+        std::copy_n(value.begin(), length, text.begin());
+        text[length] = u'\0';
+        return length;
+    }
+
+    BareModules modules;
+    NoProcesses processes;
+    NoSessions sessions;
+    SetClock clock;
+    // By "file [section] key".
+    std::map<std::u16string, std::uint32_t> integers;
+    std::map<std::u16string, std::u16string> texts;
+
+ private:
+    static std::u16string Name(const base::PathBuffer& file, const char16_t* section, const char16_t* key) {
+        return std::u16string(base::FieldText(file)) + u" [" + section + u"] " + key;
+    }
+};
+
+}  // namespace tarn::api
+
+#endif
