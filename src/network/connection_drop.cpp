@@ -28,7 +28,7 @@ std::optional<TcpTableRow> RowOfConnection(const std::uint8_t* frame) {
     const auto ports = EthernetFrame(base::Bytes(frame, kEthernetHeader + ipv4->length + kPortsLength)).Ports(*ipv4);
     if (!ports) return std::nullopt;
     // QUIRK: the source is the local end whichever way the frame went, so that an inbound frame gives a row that fits
-    // no connection.  Test: ConnectionDrop_AnInboundFrameSwapsTheEnds
+    // no connection.  Test: AnInboundFrameSwapsTheEnds
     return TcpTableRow{.state = kTcpStateDelete,
                        .localAddress = std::bit_cast<std::uint32_t>(ipv4->source),
                        .localPort = NetworkOrder(ports->source),

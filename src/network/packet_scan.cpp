@@ -58,14 +58,14 @@ std::optional<Attempt> ReadAttempt(const EthernetFrame& frame, bool inbound) {
     const auto mac = frame.SourceMac();
     const auto ipv4 = frame.Ipv4();
     // QUIRK: neither the version of the header nor its least length is examined; with an IHL of 0 the ports are read
-    // where the header begins.  Test: PacketScan_TheIhlIsTakenAsItStands
+    // where the header begins.  Test: TheIhlIsTakenAsItStands
     if (!mac || !ipv4 || ipv4->protocol != kProtocolTcp) return std::nullopt;
     const auto ports = frame.Ports(*ipv4);
     if (!ports) return std::nullopt;
 
     Attempt attempt;
     // QUIRK: the sender of the frame in both directions; for an outbound one that is this machine.
-    // Test: PacketScan_OutboundFramesSwapTheEndsButNotTheMac
+    // Test: OutboundFramesSwapTheEndsButNotTheMac
     attempt.sourceMac = *mac;
     attempt.remoteAddress = ipv4->source;
     attempt.localAddress = ipv4->destination;
@@ -102,7 +102,7 @@ void FillBruteForce(const PacketScanContext& context, const Attempt& attempt, st
     verdict.alertFlag = 1;
     verdict.filled = 1;
     // QUIRK: a rule that the user excluded still blocks here; the rule lends its texts only.
-    // Test: PacketScan_AnExcludedRuleStillBlocksABruteForceAttempt
+    // Test: AnExcludedRuleStillBlocksABruteForceAttempt
     FillRuleDetails(context.settings.idsRules, ruleId, ExcludedRule::kIgnored, verdict);
     base::StoreField<150>(verdict.description, u"Bruteforce attack by Malicious IP detected");
 }
@@ -119,7 +119,7 @@ bool BlocksBruteForce(const PacketScanContext& context, const EthernetFrame& fra
     }
     FillBruteForce(context, *attempt, ruleId, verdict);
     // QUIRK: an attacker is described once; every further frame is blocked without texts.
-    // Test: PacketScan_AKnownAttackerIsBlockedWithoutTextsOrQuery
+    // Test: AKnownAttackerIsBlockedWithoutTextsOrQuery
     if (reported) EmptyRuleTexts(verdict);
     return true;
 }
@@ -129,7 +129,7 @@ void ScanForSignatures(const PacketScanContext& context, const std::uint8_t* fra
     const auto& module = context.companions.packetSignatures;
     if (!module.loaded || module.functions.PKSScanPacket == nullptr) return;
     // QUIRK: after a failed scan the record stays as the module left it, an attack's 0 included.
-    // Test: PacketScan_AFailedSignatureScanLeavesTheRecord
+    // Test: AFailedSignatureScanLeavesTheRecord
     if (module.functions.PKSScanPacket(frame, frameLength, ruleId, inbound, &verdict) == 0) return;
     if (verdict.action == kNoAttack) verdict.action = TARN_PACKET_ALLOW;
     if (verdict.action != kAttackFound) return;

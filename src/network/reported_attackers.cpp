@@ -31,7 +31,7 @@ void ReportedAttackerList::Add(const IpAddressRecord& address) {
     const std::uint32_t number = AsItStands(address);
     const std::lock_guard hold(lock_);
     // QUIRK: entries do not expire one by one; the insertion after the 5000th empties the whole list first, and an
-    // address that was added twice counts twice.  Test: ReportedAttackers_TheFiveThousandAndFirstEmptiesTheList
+    // address that was added twice counts twice.  Test: TheFiveThousandAndFirstEmptiesTheList
     if (insertions_ >= kMaxInsertions) {
         insertions_ = 0;
         ++generation_;

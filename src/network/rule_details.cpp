@@ -42,7 +42,7 @@ void FillRuleDetails(const modules::IdsRuleTable& rules, std::uint16_t ruleId, E
 
 void EmptyRuleTexts(PacketVerdict& verdict) {
     // QUIRK: as many bytes as each field has units are zeroed, which is half of the field; an old text's second half
-    // stays behind the NULs.  Test: PacketScan_EmptiedTextsKeepTheirSecondHalf
+    // stays behind the NULs.  Test: EmptiedTextsKeepTheirSecondHalf
     ZeroBytes(verdict.ruleName, kNameUnits);
     ZeroBytes(verdict.description, kDescriptionUnits);
     ZeroBytes(verdict.details, kDetailsUnits);

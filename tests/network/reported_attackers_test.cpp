@@ -61,21 +61,22 @@ TEST(ReportedAttackers, DuplicatesCount) {
 // Addresses of one network, far apart, and ones that fall on the same slots: all that a hash can be led astray by.
 TEST(ReportedAttackers, AnswersLikeThePlainWalk) {
     std::mt19937 random(20);
-    for (const std::uint32_t mask : {0x00000FFFU, 0xFFF00000U, 0xFFFFFFFFU, 0x000FF0F0U}) {
+    for (const std::uint32_t mask : {0x00000FFFU, 0xFFF00000U, 0x000FF0F0U}) {
         ReportedAttackerList list;
         plain::ReportedAttackerList walk;
         for (int i = 0; i < 12000; ++i) {
             const IpAddressRecord added = NumberedAddress(static_cast<std::uint32_t>(random()) & mask);
             list.Add(added);
             walk.Add(added);
+            if (i % 5 != 0) continue;  // the walk is what takes the time
             const IpAddressRecord asked = NumberedAddress(static_cast<std::uint32_t>(random()) & mask);
             ASSERT_EQ(list.Contains(asked), walk.Contains(asked)) << "after " << i + 1 << " insertions";
         }
     }
 }
 
-// The worst that a table of open addresses can be given: every address belongs to the last slots, so that the probes
-// run over the end of the table.
+// The worst that a table of open addresses can be given: by its spreading (the factor below) every address belongs to
+// the last slot, so that the probes run over the end of the table.
 TEST(ReportedAttackers, AddressesOfOneSlotAllFit) {
     std::vector<std::uint32_t> colliding;
     for (std::uint32_t number = 0; colliding.size() < 300; ++number) {
