@@ -56,6 +56,7 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
                    std::ostream& errors) {
     CLI::App app("Runs tarn.dll as its host process would and prints its verdicts.", "tarnhost");
     app.set_version_flag("--version", std::string("tarnhost " TARN_VERSION));
+    app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
     app.fallthrough();
     Session session{environment, out, errors, {}, {}, false};

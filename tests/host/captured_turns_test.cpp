@@ -1,4 +1,4 @@
-// The turns of real connections against what a dissector found in the same captures.
+// What is read from real captures against what a dissector found in them: turns of connections and DNS answers.
 #include <fstream>
 #include <gmock/gmock.h>
 #include <map>
@@ -36,9 +36,9 @@ Truth ReadTruth(const std::string& capture) {
         std::ifstream input(std::string(TARN_CAPTURE_FOLDER "/") + file + "_payloads.jsonl");
         for (std::string line; std::getline(input, line);) {
             const auto part = nlohmann::json::parse(line);
-            if (part["capture"] != capture) continue;
+            if (part["capture"] != capture || part["kind"] == "dns") continue;
             const Place place{part["src"], part["sport"], part["dst"], part["dport"], part["index"]};
-            truth[place] = {part["frame"], part["total_length"], part["payload_hex"]};
+            truth[place] = {part["frame"], part.value("total_length", std::uint64_t{0}), part["payload_hex"]};
         }
     }
     return truth;
@@ -85,13 +85,56 @@ TEST_P(CapturedTurns, EqualTheDissectedOnes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Captures, CapturedTurns,
-                         testing::Values(std::pair{"http_curl.pcap", 41}, std::pair{"http_chromium.pcap", 32},
-                                         std::pair{"http_wget_and_others.pcap", 48}, std::pair{"http_ipv6.pcap", 18},
+                         testing::Values(std::pair{"tls_curl.pcap", 103}, std::pair{"mixed_small.pcap", 70},
+                                         std::pair{"http_curl.pcap", 41}, std::pair{"http_chromium.pcap", 32},
+                                         std::pair{"http_wget_and_others.pcap", 47}, std::pair{"http_ipv6.pcap", 18},
                                          std::pair{"http_odd_forms.pcap", 31}),
                          [](const auto& test) {
                              const std::string name = test.param.first;
                              return name.substr(0, name.find('.'));
                          });
+
+// The dissector lists the segments of FTP clients one by one; a turn holds all up to the server's reply.
+TEST(CapturedFtp, TheTurnsOfAConnectionHoldItsSegments) {
+    using Client = std::pair<std::string, std::uint16_t>;
+    std::size_t segments = 0;
+    for (const char* capture : {"ftp_classic_wget.pcap", "ftp_pipelined_control.pcap"}) {
+        std::map<Client, std::string> expected;
+        for (const auto& [place, part] : ReadTruth(capture)) {
+            expected[{std::get<0>(place), std::get<1>(place)}] += part.hex;
+            ++segments;
+        }
+        std::map<Client, std::string> found;
+        for (const Turn& turn : ReadTurns(capture))
+            if (turn.server.port == 21)
+                found[{FormatIpAddress(turn.client.address), turn.client.port}] += Hex(turn.data);
+        EXPECT_EQ(found, expected) << capture;
+    }
+    EXPECT_EQ(segments, 63u);
+}
+
+TEST(CapturedDns, EveryAnswerOverUdpIsSeen) {
+    using Answer = std::tuple<std::string, std::uint16_t, std::string>;
+    std::map<std::uint64_t, Answer> expected;
+    std::ifstream truth(TARN_CAPTURE_FOLDER "/first_payloads.jsonl");
+    for (std::string line; std::getline(truth, line);) {
+        const auto part = nlohmann::json::parse(line);
+        if (part["capture"] == "dns_basic.pcap" && part["transport"] == "udp")
+            expected[part["frame"]] = {part["dst"], part["dport"], part["payload_hex"]};
+    }
+    std::map<std::uint64_t, Answer> found;
+    std::ifstream input(TARN_CAPTURE_FOLDER "/dns_basic.pcap", std::ios::binary);
+    CaptureReader reader(input);
+    CapturedFrame frame;
+    while (reader.Next(frame)) {
+        const auto view = ViewTransport(frame.bytes);
+        if (view && !view->isTcp && view->source.port == 53)
+            found[frame.number] = {FormatIpAddress(view->destination.address), view->destination.port,
+                                   Hex({view->payload.begin(), view->payload.end()})};
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(found.size(), 56u);
+}
 
 }  // namespace
 }  // namespace tarn::host

@@ -1,0 +1,117 @@
+#include "host/install_copy_win32.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
+#include <windows.h>
+
+namespace tarn::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFiles[] = {"tarnhost.exe", "tarn.dll",     "setrd.dll",   "statrd.dll",
+                                  "sitecls.dll",  "pktsig.dll",   "tlsinsp.dll", "urlsig.dll",
+                                  "isolate.dll",  "OPTSTORE.DLL", "agentst.dll"};
+constexpr const char* kPolicy = "tarn-policy.toml";
+
+fs::path OwnFolder() {
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return fs::path(path).parent_path();
+}
+
+std::string ReadWhole(const fs::path& path) {
+    std::ifstream input(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+// A file that a child process writes its output to.
+HANDLE CreateOutput(const fs::path& path) {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
+}
+
+// In quotes; no argument of these tests holds one itself or ends in a backslash.
+std::wstring CommandLine(const fs::path& program, const std::vector<std::string>& arguments) {
+    std::wstring line = L"\"" + program.wstring() + L"\"";
+    for (const std::string& argument : arguments) {
+        const std::u8string utf8(argument.begin(), argument.end());
+        line += L" \"" + fs::path(utf8).wstring() + L"\"";
+    }
+    return line;
+}
+
+}  // namespace
+
+std::vector<nlohmann::json> ProgramRun::Json() const {
+    std::vector<nlohmann::json> lines;
+    std::istringstream input(out);
+    for (std::string line; std::getline(input, line);) {
+        auto value = nlohmann::json::parse(line, nullptr, false);
+        EXPECT_TRUE(value.is_object()) << line;
+        if (value.is_object()) lines.push_back(std::move(value));
+    }
+    return lines;
+}
+
+InstallCopy::InstallCopy() {
+    static unsigned counter = 0;
+    folder_ = OwnFolder() / ("host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
+    fs::create_directories(folder_);
+    const fs::path built = OwnFolder().parent_path() / "bin";
+    // The programs are large, and nobody writes into them.
+    for (const char* file : kFiles) fs::create_hard_link(built / file, folder_ / file);
+    fs::copy_file(TARN_POLICY_FILE, folder_ / kPolicy);
+}
+
+InstallCopy::~InstallCopy() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+ProgramRun InstallCopy::Run(const std::vector<std::string>& arguments) const {
+    ProgramRun run;
+    const HANDLE out = CreateOutput(File("stdout.txt"));
+    const HANDLE errors = CreateOutput(File("stderr.txt"));
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = out;
+    startup.hStdError = errors;
+    PROCESS_INFORMATION process{};
+    std::wstring line = CommandLine(File("tarnhost.exe"), arguments);
+    if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) == 0) {
+        ADD_FAILURE() << "tarnhost does not start: error " << GetLastError();
+    } else {
+        WaitForSingleObject(process.hProcess, INFINITE);
+        GetExitCodeProcess(process.hProcess, &run.exitCode);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(out);
+    CloseHandle(errors);
+    run.out = Read("stdout.txt");
+    run.errors = Read("stderr.txt");
+    return run;
+}
+
+void InstallCopy::Write(const std::string& name, const std::string& text) const {
+    std::ofstream(File(name), std::ios::binary) << text;
+}
+
+std::string InstallCopy::Read(const std::string& name) const {
+    return ReadWhole(File(name));
+}
+
+void InstallCopy::Remove(const std::string& name) const {
+    EXPECT_TRUE(fs::remove(File(name))) << name;
+}
+
+std::string CapturePath(const std::string& name) {
+    return std::string(TARN_CAPTURE_FOLDER "/") + name;
+}
+
+}  // namespace tarn::host

@@ -1,0 +1,46 @@
+// An install folder of its own with tarnhost, tarn.dll, the reference companions and their policy, and runs in it.
+// What tarnhost prints is judged by the tests.
+#ifndef TARN_TESTS_HOST_INSTALL_COPY_WIN32_H
+#define TARN_TESTS_HOST_INSTALL_COPY_WIN32_H
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace tarn::host {
+
+struct ProgramRun {
+    unsigned long exitCode = 0;
+    std::string out;
+    std::string errors;
+
+    // The lines of the output, each a JSON object; a line that is none fails the test.
+    [[nodiscard]] std::vector<nlohmann::json> Json() const;
+};
+
+class InstallCopy {
+ public:
+    InstallCopy();
+    ~InstallCopy();
+    InstallCopy(const InstallCopy&) = delete;
+    InstallCopy& operator=(const InstallCopy&) = delete;
+
+    // tarnhost with these arguments; it is waited for.
+    [[nodiscard]] ProgramRun Run(const std::vector<std::string>& arguments) const;
+
+    void Write(const std::string& name, const std::string& text) const;
+    [[nodiscard]] std::string Read(const std::string& name) const;
+    void Remove(const std::string& name) const;
+    [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
+
+ private:
+    std::filesystem::path folder_;
+};
+
+// Of a bundled capture or what belongs to one.
+std::string CapturePath(const std::string& name);
+
+}  // namespace tarn::host
+
+#endif
