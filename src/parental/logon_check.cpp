@@ -29,7 +29,7 @@ void Refuse(const UserSessionRecord& record, LogonVerdict& verdict) {
     verdict.reason = TARN_REASON_PARENTAL_CONTROL;
     verdict.action = TARN_BLOCK;
     verdict.reserved8 = 0;
-    // QUIRK: a name that fills all its units is emptied, not cut.  Test: LogonCheck_NameWithoutItsNulIsEmptied
+    // QUIRK: a name that fills all its units is emptied, not cut.  Test: NameWithoutItsNulIsEmptied
     if (std::ranges::find(record.userName, u'\0') == record.userName.end())
         std::memset(&verdict.userName, 0, sizeof verdict.userName[0]);
     else

@@ -38,13 +38,13 @@ bool ApplyEvent(const LogonEvent& event, const TarnSystemTime& now, UserSessionR
     ApplyEventCode(event.eventCode, record);
 
     // QUIRK: an account that the saved state knows without a time stays without one: its day change can never be told,
-    // and each of its events fails.  Test: UserSessions_AccountWithoutATimeFailsForGood
+    // and each of its events fails.  Test: AccountWithoutATimeFailsForGood
     // QUIRK: both midnights are taken without daylight saving: a day of 23 hours is a whole day, one of 25 hours is
-    // one day.  Test: UserSessions_DayChange_ClockChangesCountAsOneDay
+    // one day.  Test: DayChange_ClockChangesCountAsOneDay
     const auto days = base::DaysBetween(record.lastUpdate, now);
     if (!days) return false;
     // QUIRK: the first tick of a day resets the usage and is not counted itself.
-    // Test: UserSessions_FirstTickAfterMidnightIsNotCounted
+    // Test: FirstTickAfterMidnightIsNotCounted
     if (*days != 0)
         record.usageTicks = 0;
     else if (event.eventCode == kTickEvent)

@@ -48,6 +48,16 @@ TEST(ReportedAttackers, TheFiveThousandAndFirstEmptiesTheList) {
     for (std::uint32_t i = 0; i < 5000; ++i) ASSERT_FALSE(list.Contains(NumberedAddress(i)));
 }
 
+// What earlier fillings left behind neither answers nor takes up room: their slots are more than the table has.
+TEST(ReportedAttackers, EveryFillingStartsAfresh) {
+    ReportedAttackerList list;
+    for (std::uint32_t filling = 0; filling < 20; ++filling) {
+        for (std::uint32_t i = 0; i < 5000; ++i) list.Add(NumberedAddress(filling * 5000 + i));
+        for (std::uint32_t number = 0; number < (filling + 2) * 5000; number += 7)
+            ASSERT_EQ(list.Contains(NumberedAddress(number)), number / 5000 == filling) << number;
+    }
+}
+
 TEST(ReportedAttackers, DuplicatesCount) {
     ReportedAttackerList list;
     list.Add(NumberedAddress(1));
