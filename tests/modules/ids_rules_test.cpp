@@ -171,7 +171,7 @@ TEST(IdsRuleTable, EachMissingBlockFailsAndLeavesNothing) {
     rules.Add(3, {100, 50});
     const IdsSettingsRecord record = rules.Record();
     liveBlocks = 0;
-    for (int blocks = 0; blocks < 3; ++blocks) {
+    for (int blocks = 0; blocks < 4; ++blocks) {
         IdsRuleTable table(kCountedMemory);
         blocksLeft = blocks;
         EXPECT_FALSE(table.CopySelected(record, 100)) << blocks;
@@ -182,9 +182,9 @@ TEST(IdsRuleTable, EachMissingBlockFailsAndLeavesNothing) {
     }
     {
         IdsRuleTable table(kCountedMemory);
-        blocksLeft = 3;
+        blocksLeft = 4;
         EXPECT_TRUE(table.CopySelected(record, 100));
-        EXPECT_EQ(liveBlocks, 3) << "the rules and two lists of systems";
+        EXPECT_EQ(liveBlocks, 4) << "the rules, two lists of systems and the index";
     }
     EXPECT_EQ(liveBlocks, 0) << "freed with the table";
 }
