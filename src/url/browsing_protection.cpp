@@ -77,8 +77,8 @@ std::size_t BrowsingProtection::ActedOnCount() const {
 bool BrowsingProtection::IsExcluded(std::u16string_view executable) const {
     const std::u16string lower = LowerCase(executable);
     return state_.Read([&](const State& state) {
-        return std::ranges::any_of(state.exclusions,
-                                   [&](const std::u16string& name) { return lower.find(name) != std::u16string::npos; });
+        return std::ranges::any_of(
+            state.exclusions, [&](const std::u16string& name) { return lower.find(name) != std::u16string::npos; });
     });
 }
 
