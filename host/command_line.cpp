@@ -14,6 +14,9 @@ namespace {
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand},
     {"replay", "Judge the requests in captures", AddReplayCommand},
+    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand},
+    {"logon", "Say whether an account may use the machine now", AddLogonCommand},
+    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand},
 };
 

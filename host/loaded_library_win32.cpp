@@ -19,15 +19,6 @@ namespace {
 constexpr const wchar_t* kModules[] = {L"setrd.dll",  L"statrd.dll",  L"sitecls.dll",  L"pktsig.dll", L"tlsinsp.dll",
                                        L"urlsig.dll", L"isolate.dll", L"OPTSTORE.DLL", L"agentst.dll"};
 
-// In full and with a backslash at its end.
-std::wstring FullFolder(const std::wstring& folder) {
-    std::vector<wchar_t> path(32768);
-    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
-    std::wstring text(path.data(), length);
-    if (text.empty() || text.back() != L'\\') text += L'\\';
-    return text;
-}
-
 std::string MissingModules(const std::wstring& folder) {
     std::string missing;
     for (const wchar_t* module : kModules) {
@@ -60,7 +51,9 @@ class LoadedLibrary : public Judge {
                 FromWide(file), GetLastError());
             return false;
         }
-        if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl")) {
+        if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl") ||
+            !Bind(scanExtensionUrl_, "WSWebExtScanUrl") || !Bind(scanLogonEvent_, "WSScanLogonEventForPCCTRL") ||
+            !Bind(settingsChanged_, "WSSettingsChanged") || !Bind(updateSettingsChanged_, "WSUpdateSettingsChanged")) {
             mistake =
                 fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
             return false;
@@ -90,6 +83,26 @@ class LoadedLibrary : public Judge {
         judgement.isValid = scanUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
         return judgement;
     }
+
+    Judgement ScanExtensionUrl(std::uint8_t kind, const std::string& url) override {
+        buffer_.assign(url.begin(), url.end());
+        buffer_.push_back(0);
+        ScanRequest request{};
+        request.data = buffer_.data();
+        request.kind = kind;
+        Judgement judgement;
+        judgement.isValid = scanExtensionUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
+        return judgement;
+    }
+
+    LogonJudgement ScanLogonEvent(const LogonEvent& event) override {
+        LogonJudgement judgement;
+        judgement.isValid = scanLogonEvent_(&event, &judgement.verdict) != 0;
+        return judgement;
+    }
+
+    bool SettingsChanged(std::uint32_t kind) override { return settingsChanged_(kind, 0, 0, 0) != 0; }
+    bool UpdateSettingsChanged(std::uint32_t mask) override { return updateSettingsChanged_(&mask) != 0; }
 
  private:
     template <class Function>
@@ -140,10 +153,22 @@ class LoadedLibrary : public Judge {
     decltype(&WSInit) init_ = nullptr;
     decltype(&WSDeinit) deinit_ = nullptr;
     decltype(&WSScanUrl) scanUrl_ = nullptr;
+    decltype(&WSWebExtScanUrl) scanExtensionUrl_ = nullptr;
+    decltype(&WSScanLogonEventForPCCTRL) scanLogonEvent_ = nullptr;
+    decltype(&WSSettingsChanged) settingsChanged_ = nullptr;
+    decltype(&WSUpdateSettingsChanged) updateSettingsChanged_ = nullptr;
     std::vector<std::uint8_t> buffer_;
 };
 
 }  // namespace
+
+std::wstring FullFolder(const std::wstring& folder) {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
+    std::wstring text(path.data(), length);
+    if (text.empty() || text.back() != L'\\') text += L'\\';
+    return text;
+}
 
 std::wstring OwnFolder() {
     std::vector<wchar_t> path(32768);

@@ -1,0 +1,19 @@
+// The text of a policy file, whole.
+// What it says is read by policy/policy_reader.h.
+#ifndef TARN_HOST_POLICY_FILE_H
+#define TARN_HOST_POLICY_FILE_H
+
+#include <optional>
+#include <string>
+
+namespace tarn::host {
+
+// The policy that stands in folder, which ends with a separator.
+std::string PolicyPath(const std::string& folder);
+
+// Nothing when it cannot be read.
+std::optional<std::string> ReadPolicyText(const std::string& file);
+
+}  // namespace tarn::host
+
+#endif
