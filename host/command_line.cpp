@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/commands/command.h"
+#include "host/printable_text.h"
 
 namespace tarn::host {
 
@@ -73,6 +74,13 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     try {
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(std::move(arguments));
+    } catch (const CLI::RequiredError& error) {
+        if (const std::vector<std::string> rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
+            return session.Fail(
+                fmt::format("there is no command \"{}\"; tarnhost --help lists them", Printable(rest.front())),
+                kExitUsage);
+        app.exit(error, out, errors);
+        return kExitUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }

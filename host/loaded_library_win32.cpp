@@ -8,6 +8,7 @@
 
 #include "tarn/tarn.h"
 
+#include "host/policy_check.h"
 #include "host/private_registry_win32.h"
 #include "host/utf8_win32.h"
 
@@ -43,6 +44,9 @@ class LoadedLibrary : public Judge {
         const std::wstring ownFolder = OwnFolder();
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
+        // The modules would start without it and switch everything off.
+        mistake = DescribePolicyMistakes(FromWide(installFolder));
+        if (!mistake.empty()) return false;
         const std::wstring file = ownFolder + L"tarn.dll";
         module_ = LoadLibraryW(file.c_str());
         if (module_ == nullptr) {
@@ -53,7 +57,8 @@ class LoadedLibrary : public Judge {
         }
         if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl") ||
             !Bind(scanExtensionUrl_, "WSWebExtScanUrl") || !Bind(scanLogonEvent_, "WSScanLogonEventForPCCTRL") ||
-            !Bind(settingsChanged_, "WSSettingsChanged") || !Bind(updateSettingsChanged_, "WSUpdateSettingsChanged")) {
+            !Bind(settingsChanged_, "WSSettingsChanged") || !Bind(updateSettingsChanged_, "WSUpdateSettingsChanged") ||
+            !Bind(featureStatus_, "WSGetUrlScanFeatureStatus")) {
             mistake =
                 fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
             return false;
@@ -63,8 +68,14 @@ class LoadedLibrary : public Judge {
                          FromWide(installFolder).c_str());
         std::uint32_t error = 0;
         isReady_ = init_(options.mode, &error) != 0;
-        if (!isReady_) mistake = StartMistake(installFolder, error);
-        return isReady_;
+        if (!isReady_) {
+            mistake = StartMistake(installFolder, error);
+            return false;
+        }
+        std::uint8_t status = 0;
+        if (featureStatus_(&status) != 0 && status == 0)
+            std::fprintf(stderr, "tarnhost: the settings switch every URL-scanning feature off\n");
+        return true;
     }
 
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
@@ -157,6 +168,7 @@ class LoadedLibrary : public Judge {
     decltype(&WSScanLogonEventForPCCTRL) scanLogonEvent_ = nullptr;
     decltype(&WSSettingsChanged) settingsChanged_ = nullptr;
     decltype(&WSUpdateSettingsChanged) updateSettingsChanged_ = nullptr;
+    decltype(&WSGetUrlScanFeatureStatus) featureStatus_ = nullptr;
     std::vector<std::uint8_t> buffer_;
 };
 

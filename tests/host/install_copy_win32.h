@@ -32,6 +32,7 @@ class InstallCopy {
     void Write(const std::string& name, const std::string& text) const;
     [[nodiscard]] std::string Read(const std::string& name) const;
     void Remove(const std::string& name) const;
+    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
     [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
 
  private:
