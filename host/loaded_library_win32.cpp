@@ -10,6 +10,7 @@
 
 #include "host/policy_check.h"
 #include "host/private_registry_win32.h"
+#include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
 
 namespace tarn::host {
@@ -45,7 +46,12 @@ class LoadedLibrary : public Judge {
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
         // The modules would start without it and switch everything off.
-        mistake = DescribePolicyMistakes(FromWide(installFolder));
+        mistake = DescribePolicyMistakes(FromWide(installFolder), [](const std::string& name, SidBytes& sid) {
+            Account account;
+            const bool isKnown = FindMachineAccount(name, account);
+            sid = account.sid;
+            return isKnown;
+        });
         if (!mistake.empty()) return false;
         const std::wstring file = ownFolder + L"tarn.dll";
         module_ = LoadLibraryW(file.c_str());

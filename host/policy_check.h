@@ -10,12 +10,13 @@
 
 namespace tarn::host {
 
-// False when the file cannot be read; its content counts only then.
-bool ReadPolicyMistakes(const std::string& file, std::vector<policy::Mistake>& mistakes);
+// False when the file cannot be read. Without findSid the names of accounts are not checked.
+bool ReadPolicyMistakes(const std::string& file, std::vector<policy::Mistake>& mistakes,
+                        const policy::FindSid& findSid = {});
 
 // One line for each mistake in the policy that stands in folder (which ends with a separator), and what to do about
 // them; empty for a policy without mistakes and for a folder without a policy: not every module reads one.
-std::string DescribePolicyMistakes(const std::string& folder);
+std::string DescribePolicyMistakes(const std::string& folder, const policy::FindSid& findSid = {});
 
 }  // namespace tarn::host
 

@@ -20,4 +20,13 @@ std::optional<std::string> ReadPolicyText(const std::string& file) {
     return text;
 }
 
+policy::FindSid SidsOf(Environment& environment) {
+    return [&environment](const std::string& name, SidBytes& sid) {
+        Account account;
+        if (!environment.FindAccount(name, account)) return false;
+        sid = account.sid;
+        return true;
+    };
+}
+
 }  // namespace tarn::host

@@ -112,12 +112,7 @@ class LogonPrinter {
 LogonRule RuleOf(const Account& account, const Session& session) {
     const auto text = ReadPolicyText(PolicyPath(session.environment.InstallFolder(session.library)));
     if (!text) return {};
-    const policy::ReadPolicy read = policy::ParsePolicy(*text, [&](const std::string& name, SidBytes& sid) {
-        Account found;
-        if (!session.environment.FindAccount(name, found)) return false;
-        sid = found.sid;
-        return true;
-    });
+    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
     if (!read.mistakes.empty()) return {};
     return FindLogonRule(read.policy, account.sid, session.environment.LocalTime());
 }

@@ -7,6 +7,7 @@
 #include "host/commands/command.h"
 #include "host/file_path.h"
 #include "host/policy_check.h"
+#include "host/policy_file.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
@@ -30,7 +31,7 @@ void PrintAsJson(const std::vector<policy::Mistake>& mistakes, const std::string
 int CheckPolicy(const std::string& given, const Session& session) {
     const std::string file = given.empty() ? session.environment.OwnFolder() + std::string(policy::kPolicyFile) : given;
     std::vector<policy::Mistake> mistakes;
-    if (!ReadPolicyMistakes(file, mistakes))
+    if (!ReadPolicyMistakes(file, mistakes, SidsOf(session.environment)))
         return session.Fail(
             fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(file)),
             kExitFailed);

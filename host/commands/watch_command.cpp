@@ -126,13 +126,7 @@ int Watch(const WatchOptions& options, const Session& session) {
     if (!ParseReplacements(session.replacements, replacements, mistake)) return session.Fail(mistake, kExitUsage);
     Environment& environment = session.environment;
     const std::string folder = environment.InstallFolder(session.library);
-    const auto findSid = [&](const std::string& name, SidBytes& sid) {
-        Account account;
-        if (!environment.FindAccount(name, account)) return false;
-        sid = account.sid;
-        return true;
-    };
-    PolicyFollower follower(PolicyPath(folder), findSid, session.out, session.json);
+    PolicyFollower follower(PolicyPath(folder), SidsOf(environment), session.out, session.json);
     if (!follower.Begin(mistake)) return session.Fail(mistake, kExitFailed);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;

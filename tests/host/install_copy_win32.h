@@ -39,6 +39,9 @@ class InstallCopy {
     std::filesystem::path folder_;
 };
 
+// In quotes; no argument of these tests holds one itself or ends in a backslash.
+std::wstring CommandLine(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+
 // Of a bundled capture or what belongs to one.
 std::string CapturePath(const std::string& name);
 
