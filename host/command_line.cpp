@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/commands/command.h"
+#include "host/printable_text.h"
 
 namespace tarn::host {
 
@@ -14,6 +15,9 @@ namespace {
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand},
     {"replay", "Judge the requests in captures", AddReplayCommand},
+    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand},
+    {"logon", "Say whether an account may use the machine now", AddLogonCommand},
+    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand},
 };
 
@@ -70,6 +74,13 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     try {
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(std::move(arguments));
+    } catch (const CLI::RequiredError& error) {
+        if (const std::vector<std::string> rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
+            return session.Fail(
+                fmt::format("there is no command \"{}\"; tarnhost --help lists them", Printable(rest.front())),
+                kExitUsage);
+        app.exit(error, out, errors);
+        return kExitUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }

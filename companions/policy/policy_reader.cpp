@@ -4,7 +4,6 @@
 #include <charconv>
 #include <fmt/format.h>
 
-#include "policy/parental_reader.h"
 #include "policy/values.h"
 
 namespace tarn::policy {
@@ -128,7 +127,7 @@ void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
     });
 }
 
-void ReadTop(Section& top, Policy& policy) {
+void ReadTop(Section& top, Policy& policy, const FindSid& findSid) {
     top.Table("features", [&](Section& section) { ReadFeatures(section, policy.features); });
     top.Table("notices", [&](Section& section) {
         ReadPrompt(section, "browsing_protection", policy.notices.browsingProtection);
@@ -154,13 +153,13 @@ void ReadTop(Section& top, Policy& policy) {
     });
     top.Table("parental", [&](Section& section) {
         ReadPrompt(section, "notice", policy.parental.prompt);
-        ReadParental(section, policy.parental);
+        ReadParental(section, policy.parental, findSid);
     });
 }
 
 }  // namespace
 
-ReadPolicy ParsePolicy(std::string_view text) {
+ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
     ReadPolicy result;
     toml::table table;
     try {
@@ -172,7 +171,7 @@ ReadPolicy ParsePolicy(std::string_view text) {
     }
     {
         Section top(table, "", result.mistakes);
-        ReadTop(top, result.policy);
+        ReadTop(top, result.policy, findSid);
     }
     std::stable_sort(result.mistakes.begin(), result.mistakes.end(), [](const Mistake& a, const Mistake& b) {
         return std::pair(a.line, a.column) < std::pair(b.line, b.column);

@@ -45,6 +45,9 @@ struct Command {
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);
 RunCommand AddReplayCommand(CLI::App& command, Session& session);
+RunCommand AddExtensionCommand(CLI::App& command, Session& session);
+RunCommand AddLogonCommand(CLI::App& command, Session& session);
+RunCommand AddWatchCommand(CLI::App& command, Session& session);
 RunCommand AddPolicyCommand(CLI::App& command, Session& session);
 
 }  // namespace tarn::host

@@ -34,7 +34,8 @@ HANDLE CreateOutput(const fs::path& path) {
                        nullptr);
 }
 
-// In quotes; no argument of these tests holds one itself or ends in a backslash.
+}  // namespace
+
 std::wstring CommandLine(const fs::path& program, const std::vector<std::string>& arguments) {
     std::wstring line = L"\"" + program.wstring() + L"\"";
     for (const std::string& argument : arguments) {
@@ -43,8 +44,6 @@ std::wstring CommandLine(const fs::path& program, const std::vector<std::string>
     }
     return line;
 }
-
-}  // namespace
 
 std::vector<nlohmann::json> ProgramRun::Json() const {
     std::vector<nlohmann::json> lines;

@@ -32,11 +32,15 @@ class InstallCopy {
     void Write(const std::string& name, const std::string& text) const;
     [[nodiscard]] std::string Read(const std::string& name) const;
     void Remove(const std::string& name) const;
+    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
     [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
 
  private:
     std::filesystem::path folder_;
 };
+
+// In quotes; no argument of these tests holds one itself or ends in a backslash.
+std::wstring CommandLine(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
 // Of a bundled capture or what belongs to one.
 std::string CapturePath(const std::string& name);

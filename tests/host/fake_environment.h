@@ -1,0 +1,108 @@
+// A library that answers as a test tells it, and an environment that hands it out.
+// What the commands make of its answers is theirs.
+#ifndef TARN_TESTS_HOST_FAKE_ENVIRONMENT_H
+#define TARN_TESTS_HOST_FAKE_ENVIRONMENT_H
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/command_line.h"
+
+namespace tarn::host {
+
+struct ScannedUrl {
+    std::uint8_t kind = 0;
+    std::string data;
+    Endpoint server;
+};
+
+class FakeLibrary : public Judge {
+ public:
+    Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
+        scanned.push_back({kind, {data.begin(), data.end()}, server});
+        return answer;
+    }
+
+    std::vector<ScannedUrl> scanned;
+    Judgement answer = Allowed();
+
+    static Judgement Allowed() {
+        Judgement judgement;
+        judgement.isValid = true;
+        judgement.verdict.allow = TARN_ALLOW;
+        judgement.verdict.reason = TARN_REASON_DEFAULT;
+        return judgement;
+    }
+    static Judgement Malicious(const char* name, const char* url) {
+        Judgement judgement = Allowed();
+        judgement.verdict.allow = TARN_BLOCK;
+        judgement.verdict.reason = TARN_REASON_MALICIOUS;
+        std::strncpy(judgement.verdict.text.threat.name, name, 49);
+        std::strncpy(judgement.verdict.text.threat.url, url, TARN_URL_CAPACITY - 1);
+        return judgement;
+    }
+};
+
+// Hands the library of a test on to the commands, which own what they get.
+class LentLibrary : public Judge {
+ public:
+    explicit LentLibrary(FakeLibrary& library) : library_(library) {}
+    Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
+        return library_.ScanUrl(kind, data, server);
+    }
+
+ private:
+    FakeLibrary& library_;
+};
+
+class FakeEnvironment : public Environment {
+ public:
+    std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) override {
+        opened.push_back(options);
+        mistake = whyNot;
+        if (!whyNot.empty()) return nullptr;
+        return std::make_unique<LentLibrary>(library);
+    }
+    [[nodiscard]] std::string OwnFolder() const override { return ownFolder; }
+    [[nodiscard]] bool IsOutputTerminal() const override { return isTerminal; }
+    [[nodiscard]] bool IsErrorTerminal() const override { return false; }
+
+    FakeLibrary library;
+    std::vector<LibraryOptions> opened;
+    std::string whyNot;
+    std::string ownFolder = "nowhere/";
+    bool isTerminal = false;
+};
+
+// One run of the command line.
+struct Ran {
+    int code = 0;
+    std::string out;
+    std::string errors;
+};
+inline Ran RunWith(FakeEnvironment& environment, std::vector<std::string> arguments) {
+    std::ostringstream out;
+    std::ostringstream errors;
+    const int code = RunCommandLine(std::move(arguments), environment, out, errors);
+    return {code, out.str(), errors.str()};
+}
+
+// The lines of JSON output; a line that is no object ends the list with null.
+inline std::vector<nlohmann::json> JsonLines(const std::string& text) {
+    std::vector<nlohmann::json> lines;
+    std::istringstream input(text);
+    for (std::string line; std::getline(input, line);) {
+        lines.push_back(nlohmann::json::parse(line, nullptr, false));
+        if (!lines.back().is_object()) lines.back() = nullptr;
+    }
+    return lines;
+}
+
+}  // namespace tarn::host
+
+#endif
