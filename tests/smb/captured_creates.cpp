@@ -102,8 +102,8 @@ std::vector<CapturedCreate> ReadCreates(const std::string& capture) {
     std::vector<CapturedCreate> creates;
     std::ifstream input(TARN_CAPTURE_FOLDER "/smb_creates.jsonl");
     for (std::string line; std::getline(input, line);) {
+        if (line.find('"' + capture + '"') == std::string::npos) continue;
         const auto found = nlohmann::json::parse(line);
-        if (found["capture"] != capture) continue;
         creates.push_back({found["version"], found["frame"], found["request_frame"], found["id"], found["status"],
                            found.value("action", 0U), Utf16(found["share"]), Utf16(found["file"])});
     }
