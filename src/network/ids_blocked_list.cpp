@@ -11,7 +11,7 @@ namespace tarn::network {
 namespace {
 
 using Field = base::UrlText;
-using Pair = base::FixedText<2 * TARN_URL_CAPACITY>;
+using Pair = base::FixedText<std::size_t{2} * TARN_URL_CAPACITY>;
 
 std::string_view WithoutOuterSlashes(std::string_view text) {
     if (text.starts_with('/')) text.remove_prefix(1);
