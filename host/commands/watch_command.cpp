@@ -134,6 +134,9 @@ int Watch(const WatchOptions& options, const Session& session) {
     if (!signals) return session.Fail(mistake, kExitFailed);
     follower.Follow(*library);  // for what changed before the folder was watched
 
+    if (environment.IsErrorTerminal())
+        session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(PolicyPath(folder)));
+
     Watching watching(session, *library, follower, *signals, std::move(replacements));
     bool areWhole = watching.FeedAll(options.captures);
     // A stream cannot be judged again; files are, after each change.
