@@ -92,7 +92,7 @@ std::string RefusalWords(const LogonRule& rule) {
 }
 
 std::string UsageWords(const LogonRule& rule, std::uint32_t usedTicks) {
-    const std::string used = fmt::format("used today: {}", Counted(usedTicks, "minute"));
+    std::string used = fmt::format("used today: {}", Counted(usedTicks, "minute"));
     if (!rule.LimitsHours()) return used;
     const std::uint32_t allowed = rule.allowedHours * kTicksPerHour;
     return fmt::format("{}, left: {}", used, Counted(allowed - std::min(allowed, usedTicks), "minute"));

@@ -85,7 +85,8 @@ void Compare(const std::string& key, const toml::node* before, const toml::node*
             if (table != nullptr)
                 for (const auto& [name, value] : *table) names.emplace(name.str());
         for (const std::string& name : names)
-            Compare(key.empty() ? name : key + "." + name, oldTable != nullptr ? oldTable->get(name) : nullptr,
+            Compare(key.empty() ? name : fmt::format("{}.{}", key, name),
+                    oldTable != nullptr ? oldTable->get(name) : nullptr,
                     newTable != nullptr ? newTable->get(name) : nullptr, changes);
         return;
     }
