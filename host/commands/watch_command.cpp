@@ -39,7 +39,7 @@ class Watching {
           follower_(follower),
           signals_(signals),
           report_(session.Report()),
-          replay_(library, *report_, std::move(replacements)) {}
+          replay_(library, *report_, std::move(replacements), {}) {}
 
     // False when a capture was bad.
     bool FeedAll(const std::vector<std::string>& captures) {
@@ -59,7 +59,7 @@ class Watching {
         return false;
     }
 
-    void Summary() { report_->Summary(); }
+    void Summary() { report_->Summary(replay_.WhatWasNotExamined()); }
     [[nodiscard]] bool IsStopped() const { return isStopped_; }
 
  private:
