@@ -14,7 +14,7 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand},
-    {"replay", "Judge the requests in captures", AddReplayCommand},
+    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand},
     {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand},
     {"logon", "Say whether an account may use the machine now", AddLogonCommand},
     {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand},
@@ -23,7 +23,9 @@ constexpr Command kCommands[] = {
 
 void AddSharedOptions(CLI::App& app, Session& session) {
     app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
-    app.add_option("--map", session.replacements, "Replay with the first address replaced by the second (repeatable)")
+    app.add_flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
+    app.add_option("--map", session.replacements,
+                   "Judge requests with the first address replaced by the second (repeatable)")
         ->type_name("ADDRESS=ADDRESS")
         ->take_all()
         ->allow_extra_args(false);
@@ -40,7 +42,7 @@ void AddSharedOptions(CLI::App& app, Session& session) {
 }  // namespace
 
 std::unique_ptr<VerdictReport> Session::Report() const {
-    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose});
+    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose, brief});
 }
 
 std::unique_ptr<Judge> Session::Library() const {
@@ -63,7 +65,7 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, false};
+    Session session{environment, out, errors, {}, {}, false, false};
     AddSharedOptions(app, session);
     RunCommand run;
     for (const Command& command : kCommands) {

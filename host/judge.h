@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,15 @@ class Judge {
     virtual ~Judge() = default;
     // The bytes that a client of this machine sent to server (with port 53: that server sent).
     virtual Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) = 0;
+    // One Ethernet frame, with the number of the rule whose texts an attack gets.
+    virtual PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) = 0;
+    // The file event that the frame reports, if any.
+    virtual std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) = 0;
+    // Resets the connection of a frame that this machine sends. The bytes must reach behind the ports: there is no
+    // length that the library could test.
+    virtual bool DropConnection(base::Bytes frame) = 0;
+    // Condemns a web address: from now on a request for it is blocked.
+    virtual void BlockAddress(const std::string& host, const std::string& path) = 0;
     // A whole URL, as a browser's extension reports it.
     virtual Judgement ScanExtensionUrl(std::uint8_t /*kind*/, const std::string& /*url*/) { return {}; }
     virtual LogonJudgement ScanLogonEvent(const LogonEvent& /*event*/) { return {}; }

@@ -64,7 +64,9 @@ class LoadedLibrary : public Judge {
         if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl") ||
             !Bind(scanExtensionUrl_, "WSWebExtScanUrl") || !Bind(scanLogonEvent_, "WSScanLogonEventForPCCTRL") ||
             !Bind(settingsChanged_, "WSSettingsChanged") || !Bind(updateSettingsChanged_, "WSUpdateSettingsChanged") ||
-            !Bind(featureStatus_, "WSGetUrlScanFeatureStatus")) {
+            !Bind(featureStatus_, "WSGetUrlScanFeatureStatus") || !Bind(scanPacket_, "WSScanPacket") ||
+            !Bind(scanSmb_, "WSScanSMBPacket") || !Bind(drop_, "WSDropConnection") ||
+            !Bind(blockAddress_, "WSAddURLToIDSBlockedList")) {
             mistake =
                 fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
             return false;
@@ -99,6 +101,30 @@ class LoadedLibrary : public Judge {
         Judgement judgement;
         judgement.isValid = scanUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
         return judgement;
+    }
+
+    PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
+        PacketVerdict verdict{};
+        verdict.action = TARN_PACKET_ALLOW;  // stands when the scan refuses an empty frame
+        scanPacket_(frame.data(), static_cast<std::uint32_t>(frame.size()), rule, inbound ? 1 : 0, 0, &verdict);
+        return verdict;
+    }
+
+    std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) override {
+        SmbScanResult result{};
+        const bool isHandled =
+            scanSmb_(frame.data(), static_cast<std::uint32_t>(frame.size()), inbound ? 1 : 0, &result) != 0;
+        if (!isHandled || result.resultKind != TARN_SMB_FILE_EVENT) return std::nullopt;
+        return result;
+    }
+
+    bool DropConnection(base::Bytes frame) override { return drop_(frame.data()) != 0; }
+
+    void BlockAddress(const std::string& host, const std::string& path) override {
+        IdsBlockRequest request{};
+        host.copy(request.hostName, sizeof request.hostName - 1);
+        (host + path).copy(request.requestText, sizeof request.requestText - 1);
+        blockAddress_(&request);
     }
 
     Judgement ScanExtensionUrl(std::uint8_t kind, const std::string& url) override {
@@ -175,6 +201,10 @@ class LoadedLibrary : public Judge {
     decltype(&WSSettingsChanged) settingsChanged_ = nullptr;
     decltype(&WSUpdateSettingsChanged) updateSettingsChanged_ = nullptr;
     decltype(&WSGetUrlScanFeatureStatus) featureStatus_ = nullptr;
+    decltype(&WSScanPacket) scanPacket_ = nullptr;
+    decltype(&WSScanSMBPacket) scanSmb_ = nullptr;
+    decltype(&WSDropConnection) drop_ = nullptr;
+    decltype(&WSAddURLToIDSBlockedList) blockAddress_ = nullptr;
     std::vector<std::uint8_t> buffer_;
 };
 

@@ -15,7 +15,7 @@ namespace {
 
 // Colours and the erasing of lines need a console that reads escape sequences.
 bool IsTerminal(std::FILE* file) {
-    const HANDLE console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    HANDLE console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
     DWORD mode = 0;
     return GetConsoleMode(console, &mode) != 0 &&
            SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;

@@ -30,7 +30,7 @@ class OwnedEvent {
 
 // Ctrl+C sets it; it lives as long as the process, since the system calls the handler on a thread of its own.
 HANDLE StopEvent() {
-    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    static HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     return event;
 }
 
@@ -52,7 +52,7 @@ struct InputRoom {
 
 // A thread of its own, for a read of a pipe can be neither waited for nor broken off. It ends with the process.
 void ReadStandardInput(const std::shared_ptr<InputRoom>& room) {
-    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
     while (true) {
         DWORD count = 0;
         const bool isRead =

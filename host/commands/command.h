@@ -24,6 +24,7 @@ struct Session {
     LibraryOptions library;
     std::vector<std::string> replacements;  // "ADDRESS=ADDRESS"
     bool json = false;
+    bool brief = false;
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;

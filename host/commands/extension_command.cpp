@@ -56,7 +56,8 @@ void PrintAsText(const std::string& url, const Judgement& judgement, std::ostrea
         return;
     }
     const std::uint32_t reason = judgement.verdict.reason;
-    const std::string text = RuleText(judgement.verdict);
+    std::string text = RuleText(judgement.verdict);
+    if (text == url) text.clear();  // it stands in front
     line += fmt::format("{:>2} {:<{}}", reason, ReasonWords(reason), text.empty() ? 0 : kReasonWidth - 3);
     if (!text.empty()) line += "  " + Printable(text);
     if (const std::string user = RuleUser(judgement.verdict); !user.empty())

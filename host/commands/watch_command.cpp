@@ -39,7 +39,7 @@ class Watching {
           follower_(follower),
           signals_(signals),
           report_(session.Report()),
-          replay_(library, *report_, std::move(replacements)) {}
+          replay_(library, *report_, std::move(replacements), {}) {}
 
     // False when a capture was bad.
     bool FeedAll(const std::vector<std::string>& captures) {
@@ -59,7 +59,7 @@ class Watching {
         return false;
     }
 
-    void Summary() { report_->Summary(); }
+    void Summary() { report_->Summary(replay_.WhatWasNotExamined()); }
     [[nodiscard]] bool IsStopped() const { return isStopped_; }
 
  private:
@@ -133,6 +133,9 @@ int Watch(const WatchOptions& options, const Session& session) {
     const std::unique_ptr<WatchSignals> signals = environment.Watch(folder, options.ReadsStandardInput(), mistake);
     if (!signals) return session.Fail(mistake, kExitFailed);
     follower.Follow(*library);  // for what changed before the folder was watched
+
+    if (environment.IsErrorTerminal())
+        session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(PolicyPath(folder)));
 
     Watching watching(session, *library, follower, *signals, std::move(replacements));
     bool areWhole = watching.FeedAll(options.captures);

@@ -21,6 +21,12 @@ struct ScannedUrl {
     Endpoint server;
 };
 
+struct ScannedPacket {
+    std::vector<std::uint8_t> frame;
+    std::uint16_t rule = 0;
+    bool inbound = false;
+};
+
 class FakeLibrary : public Judge {
  public:
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
@@ -28,8 +34,38 @@ class FakeLibrary : public Judge {
         return answer;
     }
 
+    PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
+        packets.push_back({{frame.begin(), frame.end()}, rule, inbound});
+        return onPacket(packets.size());
+    }
+    std::optional<SmbScanResult> ScanSmb(base::Bytes, bool inbound) override {
+        smbInbound.push_back(inbound);
+        return onSmb(smbInbound.size());
+    }
+    bool DropConnection(base::Bytes frame) override {
+        dropped.emplace_back(frame.begin(), frame.end());
+        return canDrop;
+    }
+    void BlockAddress(const std::string& host, const std::string& path) override {
+        condemned.push_back(host + " " + path);
+    }
+
     std::vector<ScannedUrl> scanned;
     Judgement answer = Allowed();
+    std::vector<ScannedPacket> packets;
+    std::vector<bool> smbInbound;
+    std::vector<std::vector<std::uint8_t>> dropped;
+    std::vector<std::string> condemned;
+    bool canDrop = true;
+    // What is said to the frame of that number, from 1 on.
+    std::function<PacketVerdict(std::size_t)> onPacket = [](std::size_t) { return Harmless(); };
+    std::function<std::optional<SmbScanResult>(std::size_t)> onSmb = [](std::size_t) { return std::nullopt; };
+
+    static PacketVerdict Harmless() {
+        PacketVerdict verdict{};
+        verdict.action = TARN_PACKET_ALLOW;
+        return verdict;
+    }
 
     static Judgement Allowed() {
         Judgement judgement;
@@ -55,6 +91,14 @@ class LentLibrary : public Judge {
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
         return library_.ScanUrl(kind, data, server);
     }
+    PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
+        return library_.ScanPacket(frame, rule, inbound);
+    }
+    std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) override {
+        return library_.ScanSmb(frame, inbound);
+    }
+    bool DropConnection(base::Bytes frame) override { return library_.DropConnection(frame); }
+    void BlockAddress(const std::string& host, const std::string& path) override { library_.BlockAddress(host, path); }
 
  private:
     FakeLibrary& library_;

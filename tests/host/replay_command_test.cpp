@@ -53,14 +53,16 @@ TEST(ReplayCommand, JsonNamesFrameClientAndReplacement) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "--json", "--map", "10.20.30.10=192.0.2.10", kCurl});
     const auto lines = JsonLines(run.out);
-    ASSERT_THAT(lines, SizeIs(38));
-    EXPECT_EQ(lines[0]["capture"], "http_curl.pcap");
-    EXPECT_EQ(lines[0]["frame"], 4);
-    EXPECT_EQ(lines[0]["client"], "10.20.30.41");
-    EXPECT_EQ(lines[0]["clientPort"], 58822);
-    EXPECT_EQ(lines[0]["server"], "192.0.2.10");
-    EXPECT_EQ(lines[0]["serverInCapture"], "10.20.30.10");
-    EXPECT_EQ(lines[37]["replacedAddresses"][0]["from"], "10.20.30.10");
+    ASSERT_THAT(lines, SizeIs(39));
+    EXPECT_EQ(lines[0]["type"], "local");
+    EXPECT_EQ(lines[0]["address"], "10.20.30.41");
+    EXPECT_EQ(lines[1]["capture"], "http_curl.pcap");
+    EXPECT_EQ(lines[1]["frame"], 4);
+    EXPECT_EQ(lines[1]["client"], "10.20.30.41");
+    EXPECT_EQ(lines[1]["clientPort"], 58822);
+    EXPECT_EQ(lines[1]["server"], "192.0.2.10");
+    EXPECT_EQ(lines[1]["serverInCapture"], "10.20.30.10");
+    EXPECT_EQ(lines[38]["replacedAddresses"][0]["from"], "10.20.30.10");
 }
 
 TEST(ReplayCommand, AFileThatIsNotThereDoesNotKeepTheOthersFromBeingJudged) {
