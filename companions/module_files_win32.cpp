@@ -13,7 +13,7 @@
 namespace tarn::policy {
 namespace {
 
-constexpr std::uint64_t kMaxFileSize = 64 * 1024 * 1024;
+constexpr std::uint64_t kMaxFileSize = std::uint64_t{64} * 1024 * 1024;
 
 // A path in the folder that this module was loaded from.
 bool PathBesideModule(std::u16string_view name, base::PathBuffer& path) {

@@ -50,7 +50,7 @@ std::optional<IpContent> OpenIpv4(base::Bytes packet, TransportView& view) {
         return std::nullopt;
     constexpr std::uint16_t kMoreFragmentsAndOffset = 0x3FFF;
     if ((fragment & kMoreFragmentsAndOffset) != 0) return std::nullopt;
-    const std::size_t headerLength = (versionAndLength & 0x0Fu) * 4u;
+    const std::size_t headerLength = (versionAndLength & 0x0Fu) * std::size_t{4};
     packet = WithoutPadding(packet, totalLength);
     if (headerLength < 20 || headerLength > packet.size()) return std::nullopt;
     content.bytes = packet.subspan(headerLength);
@@ -85,7 +85,7 @@ bool OpenTcp(base::Bytes segment, TransportView& view) {
     if (!reader.Be(view.source.port) || !reader.Be(view.destination.port) || !reader.Be(view.sequence) ||
         !reader.Be(view.acknowledged) || !reader.Be(length) || !reader.Be(flags))
         return false;
-    const std::size_t headerLength = (length >> 4) * 4u;
+    const std::size_t headerLength = (length >> 4) * std::size_t{4};
     if (headerLength < 20 || headerLength > segment.size()) return false;
     view.isTcp = true;
     view.fin = (flags & 0x01) != 0;
