@@ -1,7 +1,5 @@
 #include "system/footprint_win32.h"
 
-#include <algorithm>
-#include <array>
 #include <vector>
 #include <windows.h>
 // clang-format off: these build on it
@@ -88,20 +86,6 @@ std::size_t OwnPrivateBytes() {
         at = static_cast<const unsigned char*>(region.BaseAddress) + region.RegionSize;
     }
     return bytes;
-}
-
-std::size_t OwnHeapBlocks() {
-    std::array<HANDLE, 64> heaps{};
-    const DWORD count =
-        std::min(GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()), static_cast<DWORD>(heaps.size()));
-    std::size_t blocks = 0;
-    for (DWORD i = 0; i < count; ++i) {
-        HeapLock(heaps[i]);
-        PROCESS_HEAP_ENTRY entry{};
-        while (HeapWalk(heaps[i], &entry) != FALSE) blocks += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1U : 0U;
-        HeapUnlock(heaps[i]);
-    }
-    return blocks;
 }
 
 }  // namespace tarn::system_test

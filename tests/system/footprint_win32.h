@@ -15,8 +15,6 @@ std::size_t OwnHandleCount();
 std::size_t ThreadsOf(HMODULE module);
 // Committed memory that is this process's alone.
 std::size_t OwnPrivateBytes();
-// Blocks in use in all heaps of the process: a block that is lost in each cycle shows at once.
-std::size_t OwnHeapBlocks();
 
 }  // namespace tarn::system_test
 

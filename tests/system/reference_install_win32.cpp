@@ -41,11 +41,13 @@ std::string Policy() {
 
 }  // namespace
 
-ReferenceInstall::ReferenceInstall() : folder_(OwnFolder() / ("reference-" + std::to_string(GetCurrentProcessId()))) {
+ReferenceInstall::ReferenceInstall() {
+    static unsigned counter = 0;
+    folder_ = OwnFolder() / ("reference-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
     std::filesystem::remove_all(folder_);  // a process that was ended leaves its folder
     std::filesystem::create_directories(folder_);
-    // The modules are large, and nobody writes into them.
-    for (const char* file : kFiles) std::filesystem::create_hard_link(BuiltTarn().parent_path() / file, folder_ / file);
+    // Copies: a link to a module that another test runs at the same time could not be removed.
+    for (const char* file : kFiles) std::filesystem::copy_file(BuiltTarn().parent_path() / file, folder_ / file);
     std::ofstream(folder_ / "tarn-policy.toml", std::ios::binary) << Policy();
     registry_.SetInstallPath(folder_.wstring() + L"\\");
 }
