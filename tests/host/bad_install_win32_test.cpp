@@ -29,8 +29,7 @@ TEST(Install, JudgesByItsOwnPolicy) {
 class NeededModule : public testing::TestWithParam<const char*> {};
 
 TEST_P(NeededModule, IsNamedWhenItIsMissing) {
-    const InstallCopy install;
-    install.Remove(GetParam());
+    const InstallCopy install({GetParam()});
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 1u);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("WSInit failed"), HasSubstr(std::string("lacks ") + GetParam())));
@@ -44,17 +43,14 @@ INSTANTIATE_TEST_SUITE_P(Modules, NeededModule, testing::Values("setrd.dll", "st
                          });
 
 TEST(Install, WithoutTheModulesThatMayBeMissingStillJudges) {
-    const InstallCopy install;
-    for (const char* module : {"tlsinsp.dll", "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"})
-        install.Remove(module);
+    const InstallCopy install({"tlsinsp.dll", "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"});
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.Json().at(0)["reason"], 2);
 }
 
 TEST(Install, ADamagedModuleIsNoMissingOne) {
-    const InstallCopy install;
-    install.Remove("pktsig.dll");
+    const InstallCopy install({"pktsig.dll"});
     install.Write("pktsig.dll", "MZ and nothing more");
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 1u);
@@ -62,8 +58,7 @@ TEST(Install, ADamagedModuleIsNoMissingOne) {
 }
 
 TEST(Install, WithoutTheLibraryNothingStarts) {
-    const InstallCopy install;
-    install.Remove("tarn.dll");
+    const InstallCopy install({"tarn.dll"});
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 1u);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("tarn.dll"), HasSubstr("cannot be loaded")));

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,9 @@ struct ProgramRun {
 
 class InstallCopy {
  public:
-    InstallCopy();
+    // The built programs are links, and one that another process has loaded cannot be removed: without names those that
+    // are left out from the start.
+    explicit InstallCopy(const std::set<std::string>& without = {});
     ~InstallCopy();
     InstallCopy(const InstallCopy&) = delete;
     InstallCopy& operator=(const InstallCopy&) = delete;
