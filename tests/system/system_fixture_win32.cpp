@@ -87,7 +87,21 @@ void SystemFixture::MakePrivateRegistry() {
     ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, privateName_.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                               &privateRoot_, nullptr),
               ERROR_SUCCESS);
+    CopyComputerName();
     ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, privateRoot_), ERROR_SUCCESS);
+}
+
+// A user's name is looked up with the computer's, which is read from the registry.
+void SystemFixture::CopyComputerName() {
+    constexpr const wchar_t* kComputerName = L"System\\CurrentControlSet\\Control\\ComputerName";
+    HKEY from = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, kComputerName, 0, KEY_READ, &from), ERROR_SUCCESS);
+    HKEY to = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(privateRoot_, kComputerName, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(RegCopyTreeW(from, nullptr, to), ERROR_SUCCESS);
+    RegCloseKey(to);
+    RegCloseKey(from);
 }
 
 void SystemFixture::SetInstallPath(const std::u16string& path) {

@@ -84,6 +84,7 @@ class SystemFixture : public testing::Test {
 
  private:
     void MakePrivateRegistry();
+    void CopyComputerName();
 
     HMODULE library_ = nullptr;
     HKEY privateRoot_ = nullptr;
