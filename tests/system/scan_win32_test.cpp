@@ -9,6 +9,7 @@ namespace tarn::system_test {
 namespace {
 
 using testing::ElementsAre;
+using testing::StartsWith;
 
 class ScanUrl : public SystemFixture {
  protected:
@@ -112,7 +113,8 @@ TEST_F(ScanUrl, CategoriesAreAskedAndReleased) {
     ASSERT_TRUE(Get("a.example", "/x"));
     EXPECT_EQ(Verdict(), "0/1");
     EXPECT_STREQ(verdict.text.threat.url, "a.example/x");
-    EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories a.example/x 0", "SCReleaseCategories"));
+    EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories a.example/x 0", "SCReleaseCategories", "load isolate.dll",
+                                        StartsWith("ZRQuarantineFile 0 2 "), "for a.example/x", "unload isolate.dll"));
     answers.pcSettings.strictness = 3;
     ASSERT_TRUE(Init());
     ASSERT_TRUE(Get("a.example", "/x"));
@@ -140,7 +142,8 @@ TEST_F(ScanUrl, AMaliciousPatternIsBlocked) {
     EXPECT_STREQ(verdict.text.threat.name, "Malicious Url");
     EXPECT_STREQ(verdict.text.threat.url, "a.example/x");
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories a.example:8080/X 0",
-                                        "WSCheckURLMaliciousPattern 1 a.example /x 36895"));
+                                        "WSCheckURLMaliciousPattern 1 a.example /x 36895", "load isolate.dll",
+                                        StartsWith("ZRQuarantineFile 0 2 "), "for a.example/x", "unload isolate.dll"));
 }
 
 TEST_F(ScanUrl, TheStopByteGivesNine) {

@@ -43,6 +43,7 @@ struct Answers {
     std::uint8_t httpsBlock;
     PacketVerdict packetVerdict;
     char passedTo[64];  // the function that is to tell the host's values behind its arguments
+    QuarantineRequest quarantined;  // the last request; its URL pointer ends with the call
     // What was saved last.
     std::uint32_t savedSessions;
     SavedSessionRecord savedRecords[16];  // the first ones

@@ -248,6 +248,7 @@ std::uint8_t TARN_CALL ZRQuarantineFile(const char16_t* path, std::uint64_t a, c
     Note("ZRQuarantineFile " + std::to_string(a + b + c + d) + " " + std::to_string(request->type) + " " +
          Narrow(path));
     Note("for " + Narrow(request->url));
+    ScriptAnswers()->quarantined = *request;
     return static_cast<std::uint8_t>(ScriptResult("ZRQuarantineFile"));
 }
 
