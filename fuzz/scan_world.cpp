@@ -198,32 +198,39 @@ void RequireOutcome(const ScanOutcome& outcome) {
     if (!outcome.isValid) return;
     const UrlVerdict& verdict = outcome.verdict;
     constexpr std::array<std::uint32_t, 3> kAllows{TARN_BLOCK, TARN_ALLOW, TARN_STOPPED_BEFORE_CATEGORIES};
-    Require(std::ranges::find(kAllows, verdict.allow) != kAllows.end(), "the answer is known");
+    const std::uint32_t allow = verdict.allow;  // a copy: the record is packed
+    Require(std::ranges::find(kAllows, allow) != kAllows.end(), "the answer is known");
     switch (verdict.reason) {
         case TARN_REASON_MALICIOUS:
         case TARN_REASON_MALICIOUS_WHITE_LISTED:
         case TARN_REASON_MALICIOUS_CATEGORY:
-            Require(IsTerminated(verdict.text.threat.url), "the URL of a threat is terminated");
-            Require(verdict.reason == TARN_REASON_MALICIOUS_CATEGORY || IsTerminated(verdict.text.threat.name) ||
+            Require(IsTerminated<char>(&verdict.text.threat.url, sizeof verdict.text.threat.url),
+                    "the URL of a threat is terminated");
+            Require(verdict.reason == TARN_REASON_MALICIOUS_CATEGORY ||
+                        IsTerminated<char>(&verdict.text.threat.name, sizeof verdict.text.threat.name) ||
                         verdict.reason == TARN_REASON_MALICIOUS_WHITE_LISTED,
                     "the name of a threat is terminated");
             break;
         case TARN_REASON_PARENTAL_SITE:
         case TARN_REASON_HTTPS_INSPECTION:
         case TARN_REASON_PARENTAL_CATEGORY:
-            Require(IsTerminated(verdict.userName), "the user's name is terminated");
-            Require(IsTerminated(verdict.text.url), "the URL is terminated");
+            Require(IsTerminated<char16_t>(&verdict.userName, sizeof verdict.userName),
+                    "the user's name is terminated");
+            Require(IsTerminated<char>(&verdict.text.url, sizeof verdict.text.url), "the URL is terminated");
             break;
         case TARN_REASON_PHISHING:
         case TARN_REASON_PHISHING_WHITE_LISTED:
-            Require(IsTerminated(verdict.text.url), "the URL is terminated");
+            Require(IsTerminated<char>(&verdict.text.url, sizeof verdict.text.url), "the URL is terminated");
             break;
         case TARN_REASON_IDS_BLOCKED:
-            Require(IsTerminated(verdict.blockedHost) && IsTerminated(verdict.blockedPath),
+            Require(IsTerminated<char>(&verdict.blockedHost, sizeof verdict.blockedHost) &&
+                        IsTerminated<char>(&verdict.blockedPath, sizeof verdict.blockedPath),
                     "both texts are terminated");
             break;
         case TARN_REASON_SCHEDULE:
-            Require(IsTerminated(verdict.userName) && verdict.localTime.year == 2026, "user and time are told");
+            Require(
+                IsTerminated<char16_t>(&verdict.userName, sizeof verdict.userName) && verdict.localTime.year == 2026,
+                "user and time are told");
             break;
         default:
             Require(verdict.reason == TARN_REASON_DEFAULT, "the reason is known");

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -75,14 +76,13 @@ inline Bytes AsBytes(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// A field of a packed record that holds a NUL.
-template <class Char, std::size_t N>
-bool IsTerminated(const Char (&field)[N]) {
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&field);
-    for (std::size_t i = 0; i < N; ++i) {
-        bool isZero = true;
-        for (std::size_t k = 0; k < sizeof(Char); ++k) isZero = isZero && bytes[i * sizeof(Char) + k] == 0;
-        if (isZero) return true;
+// Whether a field of a packed record, at any address, holds a NUL.
+template <class Char>
+bool IsTerminated(const void* field, std::size_t bytes) {
+    for (std::size_t at = 0; at + sizeof(Char) <= bytes; at += sizeof(Char)) {
+        Char unit;
+        std::memcpy(&unit, static_cast<const std::uint8_t*>(field) + at, sizeof unit);
+        if (unit == Char{}) return true;
     }
     return false;
 }

@@ -10,7 +10,7 @@ constexpr Target kTargets[] = {
     {"ftp_command", FtpCommand, 4096, 20000},
     {"url_path", UrlPath, 2048, 20000},
     {"tls_hello", TlsHello, 8192, 80000},
-    {"dns_response", DnsResponse, 4096, 6000},
+    {"dns_response", DnsResponse, 4096, 3000},
     {"ethernet_frame", EthernetFrames, 2048, 20000},
     {"packet_scan", PacketScan, 2048, 3000},
     {"smb_frames", SmbFrames, 16384, 5000},

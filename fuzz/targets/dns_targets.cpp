@@ -44,7 +44,7 @@ void DnsResponse(Bytes input) {
         Require(network::ParseDnsResponse(message.View(), again) == isResponse, "a response is parsed alike twice");
         if (!isResponse) continue;
         Require(std::memcmp(&answer, &again, sizeof answer) == 0, "a response gives the same answer twice");
-        Require(IsTerminated(answer.hostName), "the name is terminated");
+        Require(IsTerminated<char>(&answer.hostName, sizeof answer.hostName), "the name is terminated");
         Require(answer.addressCount <= message.View().size() / 4, "every address has bytes of its own");
         const IpAddressRecord& first = answer.addresses[0];
         const IpAddressRecord& next = answer.addresses[1];

@@ -7,6 +7,7 @@
 #include "host/capture/tcp_turns.h"
 #include "host/capture/transport_view.h"
 #include "host/composed_request.h"
+#include "host/policy_changes.h"
 #include "host/printable_text.h"
 #include "host/protocol_choice.h"
 #include "modules/ids_rules.h"
@@ -75,7 +76,13 @@ void PolicyFile(Bytes input) {
         Require(!policy::Describe("policy.toml", mistake).empty(), "a mistake can be told");
         line = mistake.line;
     }
-    if (read.mistakes.empty()) UseRecords(read.policy);
+    if (!read.mistakes.empty()) return;
+    UseRecords(read.policy);
+    const host::PolicyChanges none = host::ComparePolicies(AsText(input), AsText(input));
+    Require(none.changes.empty() && none.kinds.empty() && none.updated == 0, "a policy does not differ from itself");
+    const host::PolicyChanges all = host::ComparePolicies("", AsText(input));
+    const host::PolicyChanges back = host::ComparePolicies(AsText(input), "");
+    Require(all.changes.size() == back.changes.size(), "what was added is what is taken away");
 }
 
 void CaptureFile(Bytes input) {

@@ -77,12 +77,6 @@ bool ScanOnce(const PacketWorld& world, network::ReportedAttackerList& attackers
 
 // ---- SMB ----
 
-std::size_t UnitsOf(const void* field) {
-    base::PathBuffer text;
-    std::memcpy(text.data(), field, sizeof text);
-    return std::char_traits<char16_t>::length(text.data());
-}
-
 std::size_t SizeOfTables(smb::SmbTables& tables) {
     constexpr auto kTreesOf = [](const auto& owners) {
         std::size_t count = 0;
@@ -106,10 +100,11 @@ void RequireSmbResult(bool isValid, const SmbScanResult& result) {
     Require(result.resultKind == TARN_SMB_NOTHING || result.resultKind == TARN_SMB_FILE_EVENT, "the kind is known");
     if (result.resultKind != TARN_SMB_FILE_EVENT) return;
     Require(isValid, "an event is reported with success");
-    Require(IsTerminated(result.sharePath) && IsTerminated(result.fileName), "the texts of an event are terminated");
+    Require(IsTerminated<char16_t>(&result.sharePath, sizeof result.sharePath) &&
+                IsTerminated<char16_t>(&result.fileName, sizeof result.fileName),
+            "the texts of an event are terminated");
     Require(result.createAction <= 2, "an event says created or overwritten, or leaves the action");
     Require(result.eventClass == TARN_SMB_FILE_EVENT_CLASS, "an event is of the class for files");
-    Require(UnitsOf(&result.sharePath) != 0, "an event names its share");
 }
 
 }  // namespace
