@@ -13,7 +13,7 @@
 namespace tarn::policy {
 namespace {
 
-constexpr std::uint64_t kMaxFileSize = 64 * 1024 * 1024;
+constexpr std::uint64_t kMaxFileSize = std::uint64_t{64} * 1024 * 1024;
 
 // A path in the folder that this module was loaded from.
 bool PathBesideModule(std::u16string_view name, base::PathBuffer& path) {
@@ -54,6 +54,16 @@ bool WriteAll(HANDLE file, const void* bytes, std::size_t count) {
     return WriteFile(file, bytes, static_cast<DWORD>(count), &written, nullptr) != 0 && written == count;
 }
 
+bool SidOfAccount(const std::string& name, std::array<std::uint8_t, 68>& sid) {
+    sid.fill(0);
+    DWORD size = static_cast<DWORD>(sid.size());
+    base::PathBuffer domain;
+    DWORD domainLength = static_cast<DWORD>(domain.size());
+    SID_NAME_USE use{};
+    return LookupAccountNameW(nullptr, base::Wide(Utf16(name).c_str()), sid.data(), &size, base::Wide(domain.data()),
+                              &domainLength, &use) != 0;
+}
+
 std::u16string PolicyName() {
     return Utf16(kPolicyFile);
 }
@@ -68,7 +78,7 @@ bool LoadPolicy(Policy& policy, std::uint32_t& error) {
         return false;
     }
     if (!ReadWhole(path, bytes, error)) return false;
-    ReadPolicy read = ParsePolicy({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    ReadPolicy read = ParsePolicy({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, SidOfAccount);
     if (!read.mistakes.empty()) {
         error = ERROR_INVALID_DATA;
         return false;
@@ -89,7 +99,7 @@ void ReportPolicyMistakes() {
                    stderr);
         return;
     }
-    const ReadPolicy read = ParsePolicy({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    const ReadPolicy read = ParsePolicy({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, SidOfAccount);
     for (const Mistake& mistake : read.mistakes) std::fputs((Describe(kPolicyFile, mistake) + "\n").c_str(), stderr);
     if (!read.mistakes.empty()) std::fputs("the policy has mistakes and is not used: every feature is off\n", stderr);
 }

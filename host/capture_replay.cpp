@@ -6,17 +6,26 @@
 
 namespace tarn::host {
 
+namespace {
+
+constexpr std::uint16_t kSmbPort = 445;  // the frame scans' business
+
+}  // namespace
+
 bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::string& mistake) {
     report_.BeginCapture({name, replacements_});
     TcpTurns turns([this](const Turn& turn) {
         const Utterance utterance{turn.data, turn.server.port, true, true};
         Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server);
     });
+    FrameScan frames(judge_, report_, frameOptions_, notExamined_);
+    frames.BeforeReport([this] { beforeReport_(); });
     CaptureReader reader(file);
     CapturedFrame frame;
     while (reader.Next(frame)) {
-        onProgress(reader.BytesRead());
+        onProgress_(reader.BytesRead());
         const std::optional<TransportView> view = ViewTransport(frame.bytes);
+        frames.Add(frame, view);
         if (!view) continue;
         if (view->isTcp) {
             turns.Add(*view, frame.number, frame.timeNanoseconds);
@@ -33,12 +42,13 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
 
 void CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server) {
     const Protocol* protocol = ChooseProtocol(utterance);
+    if (protocol == nullptr && utterance.isTcp && utterance.serverPort != kSmbPort) ++notExamined_.unknownTurns;
     if (protocol == nullptr || utterance.data.empty()) return;
     origin.replacedClient = Replace(origin.client.address);
     origin.replacedServer = Replace(server.address);
     JudgedRequest request{protocol, protocol->view(utterance.data), server, origin, {}};
     request.judgement = judge_.ScanUrl(protocol->kind, utterance.data, server);
-    onRequest();
+    beforeReport_();
     report_.Request(request);
 }
 

@@ -1,4 +1,4 @@
-// Finds the requests in a capture and has them judged one by one.
+// Replays a capture: its frames one by one through the frame scans, and the requests that they make up.
 // The file format is left to capture/, the choice of scans to protocol_choice.h, the printing to the report.
 #ifndef TARN_HOST_CAPTURE_REPLAY_H
 #define TARN_HOST_CAPTURE_REPLAY_H
@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/frame_scan.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
 #include "host/verdict_report.h"
@@ -18,16 +19,24 @@ namespace tarn::host {
 
 class CaptureReplay {
  public:
-    CaptureReplay(Judge& judge, VerdictReport& report, std::vector<AddressReplacement> replacements)
-        : judge_(judge), report_(report), replacements_(std::move(replacements)) {}
+    // The addresses of a replacement are exchanged in requests only: the frame scans see frames as they were captured.
+    CaptureReplay(Judge& judge, VerdictReport& report, std::vector<AddressReplacement> replacements,
+                  FrameScanOptions frameOptions)
+        : judge_(judge),
+          report_(report),
+          replacements_(std::move(replacements)),
+          frameOptions_(std::move(frameOptions)) {}
 
     // Called with the bytes read so far after each frame.
-    std::function<void(std::uint64_t)> onProgress = [](std::uint64_t) {};
-    // Called before a request is reported.
-    std::function<void()> onRequest = [] {};
+    void OnProgress(std::function<void(std::uint64_t)> call) { onProgress_ = std::move(call); }
+    // Called before something is reported.
+    void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
     // Judges what can be read. On a bad file the result is false and mistake says what is wrong where.
     bool Replay(std::istream& file, const std::string& name, std::string& mistake);
+
+    // Of all captures so far.
+    [[nodiscard]] const NotExamined& WhatWasNotExamined() const { return notExamined_; }
 
  private:
     void Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server);
@@ -37,6 +46,10 @@ class CaptureReplay {
     Judge& judge_;
     VerdictReport& report_;
     std::vector<AddressReplacement> replacements_;
+    FrameScanOptions frameOptions_;
+    NotExamined notExamined_;
+    std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
+    std::function<void()> beforeReport_ = [] {};
 };
 
 }  // namespace tarn::host

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/commands/command.h"
+#include "host/printable_text.h"
 
 namespace tarn::host {
 
@@ -13,13 +14,18 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand},
-    {"replay", "Judge the requests in captures", AddReplayCommand},
+    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand},
+    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand},
+    {"logon", "Say whether an account may use the machine now", AddLogonCommand},
+    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand},
 };
 
 void AddSharedOptions(CLI::App& app, Session& session) {
     app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
-    app.add_option("--map", session.replacements, "Replay with the first address replaced by the second (repeatable)")
+    app.add_flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
+    app.add_option("--map", session.replacements,
+                   "Judge requests with the first address replaced by the second (repeatable)")
         ->type_name("ADDRESS=ADDRESS")
         ->take_all()
         ->allow_extra_args(false);
@@ -36,7 +42,7 @@ void AddSharedOptions(CLI::App& app, Session& session) {
 }  // namespace
 
 std::unique_ptr<VerdictReport> Session::Report() const {
-    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose});
+    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose, brief});
 }
 
 std::unique_ptr<Judge> Session::Library() const {
@@ -59,7 +65,7 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, false};
+    Session session{environment, out, errors, {}, {}, false, false};
     AddSharedOptions(app, session);
     RunCommand run;
     for (const Command& command : kCommands) {
@@ -70,6 +76,13 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     try {
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(std::move(arguments));
+    } catch (const CLI::RequiredError& error) {
+        if (const std::vector<std::string> rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
+            return session.Fail(
+                fmt::format("there is no command \"{}\"; tarnhost --help lists them", Printable(rest.front())),
+                kExitUsage);
+        app.exit(error, out, errors);
+        return kExitUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }

@@ -25,6 +25,7 @@ void JsonReport::BeginCapture(const CaptureHeading& heading) {
 
 void JsonReport::Request(const JudgedRequest& request) {
     totals_.Count(request.judgement);
+    if (isBrief_ && IsUndecided(request.judgement)) return;
     Json line;
     line["type"] = "verdict";
     if (request.origin) {
@@ -56,7 +57,47 @@ void JsonReport::Request(const JudgedRequest& request) {
     out_ << OneLine(line);
 }
 
-void JsonReport::Summary() {
+void JsonReport::LocalGuess(const IpAddress& address) {
+    out_ << OneLine({{"type", "local"}, {"capture", heading_.name}, {"address", FormatIpAddress(address)}});
+}
+
+void JsonReport::Attack(const PacketAttack& attack) {
+    totals_.Count(attack);
+    const std::uint32_t reason = attack.verdict.reason;
+    const std::uint16_t rule = attack.verdict.ruleId;
+    Json line{{"type", "attack"}, {"capture", heading_.name}, {"frame", attack.frame}};
+    if (attack.timeNanoseconds != 0) line["time"] = FormatTime(attack.timeNanoseconds);
+    line["inbound"] = attack.inbound;
+    line["local"] = FormatIpAddress(attack.local.address);
+    line["localPort"] = attack.local.port;
+    line["remote"] = FormatIpAddress(attack.remote.address);
+    line["remotePort"] = attack.remote.port;
+    line["verdict"] = attack.verdict.action == TARN_PACKET_BLOCK ? "BLOCKED" : "allowed";
+    line["reason"] = reason;
+    line["reasonText"] = AttackWords(reason);
+    line["rule"] = rule;
+    line["ruleName"] = AttackRule(attack.verdict);
+    line["description"] = AttackDescription(attack.verdict);
+    line["details"] = AttackDetails(attack.verdict);
+    line["alertByte"] = attack.verdict.alertFlag;
+    if (attack.dropped) line["dropped"] = *attack.dropped;
+    if (!attack.condemned.empty()) line["condemned"] = attack.condemned;
+    out_ << OneLine(line);
+}
+
+void JsonReport::File(const ShareFile& file) {
+    totals_.Count(file);
+    Json line{{"type", "file"}, {"capture", heading_.name}, {"frame", file.frame}};
+    if (file.timeNanoseconds != 0) line["time"] = FormatTime(file.timeNanoseconds);
+    line["server"] = FormatIpAddress(AddressOf(file.event.sourceAddress));
+    line["client"] = FormatIpAddress(AddressOf(file.event.destinationAddress));
+    line["share"] = FileShare(file.event);
+    line["file"] = FileName(file.event);
+    line["action"] = FileWord(file.event);
+    out_ << OneLine(line);
+}
+
+void JsonReport::Summary(const std::optional<NotExamined>& notExamined) {
     Json line;
     line["type"] = "summary";
     line["requests"] = totals_.requests;
@@ -69,6 +110,18 @@ void JsonReport::Summary() {
     for (const AddressReplacement& replacement : heading_.replacements)
         line["replacedAddresses"].push_back(
             {{"from", FormatIpAddress(replacement.from)}, {"to", FormatIpAddress(replacement.to)}});
+    if (notExamined) {
+        line["attackFrames"] = totals_.attackFrames;
+        line["attackFramesBlocked"] = totals_.attackFramesBlocked;
+        line["attacksByReason"] = Json::object();
+        for (const auto& [reason, count] : totals_.attacksByReason)
+            line["attacksByReason"][fmt::format("{}", reason)] = count;
+        line["files"] = totals_.files;
+        line["notExamined"] = {{"unknownTurns", notExamined->unknownTurns},
+                               {"encryptedSmb", notExamined->encryptedSmb},
+                               {"taggedOrIpv6", notExamined->taggedOrIpv6},
+                               {"otherFrames", notExamined->otherFrames}};
+    }
     out_ << OneLine(line);
 }
 

@@ -1,4 +1,4 @@
-// Verdicts as JSON lines for programs: one object per request, then one with the totals.
+// Verdicts as JSON lines for programs: one object per request, frame with an attack and file, then the totals.
 #ifndef TARN_HOST_JSON_REPORT_H
 #define TARN_HOST_JSON_REPORT_H
 
@@ -10,13 +10,17 @@ namespace tarn::host {
 
 class JsonReport : public VerdictReport {
  public:
-    explicit JsonReport(std::ostream& out) : out_(out) {}
+    JsonReport(std::ostream& out, bool isBrief) : out_(out), isBrief_(isBrief) {}
     void BeginCapture(const CaptureHeading& heading) override;
     void Request(const JudgedRequest& request) override;
-    void Summary() override;
+    void LocalGuess(const IpAddress& address) override;
+    void Attack(const PacketAttack& attack) override;
+    void File(const ShareFile& file) override;
+    void Summary(const std::optional<NotExamined>& notExamined) override;
 
  private:
     std::ostream& out_;
+    bool isBrief_;
     CaptureHeading heading_;
     Totals totals_;
 };

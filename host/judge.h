@@ -5,12 +5,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "tarn/companions.h"
 #include "tarn/records.h"
 
 #include "base/byte_reader.h"
+#include "host/account.h"
 #include "host/capture/transport_view.h"
+#include "host/watch_signals.h"
 
 namespace tarn::host {
 
@@ -20,11 +25,32 @@ struct Judgement {
     PromptBytes prompt{};
 };
 
+struct LogonJudgement {
+    bool isValid = false;
+    LogonVerdict verdict{};
+};
+
+// The calls of single commands have a default: whoever stands in for the library answers only what is asked of it.
 class Judge {
  public:
     virtual ~Judge() = default;
     // The bytes that a client of this machine sent to server (with port 53: that server sent).
     virtual Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) = 0;
+    // One Ethernet frame, with the number of the rule whose texts an attack gets.
+    virtual PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) = 0;
+    // The file event that the frame reports, if any.
+    virtual std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) = 0;
+    // Resets the connection of a frame that this machine sends. The bytes must reach behind the ports: there is no
+    // length that the library could test.
+    virtual bool DropConnection(base::Bytes frame) = 0;
+    // Condemns a web address: from now on a request for it is blocked.
+    virtual void BlockAddress(const std::string& host, const std::string& path) = 0;
+    // A whole URL, as a browser's extension reports it.
+    virtual Judgement ScanExtensionUrl(std::uint8_t /*kind*/, const std::string& /*url*/) { return {}; }
+    virtual LogonJudgement ScanLogonEvent(const LogonEvent& /*event*/) { return {}; }
+    // The two notices of changed settings: one kind, or a mask of updated files.
+    virtual bool SettingsChanged(std::uint32_t /*kind*/) { return false; }
+    virtual bool UpdateSettingsChanged(std::uint32_t /*mask*/) { return false; }
 };
 
 struct LibraryOptions {
@@ -43,6 +69,22 @@ class Environment {
     [[nodiscard]] virtual std::string OwnFolder() const = 0;
     [[nodiscard]] virtual bool IsOutputTerminal() const = 0;
     [[nodiscard]] virtual bool IsErrorTerminal() const = 0;
+
+    // Of single commands, with defaults as above.
+    // The folder of the companion modules that OpenLibrary takes, with the separator at its end.
+    [[nodiscard]] virtual std::string InstallFolder(const LibraryOptions& /*options*/) const { return OwnFolder(); }
+    // An account of this machine; an empty name means the one that tarnhost runs as. False when there is none.
+    virtual bool FindAccount(const std::string& /*name*/, Account& /*account*/) { return false; }
+    [[nodiscard]] virtual TarnSystemTime LocalTime() const { return {}; }
+    // The session records that the settings modules keep between two runs of the library, for when none runs.
+    virtual std::vector<SavedSessionRecord> ReadSavedSessions(const LibraryOptions& /*options*/) { return {}; }
+    // Signals changes of files in folder, Ctrl+C, and what comes from standard input if that is wanted; null with the
+    // reason in mistake.
+    virtual std::unique_ptr<WatchSignals> Watch(const std::string& /*folder*/, bool /*wantsInput*/,
+                                                std::string& mistake) {
+        mistake = "nothing can be watched here";
+        return nullptr;
+    }
 };
 
 }  // namespace tarn::host

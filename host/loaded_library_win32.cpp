@@ -8,7 +8,9 @@
 
 #include "tarn/tarn.h"
 
+#include "host/policy_check.h"
 #include "host/private_registry_win32.h"
+#include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
 
 namespace tarn::host {
@@ -18,15 +20,6 @@ namespace {
 // What the library loads from its install folder.
 constexpr const wchar_t* kModules[] = {L"setrd.dll",  L"statrd.dll",  L"sitecls.dll",  L"pktsig.dll", L"tlsinsp.dll",
                                        L"urlsig.dll", L"isolate.dll", L"OPTSTORE.DLL", L"agentst.dll"};
-
-// In full and with a backslash at its end.
-std::wstring FullFolder(const std::wstring& folder) {
-    std::vector<wchar_t> path(32768);
-    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
-    std::wstring text(path.data(), length);
-    if (text.empty() || text.back() != L'\\') text += L'\\';
-    return text;
-}
 
 std::string MissingModules(const std::wstring& folder) {
     std::string missing;
@@ -52,6 +45,14 @@ class LoadedLibrary : public Judge {
         const std::wstring ownFolder = OwnFolder();
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
+        // The modules would start without it and switch everything off.
+        mistake = DescribePolicyMistakes(FromWide(installFolder), [](const std::string& name, SidBytes& sid) {
+            Account account;
+            const bool isKnown = FindMachineAccount(name, account);
+            sid = account.sid;
+            return isKnown;
+        });
+        if (!mistake.empty()) return false;
         const std::wstring file = ownFolder + L"tarn.dll";
         module_ = LoadLibraryW(file.c_str());
         if (module_ == nullptr) {
@@ -60,7 +61,12 @@ class LoadedLibrary : public Judge {
                 FromWide(file), GetLastError());
             return false;
         }
-        if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl")) {
+        if (!Bind(init_, "WSInit") || !Bind(deinit_, "WSDeinit") || !Bind(scanUrl_, "WSScanUrl") ||
+            !Bind(scanExtensionUrl_, "WSWebExtScanUrl") || !Bind(scanLogonEvent_, "WSScanLogonEventForPCCTRL") ||
+            !Bind(settingsChanged_, "WSSettingsChanged") || !Bind(updateSettingsChanged_, "WSUpdateSettingsChanged") ||
+            !Bind(featureStatus_, "WSGetUrlScanFeatureStatus") || !Bind(scanPacket_, "WSScanPacket") ||
+            !Bind(scanSmb_, "WSScanSMBPacket") || !Bind(drop_, "WSDropConnection") ||
+            !Bind(blockAddress_, "WSAddURLToIDSBlockedList")) {
             mistake =
                 fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
             return false;
@@ -70,8 +76,14 @@ class LoadedLibrary : public Judge {
                          FromWide(installFolder).c_str());
         std::uint32_t error = 0;
         isReady_ = init_(options.mode, &error) != 0;
-        if (!isReady_) mistake = StartMistake(installFolder, error);
-        return isReady_;
+        if (!isReady_) {
+            mistake = StartMistake(installFolder, error);
+            return false;
+        }
+        std::uint8_t status = 0;
+        if (featureStatus_(&status) != 0 && status == 0)
+            std::fprintf(stderr, "tarnhost: the settings switch every URL-scanning feature off\n");
+        return true;
     }
 
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
@@ -90,6 +102,50 @@ class LoadedLibrary : public Judge {
         judgement.isValid = scanUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
         return judgement;
     }
+
+    PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
+        PacketVerdict verdict{};
+        verdict.action = TARN_PACKET_ALLOW;  // stands when the scan refuses an empty frame
+        scanPacket_(frame.data(), static_cast<std::uint32_t>(frame.size()), rule, inbound ? 1 : 0, 0, &verdict);
+        return verdict;
+    }
+
+    std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) override {
+        SmbScanResult result{};
+        const bool isHandled =
+            scanSmb_(frame.data(), static_cast<std::uint32_t>(frame.size()), inbound ? 1 : 0, &result) != 0;
+        if (!isHandled || result.resultKind != TARN_SMB_FILE_EVENT) return std::nullopt;
+        return result;
+    }
+
+    bool DropConnection(base::Bytes frame) override { return drop_(frame.data()) != 0; }
+
+    void BlockAddress(const std::string& host, const std::string& path) override {
+        IdsBlockRequest request{};
+        host.copy(request.hostName, sizeof request.hostName - 1);
+        (host + path).copy(request.requestText, sizeof request.requestText - 1);
+        blockAddress_(&request);
+    }
+
+    Judgement ScanExtensionUrl(std::uint8_t kind, const std::string& url) override {
+        buffer_.assign(url.begin(), url.end());
+        buffer_.push_back(0);
+        ScanRequest request{};
+        request.data = buffer_.data();
+        request.kind = kind;
+        Judgement judgement;
+        judgement.isValid = scanExtensionUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
+        return judgement;
+    }
+
+    LogonJudgement ScanLogonEvent(const LogonEvent& event) override {
+        LogonJudgement judgement;
+        judgement.isValid = scanLogonEvent_(&event, &judgement.verdict) != 0;
+        return judgement;
+    }
+
+    bool SettingsChanged(std::uint32_t kind) override { return settingsChanged_(kind, 0, 0, 0) != 0; }
+    bool UpdateSettingsChanged(std::uint32_t mask) override { return updateSettingsChanged_(&mask) != 0; }
 
  private:
     template <class Function>
@@ -140,10 +196,27 @@ class LoadedLibrary : public Judge {
     decltype(&WSInit) init_ = nullptr;
     decltype(&WSDeinit) deinit_ = nullptr;
     decltype(&WSScanUrl) scanUrl_ = nullptr;
+    decltype(&WSWebExtScanUrl) scanExtensionUrl_ = nullptr;
+    decltype(&WSScanLogonEventForPCCTRL) scanLogonEvent_ = nullptr;
+    decltype(&WSSettingsChanged) settingsChanged_ = nullptr;
+    decltype(&WSUpdateSettingsChanged) updateSettingsChanged_ = nullptr;
+    decltype(&WSGetUrlScanFeatureStatus) featureStatus_ = nullptr;
+    decltype(&WSScanPacket) scanPacket_ = nullptr;
+    decltype(&WSScanSMBPacket) scanSmb_ = nullptr;
+    decltype(&WSDropConnection) drop_ = nullptr;
+    decltype(&WSAddURLToIDSBlockedList) blockAddress_ = nullptr;
     std::vector<std::uint8_t> buffer_;
 };
 
 }  // namespace
+
+std::wstring FullFolder(const std::wstring& folder) {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
+    std::wstring text(path.data(), length);
+    if (text.empty() || text.back() != L'\\') text += L'\\';
+    return text;
+}
 
 std::wstring OwnFolder() {
     std::vector<wchar_t> path(32768);

@@ -12,6 +12,8 @@ namespace tarn::host {
 
 // The folder that tarnhost.exe stands in, with a backslash at its end.
 std::wstring OwnFolder();
+// In full and with a backslash at its end.
+std::wstring FullFolder(const std::wstring& folder);
 
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake);
 

@@ -7,13 +7,15 @@
 
 #include "host/command_line.h"
 #include "host/loaded_library_win32.h"
+#include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
+#include "host/watch_signals_win32.h"
 
 namespace {
 
 // Colours and the erasing of lines need a console that reads escape sequences.
 bool IsTerminal(std::FILE* file) {
-    const HANDLE console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    HANDLE console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
     DWORD mode = 0;
     return GetConsoleMode(console, &mode) != 0 &&
            SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
@@ -28,6 +30,20 @@ class WindowsEnvironment : public tarn::host::Environment {
     [[nodiscard]] std::string OwnFolder() const override { return tarn::host::FromWide(tarn::host::OwnFolder()); }
     [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }
     [[nodiscard]] bool IsErrorTerminal() const override { return isErrorTerminal_; }
+    [[nodiscard]] std::string InstallFolder(const tarn::host::LibraryOptions& options) const override {
+        return tarn::host::FromWide(tarn::host::InstallFolderFor(options));
+    }
+    bool FindAccount(const std::string& name, tarn::host::Account& account) override {
+        return tarn::host::FindMachineAccount(name, account);
+    }
+    [[nodiscard]] TarnSystemTime LocalTime() const override { return tarn::host::MachineTime(); }
+    std::vector<SavedSessionRecord> ReadSavedSessions(const tarn::host::LibraryOptions& options) override {
+        return tarn::host::ReadSavedSessionsOf(tarn::host::InstallFolderFor(options));
+    }
+    std::unique_ptr<tarn::host::WatchSignals> Watch(const std::string& folder, bool wantsInput,
+                                                    std::string& mistake) override {
+        return tarn::host::WatchFolder(tarn::host::ToWide(folder), wantsInput, mistake);
+    }
 
  private:
     bool isOutputTerminal_ = IsTerminal(stdout);

@@ -69,6 +69,26 @@ void CopyAgentEntries(HKEY target) {
     }
 }
 
+// The names of accounts are looked up with the computer's name, which Wine reads in the process that asks. Without it
+// no account has a name, and every rule that needs the user fails.
+void CopyComputerName(HKEY view) {
+    constexpr const wchar_t* kKeys[] = {L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName",
+                                        L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName"};
+    constexpr const wchar_t* kValue = L"ComputerName";
+    for (const wchar_t* name : kKeys) {
+        RegistryKey source;
+        RegistryKey target;
+        BYTE text[256];
+        DWORD bytes = sizeof text;
+        DWORD type = 0;
+        if (source.Open(HKEY_LOCAL_MACHINE, name) != ERROR_SUCCESS ||
+            RegQueryValueExW(source.Get(), kValue, nullptr, &type, text, &bytes) != ERROR_SUCCESS ||
+            target.Create(view, name) != ERROR_SUCCESS)
+            continue;
+        RegSetValueExW(target.Get(), kValue, 0, type, text, bytes);
+    }
+}
+
 void DeleteOwnKey() {
     RegDeleteTreeW(HKEY_CURRENT_USER, OwnKey().c_str());
     RegDeleteKeyW(HKEY_CURRENT_USER, kParent);  // stays while another process has a key in it
@@ -91,6 +111,7 @@ bool PrivateRegistry::Create(const std::wstring& installFolder, unsigned long& e
     if (status == ERROR_SUCCESS) status = WritePath(appPaths.Get(), kSuiteEntry, installFolder);
     if (status == ERROR_SUCCESS) {
         CopyAgentEntries(appPaths.Get());
+        CopyComputerName(view.Get());
         status = RegOverridePredefKey(HKEY_LOCAL_MACHINE, view.Get());
     }
     if (status == ERROR_SUCCESS) {

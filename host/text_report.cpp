@@ -1,6 +1,7 @@
 #include "host/text_report.h"
 
 #include <fmt/format.h>
+#include <iterator>
 
 #include "host/printable_text.h"
 #include "host/verdict_words.h"
@@ -36,49 +37,106 @@ std::string WithoutTrailingBlanks(std::string line) {
 
 }  // namespace
 
-std::string TextReport::Coloured(std::string_view text, const Judgement& judgement) const {
+std::string TextReport::Coloured(std::string_view text, Colour colour) const {
     if (!style_.colour) return std::string(text);
-    constexpr std::string_view kRed = "\x1b[31m";
-    constexpr std::string_view kYellow = "\x1b[33m";
-    constexpr std::string_view kGreen = "\x1b[32m";
-    std::string_view colour = kGreen;
-    if (!judgement.isValid)
-        colour = kYellow;
-    else if (judgement.verdict.allow == TARN_BLOCK)
-        colour = kRed;
-    return fmt::format("{}{}\x1b[0m", colour, text);
+    std::string_view code = "\x1b[32m";  // green
+    if (colour == Colour::kNotice) code = "\x1b[33m";
+    if (colour == Colour::kBad) code = "\x1b[31m";
+    return fmt::format("{}{}\x1b[0m", code, text);
 }
 
-void TextReport::BeginCapture(const CaptureHeading& heading) {
-    if (!isFirstCapture_) out_ << '\n';
-    isFirstCapture_ = false;
-    out_ << Printable(heading.name) << '\n';
-    for (const AddressReplacement& replacement : heading.replacements)
-        out_ << fmt::format("  address {} of the capture is replaced by {}\n", FormatIpAddress(replacement.from),
-                            FormatIpAddress(replacement.to));
+void TextReport::NameColumns() {
+    areColumnsNamed_ = true;
     out_ << WithoutTrailingBlanks(fmt::format("{}  {}  {}  {}  {}  {}", Column("time (UTC)", kTimeWidth),
                                               Column("client", kClientWidth), Column("host", kHostWidth),
                                               Column("path", kPathWidth), Column("verdict", kStateWidth), "reason"))
          << '\n';
 }
 
+void TextReport::TellLeftOut() {
+    if (leftOut_ == 0) return;
+    out_ << fmt::format("  {} request{} that no rule decided {} left out\n", leftOut_, leftOut_ == 1 ? "" : "s",
+                        leftOut_ == 1 ? "is" : "are");
+    leftOut_ = 0;
+}
+
+void TextReport::BeginCapture(const CaptureHeading& heading) {
+    TellLeftOut();
+    if (!isFirstCapture_) out_ << '\n';
+    isFirstCapture_ = false;
+    out_ << Printable(heading.name) << '\n';
+    for (const AddressReplacement& replacement : heading.replacements)
+        out_ << fmt::format("  address {} of the capture is replaced by {}\n", FormatIpAddress(replacement.from),
+                            FormatIpAddress(replacement.to));
+    areColumnsNamed_ = false;
+}
+
+void TextReport::Line(std::uint64_t timeNanoseconds, const std::string& client, const RequestView& view,
+                      const std::string& verdict, const std::string& end) {
+    if (!areColumnsNamed_) NameColumns();
+    std::string line;
+    if (!client.empty())
+        line = fmt::format("{}  {:<{}}  ", Column(TimeOfDay(timeNanoseconds), kTimeWidth), client, kClientWidth);
+    line += fmt::format("{}  {}  {}  {}", Column(view.host, kHostWidth), Column(view.path, kPathWidth), verdict, end);
+    out_ << WithoutTrailingBlanks(line) << '\n';
+}
+
 void TextReport::Request(const JudgedRequest& request) {
     totals_.Count(request.judgement);
-    std::string line;
-    if (request.origin) {
-        const std::string client = FormatIpAddress(request.origin->client.address);
-        line += fmt::format("{}  {:<{}}  ", Column(TimeOfDay(request.origin->timeNanoseconds), kTimeWidth), client,
-                            kClientWidth);
+    if (style_.brief && IsUndecided(request.judgement)) {
+        ++leftOut_;
+        return;
     }
-    line += fmt::format("{}  {}  {}  ", Column(request.view.host, kHostWidth), Column(request.view.path, kPathWidth),
-                        Coloured(Column(StateWord(request.judgement), kStateWidth), request.judgement));
+    const bool isBlocked = request.judgement.verdict.allow == TARN_BLOCK;
+    Colour colour = isBlocked ? Colour::kBad : Colour::kGood;
+    if (!request.judgement.isValid) colour = Colour::kNotice;
     const std::string text = request.judgement.isValid ? RuleText(request.judgement.verdict) : std::string();
-    line += fmt::format("{:<{}}", Reason(request.judgement), text.empty() ? 0 : kReasonWidth);
-    if (!text.empty()) line += "  " + Printable(text);
+    std::string end = fmt::format("{:<{}}", Reason(request.judgement), text.empty() ? 0 : kReasonWidth);
+    if (!text.empty()) end += "  " + Printable(text);
     if (const std::string user = RuleUser(request.judgement.verdict); request.judgement.isValid && !user.empty())
-        line += fmt::format("  (user {})", Printable(user));
-    out_ << WithoutTrailingBlanks(line) << '\n';
+        end += fmt::format("  (user {})", Printable(user));
+    const bool isCaptured = request.origin.has_value();
+    Line(isCaptured ? request.origin->timeNanoseconds : 0,
+         isCaptured ? FormatIpAddress(request.origin->client.address) : std::string(), request.view,
+         Coloured(Column(StateWord(request.judgement), kStateWidth), colour), end);
     if (style_.verbose) Details(request);
+}
+
+void TextReport::LocalGuess(const IpAddress& address) {
+    out_ << fmt::format("  {} counts as this machine, since it opened the first connection (else say --local)\n",
+                        FormatIpAddress(address));
+}
+
+// Further frames of an attacked connection would say the same; the summary counts them.
+void TextReport::Attack(const PacketAttack& attack) {
+    totals_.Count(attack);
+    if (!attack.isFirst && !style_.verbose) return;
+    const bool isBlocked = attack.verdict.action == TARN_PACKET_BLOCK;
+    const std::uint32_t reason = attack.verdict.reason;
+    const std::string rule = AttackRule(attack.verdict);
+    std::string end = fmt::format("{:>2} {:<{}}", reason, AttackWords(reason), kReasonWidth - 3);
+    const std::string description = AttackDescription(attack.verdict);
+    end += "  " + (description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description));
+    if (attack.dropped) end += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
+    if (!attack.condemned.empty()) end += "  (blocked from now on: " + Printable(attack.condemned) + ")";
+    const std::string place =
+        attack.local.port == 0 ? std::string("frame") : fmt::format("packet, local port {}", attack.local.port);
+    Line(attack.timeNanoseconds, FormatIpAddress(attack.remote.address), {place, rule},
+         Coloured(Column(isBlocked ? "BLOCKED" : "allowed", kStateWidth), isBlocked ? Colour::kBad : Colour::kNotice),
+         end);
+    if (style_.verbose)
+        out_ << fmt::format("    frame {}, {} port {}, {}\n", attack.frame, attack.inbound ? "from" : "to",
+                            attack.remote.port, Printable(AttackDetails(attack.verdict)));
+}
+
+void TextReport::File(const ShareFile& file) {
+    totals_.Count(file);
+    Line(file.timeNanoseconds, FormatIpAddress(AddressOf(file.event.destinationAddress)),
+         {FileShare(file.event), FileName(file.event)},
+         Coloured(Column(FileWord(file.event), kStateWidth), Colour::kNotice), "   file on a share");
+    if (style_.verbose)
+        out_ << fmt::format("    frame {}, by the server {}\n", file.frame,
+                            FormatIpAddress(AddressOf(file.event.sourceAddress)));
 }
 
 void TextReport::Details(const JudgedRequest& request) {
@@ -95,13 +153,37 @@ void TextReport::Details(const JudgedRequest& request) {
                         request.judgement.prompt.prompt);
 }
 
-void TextReport::Summary() {
+void TextReport::Summary(const std::optional<NotExamined>& notExamined) {
+    TellLeftOut();
     out_ << fmt::format("\n{} request{}: {} allowed, {} blocked", totals_.requests, totals_.requests == 1 ? "" : "s",
                         totals_.allowed, totals_.blocked);
     if (totals_.withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", totals_.withoutVerdict);
     out_ << '\n';
     for (const auto& [reason, count] : totals_.byReason)
         out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, ReasonWords(reason));
+    if (!notExamined) return;
+    FrameSummary();
+    constexpr std::string_view kSilence[] = {
+        "turns of clients in a protocol that no URL scan knows",
+        "encrypted SMB messages",
+        "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services",
+        "frames that are neither TCP nor UDP: packet signatures alone",
+    };
+    const std::uint64_t counts[] = {notExamined->unknownTurns, notExamined->encryptedSmb, notExamined->taggedOrIpv6,
+                                    notExamined->otherFrames};
+    if (counts[0] + counts[1] + counts[2] + counts[3] == 0) return;
+    out_ << "not or not wholly examined:\n";
+    for (std::size_t i = 0; i < std::size(counts); ++i)
+        if (counts[i] != 0) out_ << fmt::format("{:>7}  {}\n", counts[i], kSilence[i]);
+}
+
+void TextReport::FrameSummary() {
+    out_ << fmt::format("{} frame{} with an attack: {} blocked\n", totals_.attackFrames,
+                        totals_.attackFrames == 1 ? "" : "s", totals_.attackFramesBlocked);
+    for (const auto& [reason, count] : totals_.attacksByReason)
+        out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, AttackWords(reason));
+    out_ << fmt::format("{} file{} written on shares\n", totals_.files, totals_.files == 1 ? "" : "s");
+    for (const auto& [word, count] : totals_.filesByAction) out_ << fmt::format("{:>7}  {}\n", count, word);
 }
 
 }  // namespace tarn::host

@@ -2,8 +2,14 @@
 
 #include "host/json_report.h"
 #include "host/text_report.h"
+#include "host/verdict_words.h"
 
 namespace tarn::host {
+
+bool IsUndecided(const Judgement& judgement) {
+    return judgement.isValid && judgement.verdict.allow == TARN_ALLOW &&
+           judgement.verdict.reason == TARN_REASON_DEFAULT;
+}
 
 void Totals::Count(const Judgement& judgement) {
     ++requests;
@@ -16,8 +22,20 @@ void Totals::Count(const Judgement& judgement) {
     ++byReason[reason];
 }
 
+void Totals::Count(const PacketAttack& attack) {
+    ++attackFrames;
+    if (attack.verdict.action == TARN_PACKET_BLOCK) ++attackFramesBlocked;
+    const std::uint32_t reason = attack.verdict.reason;
+    ++attacksByReason[reason];
+}
+
+void Totals::Count(const ShareFile& file) {
+    ++files;
+    ++filesByAction[FileWord(file.event)];
+}
+
 std::unique_ptr<VerdictReport> MakeReport(std::ostream& out, const ReportStyle& style) {
-    if (style.json) return std::make_unique<JsonReport>(out);
+    if (style.json) return std::make_unique<JsonReport>(out, style.brief);
     return std::make_unique<TextReport>(out, style);
 }
 

@@ -1,5 +1,5 @@
-// Prints judged requests, one line each, and a summary: as aligned text for people or as JSON lines for programs.
-// Which requests are judged is left to the commands.
+// Prints judged requests, attacks and files, one line each, and a summary: as aligned text or as JSON lines.
+// Which requests and frames are judged is left to the commands.
 #ifndef TARN_HOST_VERDICT_REPORT_H
 #define TARN_HOST_VERDICT_REPORT_H
 
@@ -9,6 +9,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/capture/transport_view.h"
@@ -44,14 +45,52 @@ struct CaptureHeading {
     std::vector<AddressReplacement> replacements;
 };
 
+// A frame in which the packet scan found an attack; a rule that the user excluded lets it pass.
+struct PacketAttack {
+    std::uint64_t frame = 0;
+    std::uint64_t timeNanoseconds = 0;
+    bool inbound = false;
+    Endpoint remote;  // both without a port when the frame holds no segment or datagram
+    Endpoint local;
+    PacketVerdict verdict{};
+    bool isFirst = false;         // of its connection, for this reason
+    std::optional<bool> dropped;  // whether the reset that was asked for succeeded
+    std::string condemned;        // the web address that is blocked from now on
+};
+
+// A file that an SMB server said it created or overwrote.
+struct ShareFile {
+    std::uint64_t frame = 0;
+    std::uint64_t timeNanoseconds = 0;
+    SmbScanResult event{};
+};
+
+// What no scan looks into.
+struct NotExamined {
+    std::uint64_t unknownTurns = 0;  // of clients, in no protocol that there is a URL scan for
+    std::uint64_t encryptedSmb = 0;  // messages
+    std::uint64_t taggedOrIpv6 = 0;  // frames: neither the SMB monitor nor the attacks on services see them
+    std::uint64_t otherFrames = 0;   // neither TCP nor UDP
+};
+
+// Allowed because no rule decided.
+[[nodiscard]] bool IsUndecided(const Judgement& judgement);
+
 struct Totals {
     std::uint64_t requests = 0;
     std::uint64_t allowed = 0;
     std::uint64_t blocked = 0;
     std::uint64_t withoutVerdict = 0;
     std::map<std::uint32_t, std::uint64_t> byReason;  // of the requests with a verdict
+    std::uint64_t attackFrames = 0;
+    std::uint64_t attackFramesBlocked = 0;
+    std::map<std::uint32_t, std::uint64_t> attacksByReason;   // frames
+    std::map<std::string_view, std::uint64_t> filesByAction;  // words of FileWord
+    std::uint64_t files = 0;
 
     void Count(const Judgement& judgement);
+    void Count(const PacketAttack& attack);
+    void Count(const ShareFile& file);
 };
 
 class VerdictReport {
@@ -59,13 +98,19 @@ class VerdictReport {
     virtual ~VerdictReport() = default;
     virtual void BeginCapture(const CaptureHeading& heading) = 0;
     virtual void Request(const JudgedRequest& request) = 0;
-    virtual void Summary() = 0;
+    // The address that counts as this machine's because it opened the capture's first connection.
+    virtual void LocalGuess(const IpAddress& address) = 0;
+    virtual void Attack(const PacketAttack& attack) = 0;
+    virtual void File(const ShareFile& file) = 0;
+    // Of all captures together; nothing for requests without frames.
+    virtual void Summary(const std::optional<NotExamined>& notExamined) = 0;
 };
 
 struct ReportStyle {
     bool json = false;
     bool colour = false;
     bool verbose = false;
+    bool brief = false;  // leave out what no rule decided
 };
 std::unique_ptr<VerdictReport> MakeReport(std::ostream& out, const ReportStyle& style);
 

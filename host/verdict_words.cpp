@@ -1,9 +1,11 @@
 #include "host/verdict_words.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 #include <fmt/format.h>
+#include <iterator>
 #include <utility>
 
 #include "base/bounded_text.h"
@@ -25,6 +27,16 @@ constexpr std::pair<std::uint32_t, std::string_view> kReasons[] = {
     {TARN_REASON_HTTPS_INSPECTION, "HTTPS inspection"},
     {TARN_REASON_IDS_BLOCKED, "blocked by intrusion prevention"},
     {TARN_REASON_DEFAULT, "no rule decided"},
+};
+
+constexpr std::uint32_t kRuleExcluded = 20;
+
+constexpr std::pair<std::uint32_t, std::string_view> kAttacks[] = {
+    {kRuleExcluded, "rule excluded by the user"},
+    {23, "attack on remote desktop"},
+    {25, "attack on SMB"},
+    {27, "attack on SQL Server"},
+    {28, "attack on MySQL"},
 };
 
 template <std::size_t N>
@@ -102,6 +114,55 @@ std::string RuleText(const UrlVerdict& verdict) {
         default:
             return {};
     }
+}
+
+std::string_view AttackWords(std::uint32_t reason) {
+    for (const auto& [number, words] : kAttacks)
+        if (number == reason) return words;
+    return "packet signature";
+}
+
+bool IsServiceAttack(std::uint32_t reason) {
+    return reason != kRuleExcluded && std::any_of(std::begin(kAttacks), std::end(kAttacks),
+                                                  [&](const auto& attack) { return attack.first == reason; });
+}
+
+std::string AttackRule(const PacketVerdict& verdict) {
+    return Wide<50>(&verdict.ruleName);
+}
+
+std::string AttackDescription(const PacketVerdict& verdict) {
+    return Wide<150>(&verdict.description);
+}
+
+std::string AttackDetails(const PacketVerdict& verdict) {
+    return Wide<400>(&verdict.details);
+}
+
+// The other outcomes of a server leave the action as the caller had it.
+std::string_view FileWord(const SmbScanResult& event) {
+    switch (event.createAction) {
+        case 1:
+            return "created";
+        case 2:
+            return "replaced";
+        default:
+            return "superseded";
+    }
+}
+
+std::string FileShare(const SmbScanResult& event) {
+    return Wide<260>(&event.sharePath);
+}
+
+std::string FileName(const SmbScanResult& event) {
+    return Wide<260>(&event.fileName);
+}
+
+IpAddress AddressOf(std::uint32_t networkOrder) {
+    IpAddress address;
+    std::memcpy(address.bytes.data(), &networkOrder, sizeof networkOrder);
+    return address;
 }
 
 std::string RuleUser(const UrlVerdict& verdict) {

@@ -24,6 +24,22 @@ std::string RuleText(const UrlVerdict& verdict);
 // The user that a parental rule or HTTPS inspection names; otherwise empty.
 std::string RuleUser(const UrlVerdict& verdict);
 
+// What the packet scan found.
+std::string_view AttackWords(std::uint32_t reason);
+// Whether that was an attack of an address on a service: its texts are emptied once the address is known.
+bool IsServiceAttack(std::uint32_t reason);
+// The rule's name and description; what is emptied for a known attacker is empty.
+std::string AttackRule(const PacketVerdict& verdict);
+std::string AttackDescription(const PacketVerdict& verdict);
+std::string AttackDetails(const PacketVerdict& verdict);
+
+// "created" and the like.
+std::string_view FileWord(const SmbScanResult& event);
+std::string FileShare(const SmbScanResult& event);
+std::string FileName(const SmbScanResult& event);
+// An IPv4 address of a record.
+IpAddress AddressOf(std::uint32_t networkOrder);
+
 }  // namespace tarn::host
 
 #endif

@@ -18,15 +18,7 @@ std::vector<Sample> BrowserRequests() {
     std::vector<Sample> samples;
     for (std::size_t i = 0; i < kQuestions; ++i) {
         Sample sample{corpus.Host(), corpus.Path(), {}};
-        sample.request =
-            "GET " + sample.path + "?id=" + std::to_string(i) + " HTTP/1.1\r\nHost: " + sample.host +
-            "\r\nConnection: keep-alive\r\nCache-Control: max-age=0\r\nUpgrade-Insecure-Requests: 1\r\n"
-            "User-Agent: Mozilla/5.0 (Windows NT 10.0; Win64; x64) AppleWebKit/537.36 (KHTML, like Gecko) "
-            "Chrome/120.0.0.0 Safari/537.36\r\nAccept: text/html,application/xhtml+xml,application/xml;"
-            "q=0.9,image/avif,image/webp,image/apng,*/*;q=0.8\r\nReferer: https://www.example.org/search\r\n"
-            "Accept-Encoding: gzip, deflate\r\nAccept-Language: en-GB,en;q=0.9,de;q=0.8\r\n"
-            "Cookie: session=" +
-            std::string(90, 'c') + "; consent=1; theme=dark\r\n\r\n";
+        sample.request = BrowserRequest(sample.host, sample.path + "?id=" + std::to_string(i));
         samples.push_back(std::move(sample));
     }
     return samples;

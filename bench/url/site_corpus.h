@@ -1,45 +1,18 @@
-// Made-up hosts and URLs for the benchmarks: the same ones in every run, thousands of different ones.
-// The lists and the URLs asked about come from different seeds, but for those made to hit.
+// How a look-up is measured: every question in turn, its answers counted, its plain walk agreeing on a sample.
+// The lists and the questions come from different seeds of made_up_sites, but for those made to hit.
 #ifndef TARN_BENCH_URL_SITE_CORPUS_H
 #define TARN_BENCH_URL_SITE_CORPUS_H
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
+
+#include "url/made_up_sites.h"
 
 namespace tarn::url {
 
 inline constexpr std::size_t kQuestions = 4096;  // more than a branch predictor learns
-
-class SiteCorpus {
- public:
-    explicit SiteCorpus(std::uint32_t seed) : random_(seed) {}
-
-    std::size_t Below(std::size_t bound) { return random_() % bound; }
-    std::string Word() {
-        static constexpr const char* kSyllables[] = {"ba", "con", "da", "el",  "fi", "gra", "hu",  "in",
-                                                     "jo", "ka",  "lu", "mer", "no", "or",  "pla", "qui",
-                                                     "re", "sta", "to", "un",  "ve", "wi"};
-        std::string word;
-        for (std::size_t count = 2 + Below(3); count != 0; --count) word += kSyllables[Below(std::size(kSyllables))];
-        return word;
-    }
-    std::string Domain() {
-        static constexpr const char* kEnds[] = {".com", ".org", ".net", ".example", ".co.uk", ".de", ".info", ".io"};
-        return Word() + Word() + kEnds[Below(std::size(kEnds))];
-    }
-    std::string Host() { return (Below(2) == 0 ? "www." : Below(3) == 0 ? Word() + '.' : std::string()) + Domain(); }
-    std::string Path() {
-        std::string path;
-        for (std::size_t count = 1 + Below(3); count != 0; --count) path += '/' + Word();
-        return path + (Below(2) == 0 ? ".html" : "/");
-    }
-
- private:
-    std::mt19937 random_;
-};
 
 // Runs ask(i) for every question in turn; the hits of each whole turn must be those of the turn before.
 template <class Ask>

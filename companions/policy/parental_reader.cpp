@@ -30,7 +30,7 @@ void ReadSchedule(Section& section, ParentalUser& user) {
         });
 }
 
-// Hours of a day as ranges of whole hours, "8-12" for 8:00 to 11:59.
+// Hours of a day: 8 is 8:00 to 8:59.
 void ReadHours(Section& section, ParentalUser& user) {
     for (std::size_t day = 0; day < kDays.size(); ++day) {
         std::vector<std::uint8_t> hours;
@@ -76,13 +76,27 @@ void ReadSiteRules(Section& section, ParentalUser& user) {
     });
 }
 
-void ReadUser(Section& section, ParentalUser& user) {
+// By its identifier or by its name.
+void ReadAccount(Section& section, ParentalUser& user, const FindSid& findSid) {
     std::string account;
     section.Read("account", account, {200});
-    if (!account.empty() && !SidOfText(account, user.sid))
+    if (account.empty()) return;
+    if (account.starts_with("S-1-")) {
+        if (!SidOfText(account, user.sid))
+            section.Complain(
+                *section.Find("account"),
+                fmt::format("\"{}\" is no account identifier; allowed: such as \"S-1-5-21-1-2-3-1001\"", account));
+    } else if (findSid && !findSid(account, user.sid)) {
         section.Complain(
             *section.Find("account"),
-            fmt::format("\"{}\" is no account identifier; allowed: such as \"S-1-5-21-1-2-3-1001\"", account));
+            fmt::format("this machine has no account \"{}\"; allowed: the name of one, or an identifier such as "
+                        "\"S-1-5-21-1-2-3-1001\"",
+                        account));
+    }
+}
+
+void ReadUser(Section& section, ParentalUser& user, const FindSid& findSid) {
+    ReadAccount(section, user, findSid);
     section.Read("profile", user.profile);
     section.Read("block_list", user.blockList);
     section.Read("categories", user.categories);
@@ -102,12 +116,12 @@ void ReadUser(Section& section, ParentalUser& user) {
 
 }  // namespace
 
-void ReadParental(Section& section, Parental& parental) {
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid) {
     section.Read("mode", parental.mode, 0, 255);
     section.Read("strictness", parental.strictness, 0, 255);
     section.Tables("users", [&](Section& inner) {
         ParentalUser user;
-        ReadUser(inner, user);
+        ReadUser(inner, user, findSid);
         parental.users.push_back(std::move(user));
     });
 }

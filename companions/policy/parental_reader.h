@@ -3,12 +3,18 @@
 #ifndef TARN_COMPANIONS_POLICY_PARENTAL_READER_H
 #define TARN_COMPANIONS_POLICY_PARENTAL_READER_H
 
+#include <functional>
+
 #include "policy/policy.h"
 #include "policy/section.h"
 
 namespace tarn::policy {
 
-void ReadParental(Section& section, Parental& parental);
+// The identifier of an account by its name; false when the machine has none. An empty function takes every name, for
+// where there are no accounts to ask.
+using FindSid = std::function<bool(const std::string& name, std::array<std::uint8_t, 68>& sid)>;
+
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid);
 
 }  // namespace tarn::policy
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <unordered_set>
 
-#include "policy/parental_reader.h"
 #include "policy/values.h"
 
 namespace tarn::policy {
@@ -30,7 +30,7 @@ void ReadFeatures(Section& section, Features& features) {
 }
 
 // A host text in lower case; a second entry for the same host is a mistake.
-void NeedHost(Section& section, std::string& host, std::vector<std::string>& seen) {
+void NeedHost(Section& section, std::string& host, std::unordered_set<std::string>& seen) {
     section.Need("host", host, kHost);
     host = LowerCase(host);
     if (host.empty()) return;
@@ -38,14 +38,13 @@ void NeedHost(Section& section, std::string& host, std::vector<std::string>& see
         section.Complain(
             *section.Find("host"),
             fmt::format("\"{}\" is no host; allowed: a name or address alone, such as shop.example", host));
-    if (std::find(seen.begin(), seen.end(), host) != seen.end())
+    if (!seen.insert(host).second)
         section.Complain(*section.Find("host"),
                          fmt::format("\"{}\" is listed above already; add its paths there", host));
-    seen.push_back(host);
 }
 
 void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
-    std::vector<std::string> seen;
+    std::unordered_set<std::string> seen;
     top.Tables("malicious_sites", [&](Section& section) {
         MaliciousSite site;
         NeedHost(section, site.host, seen);
@@ -64,7 +63,7 @@ void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
 }
 
 void ReadPhishingSites(Section& top, std::vector<PhishingSite>& sites) {
-    std::vector<std::string> seen;
+    std::unordered_set<std::string> seen;
     top.Tables("phishing_sites", [&](Section& section) {
         PhishingSite site;
         NeedHost(section, site.host, seen);
@@ -128,7 +127,7 @@ void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
     });
 }
 
-void ReadTop(Section& top, Policy& policy) {
+void ReadTop(Section& top, Policy& policy, const FindSid& findSid) {
     top.Table("features", [&](Section& section) { ReadFeatures(section, policy.features); });
     top.Table("notices", [&](Section& section) {
         ReadPrompt(section, "browsing_protection", policy.notices.browsingProtection);
@@ -154,13 +153,13 @@ void ReadTop(Section& top, Policy& policy) {
     });
     top.Table("parental", [&](Section& section) {
         ReadPrompt(section, "notice", policy.parental.prompt);
-        ReadParental(section, policy.parental);
+        ReadParental(section, policy.parental, findSid);
     });
 }
 
 }  // namespace
 
-ReadPolicy ParsePolicy(std::string_view text) {
+ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
     ReadPolicy result;
     toml::table table;
     try {
@@ -172,7 +171,7 @@ ReadPolicy ParsePolicy(std::string_view text) {
     }
     {
         Section top(table, "", result.mistakes);
-        ReadTop(top, result.policy);
+        ReadTop(top, result.policy, findSid);
     }
     std::stable_sort(result.mistakes.begin(), result.mistakes.end(), [](const Mistake& a, const Mistake& b) {
         return std::pair(a.line, a.column) < std::pair(b.line, b.column);

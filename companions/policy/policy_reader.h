@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "policy/parental_reader.h"
 #include "policy/policy.h"
 #include "policy/section.h"
 
@@ -19,7 +20,7 @@ struct ReadPolicy {
     std::vector<Mistake> mistakes;  // by line; the policy is of use only when there are none
 };
 
-ReadPolicy ParsePolicy(std::string_view text);
+ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid = {});
 
 // "tarn-policy.toml:12:5: unknown key ..."
 std::string Describe(std::string_view fileName, const Mistake& mistake);

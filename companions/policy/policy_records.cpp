@@ -52,6 +52,7 @@ void ReleaseChain(Node* node) {
 template <class Site>
 std::vector<const Site*> ByHash(const std::vector<Site>& sites) {
     std::vector<const Site*> order;
+    order.reserve(sites.size());
     for (const Site& site : sites) order.push_back(&site);
     std::stable_sort(order.begin(), order.end(),
                      [](const Site* a, const Site* b) { return base::Crc32Of(a->host) < base::Crc32Of(b->host); });

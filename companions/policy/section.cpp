@@ -44,6 +44,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape)
 Section::~Section() {
     for (const auto& [key, value] : table_) {
         const std::string_view name = key;

@@ -50,7 +50,7 @@ std::optional<IpContent> OpenIpv4(base::Bytes packet, TransportView& view) {
         return std::nullopt;
     constexpr std::uint16_t kMoreFragmentsAndOffset = 0x3FFF;
     if ((fragment & kMoreFragmentsAndOffset) != 0) return std::nullopt;
-    const std::size_t headerLength = (versionAndLength & 0x0Fu) * 4u;
+    const std::size_t headerLength = (versionAndLength & 0x0Fu) * std::size_t{4};
     packet = WithoutPadding(packet, totalLength);
     if (headerLength < 20 || headerLength > packet.size()) return std::nullopt;
     content.bytes = packet.subspan(headerLength);
@@ -85,7 +85,7 @@ bool OpenTcp(base::Bytes segment, TransportView& view) {
     if (!reader.Be(view.source.port) || !reader.Be(view.destination.port) || !reader.Be(view.sequence) ||
         !reader.Be(view.acknowledged) || !reader.Be(length) || !reader.Be(flags))
         return false;
-    const std::size_t headerLength = (length >> 4) * 4u;
+    const std::size_t headerLength = (length >> 4) * std::size_t{4};
     if (headerLength < 20 || headerLength > segment.size()) return false;
     view.isTcp = true;
     view.fin = (flags & 0x01) != 0;
@@ -106,15 +106,36 @@ bool OpenUdp(base::Bytes datagram, TransportView& view) {
     return true;
 }
 
+// The type of what stands behind the tags, and where.
+bool OpenEthernet(base::Bytes frame, std::uint16_t& type, base::Bytes& packet) {
+    base::ByteReader reader(frame);
+    if (!reader.Skip(kMacAddresses) || !reader.Be(type)) return false;
+    for (int tags = 0; IsTag(type); ++tags)
+        if (tags == kMaxTags || !reader.Skip(2) || !reader.Be(type)) return false;
+    packet = frame.subspan(reader.Position());
+    return true;
+}
+
 }  // namespace
 
-std::optional<TransportView> ViewTransport(base::Bytes frame) {
-    base::ByteReader reader(frame);
+std::optional<IpAddress> ViewSource(base::Bytes frame) {
+    constexpr std::size_t kUpToSourceV4 = 12;
+    constexpr std::size_t kUpToSourceV6 = 8;
     std::uint16_t type = 0;
-    if (!reader.Skip(kMacAddresses) || !reader.Be(type)) return std::nullopt;
-    for (int tags = 0; IsTag(type); ++tags)
-        if (tags == kMaxTags || !reader.Skip(2) || !reader.Be(type)) return std::nullopt;
-    const base::Bytes packet = frame.subspan(reader.Position());
+    base::Bytes packet;
+    if (!OpenEthernet(frame, type, packet) || (type != kTypeIpv4 && type != kTypeIpv6)) return std::nullopt;
+    base::ByteReader reader(packet);
+    IpAddress source;
+    if (!reader.Skip(type == kTypeIpv6 ? kUpToSourceV6 : kUpToSourceV4) ||
+        !TakeAddress(reader, type == kTypeIpv6, source))
+        return std::nullopt;
+    return source;
+}
+
+std::optional<TransportView> ViewTransport(base::Bytes frame) {
+    std::uint16_t type = 0;
+    base::Bytes packet;
+    if (!OpenEthernet(frame, type, packet)) return std::nullopt;
 
     TransportView view;
     std::optional<IpContent> content;

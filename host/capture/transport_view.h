@@ -36,6 +36,9 @@ struct TransportView {
 // Nothing for any other frame. 802.1Q tags and IPv6 extension headers are passed over.
 std::optional<TransportView> ViewTransport(base::Bytes frame);
 
+// Who sent an IP packet, also one that holds no whole segment or datagram; nothing for any other frame.
+std::optional<IpAddress> ViewSource(base::Bytes frame);
+
 }  // namespace tarn::host
 
 #endif

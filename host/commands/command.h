@@ -24,6 +24,7 @@ struct Session {
     LibraryOptions library;
     std::vector<std::string> replacements;  // "ADDRESS=ADDRESS"
     bool json = false;
+    bool brief = false;
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
@@ -45,6 +46,9 @@ struct Command {
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);
 RunCommand AddReplayCommand(CLI::App& command, Session& session);
+RunCommand AddExtensionCommand(CLI::App& command, Session& session);
+RunCommand AddLogonCommand(CLI::App& command, Session& session);
+RunCommand AddWatchCommand(CLI::App& command, Session& session);
 RunCommand AddPolicyCommand(CLI::App& command, Session& session);
 
 }  // namespace tarn::host

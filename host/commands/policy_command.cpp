@@ -1,15 +1,14 @@
 // tarnhost policy: says what is wrong in a policy file of the reference companion modules.
 #include <filesystem>
 #include <fmt/format.h>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "host/commands/command.h"
 #include "host/file_path.h"
+#include "host/policy_check.h"
+#include "host/policy_file.h"
 #include "host/printable_text.h"
-#include "policy/policy_reader.h"
 
 namespace tarn::host {
 
@@ -31,15 +30,12 @@ void PrintAsJson(const std::vector<policy::Mistake>& mistakes, const std::string
 
 int CheckPolicy(const std::string& given, const Session& session) {
     const std::string file = given.empty() ? session.environment.OwnFolder() + std::string(policy::kPolicyFile) : given;
-    std::ifstream input(ToPath(file), std::ios::binary);
-    if (!input)
+    std::vector<policy::Mistake> mistakes;
+    if (!ReadPolicyMistakes(file, mistakes, SidsOf(session.environment)))
         return session.Fail(
-            fmt::format("{}: cannot be opened; name the policy file: tarnhost policy FILE", Printable(file)),
+            fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(file)),
             kExitFailed);
-    const std::string text{std::istreambuf_iterator<char>(input), {}};
-    if (input.bad()) return session.Fail(fmt::format("{}: cannot be read", Printable(file)), kExitFailed);
 
-    const std::vector<policy::Mistake> mistakes = policy::ParsePolicy(text).mistakes;
     const std::string name = FromPath(ToPath(file).filename());
     if (session.json) {
         PrintAsJson(mistakes, name, session.out);

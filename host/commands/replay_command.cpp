@@ -1,4 +1,4 @@
-// tarnhost replay: judges the requests that captures hold.
+// tarnhost replay: runs captures through the URL scan, the packet scan and the SMB monitor.
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
@@ -46,40 +46,73 @@ bool ReplayOne(const std::string& file, CaptureReplay& replay, const Session& se
     std::unique_ptr<Progress> progress;
     if (session.environment.IsErrorTerminal()) {
         progress = std::make_unique<Progress>(session.errors, ignored ? 0 : static_cast<std::uint64_t>(size));
-        replay.onProgress = [&](std::uint64_t bytes) { progress->Update(bytes); };
-        replay.onRequest = [&] { progress->Clear(); };
+        replay.OnProgress([&](std::uint64_t bytes) { progress->Update(bytes); });
+        replay.BeforeReport([&] { progress->Clear(); });
     }
     std::string mistake;
     const bool isWhole = replay.Replay(input, FromPath(path.filename()), mistake);
     progress.reset();
-    replay.onProgress = [](std::uint64_t) {};
-    replay.onRequest = [] {};
+    replay.OnProgress([](std::uint64_t) {});
+    replay.BeforeReport([] {});
     if (!isWhole) session.Fail(fmt::format("{}: {}", Printable(file), mistake), kExitFailed);
     return isWhole;
 }
 
-int ReplayCaptures(const std::vector<std::string>& files, const Session& session) {
+struct ReplayArguments {
+    std::vector<std::string> files;
+    std::vector<std::string> local;
+    bool drop = false;
+};
+
+bool ParseLocal(const Session& session, const std::vector<std::string>& texts, std::vector<IpAddress>& out) {
+    for (const std::string& text : texts) {
+        const auto address = ParseIpAddress(text);
+        if (!address) {
+            session.Fail(fmt::format("--local {}: an address is wanted, such as 192.0.2.31", Printable(text)),
+                         kExitUsage);
+            return false;
+        }
+        out.push_back(*address);
+    }
+    return true;
+}
+
+int ReplayCaptures(const ReplayArguments& arguments, const Session& session) {
     std::vector<AddressReplacement> replacements;
-    if (!ParseReplacements(session, replacements)) return kExitUsage;
+    FrameScanOptions frameOptions;
+    frameOptions.drop = arguments.drop;
+    if (!ParseReplacements(session, replacements) || !ParseLocal(session, arguments.local, frameOptions.local))
+        return kExitUsage;
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
     const std::unique_ptr<VerdictReport> report = session.Report();
-    CaptureReplay replay(*library, *report, std::move(replacements));
+    CaptureReplay replay(*library, *report, std::move(replacements), std::move(frameOptions));
     bool areWhole = true;
-    for (const std::string& file : files) areWhole &= ReplayOne(file, replay, session);
-    report->Summary();
+    for (const std::string& file : arguments.files) areWhole &= ReplayOne(file, replay, session);
+    report->Summary(replay.WhatWasNotExamined());
     return areWhole ? kExitOk : kExitFailed;
 }
 
 }  // namespace
 
 RunCommand AddReplayCommand(CLI::App& command, Session& session) {
-    const auto files = std::make_shared<std::vector<std::string>>();
-    command.add_option("CAPTURE", *files, "pcap or pcapng files of Ethernet frames")->required();
+    const auto arguments = std::make_shared<ReplayArguments>();
+    command.add_option("CAPTURE", arguments->files, "pcap or pcapng files of Ethernet frames")->required();
+    command
+        .add_option("--local", arguments->local,
+                    "An address of the machine that was captured (repeatable); without it the client of a capture's "
+                    "first connection counts")
+        ->type_name("ADDRESS")
+        ->take_all()
+        ->allow_extra_args(false);
+    command.add_flag("--drop", arguments->drop,
+                     "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
     command.footer(
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
-        "commands of FTP connections and DNS answers.");
-    return [files, &session] { return ReplayCaptures(*files, session); };
+        "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "
+        "with the lower of its two ports as the number of the rule, and through the SMB monitor. An attack in a "
+        "request condemns its address, so that it is blocked.\nThe captures of one run are one stream of traffic.");
+    return [arguments, &session] { return ReplayCaptures(*arguments, session); };
 }
 
 }  // namespace tarn::host

@@ -27,7 +27,7 @@ int JudgeUrls(const std::vector<std::string>& urls, const Session& session) {
         judged.judgement = library->ScanUrl(request.protocol->kind, request.data, request.server);
         report->Request(judged);
     }
-    report->Summary();
+    report->Summary(std::nullopt);
     return kExitOk;
 }
 

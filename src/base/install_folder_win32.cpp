@@ -25,16 +25,19 @@ bool EqualPaths(std::u16string_view a, std::u16string_view b) {
 
 }  // namespace
 
+// Whatever fails, the buffers are left terminated.
 bool GetHostFolder(PathBuffer& folder) {
+    folder[0] = u'\0';
     SetLastError(ERROR_SUCCESS);
     const DWORD length = GetModuleFileNameW(nullptr, Wide(folder.data()), static_cast<DWORD>(folder.size()));
-    if (length == 0 || (length >= folder.size() && GetLastError() == ERROR_INSUFFICIENT_BUFFER)) return false;
     folder.back() = u'\0';
+    if (length == 0 || (length >= folder.size() && GetLastError() == ERROR_INSUFFICIENT_BUFFER)) return false;
     folder[FolderOf(FieldText(folder)).size()] = u'\0';
     return true;
 }
 
 bool GetInstallFolder(PathBuffer& folder) {
+    folder[0] = u'\0';
     PathBuffer host;
     PathBuffer registered;
     if (!GetHostFolder(host) || !QueryRegisteredFolder(registered)) return false;
@@ -48,6 +51,7 @@ bool GetInstallFolder(PathBuffer& folder) {
 }
 
 bool GetInstallFile(PathBuffer& path, std::u16string_view fileName) {
+    path[0] = u'\0';
     PathBuffer folder;
     return GetInstallFolder(folder) && Succeeded(FormatText(path, {FieldText(folder), fileName}));
 }

@@ -37,9 +37,12 @@ bool Event::Signal() {
 
 Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
     switch (WaitForSingleObject(handle_, milliseconds)) {
-    case WAIT_OBJECT_0: return WaitResult::kSignalled;
-    case WAIT_TIMEOUT: return WaitResult::kTimedOut;
-    default: return WaitResult::kFailed;
+        case WAIT_OBJECT_0:
+            return WaitResult::kSignalled;
+        case WAIT_TIMEOUT:
+            return WaitResult::kTimedOut;
+        default:
+            return WaitResult::kFailed;
     }
 }
 

@@ -42,6 +42,9 @@ class DnsAnswerRing {
     // none and for a name that does not fit (which is cut).
     bool FindHostByAddress(const IpAddressRecord& address, char* host, std::size_t capacity) const;
 
+    // The line of the index that an address belongs to, for tests that crowd one.
+    [[nodiscard]] static std::size_t IndexLineOf(const IpAddressRecord& address);
+
  private:
     struct Memory;
 

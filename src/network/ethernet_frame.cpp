@@ -38,7 +38,7 @@ std::optional<Ipv4Header> EthernetFrame::Ipv4() const {
     Ipv4Header header;
     std::uint8_t versionAndLength = 0;
     if (!reader.Skip(kEthernetHeader) || !reader.Be(versionAndLength)) return std::nullopt;
-    header.length = (versionAndLength & 0x0FU) * 4U;
+    header.length = (versionAndLength & 0x0FU) * std::size_t{4};
     if (!reader.Skip(8) || !reader.Be(header.protocol) || !reader.Skip(2)) return std::nullopt;
     if (!ReadArray(reader, header.source) || !ReadArray(reader, header.destination)) return std::nullopt;
     return header;

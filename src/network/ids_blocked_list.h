@@ -19,6 +19,8 @@ namespace tarn::network {
 // look-up does not grow with the list. Looking up allocates nothing.
 class IdsBlockedList {
  public:
+    IdsBlockedList();
+
     // Adds the address of a request. An empty host, a path that cannot be normalised and a pair that is there already
     // add nothing.
     void Add(const IdsBlockRequest& request);

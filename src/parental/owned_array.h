@@ -94,8 +94,9 @@ class OwnedArray {
         static_assert(alignof(T) <= alignof(std::max_align_t));
         Clear();
         if (count == 0) return true;
-        if (count > SIZE_MAX / sizeof(T)) return false;
-        void* block = memory.allocate(count * sizeof(T));
+        constexpr std::size_t kItemSize = sizeof(T);  // NOLINT(bugprone-sizeof-expression): items may be pointers
+        if (count > SIZE_MAX / kItemSize) return false;
+        void* block = memory.allocate(count * kItemSize);
         if (block == nullptr) return false;
         items_ = static_cast<T*>(block);
         size_ = count;

@@ -13,9 +13,11 @@ constexpr std::uint32_t kQuarantineType = 2;
 constexpr std::u16string_view kReason = u"Browsing Protection Malicious URL";
 constexpr std::size_t kUrlCapacity = 1024;  // units, the NUL included
 
+constexpr auto ToLower = [](char16_t unit) { return base::ToLowerAscii(unit); };
+
 std::u16string LowerCase(std::u16string_view text) {
     std::u16string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](char16_t unit) { return base::ToLowerAscii(unit); });
+    std::ranges::transform(lower, lower.begin(), ToLower);
     return lower;
 }
 
@@ -58,7 +60,7 @@ bool BrowsingProtection::ActOnMaliciousUrl(std::uint32_t processId, std::string_
     base::PathBuffer path;
     std::uint32_t error = 0;
     if (!processes.GetProcessImagePath(processId, path, error)) return false;
-    const std::u16string executable(base::FieldText(path));
+    const std::u16string_view executable = base::FieldText(path);
     if (IsExcluded(executable) || WasActedOn(executable)) return false;
     MakeRoom();
 
@@ -74,11 +76,15 @@ std::size_t BrowsingProtection::ActedOnCount() const {
     return state_.Read([](const State& state) { return state.actedOn.size(); });
 }
 
+// The executable is a path: it fits a path's buffer.
 bool BrowsingProtection::IsExcluded(std::u16string_view executable) const {
-    const std::u16string lower = LowerCase(executable);
+    base::PathBuffer storage;
+    const auto end = std::ranges::transform(executable, storage.begin(), ToLower).out;
+    const std::u16string_view lower(storage.begin(), end);
     return state_.Read([&](const State& state) {
-        return std::ranges::any_of(state.exclusions,
-                                   [&](const std::u16string& name) { return lower.find(name) != std::u16string::npos; });
+        return std::ranges::any_of(state.exclusions, [&](const std::u16string& name) {
+            return lower.find(name) != std::u16string_view::npos;
+        });
     });
 }
 

@@ -124,11 +124,11 @@ void HostTable::PublishAddresses(std::span<const parental::AddressListEntry> add
 
 // QUIRK: only the first occurrence of the text in the host counts.  Test: FirstOccurrenceOfTheTextDecides
 bool HostTable::OccursIn(std::string_view host, const Group& group) const {
-    const std::string_view text(texts_.data() + group.textAt, group.textLength);
-    const std::size_t at = base::FindText(host, text);
+    const std::string_view listed(texts_.data() + group.textAt, group.textLength);
+    const std::size_t at = base::FindText(host, listed);
     if (at == std::string_view::npos) return false;
     if (at != 0 && host[at - 1] != '/' && host[at - 1] != '.') return false;
-    const std::size_t end = at + text.size();
+    const std::size_t end = at + listed.size();
     return end == host.size() || host[end] == '/' || host[end] == ':';
 }
 

@@ -114,10 +114,10 @@ std::uint32_t WindowsProcessInspector::CurrentProcessId() {
 
 bool WindowsProcessInspector::ToWide(std::string_view text, std::span<char16_t> wide) {
     const int given = static_cast<int>(text.size());
-    const int length = MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.data(), given, nullptr, 0);
+    // No flags: the system's code page may be UTF-8, which takes none.
+    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), given, nullptr, 0);
     if (length <= 0 || static_cast<std::size_t>(length) >= wide.size()) return false;
-    if (MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.data(), given, Wide(wide.data()), length) != length)
-        return false;
+    if (MultiByteToWideChar(CP_ACP, 0, text.data(), given, Wide(wide.data()), length) != length) return false;
     wide[static_cast<std::size_t>(length)] = u'\0';
     return true;
 }

@@ -61,7 +61,8 @@ bool ParseHttpRequest(base::Bytes request, ParsedRequest& out) {
 
     std::string_view target = text.substr(targetStart);
     const std::size_t targetLength = FindTextBeforeNul(target, " HTTP/1.");
-    if (targetLength == kNone || targetLength >= base::kUrlCapacity) return false;
+    static_assert(kNone >= base::kUrlCapacity);
+    if (targetLength >= base::kUrlCapacity) return false;
     target = target.substr(0, targetLength);
     if (isConnect) target = target.substr(0, FindCharacter(target, ':'));
     target = WithoutScheme(target);

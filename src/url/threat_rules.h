@@ -1,5 +1,5 @@
-// The rules of a URL scan that ask who knows dangerous sites: the malicious and the phishing list, the list of condemned
-// addresses, HTTPS inspection. What happens to the program that asked is browsing protection's business.
+// The rules of a URL scan that ask who knows dangerous sites: the malicious and the phishing list, the list of
+// condemned addresses, HTTPS inspection. What happens to the program that asked is browsing protection's business.
 #ifndef TARN_URL_THREAT_RULES_H
 #define TARN_URL_THREAT_RULES_H
 

@@ -81,6 +81,7 @@ bool UrlList::HoldsPatternAt(std::string_view text, std::size_t end) const {
 void PrefixWhiteList::Publish(const UrlListRecord& record) {
     const std::deque<std::string> entries = FoldedEntries(record);
     std::vector<PrefixTree::Pattern> prefixes;
+    prefixes.reserve(entries.size());
     for (const std::string_view entry : entries) prefixes.push_back({entry, 0});
     PrefixWhiteList list;
     list.root_ = list.prefixes_.Add(prefixes);

@@ -72,6 +72,7 @@ void UserUrls::Publish(const UserUrlList& record) {
     list.everywhere_ = add(everywhere);
     list.secureOnly_ = add(secureOnly);
     std::vector<PrefixTree::Pattern> hosts;
+    hosts.reserve(pathsOfHosts.size());
     for (const auto& [host, paths] : pathsOfHosts) hosts.push_back({host, list.prefixes_.Add(paths)});
     list.hostsWithPaths_ = list.prefixes_.Add(hosts);
     *this = std::move(list);

@@ -15,22 +15,24 @@ using FileBytes = std::vector<std::uint8_t>;
 
 // A file of the given size behind its header, with the right CRC.
 FileBytes GoodFile(std::uint8_t major, std::uint8_t minor, std::size_t recordSize = kProductRecordSize) {
-    FileBytes bytes(8 + recordSize);
-    for (std::size_t i = 0; i < recordSize; ++i) bytes[8 + i] = static_cast<std::uint8_t>(i * 7 + 3);
+    FileBytes record(recordSize);
+    std::uint8_t value = 3;
+    for (std::uint8_t& byte : record) byte = value += 7;
     if (recordSize > 2635) {
-        bytes[8 + 2634] = major;
-        bytes[8 + 2635] = minor;
+        record.at(2634) = major;
+        record.at(2635) = minor;
     }
     Crc32 crc;
-    crc.Add(std::span<const std::uint8_t>(bytes).subspan(8));
-    const std::uint32_t value = crc.Value();
-    for (std::size_t i = 0; i < 4; ++i) bytes[4 + i] = static_cast<std::uint8_t>(value >> (8 * i));
+    crc.Add(record);
+    FileBytes bytes = {0xAA, 0xBB, 0xCC, 0xDD};
+    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(crc.Value() >> shift));
+    bytes.insert(bytes.end(), record.begin(), record.end());
     return bytes;
 }
 
 FileBytes BadFile(std::uint8_t major, std::uint8_t minor) {
     FileBytes bytes = GoodFile(major, minor);
-    bytes[100] ^= 1;
+    bytes.at(100) ^= 1;
     return bytes;
 }
 
@@ -117,7 +119,7 @@ TEST(ProductData, LongerFilesCountToTheirEnd) {
         EXPECT_TRUE(Reader().Read(good)) << size;
         EXPECT_TRUE(Reader().Read(good, 1000)) << "in small pieces, " << size;
         FileBytes bad = good;
-        bad.back() ^= 0x80;
+        bad.at(bad.size() - 1) ^= 0x80;
         EXPECT_FALSE(Reader().Read(bad)) << size;
     }
 }

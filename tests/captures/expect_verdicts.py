@@ -13,6 +13,8 @@ import sys
 import tomllib
 from pathlib import Path
 
+import expect_frames
+
 FOLDER = Path(__file__).parent
 MALICIOUS, PHISHING = 2, 3
 
@@ -232,7 +234,12 @@ def blocked_site(profile, host, path):
 
 # ---- The rules, in their order ----
 
-def judge(policy, request):
+def condemns(condemned, host, path):
+    bare = path.removeprefix('/').removesuffix('/')
+    return (host.removeprefix('www.'), ascii_lower(normalise(bare))) in condemned
+
+
+def judge(policy, request, condemned=()):
     kind, remote, data = request['kind'], request['remote'], request['data']
     allowed = ('allowed', 26, '')
     if kind == 'dns':
@@ -267,6 +274,8 @@ def judge(policy, request):
         return ('allowed', 9, f'{threat}: {site}') if white else ('BLOCKED', 2, f'{threat}: {site}')
     if features['anti_phishing'] and phishing_site(policy, host, path):
         return ('allowed', 8, site) if white else ('BLOCKED', 0, site)
+    if features['intrusion_prevention'] and condemns(condemned, host, path):
+        return ('BLOCKED', 22, site)
     if kind == 'tls' and features['https_inspection'] and \
             host in policy.get('https_inspection', {}).get('blocked_hosts', []):
         return ('BLOCKED', 15, site)
@@ -376,9 +385,12 @@ def main():
     policy = tomllib.loads(Path(sys.argv[1]).read_text())
     old, new = sys.argv[2].split('=')
     for capture in sys.argv[3:]:
+        attacks = expect_frames.attacks(policy, FOLDER / Path(capture).name)
         for request in requests(Path(capture).name):
             request['remote'] = ipaddress.ip_address(new if request['dst'] == old else request['dst'])
-            verdict = judge(policy, request)
+            condemned = [attack['address'] for attack in attacks
+                         if 'address' in attack and attack['frame'] <= request['frame']]
+            verdict = judge(policy, request, condemned)
             host, path = view(request['kind'], request['data'])
             client = new if request['src'] == old else request['src']
             line = {'frame': request['frame'], 'client': client, 'clientPort': request['sport'],

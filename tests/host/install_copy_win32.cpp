@@ -34,7 +34,8 @@ HANDLE CreateOutput(const fs::path& path) {
                        nullptr);
 }
 
-// In quotes; no argument of these tests holds one itself or ends in a backslash.
+}  // namespace
+
 std::wstring CommandLine(const fs::path& program, const std::vector<std::string>& arguments) {
     std::wstring line = L"\"" + program.wstring() + L"\"";
     for (const std::string& argument : arguments) {
@@ -43,8 +44,6 @@ std::wstring CommandLine(const fs::path& program, const std::vector<std::string>
     }
     return line;
 }
-
-}  // namespace
 
 std::vector<nlohmann::json> ProgramRun::Json() const {
     std::vector<nlohmann::json> lines;
@@ -57,13 +56,14 @@ std::vector<nlohmann::json> ProgramRun::Json() const {
     return lines;
 }
 
-InstallCopy::InstallCopy() {
+InstallCopy::InstallCopy(const std::set<std::string>& without) {
     static unsigned counter = 0;
     folder_ = OwnFolder() / ("host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
     fs::create_directories(folder_);
     const fs::path built = OwnFolder().parent_path() / "bin";
     // The programs are large, and nobody writes into them.
-    for (const char* file : kFiles) fs::create_hard_link(built / file, folder_ / file);
+    for (const char* file : kFiles)
+        if (!without.contains(file)) fs::create_hard_link(built / file, folder_ / file);
     fs::copy_file(TARN_POLICY_FILE, folder_ / kPolicy);
 }
 

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,9 @@ struct ProgramRun {
 
 class InstallCopy {
  public:
-    InstallCopy();
+    // The built programs are links, and one that another process has loaded cannot be removed: without names those that
+    // are left out from the start.
+    explicit InstallCopy(const std::set<std::string>& without = {});
     ~InstallCopy();
     InstallCopy(const InstallCopy&) = delete;
     InstallCopy& operator=(const InstallCopy&) = delete;
@@ -32,11 +35,15 @@ class InstallCopy {
     void Write(const std::string& name, const std::string& text) const;
     [[nodiscard]] std::string Read(const std::string& name) const;
     void Remove(const std::string& name) const;
+    [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
     [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
 
  private:
     std::filesystem::path folder_;
 };
+
+// In quotes; no argument of these tests holds one itself or ends in a backslash.
+std::wstring CommandLine(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
 // Of a bundled capture or what belongs to one.
 std::string CapturePath(const std::string& name);

@@ -1,8 +1,9 @@
 // Real traffic through the real library with the reference companions and the default policy: every verdict is the one
-// that stands in the file beside the capture.
+// that stands in the file beside the capture, and so is every attack and every file on a share.
 #include <algorithm>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <iterator>
 #include <string>
 
 #include "host/install_copy_win32.h"
@@ -12,23 +13,26 @@ namespace {
 
 using nlohmann::json;
 
-std::vector<json> Expected(const std::string& capture) {
-    std::ifstream input(CapturePath(capture + ".verdicts.jsonl"));
+constexpr const char* kMapping = "10.20.30.10=192.0.2.10";
+
+// The lines of a file; none when there is no file.
+std::vector<json> Expected(const std::string& name) {
+    std::ifstream input(CapturePath(name));
     std::vector<json> lines;
     for (std::string line; std::getline(input, line);) lines.push_back(json::parse(line));
     return lines;
 }
 
-// The fields that the expected line has, in its order of frames.
+std::vector<json> LinesOfType(const std::vector<json>& lines, const char* type) {
+    std::vector<json> kept;
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(kept),
+                 [&](const json& line) { return line["type"] == type; });
+    return kept;
+}
+
+// A request is told when its turn has ended; the expected ones stand in the order in which they began.
 std::vector<json> Verdicts(const std::vector<json>& lines) {
-    std::vector<json> verdicts;
-    for (const json& line : lines) {
-        if (line["type"] != "verdict") continue;
-        json kept;
-        for (const char* key : {"frame", "client", "clientPort", "host", "path", "verdict", "reason", "ruleText"})
-            if (line.contains(key)) kept[key] = line[key];
-        verdicts.push_back(std::move(kept));
-    }
+    std::vector<json> verdicts = LinesOfType(lines, "verdict");
     std::stable_sort(verdicts.begin(), verdicts.end(), [](const json& left, const json& right) {
         return std::pair(left["frame"].get<int>(), left["clientPort"].get<int>()) <
                std::pair(right["frame"].get<int>(), right["clientPort"].get<int>());
@@ -36,29 +40,63 @@ std::vector<json> Verdicts(const std::vector<json>& lines) {
     return verdicts;
 }
 
-class Replay : public testing::TestWithParam<const char*> {};
+// As many lines, and each with all that the expected one has.
+void ExpectLines(const std::vector<json>& lines, const std::vector<json>& expected) {
+    EXPECT_EQ(lines.size(), expected.size());
+    for (std::size_t i = 0; i < std::min(lines.size(), expected.size()); ++i) {
+        json same = json::object();
+        for (const auto& [key, value] : expected[i].items())
+            if (lines[i].contains(key)) same[key] = lines[i][key];
+        EXPECT_EQ(same, expected[i]);
+    }
+}
 
-TEST_P(Replay, GivesTheExpectedVerdicts) {
-    const std::string capture = GetParam();
-    const std::vector<json> expected = Expected(capture);
-    ASSERT_FALSE(expected.empty());
-
-    const InstallCopy install;
-    const ProgramRun run =
-        install.Run({"replay", "--json", "--map", "10.20.30.10=192.0.2.10", CapturePath(capture + ".pcap")});
-
+void ExpectRun(const ProgramRun& run, const std::string& verdicts, const std::string& frames) {
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.errors, "");
-    const std::vector<json> verdicts = Verdicts(run.Json());
-    EXPECT_EQ(verdicts.size(), expected.size());
-    for (std::size_t i = 0; i < std::min(verdicts.size(), expected.size()); ++i) EXPECT_EQ(verdicts[i], expected[i]);
+    const std::vector<json> lines = run.Json();
+    ExpectLines(Verdicts(lines), Expected(verdicts));
+    std::vector<json> found = LinesOfType(lines, "attack");
+    for (json& file : LinesOfType(lines, "file")) found.push_back(std::move(file));
+    ExpectLines(found, Expected(frames));
+}
+
+class Replay : public testing::TestWithParam<const char*> {};
+
+TEST_P(Replay, FindsWhatIsExpected) {
+    const std::string capture = GetParam();
+    ASSERT_FALSE(Expected(capture + ".verdicts.jsonl").empty() && Expected(capture + ".frames.jsonl").empty());
+    const InstallCopy install;
+    ExpectRun(install.Run({"replay", "--json", "--map", kMapping, CapturePath(capture + ".pcap")}),
+              capture + ".verdicts.jsonl", capture + ".frames.jsonl");
 }
 
 INSTANTIATE_TEST_SUITE_P(Captures, Replay,
                          testing::Values("http_chromium", "http_curl", "http_ipv6", "http_odd_forms",
-                                         "http_wget_and_others", "dns_basic", "ftp_classic_wget",
-                                         "ftp_pipelined_control", "mixed_small"),
+                                         "http_wget_and_others", "tls_curl", "dns_basic", "ftp_classic_wget",
+                                         "ftp_pipelined_control", "mixed_small", "smb1_smbclient_basic",
+                                         "smb1_two_clients", "smb2_311_smbclient", "smb2_dispositions_300"),
                          [](const auto& test) { return std::string(test.param); });
+
+TEST(ReplayAfterHours, BlocksEverythingThatIsNotAllowedAlways) {
+    const InstallCopy install;
+    install.Write("tarn-policy.toml", install.Read("tarn-policy.toml") + "\n[parental.users.schedule]\non = true\n");
+    const ProgramRun run = install.Run({"replay", "--json", CapturePath("ftp_pipelined_control.pcap")});
+    ExpectRun(run, "after_hours.verdicts.jsonl", "none");
+    EXPECT_NE(run.Json().at(1).value("user", ""), "");
+}
+
+// Each attacked connection once; whether there is one to reset is the machine's business.
+TEST(ReplayDrop, AsksForTheConnectionsOfAttacks) {
+    const InstallCopy install;
+    const ProgramRun run = install.Run({"replay", "--json", "--drop", CapturePath("mixed_small.pcap")});
+    EXPECT_EQ(run.exitCode, 0u);
+    const std::vector<json> attacks = LinesOfType(run.Json(), "attack");
+    const auto asked = std::count_if(attacks.begin(), attacks.end(), [](const json& line) {
+        return line.contains("dropped") && line["verdict"] == "BLOCKED";
+    });
+    EXPECT_EQ(asked, 11);  // connections to the four services
+}
 
 }  // namespace
 }  // namespace tarn::host

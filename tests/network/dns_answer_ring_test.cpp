@@ -172,6 +172,33 @@ TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
     }
 }
 
+// More addresses than a line of the index remembers: what it forgets the walk still finds, until its answer is
+// overwritten.
+TEST(DnsAnswerRing, AddressesThatCrowdOneLineOfTheIndexAreAllFound) {
+    std::vector<IpAddressRecord> crowd;
+    for (std::uint32_t number = 1; crowd.size() < 40; ++number)
+        if (DnsAnswerRing::IndexLineOf(Ipv4(number)) == DnsAnswerRing::IndexLineOf(Ipv4(1)))
+            crowd.push_back(Ipv4(number));
+    const IpAddressRecord stranger = crowd.back();
+    crowd.pop_back();
+
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    for (std::size_t i = 0; i < crowd.size(); ++i) ring.Store(Answer("crowd" + std::to_string(i), {crowd[i]}));
+    for (std::size_t i = 0; i < crowd.size(); ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
+    EXPECT_EQ(Find(ring, stranger), "(none)");
+
+    // The newest answer counts for a forgotten address too.
+    ring.Store(Answer("newest", {crowd[0]}));
+    EXPECT_EQ(Find(ring, crowd[0]), "newest");
+    for (std::uint32_t i = 0; i < DnsAnswerRing::kSlots - 1; ++i) ring.Store(Answer("later", {Ipv4(0x0B000000 + i)}));
+    EXPECT_EQ(Find(ring, crowd[0]), "newest");
+    EXPECT_EQ(Find(ring, crowd[1]), "(none)");
+    ring.Store(Answer("last", {stranger}));
+    EXPECT_EQ(Find(ring, crowd[0]), "(none)");
+    EXPECT_EQ(Find(ring, stranger), "last");
+}
+
 TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());

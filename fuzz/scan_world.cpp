@@ -1,0 +1,234 @@
+#include "scan_world.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "policy/policy_reader.h"
+#include "policy/policy_records.h"
+#include "policy/site_judge.h"
+#include "scan_modules.h"
+
+namespace tarn::fuzz {
+namespace {
+
+enum Fact : std::uint8_t {
+    kUserKnown = 1,
+    kScheduleForbids = 2,
+    kManaged = 4,
+    kDnsBlocks = 8,
+    kModuleFails = 16,
+    kAgentStatus = 32,
+    kCategoriesOnly = 64,  // none of the lists of the policy
+    kProfileOff = 128,
+};
+
+policy::Policy ReadDefaultPolicy() {
+    std::ifstream file(TARN_POLICY_FILE, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    policy::ReadPolicy read = policy::ParsePolicy(text);
+    Require(!text.empty() && read.mistakes.empty(), "the default policy is read");
+    return std::move(read.policy);
+}
+
+IdsBlockRequest CondemnedAddress() {
+    IdsBlockRequest request{};
+    base::CopyText(request.requestText, sizeof request.requestText, "/attack/kit.js http/1.1");
+    base::CopyText(request.hostName, sizeof request.hostName, "www.condemned.example");
+    return request;
+}
+
+}  // namespace
+
+class ScanWorld::Processes final : public url::ProcessInspector {
+ public:
+    explicit Processes(bool userKnown) : userKnown_(userKnown) {}
+    bool GetProcessUser(std::uint32_t, url::ProcessUser& user) override {
+        if (userKnown_) user.name = {u'K', u'i', u'm'};
+        return userKnown_;
+    }
+    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
+        error = 0;
+        return base::Succeeded(base::CopyText(path, u"C:\\Programs\\Reader.exe"));
+    }
+    std::uint32_t CurrentProcessId() override { return 999; }
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
+        if (text.size() >= wide.size()) return false;
+        std::ranges::transform(text, wide.begin(), [](char c) { return static_cast<char16_t>(c & 0x7F); });
+        wide[text.size()] = u'\0';
+        return true;
+    }
+
+ private:
+    bool userKnown_;
+};
+
+class ScanWorld::Modules final : public modules::ModuleSystem {
+ public:
+    void* Load(const char16_t*) override {
+        ++scriptedModules.loaded;
+        return this;
+    }
+    void* Find(void*, const char*) override { return reinterpret_cast<void*>(ScriptedQuarantine); }
+    void Free(void*) override { --scriptedModules.loaded; }
+    bool InstallFolder(base::PathBuffer& folder) override {
+        return base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
+    }
+    bool HostExecutableKnown() override { return true; }
+    bool ManagedClientInstalled() override { return false; }
+    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    std::uint32_t SystemClassification() override { return 0; }
+    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+};
+
+class ScanWorld::Clock final : public base::LocalClock {
+ public:
+    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
+    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
+    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
+};
+
+ScanChoice::ScanChoice(Pieces& pieces) {
+    constexpr std::uint16_t kPorts[] = {80, 443, 21, 53};
+    const std::uint8_t first = pieces.Byte();
+    kind = first % 6;
+    stopBeforeCategories = first >> 7;
+    port = kPorts[(first >> 4) % 4];
+    facts = pieces.Byte();
+    const std::uint8_t family = pieces.Byte();
+    remote.family = family % 2;
+    const Bytes bytes = pieces.Take(4);
+    std::ranges::copy(bytes, remote.bytes);
+    if (remote.family == TARN_FAMILY_IPV6) remote.bytes[15] = pieces.Byte();
+}
+
+ScanWorld& ScanWorld::Instance() {
+    static ScanWorld world;
+    return world;
+}
+
+ScanWorld::ScanWorld() {
+    static const policy::Policy kPolicy = ReadDefaultPolicy();
+    static const policy::CategoryIndex kCategories(kPolicy.sites);
+    scriptedModules.policy = &kPolicy;
+    scriptedModules.categories = &kCategories;
+    BindScriptedModules(companions_);
+    settings_.bpStatus = settings_.apStatus = settings_.idsIpsStatus = 1;
+    settings_.bpPrompt = {11, 12};
+    settings_.apPrompt = {21, 22};
+    managedClient_.serverAddress = {u'c', u'o', u'n', u's', u'o', u'l', u'e'};
+    Require(ring_.Allocate(), "there is memory for the ring");
+
+    PcSettingsRecord record{};
+    Require(policy::BuildParental(kPolicy, record) && parental::CopyPcSettings(record, parental_), "there is memory");
+    policy::ReleaseParental(record);
+    profiles_ = url::PublishProfiles(parental_);
+    idsBlocked_.Add(CondemnedAddress());
+}
+
+void ScanWorld::Reset(const ScanChoice& choice) {
+    const auto publishUrls = [](auto& list, const std::vector<std::string>& entries) {
+        UrlListRecord record{};
+        Require(policy::BuildUrlList(entries, record), "there is memory");
+        list.Publish(record);
+        policy::ReleaseUrlList(record);
+    };
+    const bool hadLists = (facts_ & kCategoriesOnly) == 0;
+    static bool isPublished = false;
+    facts_ = choice.facts;
+    if (const bool hasLists = (facts_ & kCategoriesOnly) == 0; !isPublished || hasLists != hadLists) {
+        isPublished = true;
+        lists_ = {};
+        if (hasLists) {
+            publishUrls(lists_.webSecurityInternal, scriptedModules.policy->whiteLists.webSecurity);
+            publishUrls(lists_.browsingProtectionInternal, scriptedModules.policy->whiteLists.browsingProtection);
+            publishUrls(lists_.user, scriptedModules.policy->whiteLists.user);
+            ThreatSiteList threats{};
+            Require(policy::BuildThreatSites(*scriptedModules.policy, threats), "there is memory");
+            lists_.malicious.Publish(threats);
+            policy::ReleaseThreatSites(threats);
+            PhishingSiteList phishing{};
+            Require(policy::BuildPhishingSites(*scriptedModules.policy, phishing), "there is memory");
+            lists_.phishing.Publish(phishing);
+            policy::ReleasePhishingSites(phishing);
+        }
+    }
+    browsingProtection_.Clear();
+    if (ring_.Saved().writeIndex != 0) {
+        ring_.Free();
+        Require(ring_.Allocate(), "there is memory for the ring");
+    }
+    allows_.Write([&](bool& allows) { allows = (facts_ & kScheduleForbids) == 0; });
+    managedClient_.installed = (facts_ & kManaged) != 0;
+    dnsBlockSwitch_ = (facts_ & kDnsBlocks) != 0 ? 1 : 0;
+    settings_.agentStatus = (facts_ & kAgentStatus) != 0 ? 1 : 0;
+    if (parental_.entries.size() != 0) parental_.entries[0].leading.profileSwitch = (facts_ & kProfileOff) != 0 ? 0 : 1;
+    scriptedModules.fail = (facts_ & kModuleFails) != 0;
+}
+
+ScanOutcome ScanWorld::Run(Scan scan, const ScanChoice& choice, ExactBlock& data) {
+    ScanRequest request{};
+    request.processId = 4711;
+    request.data = data.Data();
+    request.dataLength = static_cast<std::uint32_t>(data.View().size());
+    request.remoteAddress = choice.remote;
+    request.remotePort = static_cast<std::uint16_t>((choice.port >> 8) | (choice.port << 8));
+    request.stopBeforeCategories = choice.stopBeforeCategories;
+    request.kind = choice.kind;
+    ScanOutcome outcome;
+    std::memset(&outcome.verdict, 0xCD, sizeof outcome.verdict);
+    outcome.prompt = {0xCD, 0xCD};
+    Processes processes((facts_ & kUserKnown) != 0);
+    Modules system;
+    const Clock clock;
+    const url::ScanContext context{companions_,         system,  settings_,   lists_, parental_,       profiles_,
+                                   managedClient_,      allows_, idsBlocked_, ring_,  dnsBlockSwitch_, processes,
+                                   browsingProtection_, clock};
+    outcome.isValid = scan(context, request, outcome.verdict, outcome.prompt);
+    Require(scriptedModules.unreleased == 0, "every category list is released");
+    Require(scriptedModules.loaded == 0, "every module is freed");
+    return outcome;
+}
+
+void RequireOutcome(const ScanOutcome& outcome) {
+    if (!outcome.isValid) return;
+    const UrlVerdict& verdict = outcome.verdict;
+    constexpr std::array<std::uint32_t, 3> kAllows{TARN_BLOCK, TARN_ALLOW, TARN_STOPPED_BEFORE_CATEGORIES};
+    Require(std::ranges::find(kAllows, verdict.allow) != kAllows.end(), "the answer is known");
+    switch (verdict.reason) {
+        case TARN_REASON_MALICIOUS:
+        case TARN_REASON_MALICIOUS_WHITE_LISTED:
+        case TARN_REASON_MALICIOUS_CATEGORY:
+            Require(IsTerminated(verdict.text.threat.url), "the URL of a threat is terminated");
+            Require(verdict.reason == TARN_REASON_MALICIOUS_CATEGORY || IsTerminated(verdict.text.threat.name) ||
+                        verdict.reason == TARN_REASON_MALICIOUS_WHITE_LISTED,
+                    "the name of a threat is terminated");
+            break;
+        case TARN_REASON_PARENTAL_SITE:
+        case TARN_REASON_HTTPS_INSPECTION:
+        case TARN_REASON_PARENTAL_CATEGORY:
+            Require(IsTerminated(verdict.userName), "the user's name is terminated");
+            Require(IsTerminated(verdict.text.url), "the URL is terminated");
+            break;
+        case TARN_REASON_PHISHING:
+        case TARN_REASON_PHISHING_WHITE_LISTED:
+            Require(IsTerminated(verdict.text.url), "the URL is terminated");
+            break;
+        case TARN_REASON_IDS_BLOCKED:
+            Require(IsTerminated(verdict.blockedHost) && IsTerminated(verdict.blockedPath),
+                    "both texts are terminated");
+            break;
+        case TARN_REASON_SCHEDULE:
+            Require(IsTerminated(verdict.userName) && verdict.localTime.year == 2026, "user and time are told");
+            break;
+        default:
+            Require(verdict.reason == TARN_REASON_DEFAULT, "the reason is known");
+            Require(verdict.allow != TARN_BLOCK, "nothing is blocked without a reason");
+    }
+}
+
+}  // namespace tarn::fuzz

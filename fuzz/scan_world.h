@@ -1,0 +1,70 @@
+// All that a URL scan asks, natively: the lists and modules of the default policy, and a machine with one user.
+// One world serves all inputs; what a scan leaves behind is forgotten before the next one.
+#ifndef TARN_FUZZ_SCAN_WORLD_H
+#define TARN_FUZZ_SCAN_WORLD_H
+
+#include <cstdint>
+
+#include "tarn/records.h"
+
+#include "network/dns_answer_ring.h"
+#include "target.h"
+#include "url/scan_context.h"
+
+namespace tarn::fuzz {
+
+// What an input chooses besides the data of the request.
+struct ScanChoice {
+    std::uint8_t kind = TARN_KIND_HTTP;
+    std::uint16_t port = 80;
+    std::uint8_t stopBeforeCategories = 0;
+    IpAddressRecord remote{};
+    std::uint8_t facts = 0;  // one bit for each fact that a machine may have or not
+
+    // Eight bytes of the input.
+    explicit ScanChoice(Pieces& pieces);
+};
+
+struct ScanOutcome {
+    bool isValid = false;
+    UrlVerdict verdict;
+    PromptBytes prompt;
+};
+
+class ScanWorld {
+ public:
+    static ScanWorld& Instance();
+    // Back to how the world was, with the facts chosen.
+    void Reset(const ScanChoice& choice);
+
+    using Scan = bool (*)(const url::ScanContext&, const ScanRequest&, UrlVerdict&, PromptBytes&);
+    // data has one spare byte behind it.
+    ScanOutcome Run(Scan scan, const ScanChoice& choice, ExactBlock& data);
+
+ private:
+    ScanWorld();
+
+    class Processes;
+    class Modules;
+    class Clock;
+
+    modules::Companions companions_;
+    modules::SettingsState settings_{};
+    url::PublishedLists lists_;
+    parental::SettingsCopy parental_;
+    url::PublishedProfiles profiles_;
+    url::ManagedClient managedClient_;
+    base::Guarded<bool> allows_{true};
+    network::IdsBlockedList idsBlocked_;
+    network::DnsAnswerRing ring_;
+    url::BrowsingProtection browsingProtection_;
+    std::uint32_t dnsBlockSwitch_ = 0;
+    std::uint8_t facts_ = 0;
+};
+
+// What holds for every outcome of a scan.
+void RequireOutcome(const ScanOutcome& outcome);
+
+}  // namespace tarn::fuzz
+
+#endif

@@ -1,0 +1,143 @@
+// Files that people hand over: policies and captures; and the URLs that they type.
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+#include "host/capture/capture_reader.h"
+#include "host/capture/tcp_turns.h"
+#include "host/capture/transport_view.h"
+#include "host/composed_request.h"
+#include "host/printable_text.h"
+#include "host/protocol_choice.h"
+#include "modules/ids_rules.h"
+#include "parental/settings_copy.h"
+#include "policy/policy_reader.h"
+#include "policy/policy_records.h"
+#include "policy/site_judge.h"
+#include "targets.h"
+#include "url/published_lists.h"
+#include "url/request_parser.h"
+#include "url/tls_client_hello.h"
+
+namespace tarn::fuzz {
+namespace {
+
+bool IsInside(Bytes part, Bytes whole) {
+    return part.empty() || (part.data() >= whole.data() && part.data() + part.size() <= whole.data() + whole.size());
+}
+
+// Builds every record of the policy, publishes what the library would, and releases the records.
+void UseRecords(const policy::Policy& policy) {
+    url::PublishedLists lists;
+    UrlListRecord urls{};
+    Require(policy::BuildUrlList(policy.whiteLists.webSecurity, urls), "there is memory");
+    lists.webSecurityInternal.Publish(urls);
+    lists.user.Publish(urls);
+    policy::ReleaseUrlList(urls);
+
+    ThreatSiteList threats{};
+    Require(policy::BuildThreatSites(policy, threats), "there is memory");
+    lists.malicious.Publish(threats);
+    policy::ReleaseThreatSites(threats);
+
+    PhishingSiteList phishing{};
+    Require(policy::BuildPhishingSites(policy, phishing), "there is memory");
+    lists.phishing.Publish(phishing);
+    policy::ReleasePhishingSites(phishing);
+
+    IdsSettingsRecord rules{};
+    Require(policy::BuildIdsRules(policy, rules), "there is memory");
+    modules::IdsRuleTable table;
+    Require(table.CopySelected(rules, 0), "the rules are copied");
+    policy::ReleaseIdsRules(rules);
+
+    PcSettingsRecord record{};
+    Require(policy::BuildParental(policy, record), "there is memory");
+    parental::SettingsCopy copy;
+    Require(parental::CopyPcSettings(record, copy), "the parental settings are copied");
+    policy::ReleaseParental(record);
+    Require(url::PublishProfiles(copy).size() == copy.entries.size(), "every user has a profile");
+
+    const policy::CategoryIndex categories(policy.sites);
+    for (const policy::CategorisedSite& site : policy.sites) (void)categories.Find(site.address);
+    for (const std::string& pattern : policy.maliciousPatterns)
+        (void)policy::MatchesPattern("http://shop.example/setup.exe?id=4711", pattern);
+}
+
+}  // namespace
+
+void PolicyFile(Bytes input) {
+    const auto read = policy::ParsePolicy(AsText(input));
+    std::uint32_t line = 0;
+    for (const policy::Mistake& mistake : read.mistakes) {
+        Require(mistake.line >= line, "the mistakes stand in the order of the file");
+        Require(!mistake.text.empty(), "a mistake says something");
+        Require(!policy::Describe("policy.toml", mistake).empty(), "a mistake can be told");
+        line = mistake.line;
+    }
+    if (read.mistakes.empty()) UseRecords(read.policy);
+}
+
+void CaptureFile(Bytes input) {
+    std::istringstream stream{std::string(AsText(input))};
+    host::CaptureReader reader(stream);
+    constexpr host::TurnLimits kLimits{512, 1024, 8, 4096, 4};
+    std::uint64_t turns = 0;
+    host::TcpTurns assembly(
+        [&](const host::Turn& turn) {
+            Require(turn.data.size() <= kLimits.turnBytes, "a turn is cut at its limit");
+            Require(turn.data.size() <= turn.totalLength, "a turn is no longer than what was sent");
+            ++turns;
+        },
+        kLimits);
+    host::CapturedFrame frame;
+    std::uint64_t frames = 0;
+    std::uint64_t bytes = 0;
+    while (reader.Next(frame)) {
+        Require(frame.number == ++frames, "frames are numbered from 1 on");
+        Require(frame.bytes.size() <= host::kMaxFrameBytes, "a frame is bounded");
+        bytes += frame.bytes.size();
+        (void)host::FormatTime(frame.timeNanoseconds);
+        const ExactBlock block(frame.bytes);
+        const auto view = host::ViewTransport(block.View());
+        if (!view) continue;
+        Require(IsInside(view->payload, block.View()), "the payload lies in its frame");
+        const host::Utterance utterance{view->payload, view->destination.port, view->isTcp, true};
+        if (const host::Protocol* const protocol = host::ChooseProtocol(utterance)) {
+            const host::RequestView request = protocol->view(view->payload);
+            constexpr std::size_t kWidth = 64;
+            constexpr std::size_t kMostBytes = 4;  // of one character
+            Require(host::Printable(request.host, kWidth).size() <= kMostBytes * kWidth, "a text is cut to its width");
+        }
+        if (view->isTcp) assembly.Add(*view, frame.number, frame.timeNanoseconds);
+    }
+    assembly.Finish();
+    Require(reader.FrameCount() == frames, "every frame is counted");
+    Require(bytes <= input.size() && reader.BytesRead() <= input.size(), "nothing is read that is not there");
+    Require(!reader.Error().empty() || reader.BytesRead() == input.size(), "a file is read to its end or refused");
+    Require(!reader.Next(frame), "behind the last frame there is none");
+}
+
+void ComposedUrl(Bytes input) {
+    std::string mistake;
+    const auto request = host::ComposeRequest(AsText(input), mistake);
+    Require(request.has_value() == mistake.empty(), "a URL is taken or a mistake says why not");
+    if (!request) return;
+    Require(request->server.port != 0, "a request goes to a port");
+    const ExactBlock block(request->data);
+    if (request->protocol == &host::TlsProtocol()) {
+        url::HostText name;
+        Require(url::ExtractTlsServerName(block.View(), name), "a composed hello is read");
+        Require(name.Empty() == request->isServerKnown, "an address is no server name");
+        Require(name.Empty() || request->view.host.starts_with(name.View()), "the hello names the host");
+        Require(host::ViewTlsHello(block.View()).host == name.View(), "both readers see the same name");
+        return;
+    }
+    Require(host::ViewHttpRequest(block.View()).host == request->view.host, "the viewer sees the host");
+    url::ParsedRequest parsed;
+    if (url::ParseHttpRequest(block.View(), parsed) && request->view.path.find("Host: ") == std::string::npos &&
+        request->view.path != "/")
+        Require(request->view.host.find(parsed.host.View()) != std::string::npos, "the library sees the host");
+}
+
+}  // namespace tarn::fuzz

@@ -1,0 +1,200 @@
+// tarnhost logon: reports session events of an account and says whether it may use the machine now.
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "host/commands/command.h"
+#include "host/logon_rule.h"
+#include "host/policy_file.h"
+#include "host/printable_text.h"
+#include "host/session_events.h"
+#include "policy/policy_reader.h"
+
+namespace tarn::host {
+
+namespace {
+
+constexpr std::size_t kEventWidth = 18;
+constexpr std::size_t kStateWidth = 10;  // "no verdict"
+constexpr std::uint32_t kMaxTicks = 24 * kTicksPerHour;
+
+struct LogonOptions {
+    std::string user;
+    std::vector<std::string> events;
+    std::uint32_t ticks = 0;
+    std::uint32_t sessionId = 1;
+};
+
+// Equal answers to equal events one after the other are one line.
+struct AnsweredEvents {
+    std::uint32_t event = 0;
+    std::uint32_t first = 0;  // of the ticks, from 1
+    std::uint32_t last = 0;
+    LogonJudgement judgement;
+};
+
+class LogonPrinter {
+ public:
+    LogonPrinter(const Session& session, const LogonRule& rule) : session_(session), rule_(rule) {}
+
+    void Begin(const Account& account) const {
+        if (session_.json) {
+            Line({{"type", "account"},
+                  {"user", account.name},
+                  {"sid", FormatSid(account.sid)},
+                  {"rule", RuleName(rule_)},
+                  {"ruleText", RuleWords(rule_)}});
+            return;
+        }
+        session_.out << fmt::format("{}, {}\n  its rule: {}\n", Printable(account.name), FormatSid(account.sid),
+                                    RuleWords(rule_));
+    }
+
+    void Answer(const AnsweredEvents& answered) const {
+        const LogonJudgement& judgement = answered.judgement;
+        std::string why;
+        if (!judgement.isValid)
+            why = "the library knows no session of the account; a logon comes first";
+        else if (judgement.verdict.action == TARN_BLOCK)
+            why = RefusalWords(rule_);
+        if (session_.json) {
+            nlohmann::ordered_json line{{"type", "logon"}, {"event", SessionEventName(answered.event)}};
+            if (answered.event == kTickEvent) {
+                line["firstTick"] = answered.first;
+                line["lastTick"] = answered.last;
+            }
+            line["verdict"] = StateWord(judgement);
+            if (judgement.isValid) line["reason"] = std::uint32_t{judgement.verdict.reason};
+            line["why"] = why;
+            Line(line);
+            return;
+        }
+        std::string event = SessionEventName(answered.event);
+        if (answered.event == kTickEvent)
+            event += answered.first == answered.last ? fmt::format(" {}", answered.first)
+                                                     : fmt::format(" {} to {}", answered.first, answered.last);
+        std::string line = "  " + Column(event, kEventWidth);
+        if (why.empty()) {
+            line += StateWord(judgement);
+        } else {
+            line += Column(StateWord(judgement), kStateWidth) + "  ";
+            if (judgement.isValid)
+                line += fmt::format("{} parental control: ", std::uint32_t{judgement.verdict.reason});
+            line += why;
+        }
+        session_.out << line << '\n';
+    }
+
+    void Usage(const std::optional<SavedSessionRecord>& saved) const {
+        if (!saved) return;
+        const std::uint32_t used = saved->usageTicks;
+        if (!session_.json) {
+            session_.out << "  " << UsageWords(rule_, used) << '\n';
+            return;
+        }
+        nlohmann::ordered_json line{{"type", "usage"}, {"usedMinutes", used}, {"refused", saved->blocked != 0}};
+        if (rule_.LimitsHours()) line["allowedMinutes"] = rule_.allowedHours * kTicksPerHour;
+        Line(line);
+    }
+
+ private:
+    void Line(const nlohmann::ordered_json& line) const {
+        session_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    }
+
+    const Session& session_;
+    const LogonRule& rule_;
+};
+
+LogonRule RuleOf(const Account& account, const Session& session) {
+    const auto text = ReadPolicyText(PolicyPath(session.environment.InstallFolder(session.library)));
+    if (!text) return {};
+    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
+    if (!read.mistakes.empty()) return {};
+    return FindLogonRule(read.policy, account.sid, session.environment.LocalTime());
+}
+
+std::optional<SavedSessionRecord> FindSaved(const std::vector<SavedSessionRecord>& saved, const Account& account) {
+    for (const SavedSessionRecord& record : saved)
+        if (std::memcmp(record.sid, account.sid.data(), sizeof record.sid) == 0) return record;
+    return std::nullopt;
+}
+
+void ReportEvents(const std::vector<std::uint32_t>& events, const Account& account, std::uint32_t sessionId,
+                  Judge& library, const LogonPrinter& printer) {
+    std::optional<AnsweredEvents> open;
+    std::uint32_t ticks = 0;
+    for (const std::uint32_t event : events) {
+        if (event == kTickEvent) ++ticks;
+        const LogonJudgement judgement = library.ScanLogonEvent(ComposeLogonEvent(event, account, sessionId));
+        if (open && event == kTickEvent && open->event == kTickEvent &&
+            StateWord(open->judgement) == StateWord(judgement)) {
+            open->last = ticks;
+            continue;
+        }
+        if (open) printer.Answer(*open);
+        open = AnsweredEvents{event, ticks, ticks, judgement};
+    }
+    if (open) printer.Answer(*open);
+}
+
+int JudgeLogon(const LogonOptions& options, const Session& session) {
+    std::vector<std::uint32_t> events;
+    for (const std::string& text : options.events) {
+        const auto event = ParseSessionEvent(text);
+        if (!event)
+            return session.Fail(fmt::format("--event {}: logon, tick, disconnect, logoff or a number from 0 to 9 is "
+                                            "wanted",
+                                            Printable(text)),
+                                kExitUsage);
+        events.push_back(*event);
+    }
+    if (events.empty()) events.push_back(*ParseSessionEvent("logon"));
+    events.insert(events.end(), options.ticks, kTickEvent);
+
+    Account account;
+    if (!session.environment.FindAccount(options.user, account))
+        return session.Fail(
+            options.user.empty()
+                ? std::string("the account that tarnhost runs as cannot be looked up; name one with --user")
+                : fmt::format("this machine has no user account \"{}\"; --user wants the name of one, such as a "
+                              "person's, not of a group",
+                              Printable(options.user)),
+            kExitFailed);
+
+    std::unique_ptr<Judge> library = session.Library();
+    if (!library) return kExitFailed;
+    const LogonRule rule = RuleOf(account, session);
+    const LogonPrinter printer(session, rule);
+    printer.Begin(account);
+    ReportEvents(events, account, options.sessionId, *library, printer);
+    library.reset();  // saves its sessions
+    printer.Usage(FindSaved(session.environment.ReadSavedSessions(session.library), account));
+    return kExitOk;
+}
+
+}  // namespace
+
+RunCommand AddLogonCommand(CLI::App& command, Session& session) {
+    const auto options = std::make_shared<LogonOptions>();
+    command.add_option("--user", options->user, "the account; without it the one that tarnhost runs as")
+        ->type_name("NAME");
+    command
+        .add_option("--event", options->events,
+                    "what is reported: logon (default), tick, disconnect, logoff or a number from 0 to 9 (repeatable)")
+        ->type_name("EVENT")
+        ->take_all()
+        ->allow_extra_args(false);
+    command.add_option("--ticks", options->ticks, "then report so many ticks, one for each minute of use")
+        ->check(CLI::Range(0u, kMaxTicks));
+    command.add_option("--session", options->sessionId, "number of the session (default 1)");
+    command.footer(
+        "The minutes of use are kept for the rest of the day, over several runs. The library says whether it refuses; "
+        "why is read from the policy beside the modules.");
+    return [options, &session] { return JudgeLogon(*options, session); };
+}
+
+}  // namespace tarn::host

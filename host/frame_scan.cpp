@@ -1,0 +1,130 @@
+#include "host/frame_scan.h"
+
+#include <algorithm>
+
+#include "host/protocol_choice.h"
+
+namespace tarn::host {
+
+namespace {
+
+constexpr std::size_t kEtherType = 12;
+constexpr std::size_t kIpHeader = 14;
+constexpr std::size_t kMaxIpHeader = 60;
+constexpr std::size_t kIpProtocol = kIpHeader + 9;
+constexpr std::size_t kIpSource = kIpHeader + 12;
+constexpr std::size_t kIpDestination = kIpHeader + 16;
+constexpr std::uint8_t kTcp = 6;
+constexpr std::uint16_t kSmbPort = 445;
+// Attacked connections that are remembered so that each is told and dropped once; then all are told again.
+constexpr std::size_t kMaxAttacked = 4096;
+
+bool IsUntaggedIpv4(base::Bytes frame) {
+    return frame.size() >= kIpHeader && frame[kEtherType] == 0x08 && frame[kEtherType + 1] == 0x00;
+}
+
+// A service's port is its rule's number: the lower one, since clients take high ports.
+std::uint16_t RuleNumber(const std::optional<TransportView>& view) {
+    return view ? std::min(view->source.port, view->destination.port) : std::uint16_t{0};
+}
+
+bool IsEncryptedSmb(const TransportView& view) {
+    constexpr std::size_t kProtocolByte = 4;  // behind the length of the message
+    constexpr std::uint8_t kTransform = 0xFD;
+    const bool isSmb = view.isTcp && (view.source.port == kSmbPort || view.destination.port == kSmbPort);
+    return isSmb && view.payload.size() > kProtocolByte + 3 && view.payload[kProtocolByte] == kTransform &&
+           view.payload[kProtocolByte + 1] == 'S';
+}
+
+std::string WithoutPort(const std::string& host) {
+    const std::size_t bracket = host.find(']');
+    return host.substr(0, host.find(':', bracket == std::string::npos ? 0 : bracket));
+}
+
+}  // namespace
+
+void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportView>& view) {
+    if (view) {
+        if (const std::optional<IpAddress> guess = localSide_.Learn(*view)) {
+            beforeReport_();
+            report_.LocalGuess(*guess);
+        }
+    }
+    CountNotExamined(frame.bytes, view);
+    // What this machine did not send came in, whoever else it was for.
+    const std::optional<IpAddress> source = ViewSource(frame.bytes);
+    const bool inbound = !source || !localSide_.IsLocal(*source);
+    ScanPacket(frame, view, inbound);
+    ScanSmb(frame, inbound);
+}
+
+void FrameScan::CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view) {
+    if (!view)
+        ++notExamined_.otherFrames;
+    else if (!IsUntaggedIpv4(frame))
+        ++notExamined_.taggedOrIpv6;
+    else if (IsEncryptedSmb(*view))
+        ++notExamined_.encryptedSmb;
+}
+
+void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound) {
+    PacketAttack attack;
+    attack.verdict = judge_.ScanPacket(frame.bytes, RuleNumber(view), inbound);
+    if (attack.verdict.action != TARN_PACKET_BLOCK && attack.verdict.filled == 0) return;
+    attack.frame = frame.number;
+    attack.timeNanoseconds = frame.timeNanoseconds;
+    attack.inbound = inbound;
+    if (view) {
+        attack.remote = inbound ? view->source : view->destination;
+        attack.local = inbound ? view->destination : view->source;
+    }
+    if (attacked_.size() >= kMaxAttacked) attacked_.clear();
+    const std::uint32_t reason = attack.verdict.reason;
+    attack.isFirst = attacked_.emplace(attack.remote, attack.local.port, reason).second;
+    if (attack.verdict.action == TARN_PACKET_BLOCK) {
+        if (view) Condemn(*view, attack);
+        if (isDropping_ && attack.isFirst) attack.dropped = Drop(frame.bytes, inbound);
+    }
+    beforeReport_();
+    report_.Attack(attack);
+}
+
+void FrameScan::Condemn(const TransportView& view, PacketAttack& attack) {
+    if (attack.inbound) return;
+    const Protocol* protocol = ChooseProtocol({view.payload, view.destination.port, view.isTcp, true});
+    if (protocol != &HttpProtocol()) return;
+    const RequestView request = protocol->view(view.payload);
+    if (request.host.empty()) return;
+    const std::string host = WithoutPort(request.host);
+    judge_.BlockAddress(host, request.path);
+    attack.condemned = host + request.path;
+}
+
+std::optional<bool> FrameScan::Drop(base::Bytes frame, bool inbound) {
+    const std::vector<std::uint8_t> outbound = OutboundFrame(frame, inbound);
+    if (outbound.empty()) return std::nullopt;
+    return judge_.DropConnection(outbound);
+}
+
+void FrameScan::ScanSmb(const CapturedFrame& frame, bool inbound) {
+    const std::optional<SmbScanResult> event = judge_.ScanSmb(frame.bytes, inbound);
+    if (!event) return;
+    beforeReport_();
+    report_.File({frame.number, frame.timeNanoseconds, *event});
+}
+
+std::vector<std::uint8_t> OutboundFrame(base::Bytes frame, bool inbound) {
+    if (!IsUntaggedIpv4(frame) || frame.size() <= kIpProtocol || frame[kIpProtocol] != kTcp) return {};
+    const std::size_t tcp = kIpHeader + (frame[kIpHeader] & 0x0Fu) * std::size_t{4};
+    if (frame.size() < tcp + 4) return {};
+    std::vector<std::uint8_t> copy(frame.begin(), frame.end());
+    copy.resize(std::max(copy.size(), kIpHeader + kMaxIpHeader + 4));
+    if (inbound) {
+        const auto at = [&](std::size_t offset) { return copy.begin() + static_cast<std::ptrdiff_t>(offset); };
+        std::swap_ranges(at(kIpSource), at(kIpSource + 4), at(kIpDestination));
+        std::swap_ranges(at(tcp), at(tcp + 2), at(tcp + 2));
+    }
+    return copy;
+}
+
+}  // namespace tarn::host

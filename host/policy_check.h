@@ -1,0 +1,23 @@
+// Reads a policy file of the reference companion modules and collects what is wrong with it.
+// Printing the mistakes is left to the policy command, refusing to start with them to whoever opens the library.
+#ifndef TARN_HOST_POLICY_CHECK_H
+#define TARN_HOST_POLICY_CHECK_H
+
+#include <string>
+#include <vector>
+
+#include "policy/policy_reader.h"
+
+namespace tarn::host {
+
+// False when the file cannot be read. Without findSid the names of accounts are not checked.
+bool ReadPolicyMistakes(const std::string& file, std::vector<policy::Mistake>& mistakes,
+                        const policy::FindSid& findSid = {});
+
+// One line for each mistake in the policy that stands in folder (which ends with a separator), and what to do about
+// them; empty for a policy without mistakes and for a folder without a policy: not every module reads one.
+std::string DescribePolicyMistakes(const std::string& folder, const policy::FindSid& findSid = {});
+
+}  // namespace tarn::host
+
+#endif

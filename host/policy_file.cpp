@@ -1,0 +1,32 @@
+#include "host/policy_file.h"
+
+#include <fstream>
+#include <iterator>
+
+#include "host/file_path.h"
+#include "policy/policy_reader.h"
+
+namespace tarn::host {
+
+std::string PolicyPath(const std::string& folder) {
+    return folder + std::string(policy::kPolicyFile);
+}
+
+std::optional<std::string> ReadPolicyText(const std::string& file) {
+    std::ifstream input(ToPath(file), std::ios::binary);
+    if (!input) return std::nullopt;
+    std::string text{std::istreambuf_iterator<char>(input), {}};
+    if (input.bad()) return std::nullopt;
+    return text;
+}
+
+policy::FindSid SidsOf(Environment& environment) {
+    return [&environment](const std::string& name, SidBytes& sid) {
+        Account account;
+        if (!environment.FindAccount(name, account)) return false;
+        sid = account.sid;
+        return true;
+    };
+}
+
+}  // namespace tarn::host

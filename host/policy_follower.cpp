@@ -1,0 +1,118 @@
+#include "host/policy_follower.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "host/policy_file.h"
+#include "host/printable_text.h"
+
+namespace tarn::host {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string OneLine(const Json& line) {
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string CountedMistakes(std::size_t count) {
+    return fmt::format("{} mistake{}", count, count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+bool PolicyFollower::Begin(std::string& mistake) {
+    const auto text = ReadPolicyText(file_);
+    if (!text) {
+        mistake = fmt::format("{}: cannot be read, and watch follows the policy that stands beside the modules",
+                              Printable(file_));
+        return false;
+    }
+    const auto mistakes = policy::ParsePolicy(*text, findSid_).mistakes;
+    if (mistakes.empty()) {
+        used_ = seen_ = *text;
+        return true;
+    }
+    mistake =
+        fmt::format("{} has {}, so none of it would be used:", Printable(file_), CountedMistakes(mistakes.size()));
+    for (const policy::Mistake& one : mistakes)
+        mistake += "\n  " + Printable(policy::Describe(policy::kPolicyFile, one));
+    return false;
+}
+
+bool PolicyFollower::Follow(Judge& library) {
+    const auto text = ReadPolicyText(file_);
+    if (!text) {
+        if (isReadable_) PrintUnreadable();
+        isReadable_ = false;
+        seen_.clear();
+        return false;
+    }
+    isReadable_ = true;
+    if (*text == seen_) return false;
+    seen_ = *text;
+    const auto mistakes = policy::ParsePolicy(seen_, findSid_).mistakes;
+    if (!mistakes.empty()) {
+        PrintMistakes(mistakes);
+        return false;
+    }
+    const PolicyChanges changes = ComparePolicies(used_, seen_);
+    used_ = seen_;
+    std::vector<SentNotice> notices;
+    for (const std::uint32_t kind : changes.kinds)
+        notices.push_back({fmt::format("WSSettingsChanged({})", kind), library.SettingsChanged(kind)});
+    if (changes.updated != 0)
+        notices.push_back({fmt::format("WSUpdateSettingsChanged({:#x})", changes.updated),
+                           library.UpdateSettingsChanged(changes.updated)});
+    PrintChanges(changes, notices);
+    return !notices.empty();
+}
+
+void PolicyFollower::PrintUnreadable() {
+    if (json_)
+        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", Json::array()}, {"missing", true}});
+    else
+        out_ << fmt::format("\n{} cannot be read; what was read before stays\n", policy::kPolicyFile);
+    out_.flush();
+}
+
+void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes) {
+    if (json_) {
+        Json lines = Json::array();
+        for (const policy::Mistake& mistake : mistakes)
+            lines.push_back({{"line", mistake.line}, {"column", mistake.column}, {"text", mistake.text}});
+        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", lines}});
+    } else {
+        out_ << fmt::format("\n{} has {}; what was read before stays\n", policy::kPolicyFile,
+                            CountedMistakes(mistakes.size()));
+        for (const policy::Mistake& mistake : mistakes)
+            out_ << "  " << Printable(policy::Describe(policy::kPolicyFile, mistake)) << '\n';
+    }
+    out_.flush();
+}
+
+void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices) {
+    if (json_) {
+        Json line{{"type", "policy"}, {"used", true}, {"changes", Json::array()}, {"notices", Json::array()}};
+        for (const PolicyChange& change : changes.changes)
+            line["changes"].push_back({{"key", change.key}, {"before", change.before}, {"after", change.after}});
+        for (const SentNotice& notice : notices)
+            line["notices"].push_back({{"call", notice.call}, {"succeeded", notice.succeeded}});
+        out_ << OneLine(line);
+    } else {
+        out_ << fmt::format("\n{} has changed{}\n", policy::kPolicyFile,
+                            changes.changes.empty() ? ", but says the same" : "");
+        for (const PolicyChange& change : changes.changes)
+            out_ << fmt::format("  {}: {}, was {}\n", Printable(change.key), Printable(change.after),
+                                Printable(change.before));
+        for (const SentNotice& notice : notices)
+            out_ << fmt::format(
+                "  {} {}\n", notice.call,
+                notice.succeeded ? "taken over" : "FAILED; the setting may be off until the next change");
+        if (notices.empty() && !changes.changes.empty()) out_ << "  nothing of this needs a notice\n";
+    }
+    out_.flush();
+}
+
+}  // namespace tarn::host

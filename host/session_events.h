@@ -1,0 +1,29 @@
+// The session events that a host reports, by name, and how the library's answers to them read.
+// What an event means is decided by the library, by its number.
+#ifndef TARN_HOST_SESSION_EVENTS_H
+#define TARN_HOST_SESSION_EVENTS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/account.h"
+#include "host/judge.h"
+
+namespace tarn::host {
+
+inline constexpr std::uint32_t kTickEvent = 0;
+
+// "logon", "tick", "disconnect", "logoff", or a number from 0 to 9.
+std::optional<std::uint32_t> ParseSessionEvent(std::string_view text);
+std::string SessionEventName(std::uint32_t event);
+
+LogonEvent ComposeLogonEvent(std::uint32_t event, const Account& account, std::uint32_t sessionId);
+
+// "allowed", "REFUSED", "no verdict".
+std::string_view StateWord(const LogonJudgement& judgement);
+
+}  // namespace tarn::host
+
+#endif

@@ -1,0 +1,145 @@
+#include "host/watch_signals_win32.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <fmt/format.h>
+#include <thread>
+#include <windows.h>
+
+#include "host/utf8_win32.h"
+
+namespace tarn::host {
+
+namespace {
+
+constexpr DWORD kQuietMilliseconds = 100;  // how long a writer must have written nothing
+constexpr int kMaxQuietWaits = 20;         // a folder that is written all the time is looked at nevertheless
+
+class OwnedEvent {
+ public:
+    explicit OwnedEvent(bool staysSet) : handle_(CreateEventW(nullptr, staysSet, FALSE, nullptr)) {}
+    ~OwnedEvent() { CloseHandle(handle_); }
+    OwnedEvent(const OwnedEvent&) = delete;
+    OwnedEvent& operator=(const OwnedEvent&) = delete;
+    [[nodiscard]] HANDLE Get() const { return handle_; }
+
+ private:
+    HANDLE handle_;
+};
+
+// Ctrl+C sets it; it lives as long as the process, since the system calls the handler on a thread of its own.
+HANDLE StopEvent() {
+    static HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
+
+// The library has its sessions and answers to save, so the process is not ended here.
+BOOL WINAPI StopAtInterrupt(DWORD event) {
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+    SetEvent(StopEvent());
+    return TRUE;
+}
+
+// One buffer that a thread fills and its user empties, in turns.
+struct InputRoom {
+    OwnedEvent filled{true};
+    OwnedEvent emptied{false};
+    std::array<char, 65536> bytes{};
+    std::size_t count = 0;
+    std::size_t taken = 0;
+};
+
+// A thread of its own, for a read of a pipe can be neither waited for nor broken off. It ends with the process.
+void ReadStandardInput(const std::shared_ptr<InputRoom>& room) {
+    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    while (true) {
+        DWORD count = 0;
+        const bool isRead =
+            ReadFile(input, room->bytes.data(), static_cast<DWORD>(room->bytes.size()), &count, nullptr) != 0;
+        room->count = isRead ? count : 0;
+        room->taken = 0;
+        SetEvent(room->filled.Get());
+        if (room->count == 0) return;
+        WaitForSingleObject(room->emptied.Get(), INFINITE);
+    }
+}
+
+class WindowsSignals : public WatchSignals {
+ public:
+    ~WindowsSignals() override {
+        SetConsoleCtrlHandler(StopAtInterrupt, FALSE);
+        if (change_ != INVALID_HANDLE_VALUE) FindCloseChangeNotification(change_);
+    }
+    WindowsSignals() = default;
+    WindowsSignals(const WindowsSignals&) = delete;
+    WindowsSignals& operator=(const WindowsSignals&) = delete;
+
+    bool Open(const std::wstring& folder, bool wantsInput, std::string& mistake) {
+        change_ = FindFirstChangeNotificationW(
+            folder.c_str(), FALSE,
+            FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE);
+        if (change_ == INVALID_HANDLE_VALUE) {
+            mistake = fmt::format("{}: its changes cannot be followed (error {})", FromWide(folder), GetLastError());
+            return false;
+        }
+        SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have had it ignored
+        SetConsoleCtrlHandler(StopAtInterrupt, TRUE);
+        if (wantsInput) {
+            room_ = std::make_shared<InputRoom>();
+            std::thread(ReadStandardInput, room_).detach();
+        }
+        return true;
+    }
+
+    Signal Next(bool mayWait, bool wantsInput) override {
+        std::array<HANDLE, 3> handles{StopEvent(), change_, nullptr};
+        DWORD count = 2;
+        if (wantsInput && room_) handles[count++] = room_->filled.Get();
+        switch (WaitForMultipleObjects(count, handles.data(), FALSE, mayWait ? INFINITE : 0)) {
+            case WAIT_TIMEOUT:
+                return Signal::kNone;
+            case WAIT_OBJECT_0 + 1:
+                WaitForQuiet();
+                return Signal::kChanged;
+            case WAIT_OBJECT_0 + 2:
+                return Signal::kInput;
+            default:  // Ctrl+C, or a handle that cannot be waited for any more
+                return Signal::kStop;
+        }
+    }
+
+    std::size_t ReadInput(std::span<char> buffer) override {
+        const std::size_t count = std::min(buffer.size(), room_->count - room_->taken);
+        std::memcpy(buffer.data(), &room_->bytes[room_->taken], count);
+        room_->taken += count;
+        if (count != 0 && room_->taken == room_->count) {
+            ResetEvent(room_->filled.Get());
+            SetEvent(room_->emptied.Get());
+        }
+        return count;
+    }
+
+ private:
+    // An editor writes in several steps.
+    void WaitForQuiet() {
+        const std::array<HANDLE, 2> handles{StopEvent(), change_};
+        for (int i = 0; i < kMaxQuietWaits; ++i) {
+            FindNextChangeNotification(change_);
+            if (WaitForMultipleObjects(2, handles.data(), FALSE, kQuietMilliseconds) != WAIT_OBJECT_0 + 1) return;
+        }
+    }
+
+    HANDLE change_ = INVALID_HANDLE_VALUE;
+    std::shared_ptr<InputRoom> room_;
+};
+
+}  // namespace
+
+std::unique_ptr<WatchSignals> WatchFolder(const std::wstring& folder, bool wantsInput, std::string& mistake) {
+    auto signals = std::make_unique<WindowsSignals>();
+    if (!signals->Open(folder, wantsInput, mistake)) return nullptr;
+    return signals;
+}
+
+}  // namespace tarn::host

@@ -1,0 +1,205 @@
+// The commands that drive the other exports, with the real library, the reference companions and real accounts.
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+#include <lmcons.h>
+
+#include "host/running_program_win32.h"
+
+namespace tarn::host {
+namespace {
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::AnyOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr const char* kPolicy = "tarn-policy.toml";
+
+std::string CurrentUser() {
+    wchar_t name[UNLEN + 1] = {};
+    DWORD length = UNLEN + 1;
+    EXPECT_TRUE(GetUserNameW(name, &length));
+    const std::u8string utf8 = std::filesystem::path(name).u8string();
+    return {utf8.begin(), utf8.end()};
+}
+
+// The shipped policy with one user entry of parental control in place of its own.
+void WriteUserEntry(const InstallCopy& install, const std::string& entry) {
+    std::string text = install.Read(kPolicy);
+    const std::size_t parental = text.find("[parental]");
+    ASSERT_NE(parental, std::string::npos);
+    install.Write(kPolicy, text.substr(0, parental) + "[parental]\nmode = 2\n[[parental.users]]\naccount = \"" +
+                               CurrentUser() + "\"\ncontrolled = true\n" + entry);
+}
+
+constexpr const char* kOneHour =
+    "[parental.users.allowance]\nsunday = 1\nmonday = 1\ntuesday = 1\nwednesday = 1\nthursday = 1\nfriday = 1\n"
+    "saturday = 1\n";
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    const std::size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST(ExtensionExport, JudgesWholeUrls) {
+    const InstallCopy install;
+    const ProgramRun run =
+        install.Run({"extension", "--json", "https://six.lantern.example/x", "https://static.lantern.example/cookies",
+                     "https://lower.lantern.example/", "http://six.lantern.example/x"});
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(run.errors, "");
+    const auto lines = run.Json();
+    ASSERT_THAT(lines, SizeIs(4));
+    EXPECT_EQ(lines[0]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[0]["reason"], 1);
+    EXPECT_EQ(lines[0]["ruleText"], "https://six.lantern.example/x");
+    EXPECT_EQ(lines[1]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[1]["reason"], 0);
+    EXPECT_EQ(lines[2]["verdict"], "allowed");  // white-listed
+    EXPECT_EQ(lines[3]["verdict"], "allowed");  // not its business
+    EXPECT_EQ(lines[3]["reason"], 26);
+}
+
+TEST(ExtensionExport, WithoutParentalControlThereIsNoVerdict) {
+    const InstallCopy install;
+    install.Write(kPolicy, Replaced(install.Read(kPolicy), "mode = 1 ", "mode = 0 "));
+    EXPECT_EQ(install.Run({"extension", "--json", "https://six.lantern.example/"}).Json().at(0)["verdict"],
+              "no verdict");
+}
+
+TEST(LogonExport, TheShippedPolicyRefusesNobody) {
+    const InstallCopy install;
+    const ProgramRun run = install.Run({"logon", "--json", "--ticks", "3"});
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(run.errors, "");
+    const auto lines = run.Json();
+    ASSERT_THAT(lines, SizeIs(4));
+    EXPECT_EQ(lines[0]["user"], CurrentUser());
+    EXPECT_EQ(lines[0]["rule"], "not controlled");
+    EXPECT_EQ(lines[1]["verdict"], "allowed");
+    EXPECT_EQ(lines[2]["lastTick"], 3);
+    EXPECT_EQ(lines[3]["usedMinutes"], 3);
+    EXPECT_EQ(lines[3]["refused"], false);
+}
+
+TEST(LogonExport, ATimeGridWithoutHoursRefuses) {
+    const InstallCopy install;
+    WriteUserEntry(install, "use_hour_grid = true\n");
+    const auto lines = install.Run({"logon", "--json", "--user", CurrentUser()}).Json();
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["rule"], "time grid");
+    EXPECT_EQ(lines[1]["verdict"], "REFUSED");
+    EXPECT_EQ(lines[1]["reason"], 19);
+    EXPECT_THAT(lines[1]["why"].get<std::string>(), HasSubstr("the time grid does not allow"));
+    EXPECT_EQ(lines[2]["refused"], true);
+}
+
+// The minutes of a run count in the next one; the end of the session lifts the refusal, a new logon brings it back.
+TEST(LogonExport, AnAllowanceIsUsedUpOverSeveralRuns) {
+    const InstallCopy install;
+    WriteUserEntry(install, kOneHour);
+    const auto first = install.Run({"logon", "--json", "--ticks", "40"}).Json();
+    ASSERT_THAT(first, SizeIs(4));
+    EXPECT_EQ(first[2]["lastTick"], 40);
+    EXPECT_EQ(first[2]["verdict"], "allowed");
+    EXPECT_EQ(first[3]["usedMinutes"], 40);
+    EXPECT_EQ(first[3]["allowedMinutes"], 60);
+
+    const auto second = install.Run({"logon", "--json", "--ticks", "20"}).Json();
+    ASSERT_THAT(second, SizeIs(5));
+    EXPECT_EQ(second[2]["lastTick"], 19);
+    EXPECT_EQ(second[2]["verdict"], "allowed");
+    EXPECT_EQ(second[3]["firstTick"], 20);
+    EXPECT_EQ(second[3]["verdict"], "REFUSED");
+    EXPECT_EQ(second[4]["refused"], true);
+
+    const auto third = install.Run({"logon", "--json", "--event", "logoff", "--event", "logon"}).Json();
+    ASSERT_THAT(third, SizeIs(4));
+    EXPECT_EQ(third[1]["verdict"], "allowed");
+    EXPECT_EQ(third[2]["verdict"], "REFUSED");
+}
+
+TEST(LogonExport, AnUnknownAccountIsNamed) {
+    const InstallCopy install;
+    const ProgramRun run = install.Run({"logon", "--user", "nobody of that name"});
+    EXPECT_EQ(run.exitCode, 1u);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.errors, HasSubstr("this machine has no user account \"nobody of that name\""));
+}
+
+TEST(LogonExport, AnUnknownAccountInThePolicyIsAMistakeWithItsPlace) {
+    const InstallCopy install;
+    install.Write(kPolicy, "[[parental.users]]\naccount = \"nobody of that name\"\n");
+    const ProgramRun run = install.Run({"logon"});
+    EXPECT_EQ(run.exitCode, 1u);
+    EXPECT_THAT(run.errors, HasSubstr("tarn-policy.toml:2:11: this machine has no account \"nobody of that name\""));
+}
+
+std::string WholeCapture() {
+    std::ifstream input(CapturePath("http_curl.pcap"), std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+// A capture that is running: what stands behind the change is judged by the new policy.
+TEST(Watch, AChangedPolicyHoldsForTheRestOfTheStream) {
+    const InstallCopy install;
+    const std::string policy = install.Read(kPolicy);
+    RunningProgram watch(install, {"watch", "--json", "--map", "10.20.30.10=192.0.2.10", "-"});
+    const std::string capture = WholeCapture();
+    watch.Write(capture.substr(0, capture.size() / 2));
+    EXPECT_TRUE(watch.NextLine("verdict").is_object());
+
+    install.Write(kPolicy, Replaced(policy, "anti_phishing = true", "anti_phishing = 1"));
+    json line = watch.NextLine("policy");
+    EXPECT_EQ(line["used"], false);
+    EXPECT_EQ(line["mistakes"][0]["line"], 13);
+    EXPECT_EQ(line["mistakes"][0]["column"], 17);
+
+    std::string without = Replaced(policy, "browsing_protection = true", "browsing_protection = false");
+    without = Replaced(without, "anti_phishing = true", "anti_phishing = false");
+    install.Write(kPolicy, without);
+    line = watch.NextLine("policy");
+    EXPECT_EQ(line["used"], true);
+    EXPECT_EQ(line["changes"][0]["key"], "features.anti_phishing");
+    EXPECT_EQ(line["notices"][0]["call"], "WSSettingsChanged(0)");
+    EXPECT_EQ(line["notices"][0]["succeeded"], true);
+    EXPECT_EQ(line["notices"][1]["call"], "WSSettingsChanged(1)");
+    EXPECT_EQ(line["notices"][1]["succeeded"], true);
+
+    watch.Write(capture.substr(capture.size() / 2));
+    watch.EndInput();
+    // By the shipped policy frame 194 is a phishing site (0) and frame 358 a malicious category (1).
+    std::vector<int> frames;
+    while ((line = watch.NextLine("verdict")).is_object()) {
+        EXPECT_THAT(line["reason"].get<int>(), Not(AnyOf(0, 1, 2))) << line;
+        frames.push_back(line["frame"]);
+    }
+    EXPECT_THAT(frames, AllOf(Contains(194), Contains(358)));
+    EXPECT_EQ(watch.End(), 0u);
+}
+
+TEST(Watch, EndsAfterItsFilesWithOnce) {
+    const InstallCopy install;
+    const ProgramRun run = install.Run({"watch", "--once", "--json", CapturePath("http_curl.pcap")});
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.Json().back()["type"], "summary");
+}
+
+TEST(Watch, NeedsAPolicy) {
+    const InstallCopy install;
+    install.Remove(kPolicy);
+    const ProgramRun run = install.Run({"watch", "--once"});
+    EXPECT_EQ(run.exitCode, 1u);
+    EXPECT_THAT(run.errors, HasSubstr("watch follows the policy that stands beside the modules"));
+    EXPECT_THAT(run.out, IsEmpty());
+}
+
+}  // namespace
+}  // namespace tarn::host

@@ -1,0 +1,87 @@
+// tarnhost policy: every mistake with its place, and an exit code that a script can use.
+#include <gmock/gmock.h>
+
+#include "host/fake_environment.h"
+#include "host/policy_check.h"
+#include "host/temporary_file.h"
+
+namespace tarn::host {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr const char* kTwoMistakes =
+    "[features]\n"
+    "browsing_protecton = true\n"
+    "anti_phishing = 1\n";
+
+TEST(PolicyCommand, TheShippedPoliciesHaveNoMistakes) {
+    FakeEnvironment environment;
+    const Ran run = RunWith(environment, {"policy", TARN_POLICY_FILE});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.out, "tarn-policy.toml: no mistakes\n");
+}
+
+TEST(PolicyCommand, NamesEveryMistakeWithItsPlaceAndWhatIsAllowed) {
+    FakeEnvironment environment;
+    const TemporaryFile policy("mine.toml", kTwoMistakes);
+    const Ran run = RunWith(environment, {"policy", policy.Path()});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("mine.toml:2:1: unknown key \"browsing_protecton\" (did you mean "
+                                         "\"browsing_protection\"?); allowed in features: "),
+                               HasSubstr("mine.toml:3:17: features.anti_phishing is a whole number; allowed: true or "
+                                         "false"),
+                               HasSubstr("mine.toml: 2 mistakes, so none of it would be used")));
+    EXPECT_THAT(environment.opened, IsEmpty());
+}
+
+TEST(PolicyCommand, JsonHasOneObjectPerMistake) {
+    FakeEnvironment environment;
+    const TemporaryFile policy("mine.toml", kTwoMistakes);
+    const Ran run = RunWith(environment, {"policy", "--json", policy.Path()});
+    EXPECT_EQ(run.code, 1);
+    const auto lines = JsonLines(run.out);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["line"], 2);
+    EXPECT_EQ(lines[0]["column"], 1);
+    EXPECT_EQ(lines[1]["line"], 3);
+    EXPECT_EQ(lines[2], (nlohmann::json{{"type", "summary"}, {"file", "mine.toml"}, {"mistakes", 2}}));
+}
+
+TEST(PolicyCommand, WithoutAFileTakesTheOneBesideTarnhost) {
+    FakeEnvironment environment;
+    const TemporaryFile policy("tarn-policy.toml", kTwoMistakes);
+    environment.ownFolder = policy.Folder() + "/";
+    EXPECT_THAT(RunWith(environment, {"policy"}).out, HasSubstr("tarn-policy.toml:2:1"));
+}
+
+TEST(PolicyCommand, AFileThatCannotBeReadIsNamed) {
+    FakeEnvironment environment;
+    const Ran run = RunWith(environment, {"policy", "no-such.toml"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, HasSubstr("no-such.toml: cannot be read"));
+}
+
+TEST(PolicyCommand, TextThatIsNoTomlIsAMistakeToo) {
+    FakeEnvironment environment;
+    const TemporaryFile policy("mine.toml", std::string("[features]\nbrowsing_protection = yes\n"));
+    const Ran run = RunWith(environment, {"policy", policy.Path()});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("mine.toml:2:2"), HasSubstr("1 mistake, so none of it")));
+}
+
+// What opening the library says of the policy in its install folder.
+TEST(PolicyCheck, DescribesTheMistakesOfAFolder) {
+    const TemporaryFile policy("tarn-policy.toml", kTwoMistakes);
+    EXPECT_THAT(DescribePolicyMistakes(policy.Folder() + "/"),
+                AllOf(HasSubstr("tarn-policy.toml:2:1: unknown key"), HasSubstr("tarn-policy.toml:3:17: ")));
+    policy.Write("[features]\n");
+    EXPECT_EQ(DescribePolicyMistakes(policy.Folder() + "/"), "");
+    EXPECT_EQ(DescribePolicyMistakes("nowhere/"), "");
+}
+
+}  // namespace
+}  // namespace tarn::host

@@ -1,0 +1,86 @@
+#include "host/running_program_win32.h"
+
+#include <gtest/gtest.h>
+
+namespace tarn::host {
+namespace {
+
+void Close(HANDLE& handle) {
+    if (handle != nullptr) CloseHandle(handle);
+    handle = nullptr;
+}
+
+}  // namespace
+
+RunningProgram::RunningProgram(const InstallCopy& install, const std::vector<std::string>& arguments) {
+    HANDLE itsInput = nullptr;
+    HANDLE itsOutput = nullptr;
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    EXPECT_TRUE(CreatePipe(&itsInput, &input_, &inherited, 0));
+    EXPECT_TRUE(CreatePipe(&output_, &itsOutput, &inherited, 0));
+    SetHandleInformation(input_, HANDLE_FLAG_INHERIT, 0);
+    SetHandleInformation(output_, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = itsInput;
+    startup.hStdOutput = itsOutput;
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    PROCESS_INFORMATION process{};
+    std::wstring line = CommandLine(install.File("tarnhost.exe"), arguments);
+    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        << "error " << GetLastError();
+    Close(itsInput);
+    Close(itsOutput);
+    Close(process.hThread);
+    process_ = process.hProcess;
+}
+
+RunningProgram::~RunningProgram() {
+    EndInput();
+    if (process_ != nullptr) End();
+    Close(output_);
+    Close(process_);
+}
+
+void RunningProgram::Write(const std::string& bytes) {
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(input_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+    EXPECT_EQ(written, bytes.size());
+}
+
+void RunningProgram::EndInput() {
+    Close(input_);
+}
+
+nlohmann::json RunningProgram::NextLine() {
+    while (read_.find('\n') == std::string::npos) {
+        char buffer[4096];
+        DWORD count = 0;
+        if (ReadFile(output_, buffer, sizeof buffer, &count, nullptr) == 0 || count == 0) return nullptr;
+        read_.append(buffer, count);
+    }
+    const std::string line = read_.substr(0, read_.find('\n'));
+    read_.erase(0, line.size() + 1);
+    auto value = nlohmann::json::parse(line, nullptr, false);
+    EXPECT_TRUE(value.is_object()) << line;
+    return value;
+}
+
+nlohmann::json RunningProgram::NextLine(const std::string& type) {
+    while (true) {
+        nlohmann::json line = NextLine();
+        if (!line.is_object() || line.value("type", "") == type) return line;
+    }
+}
+
+unsigned long RunningProgram::End() {
+    while (!NextLine().is_null()) {
+    }
+    WaitForSingleObject(process_, INFINITE);
+    DWORD code = 0;
+    GetExitCodeProcess(process_, &code);
+    return code;
+}
+
+}  // namespace tarn::host

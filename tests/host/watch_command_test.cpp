@@ -1,0 +1,213 @@
+// tarnhost watch: what happens between two scans when the policy changes, goes bad, is missing, and at Ctrl+C.
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+
+#include "host/fake_machine.h"
+#include "host/temporary_file.h"
+
+namespace tarn::host {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Gt;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr const char* kBefore = "[features]\nanti_phishing = true\n";
+constexpr const char* kAfter = "[features]\nanti_phishing = false\n";
+constexpr const char* kMistaken = "[features]\nanti_phishing = 1\n";
+
+std::string Capture(const std::string& name) {
+    return std::string(TARN_CAPTURE_FOLDER "/") + name;
+}
+
+std::string Whole(const std::string& path) {
+    std::ifstream input(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+class WatchCommand : public testing::Test {
+ protected:
+    WatchCommand() { machine_.installFolder = policy_.Folder() + "/"; }
+    Ran Run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "watch");
+        return RunWith(machine_, std::move(arguments));
+    }
+    void Then(
+        Signal signal, std::function<void()> before = [] {}) {
+        machine_.steps.push_back({signal, "", std::move(before)});
+    }
+    void ThenPolicy(const char* text) {
+        Then(Signal::kChanged, [this, text] { policy_.Write(text); });
+    }
+    void ThenInput(std::string bytes) {
+        machine_.steps.push_back({Signal::kInput, std::move(bytes), [] {}});
+    }
+
+    FakeMachine machine_;
+    TemporaryFile policy_{"tarn-policy.toml", kBefore};
+};
+
+TEST_F(WatchCommand, TellsTheLibraryAndPeopleWhatChanged) {
+    ThenPolicy(kAfter);
+    const Ran run = Run({});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+    EXPECT_THAT(run.out, HasSubstr("tarn-policy.toml has changed\n  features.anti_phishing: false, was true\n"
+                                   "  WSSettingsChanged(0) taken over\n"));
+    EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(WatchCommand, ANoticeThatTheLibraryRefusesIsSaid) {
+    machine_.told.takesNotices = false;
+    ThenPolicy(kAfter);
+    EXPECT_THAT(Run({}).out, HasSubstr("WSSettingsChanged(0) FAILED"));
+}
+
+TEST_F(WatchCommand, APolicyWithAMistakeKeepsTheOldOneAndIsNamedOnce) {
+    ThenPolicy(kMistaken);
+    ThenPolicy(kMistaken);
+    ThenPolicy(kAfter);
+    const auto lines = JsonLines(Run({"--json"}).out);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["used"], false);
+    EXPECT_EQ(lines[0]["mistakes"][0]["line"], 2);
+    EXPECT_EQ(lines[0]["mistakes"][0]["column"], 17);
+    EXPECT_EQ(lines[1]["used"], true);
+    EXPECT_EQ(lines[1]["changes"][0]["before"], "true");  // of the policy that is in use
+    EXPECT_EQ(lines[2]["type"], "summary");
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+}
+
+TEST_F(WatchCommand, ThePolicyThatComesBackAfterAMistakeNeedsNoNotice) {
+    ThenPolicy(kMistaken);
+    ThenPolicy(kBefore);
+    EXPECT_THAT(Run({}).out, HasSubstr("has changed, but says the same"));
+    EXPECT_THAT(machine_.told.notices, IsEmpty());
+}
+
+TEST_F(WatchCommand, AMissingPolicyKeepsTheOldOne) {
+    Then(Signal::kChanged, [this] { std::filesystem::remove(policy_.Path()); });
+    EXPECT_THAT(Run({}).out, HasSubstr("cannot be read; what was read before stays"));
+    EXPECT_THAT(machine_.told.notices, IsEmpty());
+}
+
+TEST_F(WatchCommand, OtherFilesOfTheFolderAreNoChange) {
+    Then(Signal::kChanged);
+    EXPECT_THAT(Run({}).out, Not(HasSubstr("changed")));
+}
+
+TEST_F(WatchCommand, NeedsAPolicyWithoutMistakesToBegin) {
+    policy_.Write(kMistaken);
+    const Ran mistaken = Run({});
+    EXPECT_EQ(mistaken.code, 1);
+    EXPECT_THAT(mistaken.errors, AllOf(HasSubstr("1 mistake"), HasSubstr("tarn-policy.toml:2:17")));
+    std::filesystem::remove(policy_.Path());
+    const Ran missing = Run({});
+    EXPECT_EQ(missing.code, 1);
+    EXPECT_THAT(missing.errors, HasSubstr("watch follows the policy that stands beside the modules"));
+    EXPECT_THAT(machine_.opened, IsEmpty());
+}
+
+TEST_F(WatchCommand, JudgesFilesAgainAfterAChangeAndOnceWithOnce) {
+    const std::string capture = Capture("http_curl.pcap");
+    ASSERT_EQ(Run({"--once", capture}).code, 0);
+    const std::size_t once = machine_.told.scanned.size();
+    ASSERT_THAT(once, Gt(0u));
+    machine_.told.scanned.clear();
+    // While the file is fed nothing happens; the change comes after its end.
+    const std::size_t looks = Whole(capture).size() / 4096 + 2;  // one for each piece of the file and one for its end
+    for (std::size_t i = 0; i < looks; ++i) Then(Signal::kNone);
+    ThenPolicy(kAfter);
+    EXPECT_EQ(Run({capture}).code, 0);
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+    EXPECT_EQ(machine_.told.scanned.size(), 2 * once);
+}
+
+TEST_F(WatchCommand, StandardInputIsJudgedAsItComesAndEndsIt) {
+    const std::string capture = Whole(Capture("http_curl.pcap"));
+    const std::size_t half = capture.size() / 2;
+    ThenInput(capture.substr(0, half));
+    ThenPolicy(kAfter);
+    ThenInput(capture.substr(half));
+    ThenInput("");
+    const Ran run = Run({"-", "--json"});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.errors, "");
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+    const auto lines = JsonLines(run.out);
+    ASSERT_THAT(lines, SizeIs(Gt(3u)));
+    EXPECT_EQ(lines.back()["type"], "summary");
+    const std::size_t told = run.out.find("\"policy\"");
+    EXPECT_LT(run.out.find("\"verdict\""), told);    // before the change
+    EXPECT_GT(run.out.rfind("\"verdict\","), told);  // and behind it
+}
+
+TEST_F(WatchCommand, CtrlCInsideACaptureIsNoBadCapture) {
+    ThenInput(Whole(Capture("http_curl.pcap")).substr(0, 5000));
+    Then(Signal::kStop);
+    const Ran run = Run({"-"});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(WatchCommand, AStreamThatIsCutOffIsABadOne) {
+    ThenInput(Whole(Capture("http_curl.pcap")).substr(0, 5000));
+    ThenInput("");
+    const Ran run = Run({"-"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, HasSubstr("standard input: the file is cut off"));
+}
+
+TEST_F(WatchCommand, NamesBadArguments) {
+    const Ran missing = Run({"--once", "nowhere.pcap"});
+    EXPECT_EQ(missing.code, 1);
+    EXPECT_THAT(missing.errors, HasSubstr("nowhere.pcap: cannot be opened"));
+    EXPECT_EQ(Run({"--map", "here=there"}).code, 2);
+}
+
+TEST(ExtensionCommand, ReportsWholeUrlsByTheirScheme) {
+    FakeMachine machine;
+    machine.told.answer = FakeLibrary::Malicious("Worm", "shop.example/x");
+    const Ran run = RunWith(machine, {"extension", "https://shop.example/x", "HTTP://shop.example/"});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(machine.told.reportedUrls,
+                ElementsAre(std::pair(std::uint8_t{TARN_KIND_TLS}, std::string("https://shop.example/x")),
+                            std::pair(std::uint8_t{TARN_KIND_HTTP}, std::string("HTTP://shop.example/"))));
+    EXPECT_THAT(run.out, AllOf(HasSubstr("https://shop.example/x"), HasSubstr("BLOCKED"), HasSubstr("malicious site"),
+                               HasSubstr("Worm: shop.example/x")));
+}
+
+TEST(ExtensionCommand, GivesTheSameToPrograms) {
+    FakeMachine machine;
+    machine.told.answer = FakeLibrary::Malicious("Worm", "shop.example/x");
+    const auto lines = JsonLines(RunWith(machine, {"extension", "--json", "https://shop.example/x"}).out);
+    ASSERT_THAT(lines, SizeIs(1));
+    EXPECT_EQ(lines[0]["url"], "https://shop.example/x");
+    EXPECT_EQ(lines[0]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[0]["reason"], 2);
+}
+
+TEST(ExtensionCommand, AScanThatFailsHasNoVerdict) {
+    FakeMachine machine;
+    machine.told.answer = {};
+    EXPECT_THAT(RunWith(machine, {"extension", "https://shop.example/"}).out,
+                HasSubstr("no verdict  the library could not judge it"));
+}
+
+TEST(ExtensionCommand, WhatNoBrowserReportsIsAMistakeOfUse) {
+    FakeMachine machine;
+    for (const char* url : {"shop.example", "ftp://shop.example/", "javascript:alert(1)"}) {
+        const Ran run = RunWith(machine, {"extension", url});
+        EXPECT_EQ(run.code, 2) << url;
+        EXPECT_THAT(run.errors, HasSubstr("cannot be judged")) << url;
+    }
+    EXPECT_THAT(machine.told.reportedUrls, IsEmpty());
+}
+
+}  // namespace
+}  // namespace tarn::host

@@ -1,0 +1,283 @@
+// No scan asks for memory, whatever its kind and whichever rule decides it; only browsing protection's table of
+// programs, and the ring and lists that are made before, take some. All of this program's allocations are counted here:
+// those of new and, by the linker's --wrap, those of malloc, calloc and realloc.
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "url/dns_message.h"
+#include "url/profile_records.h"
+#include "url/quiet_world.h"
+#include "url/record_owners.h"
+#include "url/tls_hello.h"
+
+namespace {
+
+std::atomic<std::uint64_t> allocations = 0;
+
+}  // namespace
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* block, std::size_t size);
+
+void* __wrap_malloc(std::size_t size) {
+    ++allocations;
+    return __real_malloc(size);
+}
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __real_calloc(count, size);
+}
+void* __wrap_realloc(void* block, std::size_t size) {
+    ++allocations;
+    return __real_realloc(block, size);
+}
+
+}  // extern "C"
+
+void* operator new(std::size_t size) {
+    void* const block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return std::malloc(size == 0 ? 1 : size);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    std::free(block);
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block) noexcept {
+    std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+namespace tarn::url {
+namespace {
+
+const IpAddressRecord kRemote{TARN_FAMILY_IPV4, {203, 0, 113, 5}};
+const IpAddressRecord kTold{TARN_FAMILY_IPV4, {203, 0, 113, 77}};  // an answer of the ring
+constexpr std::uint32_t kDefault = TARN_REASON_DEFAULT;
+
+std::string Get(const std::string& host, const std::string& target = "/some/path.html?id=7") {
+    return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\nAccept: */*\r\n\r\n";
+}
+
+struct NoAllocation : testing::Test {
+    NoAllocation() {
+        EXPECT_TRUE(world.ringAllocated);
+        UrlListOwner whole{"white.test", "*anywhere.test/x"};
+        UrlListOwner user{"excused.test"};
+        UrlListOwner internal{"internal.test"};
+        world.lists.webSecurityInternal.Publish(whole.Record());
+        world.lists.browsingProtectionInternal.Publish(internal.Record());
+        world.lists.user.Publish(user.Record());
+        ThreatListOwner malicious;
+        malicious.Add("malicious.test", true, {{"Threat", "/"}});
+        malicious.Add("excused.test", true, {{"Threat", ""}});
+        malicious.Sort();
+        world.lists.malicious.Publish(malicious.Record());
+        PhishingListOwner phishing;
+        phishing.Add("phishing.test", false, {"/some"});
+        phishing.Sort();
+        world.lists.phishing.Publish(phishing.Record());
+        Profile(0);
+        IdsBlockRequest condemned{};
+        base::CopyText(condemned.hostName, sizeof condemned.hostName, "condemned.test");
+        base::CopyText(condemned.requestText, sizeof condemned.requestText, "/some/path.html HTTP/1.1");
+        world.idsBlockedList.Add(condemned);
+        DnsAnswerEntry answer{};
+        answer.addressCount = 1;
+        base::CopyText(answer.hostName, sizeof answer.hostName, "Told.Test");
+        answer.addresses[0] = kTold;
+        world.dnsRing.Store(answer);
+    }
+
+    void Profile(std::uint8_t categorySwitch) {
+        ProfileShape shape;
+        shape.categorySwitch = categorySwitch;
+        shape.sites = {{"blocked.test", ""}, {"paths.test", "/some", 0, 1, 0}, {"numbered.test", "", 1, 1, 0, {kTold}}};
+        shape.allowed = {"allowed.test"};
+        shape.scheduleAllowed = {"always.test"};
+        shape.blockedCategories = {50};
+        const ProfileRecords records({shape});
+        ASSERT_TRUE(parental::CopyPcSettings(records.Record(), world.parental));
+        world.profiles = PublishProfiles(world.parental);
+    }
+
+    // The allocations of one scan, which must come to this verdict.
+    std::uint64_t Count(OwnedRequest request, std::uint32_t allow, std::uint32_t reason, bool result = true) {
+        const std::uint64_t before = allocations;
+        const bool judged = world.Scan(request.Get());
+        const std::uint64_t count = allocations - before;
+        EXPECT_EQ(judged, result);
+        EXPECT_EQ(world.verdict.allow, allow);
+        EXPECT_EQ(world.verdict.reason, reason);
+        return count;
+    }
+    std::uint64_t Http(const std::string& data, std::uint32_t allow, std::uint32_t reason) {
+        return Count({TARN_KIND_HTTP, data, kRemote, 80}, allow, reason);
+    }
+    std::uint64_t Tls(const std::string& data, const IpAddressRecord& remote, std::uint32_t allow,
+                      std::uint32_t reason) {
+        return Count({TARN_KIND_TLS, data, remote, 443}, allow, reason);
+    }
+    std::uint64_t Ftp(const std::string& data, const IpAddressRecord& remote, std::uint32_t allow,
+                      std::uint32_t reason) {
+        return Count({TARN_KIND_FTP, data, remote, 21}, allow, reason);
+    }
+    std::uint64_t Extension(const std::string& url, std::uint32_t allow, std::uint32_t reason) {
+        OwnedRequest request(TARN_KIND_TLS, url + '\0', kRemote, 443);
+        const std::uint64_t before = allocations;
+        const bool judged = world.ScanExtension(request.Get());
+        const std::uint64_t count = allocations - before;
+        EXPECT_TRUE(judged);
+        EXPECT_EQ(world.verdict.allow, allow);
+        EXPECT_EQ(world.verdict.reason, reason);
+        return count;
+    }
+
+    QuietWorld world;
+};
+
+TEST_F(NoAllocation, TheCountersSeeNewAndMalloc) {
+    const std::uint64_t before = allocations;
+    const std::vector<int> byNew(100);
+    EXPECT_EQ(allocations, before + 1);
+    parental::OwnedArray<char> byMalloc;
+    const std::uint64_t middle = allocations;
+    EXPECT_TRUE(byMalloc.Allocate(100, {}));
+    EXPECT_EQ(allocations, middle + 1);
+}
+
+TEST_F(NoAllocation, Http_AllowedBeforeTheLists) {
+    EXPECT_EQ(Http("no request at all", TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Http(Get("www.white.test"), TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Http(Get("sub.anywhere.test", "/x"), TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Http(Get("sub.allowed.test"), TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Count({TARN_KIND_HTTP, Get("plain.test"), {TARN_FAMILY_IPV4, {10, 1, 2, 3}}, 80}, TARN_ALLOW, kDefault),
+              0U);
+    EXPECT_EQ(Count({9, Get("plain.test"), kRemote, 80}, TARN_ALLOW, kDefault), 0U);
+}
+
+TEST_F(NoAllocation, Http_DecidedByTheLists) {
+    EXPECT_EQ(Http(Get("www.blocked.test"), TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
+    EXPECT_EQ(Http(Get("paths.test"), TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
+    EXPECT_EQ(Http(Get("excused.test"), TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED), 0U);
+    EXPECT_EQ(Http(Get("phishing.test"), TARN_BLOCK, TARN_REASON_PHISHING), 0U);
+    EXPECT_EQ(Http(Get("condemned.test"), TARN_BLOCK, TARN_REASON_IDS_BLOCKED), 0U);
+    EXPECT_EQ(Http(Get(std::string(250, 'h'), '/' + std::string(900, 'p')), TARN_ALLOW, kDefault), 0U);
+}
+
+TEST_F(NoAllocation, Http_OutsideTheSchedule) {
+    world.allows.Write([](bool& flag) { flag = false; });
+    EXPECT_EQ(Http(Get("plain.test"), TARN_BLOCK, TARN_REASON_SCHEDULE), 0U);
+    EXPECT_EQ(Http(Get("always.test"), TARN_ALLOW, kDefault), 0U);
+}
+
+TEST_F(NoAllocation, Http_DecidedByCategories) {
+    Profile(1);
+    EXPECT_EQ(Http(Get("plain.test"), TARN_ALLOW, kDefault), 0U);
+    quietAnswers.category = 50;
+    EXPECT_EQ(Http(Get("plain.test"), TARN_BLOCK, TARN_REASON_PARENTAL_CATEGORY), 0U);
+    quietAnswers.category = 3;
+    EXPECT_EQ(Http(Get("plain.test"), TARN_BLOCK, TARN_REASON_PHISHING), 0U);
+    EXPECT_EQ(Http(Get("internal.test"), TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Count({TARN_KIND_HTTP, Get("plain.test"), kRemote, 80, true}, TARN_STOPPED_BEFORE_CATEGORIES, kDefault),
+              0U);
+}
+
+// The action against a program takes memory once: when the program comes into the table.
+TEST_F(NoAllocation, Http_AgainstAProgramThatIsKnown) {
+    world.browsingProtection.Reset({u"browser.exe", u"another-browser.exe"});
+    EXPECT_GT(Http(Get("malicious.test"), TARN_BLOCK, TARN_REASON_MALICIOUS), 0U);
+    EXPECT_EQ(Http(Get("malicious.test"), TARN_BLOCK, TARN_REASON_MALICIOUS), 0U);
+    quietAnswers.category = 2;
+    EXPECT_EQ(Http(Get("plain.test"), TARN_BLOCK, TARN_REASON_MALICIOUS_CATEGORY), 0U);
+    quietAnswers.categoryCount = 0;
+    quietAnswers.malicious = 1;
+    EXPECT_EQ(Http(Get("plain.test"), TARN_BLOCK, TARN_REASON_MALICIOUS), 0U);
+    EXPECT_EQ(Http(Get("internal.test"), TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED), 0U);
+}
+
+TEST_F(NoAllocation, AgainstAnExcludedBrowserNeverAnything) {
+    world.browsingProtection.Reset({u"reader.exe"});
+    EXPECT_EQ(Http(Get("malicious.test"), TARN_BLOCK, TARN_REASON_MALICIOUS), 0U);
+    EXPECT_EQ(world.browsingProtection.ActedOnCount(), 0U);
+}
+
+TEST_F(NoAllocation, Ftp) {
+    EXPECT_EQ(Ftp("RETR dir/File.zip\r\n", kRemote, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Ftp("LIST -la\r\n", kRemote, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Ftp("USER somebody\r\n", kRemote, TARN_ALLOW, kDefault), 0U);
+}
+
+TEST_F(NoAllocation, Tls) {
+    EXPECT_EQ(Tls(TlsHello("Plain.Test"), kRemote, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls(TlsHello("phishing.test"), kRemote, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls(TlsHello("blocked.test"), kRemote, TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
+    EXPECT_EQ(Tls(TlsHello(""), kRemote, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls(TlsHello(""), kTold, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls("\x16\x03", kTold, TARN_ALLOW, kDefault), 0U);
+    const IpAddressRecord ipv6{TARN_FAMILY_IPV6, {0x20, 1, 0xD, 0xB8, 1}};
+    EXPECT_EQ(Tls(TlsHello("plain.test"), ipv6, TARN_ALLOW, kDefault), 0U);
+    quietAnswers.httpsBlock = 1;
+    EXPECT_EQ(Tls(TlsHello("plain.test"), kRemote, TARN_BLOCK, TARN_REASON_HTTPS_INSPECTION), 0U);
+}
+
+TEST_F(NoAllocation, Dns) {
+    const auto dns = [&](const std::string& message, std::uint32_t allow, std::uint32_t reason, bool result) {
+        return Count({TARN_KIND_HTTP, message, kRemote, 53}, allow, reason, result);
+    };
+    const std::string address("\xCB\x00\x71\x05", 4);
+    EXPECT_EQ(dns(DnsResponse("plain.test", {address, address, std::string(16, '\x20')}), TARN_ALLOW, kDefault, true),
+              0U);
+    EXPECT_EQ(dns(DnsResponse("www.blocked.test", {address}), TARN_BLOCK, TARN_REASON_PARENTAL_SITE, true), 0U);
+    EXPECT_EQ(dns(DnsResponse("plain.test", {}), TARN_ALLOW, kDefault, true), 0U);
+    EXPECT_EQ(dns("too short", TARN_ALLOW, kDefault, false), 0U);
+}
+
+// Around the whole ring, twice.
+TEST_F(NoAllocation, Dns_UntilTheRingIsFull) {
+    std::uint64_t count = 0;
+    for (std::uint32_t i = 0; i < 2 * network::DnsAnswerRing::kSlots; ++i) {
+        const std::string address{'\x0B', static_cast<char>(i >> 16), static_cast<char>(i >> 8), static_cast<char>(i)};
+        count += Count({TARN_KIND_HTTP, DnsResponse("plain.test", {address}), kRemote, 53}, TARN_ALLOW, kDefault);
+    }
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(Tls(TlsHello(""), {TARN_FAMILY_IPV4, {11, 0, 0x0B, 0xB9}}, TARN_ALLOW, kDefault), 0U);
+}
+
+TEST_F(NoAllocation, Extension) {
+    Profile(1);
+    EXPECT_EQ(Extension("https://plain.test/some", TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Extension("https://www.allowed.test/some", TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Extension("https://blocked.test/some", TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
+    quietAnswers.category = 50;
+    EXPECT_EQ(Extension("https://plain.test/some", TARN_BLOCK, TARN_REASON_PARENTAL_CATEGORY), 0U);
+    quietAnswers.category = 2;
+    EXPECT_EQ(Extension("https://plain.test/some", TARN_BLOCK, TARN_REASON_MALICIOUS_CATEGORY), 0U);
+    quietAnswers.category = 40;
+    quietAnswers.malicious = 1;
+    EXPECT_EQ(Extension("https://excused.test/some", TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED), 0U);
+}
+
+}  // namespace
+}  // namespace tarn::url

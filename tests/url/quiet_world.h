@@ -1,0 +1,167 @@
+// A library of facts whose fakes answer at once and allocate nothing, for tests and benchmarks that watch a scan
+// itself. What is asked of the fakes is journalled nowhere; tests of what a scan asks use scan_fixture.
+#ifndef TARN_TESTS_URL_QUIET_WORLD_H
+#define TARN_TESTS_URL_QUIET_WORLD_H
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tarn/companions.h"
+
+#include "url/url_scan.h"
+#include "url/web_extension_scan.h"
+
+namespace tarn::url {
+
+// What the modules answer. Plain functions can reach it only as a global.
+struct QuietAnswers {
+    std::uint16_t category = 40;
+    std::uint16_t categoryCount = 1;
+    std::uint8_t malicious = 0;
+    std::uint8_t httpsBlock = 0;
+};
+inline QuietAnswers quietAnswers;
+
+inline std::uint8_t TARN_CALL QuietCategories(const char*, std::uint16_t** categories, std::uint16_t* count,
+                                              std::uint32_t) {
+    *categories = quietAnswers.categoryCount != 0 ? &quietAnswers.category : nullptr;
+    *count = quietAnswers.categoryCount;
+    return 1;
+}
+inline std::uint8_t TARN_CALL QuietRelease(std::uint16_t*) {
+    return 1;
+}
+inline std::uint8_t TARN_CALL QuietCategoryName(std::uint16_t, char16_t* buffer, std::uint32_t) {
+    std::copy_n(u"name", 5, buffer);
+    return 1;
+}
+inline std::uint8_t TARN_CALL QuietPattern(std::uint8_t, const char*, const char*, std::uint16_t,
+                                           std::uint8_t* malicious) {
+    *malicious = quietAnswers.malicious;
+    return 1;
+}
+inline std::uint8_t TARN_CALL QuietHttps(std::uint32_t, const char*, std::uint32_t, std::uint16_t, const std::uint8_t*,
+                                         std::uint32_t, std::uint8_t* block) {
+    *block = quietAnswers.httpsBlock;
+    return 1;
+}
+inline std::uint8_t TARN_CALL QuietQuarantine(const char16_t*, std::uint64_t, const QuarantineRequest*, std::uint64_t,
+                                              std::uint64_t, std::uint64_t, std::uint64_t*, std::uint32_t*) {
+    return 1;
+}
+
+class QuietProcesses final : public ProcessInspector {
+ public:
+    bool GetProcessUser(std::uint32_t, ProcessUser& found) override {
+        found = user;
+        return true;
+    }
+    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
+        error = 0;
+        return base::Succeeded(base::CopyText(path, u"C:\\Program Files\\Reader\\Reader.exe"));
+    }
+    std::uint32_t CurrentProcessId() override { return 999; }
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
+        if (text.size() >= wide.size()) return false;
+        std::copy(text.begin(), text.end(), wide.begin());
+        wide[text.size()] = u'\0';
+        return true;
+    }
+
+    ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
+};
+
+class QuietClock final : public base::LocalClock {
+ public:
+    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
+    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
+    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
+};
+
+class QuietModules final : public modules::ModuleSystem {
+ public:
+    void* Load(const char16_t*) override { return this; }
+    void* Find(void*, const char*) override { return reinterpret_cast<void*>(QuietQuarantine); }
+    void Free(void*) override {}
+    bool InstallFolder(base::PathBuffer& folder) override {
+        return base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
+    }
+    bool HostExecutableKnown() override { return true; }
+    bool ManagedClientInstalled() override { return false; }
+    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    std::uint32_t SystemClassification() override { return 0; }
+    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+};
+
+// Every feature is on, every module is loaded, every list is empty.
+struct QuietWorld {
+    QuietWorld() {
+        quietAnswers = {};
+        ringAllocated = dnsRing.Allocate();
+        settings.bpStatus = settings.apStatus = settings.idsIpsStatus = 1;
+        companions.categorisation.functions.SCGetURLCategories = QuietCategories;
+        companions.categorisation.functions.SCReleaseCategories = QuietRelease;
+        companions.categorisation.functions.SCGetCategoryName = QuietCategoryName;
+        companions.categorisation.loaded = true;
+        companions.urlPatterns.functions.WSCheckURLMaliciousPattern = QuietPattern;
+        companions.urlPatterns.loaded = true;
+        companions.httpsInspection.functions.TiScanHttpsPacket = QuietHttps;
+        companions.httpsInspection.loaded = true;
+    }
+
+    [[nodiscard]] ScanContext Context() {
+        return {companions, system,         settings, lists,          parental,  profiles,           managedClient,
+                allows,     idsBlockedList, dnsRing,  dnsBlockSwitch, processes, browsingProtection, clock};
+    }
+    bool Scan(ScanRequest& request) { return ScanUrl(Context(), request, verdict, prompt); }
+    bool ScanExtension(ScanRequest& request) { return ScanWebExtensionUrl(Context(), request, verdict, prompt); }
+
+    modules::Companions companions;
+    QuietModules system;
+    modules::SettingsState settings{};
+    PublishedLists lists;
+    parental::SettingsCopy parental;
+    PublishedProfiles profiles;
+    ManagedClient managedClient;
+    base::Guarded<bool> allows{true};
+    network::IdsBlockedList idsBlockedList;
+    network::DnsAnswerRing dnsRing;
+    bool ringAllocated = false;
+    std::uint32_t dnsBlockSwitch = 1;
+    QuietProcesses processes;
+    BrowsingProtection browsingProtection;
+    QuietClock clock;
+
+    UrlVerdict verdict{};
+    PromptBytes prompt{};
+};
+
+// A request and the bytes it points to, with the one spare byte that the contract asks for.
+class OwnedRequest {
+ public:
+    OwnedRequest(std::uint8_t kind, std::string_view data, const IpAddressRecord& remote, std::uint16_t port,
+                 bool stopBeforeCategories = false)
+        : bytes_(data.size() + 1) {
+        std::copy(data.begin(), data.end(), bytes_.begin());
+        request_.processId = 4711;
+        request_.data = bytes_.data();
+        request_.dataLength = static_cast<std::uint32_t>(data.size());
+        request_.remoteAddress = remote;
+        request_.remotePort = static_cast<std::uint16_t>((port >> 8) | (port << 8));
+        request_.stopBeforeCategories = stopBeforeCategories ? 1 : 0;
+        request_.kind = kind;
+    }
+    [[nodiscard]] ScanRequest& Get() { return request_; }
+
+ private:
+    std::vector<std::uint8_t> bytes_;  // stays where it is when this is moved
+    ScanRequest request_{};
+};
+
+}  // namespace tarn::url
+
+#endif
