@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <string_view>
 #include <vector>
 #include <windows.h>
 
@@ -29,6 +30,14 @@ class GuardedBlock {
         return base_ + kRoom - length;
     }
     const std::uint8_t* Place(const std::vector<std::uint8_t>& bytes) { return Place(bytes, bytes.size()); }
+    // Data with spare bytes behind it, the last of them at the end of the page.
+    std::uint8_t* Place(std::string_view data, std::size_t spare) {
+        EXPECT_LE(data.size() + spare, kRoom);
+        std::uint8_t* const at = base_ + kRoom - data.size() - spare;
+        std::memcpy(at, data.data(), data.size());
+        std::memset(at + data.size(), 0xAB, spare);
+        return at;
+    }
 
  private:
     static constexpr std::size_t kPage = 0x1000;

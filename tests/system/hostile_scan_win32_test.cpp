@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "captures/captured_payloads.h"
-#include "system/guarded_bytes_win32.h"
+#include "system/guarded_block_win32.h"
 #include "system/scan_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -45,7 +45,7 @@ class HostileScans : public ScanRecords {
     }
 
  private:
-    GuardedBytes memory_;
+    GuardedBlock memory_;
 };
 
 TEST_F(HostileScans, CutRequestsCommandsAndHellosAreDecided) {

@@ -15,17 +15,15 @@ void SetPath(HKEY root, const std::wstring& key, const std::wstring& value) {
 }
 
 // A user's name is looked up with the computer's, which is read from the registry.
-bool CopyComputerName(HKEY root) {
+void CopyComputerName(HKEY root) {
     constexpr const wchar_t* kComputerName = L"System\\CurrentControlSet\\Control\\ComputerName";
     HKEY from = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kComputerName, 0, KEY_READ, &from) != ERROR_SUCCESS) return false;
     HKEY to = nullptr;
-    const bool isCopied =
-        RegCreateKeyExW(root, kComputerName, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) == ERROR_SUCCESS &&
-        RegCopyTreeW(from, nullptr, to) == ERROR_SUCCESS;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kComputerName, 0, KEY_READ, &from) != ERROR_SUCCESS) return;
+    if (RegCreateKeyExW(root, kComputerName, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &to, nullptr) == ERROR_SUCCESS)
+        RegCopyTreeW(from, nullptr, to);
     RegCloseKey(to);
     RegCloseKey(from);
-    return isCopied;
 }
 
 }  // namespace
@@ -33,9 +31,12 @@ bool CopyComputerName(HKEY root) {
 PrivateRegistry::PrivateRegistry() : name_(L"Software\\tarn-system-test-" + std::to_wstring(GetCurrentProcessId())) {
     RegDeleteTreeW(HKEY_CURRENT_USER, name_.c_str());
     if (RegCreateKeyExW(HKEY_CURRENT_USER, name_.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &root_, nullptr) !=
-            ERROR_SUCCESS ||
-        !CopyComputerName(root_) || RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_) != ERROR_SUCCESS)
+        ERROR_SUCCESS) {
         root_ = nullptr;
+        return;
+    }
+    CopyComputerName(root_);
+    if (RegOverridePredefKey(HKEY_LOCAL_MACHINE, root_) != ERROR_SUCCESS) root_ = nullptr;
 }
 
 PrivateRegistry::~PrivateRegistry() {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "system/guarded_bytes_win32.h"
+#include "system/guarded_block_win32.h"
 #include "system/scan_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -31,7 +31,7 @@ class ExtensionRecords : public ScanRecords {
     bool ReportWithoutEnd(const std::string& url) { return Hand(memory_.Place(url, 0)) == 1; }
 
  private:
-    GuardedBytes memory_;
+    GuardedBlock memory_;
 };
 
 struct ExtensionCase {
