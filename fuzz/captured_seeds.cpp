@@ -67,7 +67,7 @@ ByteList AsPcapng(const std::vector<ByteList>& frames) {
     for (std::size_t i = 0; i < frames.size(); ++i) {
         ByteList packet;
         const bool isSimple = i % 4 == 3;
-        if (!isSimple) PutNumber(packet, 0, 12);  // interface and time
+        if (!isSimple) packet.resize(12);  // interface and time
         if (!isSimple) PutNumber(packet, frames[i].size(), 4);
         PutNumber(packet, frames[i].size(), 4);
         packet.insert(packet.end(), frames[i].begin(), frames[i].end());

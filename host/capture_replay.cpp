@@ -19,11 +19,11 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
         Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server);
     });
     FrameScan frames(judge_, report_, frameOptions_, notExamined_);
-    frames.beforeReport = [this] { beforeReport(); };
+    frames.BeforeReport([this] { beforeReport_(); });
     CaptureReader reader(file);
     CapturedFrame frame;
     while (reader.Next(frame)) {
-        onProgress(reader.BytesRead());
+        onProgress_(reader.BytesRead());
         const std::optional<TransportView> view = ViewTransport(frame.bytes);
         frames.Add(frame, view);
         if (!view) continue;
@@ -48,7 +48,7 @@ void CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, E
     origin.replacedServer = Replace(server.address);
     JudgedRequest request{protocol, protocol->view(utterance.data), server, origin, {}};
     request.judgement = judge_.ScanUrl(protocol->kind, utterance.data, server);
-    beforeReport();
+    beforeReport_();
     report_.Request(request);
 }
 

@@ -28,9 +28,9 @@ class CaptureReplay {
           frameOptions_(std::move(frameOptions)) {}
 
     // Called with the bytes read so far after each frame.
-    std::function<void(std::uint64_t)> onProgress = [](std::uint64_t) {};
+    void OnProgress(std::function<void(std::uint64_t)> call) { onProgress_ = std::move(call); }
     // Called before something is reported.
-    std::function<void()> beforeReport = [] {};
+    void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
     // Judges what can be read. On a bad file the result is false and mistake says what is wrong where.
     bool Replay(std::istream& file, const std::string& name, std::string& mistake);
@@ -48,6 +48,8 @@ class CaptureReplay {
     std::vector<AddressReplacement> replacements_;
     FrameScanOptions frameOptions_;
     NotExamined notExamined_;
+    std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
+    std::function<void()> beforeReport_ = [] {};
 };
 
 }  // namespace tarn::host

@@ -46,7 +46,7 @@ std::string WithoutPort(const std::string& host) {
 void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportView>& view) {
     if (view) {
         if (const std::optional<IpAddress> guess = localSide_.Learn(*view)) {
-            beforeReport();
+            beforeReport_();
             report_.LocalGuess(*guess);
         }
     }
@@ -85,7 +85,7 @@ void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<Trans
         if (view) Condemn(*view, attack);
         if (isDropping_ && attack.isFirst) attack.dropped = Drop(frame.bytes, inbound);
     }
-    beforeReport();
+    beforeReport_();
     report_.Attack(attack);
 }
 
@@ -109,7 +109,7 @@ std::optional<bool> FrameScan::Drop(base::Bytes frame, bool inbound) {
 void FrameScan::ScanSmb(const CapturedFrame& frame, bool inbound) {
     const std::optional<SmbScanResult> event = judge_.ScanSmb(frame.bytes, inbound);
     if (!event) return;
-    beforeReport();
+    beforeReport_();
     report_.File({frame.number, frame.timeNanoseconds, *event});
 }
 

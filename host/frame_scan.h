@@ -32,7 +32,7 @@ class FrameScan {
           notExamined_(notExamined) {}
 
     // Called before something is reported.
-    std::function<void()> beforeReport = [] {};
+    void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
     // view: what ViewTransport says of the frame.
     void Add(const CapturedFrame& frame, const std::optional<TransportView>& view);
@@ -54,6 +54,7 @@ class FrameScan {
     bool isDropping_;
     NotExamined& notExamined_;
     std::set<Connection> attacked_;
+    std::function<void()> beforeReport_ = [] {};
 };
 
 // The IPv4 frame of a TCP segment as this machine would send it, with room behind the longest header for the ports;

@@ -84,9 +84,9 @@ void Compare(const std::string& key, const toml::node* before, const toml::node*
         for (const toml::table* table : {oldTable, newTable})
             if (table != nullptr)
                 for (const auto& [name, value] : *table) names.emplace(name.str());
-        const std::string prefix = key.empty() ? key : key + ".";
         for (const std::string& name : names)
-            Compare(prefix + name, oldTable != nullptr ? oldTable->get(name) : nullptr,
+            Compare(key.empty() ? name : fmt::format("{}.{}", key, name),
+                    oldTable != nullptr ? oldTable->get(name) : nullptr,
                     newTable != nullptr ? newTable->get(name) : nullptr, changes);
         return;
     }

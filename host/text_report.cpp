@@ -115,7 +115,8 @@ void TextReport::Attack(const PacketAttack& attack) {
     const std::uint32_t reason = attack.verdict.reason;
     const std::string rule = AttackRule(attack.verdict);
     std::string end = fmt::format("{:>2} {:<{}}", reason, AttackWords(reason), kReasonWidth - 3);
-    end += "  " + Printable(AttackDescription(attack.verdict));
+    const std::string description = AttackDescription(attack.verdict);
+    end += "  " + (description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description));
     if (attack.dropped) end += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
     if (!attack.condemned.empty()) end += "  (blocked from now on: " + Printable(attack.condemned) + ")";
     const std::string place =

@@ -1,9 +1,11 @@
 #include "host/verdict_words.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 #include <fmt/format.h>
+#include <iterator>
 #include <utility>
 
 #include "base/bounded_text.h"
@@ -118,6 +120,11 @@ std::string_view AttackWords(std::uint32_t reason) {
     for (const auto& [number, words] : kAttacks)
         if (number == reason) return words;
     return "packet signature";
+}
+
+bool IsServiceAttack(std::uint32_t reason) {
+    return reason != kRuleExcluded && std::any_of(std::begin(kAttacks), std::end(kAttacks),
+                                                  [&](const auto& attack) { return attack.first == reason; });
 }
 
 std::string AttackRule(const PacketVerdict& verdict) {

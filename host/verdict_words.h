@@ -26,6 +26,8 @@ std::string RuleUser(const UrlVerdict& verdict);
 
 // What the packet scan found.
 std::string_view AttackWords(std::uint32_t reason);
+// Whether that was an attack of an address on a service: its texts are emptied once the address is known.
+bool IsServiceAttack(std::uint32_t reason);
 // The rule's name and description; what is emptied for a known attacker is empty.
 std::string AttackRule(const PacketVerdict& verdict);
 std::string AttackDescription(const PacketVerdict& verdict);

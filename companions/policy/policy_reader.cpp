@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <unordered_set>
 
 #include "policy/values.h"
 
@@ -29,7 +30,7 @@ void ReadFeatures(Section& section, Features& features) {
 }
 
 // A host text in lower case; a second entry for the same host is a mistake.
-void NeedHost(Section& section, std::string& host, std::vector<std::string>& seen) {
+void NeedHost(Section& section, std::string& host, std::unordered_set<std::string>& seen) {
     section.Need("host", host, kHost);
     host = LowerCase(host);
     if (host.empty()) return;
@@ -37,14 +38,13 @@ void NeedHost(Section& section, std::string& host, std::vector<std::string>& see
         section.Complain(
             *section.Find("host"),
             fmt::format("\"{}\" is no host; allowed: a name or address alone, such as shop.example", host));
-    if (std::find(seen.begin(), seen.end(), host) != seen.end())
+    if (!seen.insert(host).second)
         section.Complain(*section.Find("host"),
                          fmt::format("\"{}\" is listed above already; add its paths there", host));
-    seen.push_back(host);
 }
 
 void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
-    std::vector<std::string> seen;
+    std::unordered_set<std::string> seen;
     top.Tables("malicious_sites", [&](Section& section) {
         MaliciousSite site;
         NeedHost(section, site.host, seen);
@@ -63,7 +63,7 @@ void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
 }
 
 void ReadPhishingSites(Section& top, std::vector<PhishingSite>& sites) {
-    std::vector<std::string> seen;
+    std::unordered_set<std::string> seen;
     top.Tables("phishing_sites", [&](Section& section) {
         PhishingSite site;
         NeedHost(section, site.host, seen);

@@ -31,7 +31,7 @@ void RequireKnown(const network::DnsAnswerRing& ring, const DnsAnswerEntry& entr
 // Responses one behind the other, each with its length in front; the last one needs none.
 void DnsResponse(Bytes input) {
     network::DnsAnswerRing ring;
-    Require(ring.Allocate(), "there is memory for the ring");
+    bool isAllocated = false;  // only when it is needed: the ring is large
     Pieces pieces(input);
     const std::uint8_t count = pieces.Byte() % 4;
     for (std::size_t i = 0; i <= count; ++i) {
@@ -50,6 +50,8 @@ void DnsResponse(Bytes input) {
         const IpAddressRecord& next = answer.addresses[1];
         Require(first.family <= TARN_FAMILY_IPV6 && next.family <= TARN_FAMILY_IPV6, "the families are known");
         Require(answer.addressCount < 2 || first.family <= next.family, "IPv4 stands before IPv6");
+        Require(isAllocated || ring.Allocate(), "there is memory for the ring");
+        isAllocated = true;
         ring.Store(answer);
         RequireKnown(ring, answer);
     }

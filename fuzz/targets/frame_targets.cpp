@@ -107,7 +107,7 @@ void RequireSmbResult(bool isValid, const SmbScanResult& result) {
     if (result.resultKind != TARN_SMB_FILE_EVENT) return;
     Require(isValid, "an event is reported with success");
     Require(IsTerminated(result.sharePath) && IsTerminated(result.fileName), "the texts of an event are terminated");
-    Require(result.createAction == 1 || result.createAction == 2, "an event says created or overwritten");
+    Require(result.createAction <= 2, "an event says created or overwritten, or leaves the action");
     Require(result.eventClass == TARN_SMB_FILE_EVENT_CLASS, "an event is of the class for files");
     Require(UnitsOf(&result.sharePath) != 0, "an event names its share");
 }

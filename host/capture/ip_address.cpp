@@ -30,6 +30,8 @@ bool ParseDotted(std::string_view text, std::uint8_t* out) {
     if (parts.size() != 4) return false;
     for (std::size_t i = 0; i < 4; ++i) {
         unsigned number = 0;
+        // A zero in front makes the number octal for some readers, the library among them, and decimal for others.
+        if (parts[i].size() > 1 && parts[i].front() == '0') return false;
         if (!ParseNumber(parts[i], 10, 3, 255, number)) return false;
         out[i] = static_cast<std::uint8_t>(number);
     }

@@ -20,7 +20,7 @@ struct IpAddress {
     friend constexpr auto operator<=>(const IpAddress&, const IpAddress&) = default;
 };
 
-// Four decimal numbers, or the IPv6 forms of RFC 4291 (an IPv4 tail included, a zone not).
+// Four decimal numbers without zeros in front, or the IPv6 forms of RFC 4291 (an IPv4 tail included, a zone not).
 std::optional<IpAddress> ParseIpAddress(std::string_view text);
 
 // The dotted form, or the shortest IPv6 form (RFC 5952).

@@ -46,14 +46,14 @@ bool ReplayOne(const std::string& file, CaptureReplay& replay, const Session& se
     std::unique_ptr<Progress> progress;
     if (session.environment.IsErrorTerminal()) {
         progress = std::make_unique<Progress>(session.errors, ignored ? 0 : static_cast<std::uint64_t>(size));
-        replay.onProgress = [&](std::uint64_t bytes) { progress->Update(bytes); };
-        replay.beforeReport = [&] { progress->Clear(); };
+        replay.OnProgress([&](std::uint64_t bytes) { progress->Update(bytes); });
+        replay.BeforeReport([&] { progress->Clear(); });
     }
     std::string mistake;
     const bool isWhole = replay.Replay(input, FromPath(path.filename()), mistake);
     progress.reset();
-    replay.onProgress = [](std::uint64_t) {};
-    replay.beforeReport = [] {};
+    replay.OnProgress([](std::uint64_t) {});
+    replay.BeforeReport([] {});
     if (!isWhole) session.Fail(fmt::format("{}: {}", Printable(file), mistake), kExitFailed);
     return isWhole;
 }

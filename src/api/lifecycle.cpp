@@ -72,6 +72,7 @@ void DetectManagedClient(Library& library, std::uint32_t& error) {
 bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     if (library.ready || HasLoadedModules(library.companions)) Stop(library, error);
     library.dnsBlockSwitch = 0;
+    library.managedClient = {};
     library.companions = {};
     library.idsBlockedList.Clear();
     library.browsingProtection.Reset(ReadBrowserExclusions(library.platform));

@@ -1,5 +1,5 @@
 // A value together with its ReaderWriterLock: the value is reachable only under the lock.
-// What may be called while the lock is held is the caller's business: no module call, no registry access.
+// What may be called while the lock is held is the caller's business: no registry access, no module call without need.
 #ifndef TARN_BASE_GUARDED_H
 #define TARN_BASE_GUARDED_H
 

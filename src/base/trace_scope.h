@@ -12,9 +12,9 @@ namespace tarn::base {
 struct TraceScope {
     static constexpr std::uint32_t kAllLevels = 63;
 
-    char16_t logPath[260];
-    char16_t moduleName[260];
-    char16_t functionName[260];
+    char16_t logPath[260]{};
+    char16_t moduleName[260]{};
+    char16_t functionName[260]{};
     std::uint32_t levelMask;
 
     // functionName may be null. A name that does not fit becomes "UNKNOWN".

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/trace_scope.h"
+
 namespace tarn::network {
 namespace {
 
@@ -29,12 +31,16 @@ std::uint32_t Ipv4Number(const IpAddressRecord& address) {
 
 }  // namespace
 
+// The trace records are made by the compiler: nothing reads them, and a record a comparison would cost more than it.
+
 bool CompareIPAddress(const IpAddressRecord& a, const IpAddressRecord& b) {
+    [[maybe_unused]] constexpr base::TraceScope trace(u"CompareIPAddress");
     if (a.family != b.family) return false;
     return std::memcmp(a.bytes, b.bytes, a.family == TARN_FAMILY_IPV4 ? 4 : 16) == 0;
 }
 
 bool IsPrivateIP(const IpAddressRecord& address) {
+    [[maybe_unused]] constexpr base::TraceScope trace(u"IsPrivateIP");
     if (address.family == TARN_FAMILY_IPV6) return address.bytes[0] == 0xFD;
     const std::uint32_t number = Ipv4Number(address);
     for (const Range& range : kPrivateRanges)

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/bounded_text.h"
+
 namespace tarn::parental {
 namespace {
 
@@ -10,6 +12,7 @@ constexpr std::uint32_t kLastJudgedEvent = 9;
 constexpr std::uint8_t kHourGrid = 1;
 constexpr std::uint32_t kTicksPerHour = 60;
 constexpr std::size_t kDaysPerWeek = 7;
+constexpr std::size_t kUserNameCapacity = 260;
 
 bool IsDisconnect(std::uint32_t eventCode) {
     return eventCode == 2 || eventCode == 3;
@@ -30,10 +33,8 @@ void Refuse(const UserSessionRecord& record, LogonVerdict& verdict) {
     verdict.action = TARN_BLOCK;
     verdict.reserved8 = 0;
     // QUIRK: a name that fills all its units is emptied, not cut.  Test: NameWithoutItsNulIsEmptied
-    if (std::ranges::find(record.userName, u'\0') == record.userName.end())
-        std::memset(&verdict.userName, 0, sizeof verdict.userName[0]);
-    else
-        std::memcpy(&verdict.userName, record.userName.data(), sizeof verdict.userName);
+    const bool fits = std::ranges::find(record.userName, u'\0') != record.userName.end();
+    base::StoreField<kUserNameCapacity>(&verdict.userName, fits ? base::FieldText(record.userName) : u"");
     std::memcpy(verdict.sid, record.sid.data(), sizeof verdict.sid);
     verdict.accountTag = record.accountTag;
 }

@@ -23,7 +23,7 @@ void ReplaceNulBytes(const ScanRequest& request) {
 
 // The remote address: IPv4 dotted, IPv6 as eight groups. Always fits.
 void WriteAddressText(ScanState& scan) {
-    [[maybe_unused]] const base::TraceScope trace(u"GetIPInStringFormat");
+    [[maybe_unused]] constexpr base::TraceScope trace(u"GetIPInStringFormat");
     const IpAddressRecord& address = scan.request.remoteAddress;
     if (address.family != TARN_FAMILY_IPV6) {
         scan.addressText.Assign(network::FormatIpAddress(address).View());

@@ -223,6 +223,23 @@ TEST_F(SettingsChange, EachBitReloadsItsOwn) {
     EXPECT_THAT(NewLines(), ElementsAre("ReleaseIDSSettings empty", "ReadIDSSettings"));
 }
 
+TEST_F(SettingsChange, BitsWithoutAMeaningChangeNothingBesideOthers) {
+    for (std::uint32_t bit = 0; bit < 32; ++bit) {
+        const std::uint32_t mask = 1U << bit;
+        if ((mask & 0x10FF) != 0) continue;
+        EXPECT_EQ(Update(mask), 1) << bit;
+        EXPECT_THAT(NewLines(), IsEmpty()) << bit;
+        EXPECT_EQ(Update(mask | 0x1000), 1) << bit;
+        EXPECT_THAT(NewLines(), ElementsAre("ReleaseIDSSettings empty", "ReadIDSSettings")) << bit;
+    }
+}
+
+TEST_F(SettingsChange, KindsWithoutAMeaningChangeNothing) {
+    for (std::uint32_t bit = 4; bit < 32; ++bit)
+        for (std::uint32_t kind = 0; kind <= 8; ++kind) EXPECT_EQ(Change((1U << bit) | kind), 0U) << bit << " " << kind;
+    EXPECT_THAT(NewLines(), IsEmpty());
+}
+
 TEST_F(SettingsChange, AllBitsAreHandledInTheirOrder) {
     EXPECT_EQ(Update(0x10FF), 1);
     Lines loads;

@@ -9,97 +9,30 @@
 namespace tarn::system_test {
 namespace {
 
-constexpr const wchar_t* kAppPaths = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
 constexpr const char* kModules[] = {"setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll", "tlsinsp.dll",
                                     "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
 
-std::filesystem::path OwnFolder() {
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return std::filesystem::path(path).parent_path();
-}
-
-template <class Function>
-void Bind(HMODULE library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-    ASSERT_NE(function, nullptr) << name;
-}
-
-void SetText(HKEY root, const std::wstring& key, const std::wstring& value) {
-    HKEY handle = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &handle, nullptr),
-              ERROR_SUCCESS);
-    RegSetValueExW(handle, L"Path", 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                   static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-    RegCloseKey(handle);
-}
-
 }  // namespace
 
-SystemFixture::SystemFixture() : answers(*ScriptAnswers()) {
+SystemFixture::SystemFixture() : answers(*ScriptAnswers()), library_(BuiltTarn()) {
     static unsigned counter = 0;
+    EXPECT_TRUE(registry_.IsThere());
+    EXPECT_NE(Library(), nullptr) << "tarn.dll does not load: error " << GetLastError();
     ScriptReset();
     folder = OwnFolder() / ("install-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
     std::filesystem::create_directories(folder);
     for (const char* module : kModules)
         std::filesystem::copy_file(OwnFolder() / "scripted" / module, folder / module,
                                    std::filesystem::copy_options::overwrite_existing);
-    MakePrivateRegistry();
     SetInstallPath(folder.u16string() + u"\\");
-
-    library_ = LoadLibraryW((OwnFolder().parent_path() / "bin" / "tarn.dll").c_str());
-    if (library_ == nullptr) {
-        ADD_FAILURE() << "tarn.dll does not load: error " << GetLastError();
-        return;
-    }
-    Bind(library_, "WSInit", tarn.WSInit);
-    Bind(library_, "WSDeinit", tarn.WSDeinit);
-    Bind(library_, "WSShutDown", tarn.WSShutDown);
-    Bind(library_, "WSSettingsChanged", tarn.WSSettingsChanged);
-    Bind(library_, "WSUpdateSettingsChanged", tarn.WSUpdateSettingsChanged);
-    Bind(library_, "WSScanUrl", tarn.WSScanUrl);
-    Bind(library_, "WSWebExtScanUrl", tarn.WSWebExtScanUrl);
-    Bind(library_, "WSGetUrlScanFeatureStatus", tarn.WSGetUrlScanFeatureStatus);
-    Bind(library_, "WSScanPacket", tarn.WSScanPacket);
-    Bind(library_, "WSDropConnection", tarn.WSDropConnection);
-    Bind(library_, "WSAddURLToIDSBlockedList", tarn.WSAddURLToIDSBlockedList);
-    Bind(library_, "WSScanLogonEventForPCCTRL", tarn.WSScanLogonEventForPCCTRL);
-    Bind(library_, "WSScanSMBPacket", tarn.WSScanSMBPacket);
 }
 
 SystemFixture::~SystemFixture() {
-    if (library_ != nullptr) {
-        tarn.WSDeinit(nullptr);
-        FreeLibrary(library_);
-    }
+    if (Library() != nullptr) tarn.WSDeinit(nullptr);
     EXPECT_EQ(answers.unreleasedCategories, 0) << "a category list was not released";
     EXPECT_TRUE(LoadedCompanions().empty()) << "a companion stays loaded";
-    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-    RegCloseKey(privateRoot_);
-    RegDeleteTreeW(HKEY_CURRENT_USER, privateName_.c_str());
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
-}
-
-void SystemFixture::MakePrivateRegistry() {
-    privateName_ = L"Software\\tarn-system-test-" + std::to_wstring(GetCurrentProcessId());
-    RegDeleteTreeW(HKEY_CURRENT_USER, privateName_.c_str());
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, privateName_.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                              &privateRoot_, nullptr),
-              ERROR_SUCCESS);
-    ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, privateRoot_), ERROR_SUCCESS);
-}
-
-void SystemFixture::SetInstallPath(const std::u16string& path) {
-    SetText(privateRoot_, std::wstring(kAppPaths) + L"CoreScan.exe", std::wstring(path.begin(), path.end()));
-}
-
-void SystemFixture::RemoveInstallPath() {
-    RegDeleteTreeW(privateRoot_, (std::wstring(kAppPaths) + L"CoreScan.exe").c_str());
-}
-
-void SystemFixture::RegisterAgent(const std::wstring& executable) {
-    SetText(privateRoot_, std::wstring(kAppPaths) + executable, L"C:\\agent\\");
 }
 
 void SystemFixture::RemoveModule(const std::string& file) {

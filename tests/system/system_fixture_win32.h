@@ -13,25 +13,10 @@
 #include "tarn/tarn.h"
 
 #include "companions/scripted/companion_script.h"
+#include "system/loaded_tarn_win32.h"
+#include "system/private_registry_win32.h"
 
 namespace tarn::system_test {
-
-// The thirteen exports of a loaded tarn.dll.
-struct Exports {
-    decltype(&::WSInit) WSInit;
-    decltype(&::WSDeinit) WSDeinit;
-    decltype(&::WSShutDown) WSShutDown;
-    decltype(&::WSSettingsChanged) WSSettingsChanged;
-    decltype(&::WSUpdateSettingsChanged) WSUpdateSettingsChanged;
-    decltype(&::WSScanUrl) WSScanUrl;
-    decltype(&::WSWebExtScanUrl) WSWebExtScanUrl;
-    decltype(&::WSGetUrlScanFeatureStatus) WSGetUrlScanFeatureStatus;
-    decltype(&::WSScanPacket) WSScanPacket;
-    decltype(&::WSDropConnection) WSDropConnection;
-    decltype(&::WSAddURLToIDSBlockedList) WSAddURLToIDSBlockedList;
-    decltype(&::WSScanLogonEventForPCCTRL) WSScanLogonEventForPCCTRL;
-    decltype(&::WSScanSMBPacket) WSScanSMBPacket;
-};
 
 class SystemFixture : public testing::Test {
  protected:
@@ -46,11 +31,12 @@ class SystemFixture : public testing::Test {
     void WriteFile(const std::string& name, const std::string& text);
     // A product data file of the given version with a right CRC.
     void WriteProductData(std::uint8_t major, std::uint8_t minor);
-    void SetInstallPath(const std::u16string& path);
-    void RemoveInstallPath();
-    void RegisterAgent(const std::wstring& executable);
+    void SetInstallPath(const std::u16string& path) { registry_.SetInstallPath({path.begin(), path.end()}); }
+    void RemoveInstallPath() { registry_.RemoveInstallPath(); }
+    void RegisterAgent(const std::wstring& executable) { registry_.RegisterAgent(executable); }
 
     // ---- The library ----
+    [[nodiscard]] HMODULE Library() const { return library_.Module(); }
     bool Init(std::uint8_t mode = 1);
     void Deinit();
     std::vector<std::string> Journal();
@@ -71,7 +57,6 @@ class SystemFixture : public testing::Test {
     static std::uint32_t HashOf(const std::string& host);
 
     std::filesystem::path folder;
-    Exports tarn{};
     script::Answers& answers;
     std::uint32_t error = 0;
 
@@ -83,12 +68,12 @@ class SystemFixture : public testing::Test {
     PcUserEntryRecord profile{};
 
  private:
-    void MakePrivateRegistry();
-
-    HMODULE library_ = nullptr;
-    HKEY privateRoot_ = nullptr;
-    std::wstring privateName_;
+    PrivateRegistry registry_;
+    LoadedTarn library_;
     std::size_t seen_ = 0;
+
+ protected:
+    const Exports& tarn = library_.Functions();
 };
 
 }  // namespace tarn::system_test

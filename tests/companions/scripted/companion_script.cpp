@@ -43,9 +43,12 @@ std::uint32_t ScriptResult(const char* function) {
 }
 
 void ScriptNote(const char* line) {
-    const std::lock_guard hold(script.mutex);
-    script.journal += line;
-    script.journal += '\n';
+    {
+        const std::lock_guard hold(script.mutex);
+        script.journal += line;
+        script.journal += '\n';
+    }
+    if (script.answers.listener != nullptr) script.answers.listener(script.answers.listenerContext, line);
 }
 
 std::size_t ScriptJournal(char* text, std::size_t capacity) {

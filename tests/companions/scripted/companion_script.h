@@ -45,11 +45,15 @@ struct Answers {
     char passedTo[64];  // the function that is to tell the host's values behind its arguments
     // What was saved last.
     std::uint32_t savedSessions;
-    SavedSessionRecord savedSession;  // the first
+    SavedSessionRecord savedRecords[16];  // the first ones
+    std::uint8_t keepsSessions;           // what is saved is what the next read delivers
     std::uint16_t savedDnsCount;
     std::uint16_t savedDnsIndex;
     std::uint8_t savedDnsHasEntries;
     std::int32_t unreleasedCategories;
+    // Called with each line as it is noted, on the noting thread; null = nobody listens.
+    void (*listener)(void* context, const char* line);
+    void* listenerContext;
 };
 
 }  // namespace tarn::script

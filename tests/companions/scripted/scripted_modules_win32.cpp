@@ -1,6 +1,9 @@
 // Every function of every companion module, scripted. Each module links this file with its own list of exports, and
 // journals its loading and unloading under its own name (TARN_SCRIPTED_MODULE).
+#include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <windows.h>
 
@@ -17,6 +20,11 @@ void Note(const std::string& line) {
 void NotePassed(const char* function, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
     if (std::strcmp(ScriptAnswers()->passedTo, function) != 0) return;
     Note(std::string(function) + " passed " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c));
+}
+
+// Scans of several threads ask at once.
+void CountUnreleased(std::int32_t change) {
+    std::atomic_ref(ScriptAnswers()->unreleasedCategories) += change;
 }
 
 std::string Narrow(const char16_t* text) {
@@ -113,8 +121,11 @@ std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord
 std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSystemControlRecord* record, std::uint32_t*,
                                                     std::uint64_t a, std::uint64_t b, std::uint64_t c) {
     NotePassed("WritePCSystemControlSettings", a, b, c);
-    ScriptAnswers()->savedSessions = record->count;
-    if (record->count != 0) ScriptAnswers()->savedSession = record->records[0];
+    tarn::script::Answers& answers = *ScriptAnswers();
+    answers.savedSessions = record->count;
+    const std::size_t kept = std::min<std::size_t>(record->count, std::size(answers.savedRecords));
+    std::copy_n(record->records, kept, answers.savedRecords);
+    if (answers.keepsSessions != 0) answers.systemControl = {static_cast<std::uint32_t>(kept), answers.savedRecords};
     Note("WritePCSystemControlSettings " + std::to_string(record->count));
     return static_cast<std::uint8_t>(ScriptResult("WritePCSystemControlSettings"));
 }
@@ -146,7 +157,7 @@ std::uint8_t TARN_CALL SCGetURLCategories(const char* text, std::uint16_t** cate
         *categories =
             static_cast<std::uint16_t*>(HeapAlloc(GetProcessHeap(), 0, answers.categoryCount * sizeof(std::uint16_t)));
         std::memcpy(*categories, answers.categories, answers.categoryCount * sizeof(std::uint16_t));
-        ++ScriptAnswers()->unreleasedCategories;
+        CountUnreleased(1);
     }
     return static_cast<std::uint8_t>(ScriptResult("SCGetURLCategories"));
 }
@@ -160,7 +171,7 @@ std::uint8_t TARN_CALL SCGetCategoryName(std::uint16_t category, char16_t* buffe
 
 std::uint8_t TARN_CALL SCReleaseCategories(std::uint16_t* categories) {
     Note("SCReleaseCategories");
-    --ScriptAnswers()->unreleasedCategories;
+    CountUnreleased(-1);
     HeapFree(GetProcessHeap(), 0, categories);
     return 1;
 }

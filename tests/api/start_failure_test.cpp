@@ -1,0 +1,114 @@
+// Start-up without a system, with the install folder lost at each of the moments at which it is asked for.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "api/fake_platform.h"
+#include "api/library.h"
+#include "api/lifecycle.h"
+#include "modules/fake_modules.h"
+
+namespace tarn::api {
+namespace {
+
+using testing::IsEmpty;
+
+// Modules that load, in a folder that can be lost.
+class LosingModules final : public modules::ModuleSystem {
+ public:
+    void* Load(const char16_t* path) override { return inner.Load(path); }
+    void* Find(void* module, const char* function) override { return inner.Find(module, function); }
+    void Free(void* module) override { inner.Free(module); }
+    bool InstallFolder(base::PathBuffer& folder) override {
+        if (++asked == lostAt) return false;
+        return inner.InstallFolder(folder);
+    }
+    bool HostExecutableKnown() override { return inner.HostExecutableKnown(); }
+    bool ManagedClientInstalled() override { return inner.ManagedClientInstalled(); }
+    modules::FileStart ReadFileStart(const base::PathBuffer& path) override { return inner.ReadFileStart(path); }
+    std::uint32_t SystemClassification() override { return inner.SystemClassification(); }
+    modules::HttpsInspectionFacts HttpsFacts() override { return inner.HttpsFacts(); }
+
+    modules::FakeModules inner;
+    int asked = 0;
+    int lostAt = 0;  // the call that fails, counted from 1; 0 = none
+};
+
+class PlatformWithModules final : public Platform {
+ public:
+    modules::ModuleSystem& Modules() override { return modules; }
+    url::ProcessInspector& Processes() override { return bare.Processes(); }
+    const base::LocalClock& Clock() override { return bare.Clock(); }
+    parental::LiveSessionSource& LiveSessions() override { return bare.LiveSessions(); }
+    std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                                 std::uint32_t defaultValue) override {
+        return bare.ReadIniInteger(file, section, key, defaultValue);
+    }
+    std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
+                            std::span<char16_t> text) override {
+        return bare.ReadIniText(file, section, key, text);
+    }
+
+    LosingModules modules;
+    FakePlatform bare;
+};
+
+class StartFailure : public testing::Test {
+ protected:
+    void SwitchScheduleOn() {
+        entry.leading.profileSwitch = entry.leading.scheduleSwitch = 1;
+        for (auto& day : entry.schedule) day = {1, &wholeDay};
+        PcSettingsRecord record{};
+        record.mode = TARN_PC_ONE_FOR_ALL;
+        record.entryCount = 1;
+        record.entries = &entry;
+        platform.modules.inner.Give("ReadPCSettings", record);
+    }
+    bool Start() {
+        platform.modules.asked = 0;
+        return api::Start(*library, 1, error);
+    }
+
+    TimeRange wholeDay{0, 0, 23, 59};
+    PcUserEntryRecord entry{};
+    PlatformWithModules platform;
+    std::unique_ptr<Library> library = std::make_unique<Library>(platform);
+    std::uint32_t error = 0;
+};
+
+TEST_F(StartFailure, TheInstallFolderIsNeededTwice) {
+    // For the modules, and for the file of the DNS switch at the very end; whoever else asks does without.
+    SwitchScheduleOn();
+    ASSERT_TRUE(Start());
+    EXPECT_TRUE(library->scheduleWorker.IsRunning());
+    const int questions = platform.modules.asked;
+    Stop(*library, error);
+    ASSERT_GE(questions, 4);
+    int refused = 0;
+    for (int lost = 1; lost <= questions; ++lost) {
+        SCOPED_TRACE(lost);
+        platform.modules.lostAt = lost;
+        const bool started = Start();
+        EXPECT_EQ(library->ready, started);
+        EXPECT_EQ(library->scheduleWorker.IsRunning(), started) << "the worker lives as long as the library";
+        if (!started) {
+            ++refused;
+            EXPECT_THAT(platform.modules.inner.Loaded(), IsEmpty());
+            EXPECT_FALSE(library->parental.loaded);
+            EXPECT_TRUE(lost == 2 || lost == questions) << "not the browser exclusions, which come first";
+        }
+        Stop(*library, error);
+        EXPECT_THAT(platform.modules.inner.Loaded(), IsEmpty());
+    }
+    EXPECT_EQ(refused, 2);
+}
+
+TEST_F(StartFailure, AFolderTooLongForTheModulesLoadsNone) {
+    platform.modules.inner.installFolder = u"C:\\" + std::u16string(250, u'p') + u"\\";
+    EXPECT_FALSE(Start());
+    EXPECT_THAT(platform.modules.inner.Loaded(), IsEmpty());
+    EXPECT_FALSE(library->ready);
+}
+
+}  // namespace
+}  // namespace tarn::api
