@@ -42,7 +42,7 @@ struct Answers {
     std::uint8_t malicious;  // of every URL
     std::uint8_t httpsBlock;
     PacketVerdict packetVerdict;
-    char passedTo[64];  // the function that is to tell the host's values behind its arguments
+    char passedTo[64];              // the function that is to tell the host's values behind its arguments
     QuarantineRequest quarantined;  // the last request; its URL pointer ends with the call
     // What was saved last.
     std::uint32_t savedSessions;
