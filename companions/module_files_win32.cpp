@@ -5,8 +5,8 @@
 #include <limits>
 #include <windows.h>
 
-#include "base/install_folder.h"
-#include "base/win32_owners.h"
+#include "machine/install_folder.h"
+#include "machine/win32_owners.h"
 #include "policy/policy_reader.h"
 #include "policy/values.h"
 
@@ -22,14 +22,15 @@ bool PathBesideModule(std::u16string_view name, base::PathBuffer& path) {
                            reinterpret_cast<LPCWSTR>(&PathBesideModule), &self) == 0)
         return false;
     base::PathBuffer own;
-    const DWORD length = GetModuleFileNameW(self, base::Wide(own.data()), static_cast<DWORD>(own.size()));
+    const DWORD length = GetModuleFileNameW(self, machine::Wide(own.data()), static_cast<DWORD>(own.size()));
     if (length == 0 || length >= own.size()) return false;
-    return base::Succeeded(base::FormatText(path, {base::FolderOf(base::FieldText(own)), name}));
+    return base::Succeeded(base::FormatText(path, {machine::FolderOf(base::FieldText(own)), name}));
 }
 
 bool ReadWhole(const base::PathBuffer& path, std::vector<std::uint8_t>& bytes, std::uint32_t& error) {
-    const base::UniqueFile file(CreateFileW(base::Wide(path.data()), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const machine::UniqueFile file(CreateFileW(machine::Wide(path.data()), GENERIC_READ,
+                                               FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                               FILE_ATTRIBUTE_NORMAL, nullptr));
     LARGE_INTEGER size{};
     if (!file.Owns() || GetFileSizeEx(file.Get(), &size) == 0) {
         error = GetLastError();
@@ -60,8 +61,8 @@ bool SidOfAccount(const std::string& name, std::array<std::uint8_t, 68>& sid) {
     base::PathBuffer domain;
     DWORD domainLength = static_cast<DWORD>(domain.size());
     SID_NAME_USE use{};
-    return LookupAccountNameW(nullptr, base::Wide(Utf16(name).c_str()), sid.data(), &size, base::Wide(domain.data()),
-                              &domainLength, &use) != 0;
+    return LookupAccountNameW(nullptr, machine::Wide(Utf16(name).c_str()), sid.data(), &size,
+                              machine::Wide(domain.data()), &domainLength, &use) != 0;
 }
 
 std::u16string PolicyName() {
@@ -115,14 +116,14 @@ bool WriteStateFile(std::u16string_view name, const std::vector<std::uint8_t>& b
     if (!PathBesideModule(name, path)) return false;
     if (!base::Succeeded(base::FormatText(temporary, {base::FieldText(path), u".new"}))) return false;
     {
-        const base::UniqueFile file(CreateFileW(base::Wide(temporary.data()), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                                FILE_ATTRIBUTE_NORMAL, nullptr));
+        const machine::UniqueFile file(CreateFileW(machine::Wide(temporary.data()), GENERIC_WRITE, 0, nullptr,
+                                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!file.Owns() || !WriteAll(file.Get(), bytes.data(), bytes.size())) {
             error = GetLastError();
             return false;
         }
     }
-    if (MoveFileExW(base::Wide(temporary.data()), base::Wide(path.data()),
+    if (MoveFileExW(machine::Wide(temporary.data()), machine::Wide(path.data()),
                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
         return true;
     error = GetLastError();
@@ -132,15 +133,15 @@ bool WriteStateFile(std::u16string_view name, const std::vector<std::uint8_t>& b
 bool AppendStateLine(std::u16string_view name, std::string_view line) {
     base::PathBuffer path;
     if (!PathBesideModule(name, path)) return false;
-    const base::UniqueFile file(CreateFileW(base::Wide(path.data()), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
-                                            OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const machine::UniqueFile file(CreateFileW(machine::Wide(path.data()), FILE_APPEND_DATA, FILE_SHARE_READ, nullptr,
+                                               OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     const std::string text = std::string(line) + "\r\n";
     return file.Owns() && WriteAll(file.Get(), text.data(), text.size());
 }
 
 bool StateFileExists(std::u16string_view name) {
     base::PathBuffer path;
-    return PathBesideModule(name, path) && GetFileAttributesW(base::Wide(path.data())) != INVALID_FILE_ATTRIBUTES;
+    return PathBesideModule(name, path) && GetFileAttributesW(machine::Wide(path.data())) != INVALID_FILE_ATTRIBUTES;
 }
 
 }  // namespace tarn::policy

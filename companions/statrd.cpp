@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
-#include "base/crc32.h"
+#include "base/hash.h"
 #include "module_files_win32.h"
 #include "policy/policy_records.h"
 #include "policy/record_memory.h"

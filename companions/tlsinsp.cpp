@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/ascii.h"
+#include "base/text.h"
 #include "module_files_win32.h"
 
 namespace {

@@ -44,10 +44,10 @@ IdsBlockRequest CondemnedAddress() {
 
 }  // namespace
 
-class ScanWorld::Processes final : public url::ProcessInspector {
+class ScanWorld::Processes final : public machine::ProcessInspector {
  public:
     explicit Processes(bool userKnown) : userKnown_(userKnown) {}
-    bool GetProcessUser(std::uint32_t, url::ProcessUser& user) override {
+    bool GetProcessUser(std::uint32_t, machine::ProcessUser& user) override {
         if (userKnown_) user.name = {u'K', u'i', u'm'};
         return userKnown_;
     }
@@ -67,7 +67,7 @@ class ScanWorld::Processes final : public url::ProcessInspector {
     bool userKnown_;
 };
 
-class ScanWorld::Modules final : public modules::ModuleSystem {
+class ScanWorld::Modules final : public machine::ModuleSystem {
  public:
     void* Load(const char16_t*) override {
         ++scriptedModules.loaded;
@@ -80,12 +80,12 @@ class ScanWorld::Modules final : public modules::ModuleSystem {
     }
     bool HostExecutableKnown() override { return true; }
     bool ManagedClientInstalled() override { return false; }
-    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
     std::uint32_t SystemClassification() override { return 0; }
-    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 };
 
-class ScanWorld::Clock final : public base::LocalClock {
+class ScanWorld::Clock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
@@ -126,7 +126,7 @@ ScanWorld::ScanWorld() {
     PcSettingsRecord record{};
     Require(policy::BuildParental(kPolicy, record) && parental::CopyPcSettings(record, parental_), "there is memory");
     policy::ReleaseParental(record);
-    profiles_ = url::PublishProfiles(parental_);
+    profiles_ = lists::PublishProfiles(parental_);
     idsBlocked_.Add(CondemnedAddress());
 }
 

@@ -50,9 +50,9 @@ class ScanWorld {
 
     modules::Companions companions_;
     modules::SettingsState settings_{};
-    url::PublishedLists lists_;
+    lists::PublishedLists lists_;
     parental::SettingsCopy parental_;
-    url::PublishedProfiles profiles_;
+    lists::PublishedProfiles profiles_;
     url::ManagedClient managedClient_;
     base::Guarded<bool> allows_{true};
     network::IdsBlockedList idsBlocked_;

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <fmt/format.h>
 
-#include "base/ascii.h"
+#include "base/text.h"
 
 namespace tarn::host {
 

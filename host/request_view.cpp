@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "base/ascii.h"
+#include "base/text.h"
 
 namespace tarn::host {
 

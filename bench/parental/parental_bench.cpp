@@ -50,7 +50,7 @@ void SiteTablesRulesCopied(benchmark::State& state) {
     }
 }
 
-class NoonClock final : public base::LocalClock {
+class NoonClock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 12, 0, 0, 0}; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }

@@ -1,9 +1,9 @@
 // A profile's host table against the plain walk (which bisects by label hash), with the "www." retry.
 #include <benchmark/benchmark.h>
 
-#include "url/host_table.h"
-#include "url/plain_walk.h"
-#include "url/record_owners.h"
+#include "lists/host_table.h"
+#include "lists/plain_walk.h"
+#include "lists/record_owners.h"
 #include "url/site_corpus.h"
 
 namespace tarn::url {
@@ -12,7 +12,7 @@ namespace {
 constexpr IpAddressRecord kNoAddress{};
 
 struct Setup {
-    SiteTableOwner owner;
+    lists::SiteTableOwner owner;
     std::vector<std::string> hosts;
     std::vector<std::string> paths;
 };
@@ -26,7 +26,7 @@ Setup MakeSetup(std::size_t size) {
         domains.push_back(listed.Domain());
         setup.owner.AddHost(domains.back()).wholeDomain = 1;
     }
-    setup.owner.Sort(HashOrder::kDescending);
+    setup.owner.Sort(lists::HashOrder::kDescending);
     SiteCorpus asked(5);
     for (std::size_t i = 0; i < kQuestions; ++i) {
         setup.hosts.push_back(asked.Below(5) == 0 ? "www." + domains[asked.Below(size)] : asked.Host());
@@ -37,32 +37,34 @@ Setup MakeSetup(std::size_t size) {
 
 void HostTableLookup(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
-    const plain::SiteTables tables = setup.owner.Tables();
-    HostTable table;
+    const lists::plain::SiteTables tables = setup.owner.Tables();
+    lists::HostTable table;
     table.Publish(tables.hosts, tables.addresses);
     const auto ask = [&](std::size_t i) {
-        return table.MatchWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1) == Lookup::kHit;
+        return table.MatchWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1) == lists::Lookup::kHit;
     };
     const auto plain = [&](std::size_t i) {
-        return plain::MatchHostWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1, tables) == Lookup::kHit;
+        return lists::plain::MatchHostWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1, tables) ==
+               lists::Lookup::kHit;
     };
     if (Agree(state, ask, plain)) AskAll(state, ask);
 }
 
 void HostTablePlainWalk(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
-    const plain::SiteTables tables = setup.owner.Tables();
+    const lists::plain::SiteTables tables = setup.owner.Tables();
     AskAll(state, [&](std::size_t i) {
-        return plain::MatchHostWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1, tables) == Lookup::kHit;
+        return lists::plain::MatchHostWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1, tables) ==
+               lists::Lookup::kHit;
     });
 }
 
 void HostTablePublish(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
-    const plain::SiteTables tables = setup.owner.Tables();
+    const lists::plain::SiteTables tables = setup.owner.Tables();
     for (auto unused : state) {
         (void)unused;
-        HostTable table;
+        lists::HostTable table;
         table.Publish(tables.hosts, tables.addresses);
         benchmark::DoNotOptimize(table);
     }
@@ -70,11 +72,11 @@ void HostTablePublish(benchmark::State& state) {
 
 void LabelHashesOfAHost(benchmark::State& state) {
     const Setup setup = MakeSetup(100);
-    LabelHashes hashes{};
+    lists::LabelHashes hashes{};
     std::size_t next = 0;
     for (auto unused : state) {
         (void)unused;
-        if (!ComputeLabelHashes(setup.hosts[next], hashes)) state.SkipWithError("a host was refused");
+        if (!lists::ComputeLabelHashes(setup.hosts[next], hashes)) state.SkipWithError("a host was refused");
         benchmark::DoNotOptimize(hashes);
         next = (next + 1) % kQuestions;
     }

@@ -9,8 +9,8 @@
 
 #include "tarn/companions.h"
 
+#include "lists/record_owners.h"
 #include "url/made_up_sites.h"
-#include "url/record_owners.h"
 
 namespace tarn::url {
 
@@ -80,14 +80,14 @@ class ListRecords {
         if (rules_.size() > 1) rules_[rules_.size() - 2].next = &rule;
     }
 
-    UrlListOwner webSecurity_;
-    UrlListOwner browsingProtection_;
-    UrlListOwner user_;
-    ThreatListOwner malicious_;
-    PhishingListOwner phishing_;
+    lists::UrlListOwner webSecurity_;
+    lists::UrlListOwner browsingProtection_;
+    lists::UrlListOwner user_;
+    lists::ThreatListOwner malicious_;
+    lists::PhishingListOwner phishing_;
     std::vector<std::string> phishingHosts_;
-    UserListOwner allowed_;
-    UserListOwner scheduleAllowed_;
+    lists::UserListOwner allowed_;
+    lists::UserListOwner scheduleAllowed_;
     std::deque<SiteRule> rules_;
     std::deque<IpAddressRecord> addresses_;
     std::uint16_t categories_[8] = {50, 51, 52, 53, 54, 55, 56, 57};

@@ -1,11 +1,11 @@
 // The malicious list, the phishing list and a profile's allowed sites against their plain walks.
 #include <benchmark/benchmark.h>
 
-#include "url/plain_walk.h"
-#include "url/record_owners.h"
+#include "lists/plain_walk.h"
+#include "lists/record_owners.h"
+#include "lists/threat_lists.h"
+#include "lists/user_lists.h"
 #include "url/site_corpus.h"
-#include "url/threat_lists.h"
-#include "url/user_urls.h"
 
 namespace tarn::url {
 namespace {
@@ -50,11 +50,11 @@ struct Malicious {
         return found && *found == "Threat";
     }
     [[nodiscard]] bool Plain(const std::string& host, const std::string& path) {
-        const auto found = plain::FindMalicious(host, path, owner.Record());
+        const auto found = lists::plain::FindMalicious(host, path, owner.Record());
         return found && *found == "Threat";
     }
-    ThreatListOwner owner;
-    MaliciousList list;
+    lists::ThreatListOwner owner;
+    lists::MaliciousList list;
 };
 
 struct Phishing {
@@ -68,10 +68,10 @@ struct Phishing {
         return list.Matches(host, path);
     }
     [[nodiscard]] bool Plain(const std::string& host, const std::string& path) {
-        return plain::MatchPhishing(host, path, owner.Record());
+        return lists::plain::MatchPhishing(host, path, owner.Record());
     }
-    PhishingListOwner owner;
-    PhishingList list;
+    lists::PhishingListOwner owner;
+    lists::PhishingList list;
 };
 
 struct Allowed {
@@ -84,10 +84,10 @@ struct Allowed {
         return list.MatchesHost(host, path, 1);
     }
     [[nodiscard]] bool Plain(const std::string& host, const std::string& path) {
-        return plain::MatchUserListByHost(host, path, 1, owner.Record());
+        return lists::plain::MatchUserListByHost(host, path, 1, owner.Record());
     }
-    UserListOwner owner;
-    UserUrls list;
+    lists::UserListOwner owner;
+    lists::UserUrls list;
 };
 
 template <class Kind>

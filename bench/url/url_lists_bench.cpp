@@ -1,16 +1,16 @@
 // The white lists of whole URLs against the plain walk: prefixes, substrings, and the time to publish them.
 #include <benchmark/benchmark.h>
 
-#include "url/plain_walk.h"
-#include "url/record_owners.h"
+#include "lists/plain_walk.h"
+#include "lists/record_owners.h"
+#include "lists/url_lists.h"
 #include "url/site_corpus.h"
-#include "url/url_lists.h"
 
 namespace tarn::url {
 namespace {
 
 struct Setup {
-    UrlListOwner owner;
+    lists::UrlListOwner owner;
     std::vector<std::string> urls;
 };
 
@@ -48,28 +48,28 @@ void Walked(benchmark::State& state, const char* front, Plain plain) {
 }
 
 void UrlPrefixes(benchmark::State& state) {
-    Published<UrlList>(state, "", plain::MatchUrlList);
+    Published<lists::UrlList>(state, "", lists::plain::MatchUrlList);
 }
 void UrlPrefixesPlainWalk(benchmark::State& state) {
-    Walked(state, "", plain::MatchUrlList);
+    Walked(state, "", lists::plain::MatchUrlList);
 }
 void UrlSubstrings(benchmark::State& state) {
-    Published<UrlList>(state, "*", plain::MatchUrlList);
+    Published<lists::UrlList>(state, "*", lists::plain::MatchUrlList);
 }
 void UrlSubstringsPlainWalk(benchmark::State& state) {
-    Walked(state, "*", plain::MatchUrlList);
+    Walked(state, "*", lists::plain::MatchUrlList);
 }
 void UserWhiteList(benchmark::State& state) {
-    Published<PrefixWhiteList>(state, "", plain::MatchPrefixWhiteList);
+    Published<lists::PrefixWhiteList>(state, "", lists::plain::MatchPrefixWhiteList);
 }
 void UserWhiteListPlainWalk(benchmark::State& state) {
-    Walked(state, "", plain::MatchPrefixWhiteList);
+    Walked(state, "", lists::plain::MatchPrefixWhiteList);
 }
 void UrlSubstringsPublish(benchmark::State& state) {
     Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)), "*");
     for (auto unused : state) {
         (void)unused;
-        UrlList list;
+        lists::UrlList list;
         list.Publish(setup.owner.Record());
         benchmark::DoNotOptimize(list);
     }
@@ -79,7 +79,7 @@ void UrlSubstringsPublish(benchmark::State& state) {
 void UrlSubstringsHostileUrl(benchmark::State& state) {
     Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)), "*");
     setup.owner.Add("*a/a/a/a/a/a/a/b");
-    UrlList list;
+    lists::UrlList list;
     list.Publish(setup.owner.Record());
     std::string url = "xa/a/a/a/a/a/a/bc";
     while (url.size() < 1000) url += "/a/a/a/a/a/a/a/b";

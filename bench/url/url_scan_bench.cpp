@@ -21,7 +21,7 @@ class World {
         world.lists.malicious.Publish(records.Malicious());
         world.lists.phishing.Publish(records.Phishing());
         ready = parental::CopyPcSettings(records.Parental(), world.parental) && world.ringAllocated;
-        world.profiles = PublishProfiles(world.parental);
+        world.profiles = lists::PublishProfiles(world.parental);
         SiteCorpus corpus(50);
         for (std::size_t i = 0; i < entries; ++i) world.idsBlockedList.Add(CondemnedAddress(corpus));
         ScanQuestions fillers = RingFillers();

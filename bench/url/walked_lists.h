@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "lists/plain_walk.h"
 #include "parental/site_tables.h"
 #include "url/list_records.h"
-#include "url/plain_walk.h"
 #include "url/request_parser.h"
 
 namespace tarn::url {
@@ -26,12 +26,13 @@ class WalkedLists {
         const std::string_view host = parsed_.host.View();
         const std::string_view path = parsed_.path.View();
         const std::string hostAndPath = std::string(host) + std::string(path);
-        return !plain::MatchUrlList(hostAndPath, records_.WebSecurity()) &&
-               !plain::MatchUserListByHost(host, path, TARN_KIND_HTTP, records_.Allowed()) &&
-               plain::MatchHostWithWwwVariant(host, path, {}, TARN_KIND_HTTP,
-                                              {sites_.hosts.View(), sites_.addresses.View()}) != Lookup::kHit &&
-               !plain::FindMalicious(host, path, records_.Malicious()) &&
-               !plain::MatchPhishing(host, path, records_.Phishing());
+        return !lists::plain::MatchUrlList(hostAndPath, records_.WebSecurity()) &&
+               !lists::plain::MatchUserListByHost(host, path, TARN_KIND_HTTP, records_.Allowed()) &&
+               lists::plain::MatchHostWithWwwVariant(host, path, {}, TARN_KIND_HTTP,
+                                                     {sites_.hosts.View(), sites_.addresses.View()}) !=
+                   lists::Lookup::kHit &&
+               !lists::plain::FindMalicious(host, path, records_.Malicious()) &&
+               !lists::plain::MatchPhishing(host, path, records_.Phishing());
     }
 
  private:

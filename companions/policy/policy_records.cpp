@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
-#include "base/crc32.h"
+#include "base/hash.h"
 #include "policy/record_memory.h"
 #include "policy/values.h"
 

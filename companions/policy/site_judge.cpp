@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <optional>
 
-#include "base/ascii.h"
 #include "base/byte_reader.h"
+#include "base/text.h"
 #include "policy/values.h"
 
 namespace tarn::policy {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <optional>
 
-#include "base/ascii.h"
+#include "base/text.h"
 
 namespace tarn::policy {
 namespace {

@@ -10,13 +10,13 @@
 #include "host/policy_changes.h"
 #include "host/printable_text.h"
 #include "host/protocol_choice.h"
+#include "lists/published_lists.h"
 #include "modules/ids_rules.h"
 #include "parental/settings_copy.h"
 #include "policy/policy_reader.h"
 #include "policy/policy_records.h"
 #include "policy/site_judge.h"
 #include "targets.h"
-#include "url/published_lists.h"
 #include "url/request_parser.h"
 #include "url/tls_client_hello.h"
 
@@ -29,7 +29,7 @@ bool IsInside(Bytes part, Bytes whole) {
 
 // Builds every record of the policy, publishes what the library would, and releases the records.
 void UseRecords(const policy::Policy& policy) {
-    url::PublishedLists lists;
+    lists::PublishedLists lists;
     UrlListRecord urls{};
     Require(policy::BuildUrlList(policy.whiteLists.webSecurity, urls), "there is memory");
     lists.webSecurityInternal.Publish(urls);
@@ -57,7 +57,7 @@ void UseRecords(const policy::Policy& policy) {
     parental::SettingsCopy copy;
     Require(parental::CopyPcSettings(record, copy), "the parental settings are copied");
     policy::ReleaseParental(record);
-    Require(url::PublishProfiles(copy).size() == copy.entries.size(), "every user has a profile");
+    Require(lists::PublishProfiles(copy).size() == copy.entries.size(), "every user has a profile");
 
     const policy::CategoryIndex categories(policy.sites);
     for (const policy::CategorisedSite& site : policy.sites) (void)categories.Find(site.address);

@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "base/ascii.h"
+#include "base/text.h"
+#include "lists/host_table.h"
+#include "lists/plain_walk.h"
+#include "lists/record_owners.h"
+#include "lists/threat_lists.h"
+#include "lists/url_lists.h"
+#include "lists/user_lists.h"
 #include "parental/site_tables.h"
 #include "targets.h"
-#include "url/host_table.h"
-#include "url/plain_walk.h"
-#include "url/record_owners.h"
-#include "url/threat_lists.h"
-#include "url/url_lists.h"
-#include "url/user_urls.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -105,46 +105,46 @@ void SiteRules(Bytes input) {
         Require(i == 0 || hosts[i - 1].hash >= hosts[i].hash, "the hosts are sorted");
     }
 
-    url::HostTable published;
+    lists::HostTable published;
     published.Publish(hosts, tables.addresses.View());
-    const url::plain::SiteTables plain{hosts, tables.addresses.View()};
+    const lists::plain::SiteTables plain{hosts, tables.addresses.View()};
     for (const Site& site : lines.questions)
         for (const std::uint8_t mode : kModes) {
             const IpAddressRecord address = AddressFor(site);
             Require(published.Match(site.host, site.path, address, mode) ==
-                        url::plain::MatchHostList(site.host, site.path, address, mode, plain),
+                        lists::plain::MatchHostList(site.host, site.path, address, mode, plain),
                     "the host table answers like the plain walk");
             Require(published.MatchWithWwwVariant(site.host, site.path, address, mode) ==
-                        url::plain::MatchHostWithWwwVariant(site.host, site.path, address, mode, plain),
+                        lists::plain::MatchHostWithWwwVariant(site.host, site.path, address, mode, plain),
                     "the host table answers like the plain walk, with and without www");
         }
 }
 
 void AllowedSites(Bytes input) {
     const Lines lines(input);
-    url::UserListOwner owner;
+    lists::UserListOwner owner;
     for (const auto& [choice, site] : lines.entries) {
         UserUrlEntry& entry = owner.Add("", "", (choice & 1) != 0, choice >> 1 & 3, choice >> 3 & 1);
         PutField(entry.host, site.host);
         PutField(entry.path, site.path);
     }
     UserUrlList record = owner.Record();
-    url::UserUrls published;
+    lists::UserUrls published;
     published.Publish(record);
     for (const Site& site : lines.questions)
         for (const std::uint8_t mode : kModes) {
             Require(published.MatchesHost(site.host, site.path, mode) ==
-                        url::plain::MatchUserListByHost(site.host, site.path, mode, record),
+                        lists::plain::MatchUserListByHost(site.host, site.path, mode, record),
                     "the allowed hosts answer like the plain walk");
             const std::string whole = site.host + site.path;
-            Require(published.MatchesUrl(whole, mode) == url::plain::MatchUserListByUrl(whole, mode, record),
+            Require(published.MatchesUrl(whole, mode) == lists::plain::MatchUserListByUrl(whole, mode, record),
                     "the allowed URLs answer like the plain walk");
         }
 }
 
 void UrlLists(Bytes input) {
     const Lines lines(input);
-    url::UrlListOwner owner;
+    lists::UrlListOwner owner;
     for (const auto& [choice, site] : lines.entries) {
         if (choice == '#')
             owner.AddWithoutNul(site.host.empty() ? 'a' : site.host[0]);
@@ -152,27 +152,27 @@ void UrlLists(Bytes input) {
             owner.Add((choice == '*' ? "*" : "") + site.host + site.path);
     }
     const UrlListRecord record = owner.Record();
-    url::UrlList patterns;
-    url::PrefixWhiteList prefixes;
+    lists::UrlList patterns;
+    lists::PrefixWhiteList prefixes;
     patterns.Publish(record);
     prefixes.Publish(record);
     for (const Site& site : lines.questions) {
         const std::string whole = site.host + site.path;
-        Require(patterns.Matches(whole) == url::plain::MatchUrlList(whole, record),
+        Require(patterns.Matches(whole) == lists::plain::MatchUrlList(whole, record),
                 "the internal white list answers like the plain walk");
-        Require(prefixes.Matches(whole) == url::plain::MatchPrefixWhiteList(whole, record),
+        Require(prefixes.Matches(whole) == lists::plain::MatchPrefixWhiteList(whole, record),
                 "the user's white list answers like the plain walk");
     }
 }
 
 void ThreatLists(Bytes input) {
     const Lines lines(input);
-    url::ThreatListOwner malicious;
-    url::PhishingListOwner phishing;
+    lists::ThreatListOwner malicious;
+    lists::PhishingListOwner phishing;
     for (const auto& [choice, site] : lines.entries) {
         // The host is a pointer to a text, so it holds no NUL.
         const std::string host = site.host.substr(0, site.host.find('\0'));
-        std::vector<url::Threat> threats;
+        std::vector<lists::Threat> threats;
         std::vector<std::string> paths;
         for (std::string_view rest = site.path; !rest.empty();) {
             const std::size_t end = std::min(rest.find(' '), rest.size());
@@ -187,17 +187,17 @@ void ThreatLists(Bytes input) {
     phishing.Sort();
     const ThreatSiteList threatRecord = malicious.Record();
     const PhishingSiteList phishingRecord = phishing.Record();
-    url::MaliciousList maliciousList;
-    url::PhishingList phishingList;
+    lists::MaliciousList maliciousList;
+    lists::PhishingList phishingList;
     maliciousList.Publish(threatRecord);
     phishingList.Publish(phishingRecord);
     for (const Site& site : lines.questions) {
         const auto found = maliciousList.Find(site.host, site.path);
-        const auto expected = url::plain::FindMalicious(site.host, site.path, threatRecord);
+        const auto expected = lists::plain::FindMalicious(site.host, site.path, threatRecord);
         Require(found.has_value() == expected.has_value() && (!found || *found == *expected),
                 "the malicious list answers like the plain walk");
         Require(phishingList.Matches(site.host, site.path) ==
-                    url::plain::MatchPhishing(site.host, site.path, phishingRecord),
+                    lists::plain::MatchPhishing(site.host, site.path, phishingRecord),
                 "the phishing list answers like the plain walk");
     }
 }

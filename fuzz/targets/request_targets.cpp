@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "base/ascii.h"
+#include "base/text.h"
 #include "base/url_path.h"
 #include "targets.h"
 #include "url/request_parser.h"

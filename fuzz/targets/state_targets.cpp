@@ -5,8 +5,8 @@
 #include <cstring>
 #include <string>
 
-#include "base/crc32.h"
-#include "base/product_data.h"
+#include "base/hash.h"
+#include "machine/product_data.h"
 #include "parental/logon_check.h"
 #include "parental/saved_sessions.h"
 #include "targets.h"
@@ -14,14 +14,14 @@
 namespace tarn::fuzz {
 namespace {
 
-class UtcClock final : public base::LocalClock {
+class UtcClock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 3, 4, 5, 6, 7, 8}; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        return base::SecondsFromUtc(local);
+        return machine::SecondsFromUtc(local);
     }
     [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        return base::UtcFromSeconds(seconds);
+        return machine::UtcFromSeconds(seconds);
     }
 };
 
@@ -48,7 +48,7 @@ std::uint8_t TARN_CALL WriteSessions(std::uint64_t, const PcSystemControlRecord*
     return 1;
 }
 
-class MemoryFile final : public base::ProductFile {
+class MemoryFile final : public machine::ProductFile {
  public:
     explicit MemoryFile(Bytes bytes) : bytes_(bytes) {}
     bool ReadExactly(std::span<std::uint8_t> out) override {
@@ -135,26 +135,26 @@ void ProductData(Bytes input) {
                                          static_cast<std::uint8_t>(crc >> 16), static_cast<std::uint8_t>(crc >> 24)}
                                   .begin());
     const ExactBlock block(content);
-    const bool isLong = content.size() >= kHeader + base::kProductRecordSize;
+    const bool isLong = content.size() >= kHeader + machine::kProductRecordSize;
 
-    base::ProductRecord record;
+    machine::ProductRecord record;
     record.fill(0xCC);
     std::atomic<bool> checkedOnce = false;
     MemoryFile file(block.View());
-    const bool isRead = base::ReadProductConfiguration(file, checkedOnce, record);
+    const bool isRead = machine::ReadProductConfiguration(file, checkedOnce, record);
     Require(isRead == (isRight && isLong), "a file is taken when its CRC is right and it is long enough");
     Require(checkedOnce == isRight, "a right file is remembered");
     if (isRead) {
         Require(std::equal(record.begin(), record.end(), content.begin() + kHeader), "the record is the file's");
         base::PathBuffer name;
-        Require(base::AgentExecutableName(base::VersionOf(record), name), "an executable's name fits");
-        Require(base::AgentServiceName(base::VersionOf(record), name), "a service's name fits");
+        Require(machine::AgentExecutableName(machine::VersionOf(record), name), "an executable's name fits");
+        Require(machine::AgentServiceName(machine::VersionOf(record), name), "a service's name fits");
     } else {
         Require(std::ranges::count(record, 0xCC) == std::ssize(record), "a refused file writes nothing");
     }
     checkedOnce = true;
     MemoryFile later(block.View());
-    Require(base::ReadProductConfiguration(later, checkedOnce, record) == isLong, "a later file is not checked");
+    Require(machine::ReadProductConfiguration(later, checkedOnce, record) == isLong, "a later file is not checked");
 }
 
 }  // namespace tarn::fuzz

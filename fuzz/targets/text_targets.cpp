@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "base/ascii.h"
+#include "base/text.h"
 #include "host/capture/ip_address.h"
 #include "network/ids_blocked_list.h"
 #include "network/ip_address.h"

@@ -4,7 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "base/ascii.h"
+#include "base/text.h"
 #include "host/commands/command.h"
 #include "host/printable_text.h"
 #include "host/verdict_words.h"

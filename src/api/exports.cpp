@@ -6,8 +6,8 @@
 
 #include "api/library.h"
 #include "api/lifecycle.h"
-#include "api/platform_win32.h"
 #include "api/settings_change.h"
+#include "machine/machine_win32.h"
 #include "network/connection_drop.h"
 #include "network/packet_scan.h"
 #include "parental/logon_check.h"
@@ -20,7 +20,7 @@ namespace {
 
 using tarn::api::Library;
 
-tarn::api::WindowsPlatform platform;
+tarn::machine::WindowsMachine platform;
 Library theLibrary(platform);
 
 // No exception crosses the library's boundary: one that gets here is a failure of the call.

@@ -5,24 +5,24 @@
 #include <optional>
 #include <string_view>
 
+#include "api/social_reminder.h"
 #include "base/bounded_text.h"
-#include "url/social_reminder.h"
 
 namespace tarn::api {
 namespace {
 
 constexpr std::size_t kNamesCapacity = 2048;  // units of the exclusion list's text, the NUL included
 
-bool InstalledFile(Platform& platform, std::u16string_view name, base::PathBuffer& file) {
+bool InstalledFile(machine::Machine& platform, std::u16string_view name, base::PathBuffer& file) {
     base::PathBuffer folder;
     return platform.Modules().InstallFolder(folder) &&
            base::Succeeded(base::FormatText(file, {base::FieldText(folder), name}));
 }
 
 // The ini file and the clock as the social reminder asks for them.
-class InstalledSocialFacts final : public url::SocialFacts {
+class InstalledSocialFacts final : public SocialFacts {
  public:
-    explicit InstalledSocialFacts(Platform& platform)
+    explicit InstalledSocialFacts(machine::Machine& platform)
         : platform_(platform), hasFile_(InstalledFile(platform, u"socialset.ini", file_)) {}
 
     std::optional<std::uint32_t> OnlineHandle() override {
@@ -39,15 +39,15 @@ class InstalledSocialFacts final : public url::SocialFacts {
         return std::string_view(like_.data(), length);
     }
 
-    url::SocialDateTime Now() override { return FromSystemTime(platform_.Clock().Now()); }
+    SocialDateTime Now() override { return FromSystemTime(platform_.Clock().Now()); }
 
-    std::optional<url::SocialDateTime> ToLocal(std::int64_t seconds) override {
+    std::optional<SocialDateTime> ToLocal(std::int64_t seconds) override {
         const std::optional<TarnSystemTime> local = platform_.Clock().ToLocal(seconds);
         if (!local) return std::nullopt;
         return FromSystemTime(*local);
     }
 
-    std::int64_t ToSeconds(const url::SocialDateTime& local) override {
+    std::int64_t ToSeconds(const SocialDateTime& local) override {
         const TarnSystemTime time{local.year, local.month,  local.dayOfWeek, local.day,
                                   local.hour, local.minute, local.second,    0};
         return platform_.Clock().ToSeconds(time).value_or(-1);
@@ -57,11 +57,11 @@ class InstalledSocialFacts final : public url::SocialFacts {
     static constexpr const char16_t* kSection = u"FACEBOOK";
     static constexpr std::size_t kLikeCapacity = 260;  // units, the NUL included
 
-    static url::SocialDateTime FromSystemTime(const TarnSystemTime& time) {
+    static SocialDateTime FromSystemTime(const TarnSystemTime& time) {
         return {time.year, time.month, time.dayOfWeek, time.day, time.hour, time.minute, time.second};
     }
 
-    Platform& platform_;
+    machine::Machine& platform_;
     base::PathBuffer file_;
     bool hasFile_;
     std::array<char, kLikeCapacity> like_{};
@@ -69,14 +69,14 @@ class InstalledSocialFacts final : public url::SocialFacts {
 
 }  // namespace
 
-bool ReadDnsBlockSwitch(Platform& platform, std::uint32_t& dnsBlockSwitch) {
+bool ReadDnsBlockSwitch(machine::Machine& platform, std::uint32_t& dnsBlockSwitch) {
     base::PathBuffer file;
     if (!InstalledFile(platform, u"dnsblock.ini", file)) return false;
     dnsBlockSwitch = platform.ReadIniInteger(file, u"WEB_SECURITY", u"BLOCK_URL_IN_DNS", 0);
     return true;
 }
 
-url::BrowserExclusions ReadBrowserExclusions(Platform& platform) {
+url::BrowserExclusions ReadBrowserExclusions(machine::Machine& platform) {
     constexpr const char16_t* kSection = u"BROWSER_EXCLUSION_LIST";
     base::PathBuffer file;
     if (!InstalledFile(platform, u"browskip.ini", file)) return {};
@@ -87,11 +87,11 @@ url::BrowserExclusions ReadBrowserExclusions(Platform& platform) {
     return url::ParseBrowserExclusions(base::FieldText(names), count);
 }
 
-bool ReadSocialReminder(Platform& platform) {
+bool ReadSocialReminder(machine::Machine& platform) {
     InstalledSocialFacts facts(platform);
     bool due = false;
     std::int64_t elapsedSeconds = 0;
-    return url::IsSocialReminderDue(facts, due, elapsedSeconds) == url::SocialResult::kOk && due;
+    return IsSocialReminderDue(facts, due, elapsedSeconds) == SocialResult::kOk && due;
 }
 
 }  // namespace tarn::api

@@ -6,19 +6,19 @@
 
 #include <cstdint>
 
-#include "api/platform.h"
+#include "machine/machine.h"
 #include "url/browsing_protection.h"
 
 namespace tarn::api {
 
 // False, with the switch untouched, when the file's path cannot be built.
-bool ReadDnsBlockSwitch(Platform& platform, std::uint32_t& dnsBlockSwitch);
+bool ReadDnsBlockSwitch(machine::Machine& platform, std::uint32_t& dnsBlockSwitch);
 
 // Empty when the file's path cannot be built.
-[[nodiscard]] url::BrowserExclusions ReadBrowserExclusions(Platform& platform);
+[[nodiscard]] url::BrowserExclusions ReadBrowserExclusions(machine::Machine& platform);
 
 // Not due, too, when the decision ends with an error.
-[[nodiscard]] bool ReadSocialReminder(Platform& platform);
+[[nodiscard]] bool ReadSocialReminder(machine::Machine& platform);
 
 }  // namespace tarn::api
 

@@ -6,10 +6,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "api/platform.h"
 #include "api/schedule_worker.h"
 #include "base/reader_writer_lock.h"
 #include "base/sync.h"
+#include "lists/published_lists.h"
+#include "machine/machine.h"
 #include "modules/companion_table.h"
 #include "modules/settings.h"
 #include "network/dns_answer_ring.h"
@@ -20,7 +21,6 @@
 #include "parental/user_sessions.h"
 #include "smb/smb_tables.h"
 #include "url/browsing_protection.h"
-#include "url/published_lists.h"
 #include "url/scan_context.h"
 
 namespace tarn::api {
@@ -28,17 +28,18 @@ namespace tarn::api {
 // The eight reader/writer locks stand with what they guard: the condemned addresses, browsing protection's state, the
 // schedule flag, the four SMB tables and, below, the parental-control tables. No path holds two of them at once.
 struct Library {
-    explicit Library(Platform& systemPlatform) : platform(systemPlatform), scheduleWorker(systemPlatform.Clock()) {}
+    explicit Library(machine::Machine& systemPlatform)
+        : platform(systemPlatform), scheduleWorker(systemPlatform.Clock()) {}
 
-    Platform& platform;
+    machine::Machine& platform;
     bool ready = false;  // between a WSInit that succeeded and WSDeinit
     modules::Companions companions;
     modules::SettingsState settings;
-    url::PublishedLists lists;
+    lists::PublishedLists lists;
 
     base::ReaderWriterLock parentalLock;  // writing: replacing the copy, every use of the sessions
     parental::SettingsCopy parental;
-    url::PublishedProfiles profiles;  // one for each entry of the copy
+    lists::PublishedProfiles profiles;  // one for each entry of the copy
     parental::UserSessionTable sessions;
 
     ScheduleWorker scheduleWorker;

@@ -8,7 +8,7 @@
 namespace tarn::api {
 namespace {
 
-void Replace(Library& library, parental::SettingsCopy copy, url::PublishedProfiles profiles) {
+void Replace(Library& library, parental::SettingsCopy copy, lists::PublishedProfiles profiles) {
     const base::WriteHold hold(library.parentalLock);
     library.profiles = std::move(profiles);
     library.parental = std::move(copy);
@@ -23,7 +23,7 @@ bool LoadParentalControl(Library& library, std::uint32_t& error, modules::PassTh
         library.companions, error,
         [&](const PcSettingsRecord& record) { return parental::CopyPcSettings(record, copy); }, passed);
     if (!copied) return false;
-    url::PublishedProfiles profiles = url::PublishProfiles(copy);
+    lists::PublishedProfiles profiles = lists::PublishProfiles(copy);
     Replace(library, std::move(copy), std::move(profiles));
     return true;
 }

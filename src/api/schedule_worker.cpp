@@ -58,7 +58,7 @@ ScheduleEnd ScheduleWorker::FollowSchedule() {
     }
     for (;;) {
         const TarnSystemTime now = clock_.Now();
-        if (!base::DaysSince1970(now)) return ScheduleEnd::kStopped;  // not a time that can be reckoned with
+        if (!machine::DaysSince1970(now)) return ScheduleEnd::kStopped;  // not a time that can be reckoned with
         const parental::ScheduleTurn turn = parental::NextTurn(intervals.View(), now);
         Write(turn.allowed);
         TellStarted();

@@ -6,9 +6,8 @@
 #include <cstdint>
 
 #include "base/guarded.h"
-#include "base/local_time.h"
 #include "base/sync.h"
-#include "base/worker_thread.h"
+#include "machine/local_time.h"
 #include "parental/settings_copy.h"
 #include "parental/weekly_schedule.h"
 
@@ -16,7 +15,7 @@ namespace tarn::api {
 
 class ScheduleWorker {
  public:
-    explicit ScheduleWorker(const base::LocalClock& clock) : clock_(clock) {}
+    explicit ScheduleWorker(const machine::LocalClock& clock) : clock_(clock) {}
     ~ScheduleWorker() = default;
     ScheduleWorker(const ScheduleWorker&) = delete;
     ScheduleWorker& operator=(const ScheduleWorker&) = delete;
@@ -43,7 +42,7 @@ class ScheduleWorker {
     void Write(bool allows);
     void TellStarted();
 
-    const base::LocalClock& clock_;
+    const machine::LocalClock& clock_;
     base::Guarded<bool> allows_;
     base::Event stop_;
     base::WorkerThread thread_;

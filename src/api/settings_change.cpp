@@ -11,7 +11,7 @@ namespace {
 using modules::PassThrough;
 
 bool ReloadCategorisation(Library& library, std::uint32_t& error, PassThrough* passed = nullptr) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadCategorisation(library.companions, system, error, passed);
     base::PathBuffer folder;
     return system.InstallFolder(folder) && modules::LoadCategorisation(library.companions, system, folder, error);
@@ -70,7 +70,7 @@ bool ChangeIdsIpsSettings(Library& library, PassThrough& passed) {
 
 bool ChangeHttpsInspection(Library& library, PassThrough& passed) {
     std::uint32_t error = 0;
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     const bool mayRun = modules::HttpsInspectionMayRun(system.HttpsFacts());
     if (mayRun) modules::UnloadHttpsInspection(library.companions, system, &passed);
     if (!ReloadCategorisation(library, error, &passed)) return false;
@@ -90,19 +90,19 @@ bool ChangeEverything(Library& library, PassThrough& passed) {
 }
 
 void ReloadUrlPatterns(Library& library, const base::PathBuffer& folder, std::uint32_t& error) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadUrlPatterns(library.companions, system, error);
     modules::LoadUrlPatterns(library.companions, system, folder);
 }
 
 bool ReloadPacketSignatures(Library& library, const base::PathBuffer& folder, std::uint32_t& error) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadPacketSignatures(library.companions, system, error);
     return modules::LoadPacketSignatures(library.companions, system, folder, error);
 }
 
 bool ReloadSettingsReader(Library& library, const base::PathBuffer& folder) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadSettingsReader(library.companions, system);
     return modules::LoadSettingsReader(library.companions, system, folder);
 }
@@ -110,13 +110,13 @@ bool ReloadSettingsReader(Library& library, const base::PathBuffer& folder) {
 // QUIRK: unlike at start-up nobody asks whether HTTPS inspection may run on this system.
 // Test: UpdatedHttpsInspection_IsLoadedWhateverTheSystem
 bool ReloadHttpsInspection(Library& library, const base::PathBuffer& folder) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadHttpsInspection(library.companions, system);
     return modules::LoadHttpsInspection(library.companions, system, folder);
 }
 
 bool ReloadStatusReader(Library& library, const base::PathBuffer& folder) {
-    modules::ModuleSystem& system = library.platform.Modules();
+    machine::ModuleSystem& system = library.platform.Modules();
     modules::UnloadStatusReader(library.companions, system);
     return modules::LoadStatusReader(library.companions, system, folder);
 }

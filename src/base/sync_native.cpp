@@ -1,7 +1,11 @@
+#include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <new>
 #include <pthread.h>
+#include <system_error>
+#include <thread>
 
 #include "base/sync.h"
 
@@ -20,6 +24,21 @@ struct NativeSemaphore {
 
 NativeSemaphore* Native(void* handle) {
     return static_cast<NativeSemaphore*>(handle);
+}
+
+struct NativeEvent {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool signalled = false;
+};
+
+struct NativeThread {
+    std::thread thread;
+    std::uint32_t code = 0;
+};
+
+NativeEvent* AsEvent(void* handle) {
+    return static_cast<NativeEvent*>(handle);
 }
 
 }  // namespace
@@ -55,6 +74,64 @@ void Semaphore::Release(std::int32_t count) {
         Native(handle_)->count += count;
     }
     Native(handle_)->changed.notify_all();
+}
+
+bool Event::Create() {
+    Close();
+    handle_ = new (std::nothrow) NativeEvent();
+    return handle_ != nullptr;
+}
+
+void Event::Close() {
+    delete AsEvent(handle_);
+    handle_ = nullptr;
+}
+
+bool Event::Signal() {
+    if (handle_ == nullptr) return false;
+    {
+        const std::lock_guard hold(AsEvent(handle_)->mutex);
+        AsEvent(handle_)->signalled = true;
+    }
+    AsEvent(handle_)->changed.notify_one();
+    return true;
+}
+
+Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
+    if (handle_ == nullptr) return WaitResult::kFailed;
+    std::unique_lock hold(AsEvent(handle_)->mutex);
+    const bool signalled = AsEvent(handle_)->changed.wait_for(hold, std::chrono::milliseconds(milliseconds),
+                                                              [this] { return AsEvent(handle_)->signalled; });
+    if (!signalled) return WaitResult::kTimedOut;
+    AsEvent(handle_)->signalled = false;
+    return WaitResult::kSignalled;
+}
+
+bool WorkerThread::Start(Work work, void* argument) {
+    auto* native = new (std::nothrow) NativeThread();
+    if (native == nullptr) return false;
+    try {
+        native->thread = std::thread([native, work, argument] { native->code = work(argument); });
+    } catch (const std::system_error&) {
+        delete native;
+        return false;
+    }
+    handle_ = native;
+    return true;
+}
+
+std::uint32_t WorkerThread::Join() {
+    auto* native = static_cast<NativeThread*>(handle_);
+    if (native == nullptr) return 0;
+    native->thread.join();
+    const std::uint32_t code = native->code;
+    delete native;
+    handle_ = nullptr;
+    return code;
+}
+
+std::uint32_t LastSystemError() {
+    return static_cast<std::uint32_t>(errno);
 }
 
 }  // namespace tarn::base

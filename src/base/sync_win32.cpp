@@ -1,3 +1,5 @@
+#include <memory>
+#include <new>
 #include <windows.h>
 
 #include "base/sync.h"
@@ -9,6 +11,17 @@ constexpr LONG kMaxCount = 0x7FFFFFFF;
 
 CRITICAL_SECTION* Section(unsigned char* storage) {
     return reinterpret_cast<CRITICAL_SECTION*>(storage);
+}
+
+struct Start {
+    WorkerThread::Work work;
+    void* argument;
+};
+
+DWORD WINAPI Run(void* given) {
+    const Start start = *static_cast<const Start*>(given);
+    delete static_cast<Start*>(given);
+    return start.work(start.argument);
 }
 
 }  // namespace
@@ -36,6 +49,58 @@ void Semaphore::Wait() {
 }
 void Semaphore::Release(std::int32_t count) {
     ReleaseSemaphore(handle_, count, nullptr);
+}
+
+bool Event::Create() {
+    Close();
+    handle_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    return handle_ != nullptr;
+}
+
+void Event::Close() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+    handle_ = nullptr;
+}
+
+bool Event::Signal() {
+    return SetEvent(handle_) != FALSE;
+}
+
+Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
+    switch (WaitForSingleObject(handle_, milliseconds)) {
+        case WAIT_OBJECT_0:
+            return WaitResult::kSignalled;
+        case WAIT_TIMEOUT:
+            return WaitResult::kTimedOut;
+        default:
+            return WaitResult::kFailed;
+    }
+}
+
+bool WorkerThread::Start(Work work, void* argument) {
+    auto start = std::unique_ptr<base::Start>(new (std::nothrow) base::Start{work, argument});
+    if (start == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+    handle_ = CreateThread(nullptr, 0, Run, start.get(), 0, nullptr);
+    if (handle_ == nullptr) return false;
+    static_cast<void>(start.release());
+    return true;
+}
+
+std::uint32_t WorkerThread::Join() {
+    if (handle_ == nullptr) return 0;
+    WaitForSingleObject(handle_, INFINITE);
+    DWORD code = 0;
+    GetExitCodeThread(handle_, &code);
+    CloseHandle(handle_);
+    handle_ = nullptr;
+    return code;
+}
+
+std::uint32_t LastSystemError() {
+    return GetLastError();
 }
 
 }  // namespace tarn::base

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/text_search.h"
+#include "base/text.h"
 
 namespace tarn::base {
 

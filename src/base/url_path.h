@@ -5,12 +5,14 @@
 
 #include <string_view>
 
-#include "base/fixed_text.h"
+#include "base/bounded_text.h"
 
 namespace tarn::base {
 
+inline constexpr std::size_t kHostCapacity = 260;  // characters of a host, the NUL included
 inline constexpr std::size_t kUrlCapacity = 1024;  // characters of a path or URL, the NUL included
 
+using HostText = FixedText<kHostCapacity>;
 using UrlText = FixedText<kUrlCapacity>;
 
 // Cuts path at its first "?" or "#", makes one "/" of each run of them, and puts one in front when path does not begin

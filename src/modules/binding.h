@@ -7,13 +7,13 @@
 #include <tuple>
 #include <type_traits>
 
+#include "machine/module_system.h"
 #include "modules/companion_table.h"
-#include "modules/module_system.h"
 
 namespace tarn::modules {
 
 // Install folder and file name within capacity units, the NUL included. False when either cannot be had.
-inline bool InstallFilePath(ModuleSystem& system, std::u16string_view file, base::PathBuffer& path,
+inline bool InstallFilePath(machine::ModuleSystem& system, std::u16string_view file, base::PathBuffer& path,
                             std::size_t capacity = base::kPathCapacity) {
     base::PathBuffer folder;
     return system.InstallFolder(folder) &&
@@ -23,7 +23,7 @@ inline bool InstallFilePath(ModuleSystem& system, std::u16string_view file, base
 
 // Stores each pointer as it comes; the first missing one ends the binding.
 template <class Functions>
-bool BindAll(ModuleSystem& system, void* module, Functions& functions) {
+bool BindAll(machine::ModuleSystem& system, void* module, Functions& functions) {
     const auto bindOne = [&](const auto& import) {
         auto& slot = functions.*(import.slot);
         slot = reinterpret_cast<std::remove_reference_t<decltype(slot)>>(system.Find(module, import.name));
@@ -34,7 +34,7 @@ bool BindAll(ModuleSystem& system, void* module, Functions& functions) {
 
 // Leaves loaded false; the caller sets it when the initialiser has succeeded too.
 template <class Functions>
-bool LoadAndBind(ModuleSystem& system, const char16_t* path, Companion<Functions>& companion) {
+bool LoadAndBind(machine::ModuleSystem& system, const char16_t* path, Companion<Functions>& companion) {
     companion.loaded = false;
     companion.handle = system.Load(path);
     if (companion.handle == nullptr) return false;
@@ -44,7 +44,7 @@ bool LoadAndBind(ModuleSystem& system, const char16_t* path, Companion<Functions
 }
 
 template <class Functions>
-void FreeCompanion(ModuleSystem& system, Companion<Functions>& companion) {
+void FreeCompanion(machine::ModuleSystem& system, Companion<Functions>& companion) {
     if (!companion.loaded) return;
     companion.loaded = false;
     system.Free(companion.handle);

@@ -10,16 +10,16 @@ namespace tarn::modules {
 namespace {
 
 // Whether the proxy file of the install folder lets the online look-up be used.
-bool ProxySwitchAllows(ModuleSystem& system) {
+bool ProxySwitchAllows(machine::ModuleSystem& system) {
     base::PathBuffer path;
     if (!InstallFilePath(system, u"proxyep.dat", path)) return false;
-    const FileStart start = system.ReadFileStart(path);
-    if (start.state == FileStart::State::kAbsent) return true;
-    if (start.state == FileStart::State::kUnreadable || start.count < 2) return false;
+    const machine::FileStart start = system.ReadFileStart(path);
+    if (start.state == machine::FileStart::State::kAbsent) return true;
+    if (start.state == machine::FileStart::State::kUnreadable || start.count < 2) return false;
     return !ProxySwitchIsOn(start.bytes[0], start.bytes[1]);
 }
 
-bool FeaturesAllow(ModuleSystem& system, std::uint32_t& error) {
+bool FeaturesAllow(machine::ModuleSystem& system, std::uint32_t& error) {
     if (!system.ManagedClientInstalled()) return true;
     DisabledFeatures features;
     if (!ReadDisabledFeatures(system, features, error)) return false;
@@ -34,7 +34,7 @@ bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second) {
     return character == u'1' || character == u'2';
 }
 
-bool OnlineLookupAllowed(const Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+bool OnlineLookupAllowed(const Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
     if (!ProxySwitchAllows(system)) return false;
     if (!FeaturesAllow(system, error)) return false;
     if (!system.HostExecutableKnown()) return false;

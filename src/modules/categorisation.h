@@ -8,13 +8,13 @@
 #include <cstdint>
 #include <span>
 
+#include "machine/module_system.h"
 #include "modules/companion_table.h"
-#include "modules/module_system.h"
 
 namespace tarn::modules {
 
 // The decision handed to SCInit, made at each load of the module. Needs the status reader.
-bool OnlineLookupAllowed(const Companions& companions, ModuleSystem& system, std::uint32_t& error);
+bool OnlineLookupAllowed(const Companions& companions, machine::ModuleSystem& system, std::uint32_t& error);
 
 // The scrambled two-byte switch of the proxy file: the characters "1" and "2" forbid the online look-up.
 bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);

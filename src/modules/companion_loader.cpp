@@ -15,7 +15,7 @@ bool ModulePath(const base::PathBuffer& folder, std::u16string_view file, base::
 }
 
 template <class Functions>
-bool LoadFrom(ModuleSystem& system, const base::PathBuffer& folder, Companion<Functions>& companion) {
+bool LoadFrom(machine::ModuleSystem& system, const base::PathBuffer& folder, Companion<Functions>& companion) {
     base::PathBuffer path;
     ModulePath(folder, Functions::kFile, path);  // a path that was cut simply does not load
     return LoadAndBind(system, path.data(), companion);
@@ -24,7 +24,7 @@ bool LoadFrom(ModuleSystem& system, const base::PathBuffer& folder, Companion<Fu
 // Undoes the loads that came before a failing one, the last first.
 class LoadGuard {
  public:
-    LoadGuard(Companions& companions, ModuleSystem& system, std::uint32_t& error)
+    LoadGuard(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error)
         : companions_(companions), system_(system), error_(error) {}
     ~LoadGuard() {
         if (!kept_) UnloadAll(companions_, system_, error_);
@@ -35,14 +35,14 @@ class LoadGuard {
 
  private:
     Companions& companions_;
-    ModuleSystem& system_;
+    machine::ModuleSystem& system_;
     std::uint32_t& error_;
     bool kept_ = false;
 };
 
 // Loads a module, asks it once and unloads it on every path.
 template <class Functions, class Ask>
-bool AskOnce(ModuleSystem& system, std::size_t pathCapacity, Ask&& ask) {
+bool AskOnce(machine::ModuleSystem& system, std::size_t pathCapacity, Ask&& ask) {
     base::PathBuffer path;
     if (!InstallFilePath(system, Functions::kFile, path, pathCapacity)) return false;
     Companion<Functions> companion;
@@ -54,29 +54,29 @@ bool AskOnce(ModuleSystem& system, std::size_t pathCapacity, Ask&& ask) {
 
 }  // namespace
 
-bool HttpsInspectionMayRun(const HttpsInspectionFacts& facts) {
+bool HttpsInspectionMayRun(const machine::HttpsInspectionFacts& facts) {
     if (!facts.baselineKnown || facts.olderThanBaseline) return false;
     if (facts.classification == kXp64Workstation) return false;
     return facts.productTypeKnown && facts.productType != kDomainController && facts.productType != kServer;
 }
 
-bool LoadSettingsReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder) {
+bool LoadSettingsReader(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder) {
     return companions.settingsReader.loaded = LoadFrom(system, folder, companions.settingsReader);
 }
 
-void UnloadSettingsReader(Companions& companions, ModuleSystem& system) {
+void UnloadSettingsReader(Companions& companions, machine::ModuleSystem& system) {
     FreeCompanion(system, companions.settingsReader);
 }
 
-bool LoadStatusReader(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder) {
+bool LoadStatusReader(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder) {
     return companions.statusReader.loaded = LoadFrom(system, folder, companions.statusReader);
 }
 
-void UnloadStatusReader(Companions& companions, ModuleSystem& system) {
+void UnloadStatusReader(Companions& companions, machine::ModuleSystem& system) {
     FreeCompanion(system, companions.statusReader);
 }
 
-bool LoadPacketSignatures(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder,
+bool LoadPacketSignatures(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder,
                           std::uint32_t& error) {
     Companion<PacketSignatures>& module = companions.packetSignatures;
     if (!LoadFrom(system, folder, module)) return false;
@@ -87,13 +87,13 @@ bool LoadPacketSignatures(Companions& companions, ModuleSystem& system, const ba
     return module.loaded = true;
 }
 
-void UnloadPacketSignatures(Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+void UnloadPacketSignatures(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
     Companion<PacketSignatures>& module = companions.packetSignatures;
     if (module.loaded) module.functions.PKSDeinit(companions.packetContext, &error);
     FreeCompanion(system, module);
 }
 
-bool LoadCategorisation(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder,
+bool LoadCategorisation(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder,
                         std::uint32_t& error) {
     Companion<Categorisation>& module = companions.categorisation;
     if (!LoadFrom(system, folder, module)) {
@@ -109,14 +109,15 @@ bool LoadCategorisation(Companions& companions, ModuleSystem& system, const base
     return module.loaded = true;
 }
 
-void UnloadCategorisation(Companions& companions, ModuleSystem& system, std::uint32_t& error, PassThrough* passed) {
+void UnloadCategorisation(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error,
+                          PassThrough* passed) {
     Companion<Categorisation>& module = companions.categorisation;
     if (module.loaded) CallPassing(passed, module.functions.SCDeinit, &error);
     FreeCompanion(system, module);
     module.handle = nullptr;
 }
 
-bool LoadHttpsInspection(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder) {
+bool LoadHttpsInspection(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder) {
     Companion<HttpsInspection>& module = companions.httpsInspection;
     module = {};
     if (!LoadFrom(system, folder, module)) {
@@ -131,14 +132,14 @@ bool LoadHttpsInspection(Companions& companions, ModuleSystem& system, const bas
     return module.loaded = true;
 }
 
-void UnloadHttpsInspection(Companions& companions, ModuleSystem& system, PassThrough* passed) {
+void UnloadHttpsInspection(Companions& companions, machine::ModuleSystem& system, PassThrough* passed) {
     Companion<HttpsInspection>& module = companions.httpsInspection;
     if (module.loaded) CallPassing(passed, module.functions.DeIntializeSSL);
     FreeCompanion(system, module);
     module.handle = nullptr;
 }
 
-bool LoadUrlPatterns(Companions& companions, ModuleSystem& system, const base::PathBuffer& folder) {
+bool LoadUrlPatterns(Companions& companions, machine::ModuleSystem& system, const base::PathBuffer& folder) {
     Companion<UrlPatterns>& module = companions.urlPatterns;
     module.loaded = false;
     base::PathBuffer path;
@@ -151,13 +152,13 @@ bool LoadUrlPatterns(Companions& companions, ModuleSystem& system, const base::P
     return module.loaded = true;
 }
 
-void UnloadUrlPatterns(Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+void UnloadUrlPatterns(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
     Companion<UrlPatterns>& module = companions.urlPatterns;
     if (module.loaded) module.functions.WSDeInitUrlsig(&error);
     FreeCompanion(system, module);
 }
 
-bool LoadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+bool LoadAll(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
     base::PathBuffer folder;
     if (!system.InstallFolder(folder)) return false;
     LoadGuard guard(companions, system, error);
@@ -171,7 +172,7 @@ bool LoadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error)
     return true;
 }
 
-void UnloadAll(Companions& companions, ModuleSystem& system, std::uint32_t& error) {
+void UnloadAll(Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
     UnloadUrlPatterns(companions, system, error);
     UnloadHttpsInspection(companions, system);
     UnloadCategorisation(companions, system, error);
@@ -180,7 +181,7 @@ void UnloadAll(Companions& companions, ModuleSystem& system, std::uint32_t& erro
     UnloadSettingsReader(companions, system);
 }
 
-bool ReadAgentStatus(ModuleSystem& system, std::uint8_t& status) {
+bool ReadAgentStatus(machine::ModuleSystem& system, std::uint8_t& status) {
     status = 0;
     const bool read = AskOnce<AgentStatusReader>(system, base::kPathCapacity, [&](const AgentStatusReader& module) {
         return module.GetYALStatus(&status) != 0;
@@ -189,7 +190,7 @@ bool ReadAgentStatus(ModuleSystem& system, std::uint8_t& status) {
     return read;
 }
 
-bool ReadDisabledFeatures(ModuleSystem& system, DisabledFeatures& features, std::uint32_t& error) {
+bool ReadDisabledFeatures(machine::ModuleSystem& system, DisabledFeatures& features, std::uint32_t& error) {
     constexpr std::size_t kPathUnits = 256;  // this module's path is built in a shorter buffer than the others'
     features = {};
     return AskOnce<DisabledFeaturesReader>(system, kPathUnits, [&](const DisabledFeaturesReader& module) {

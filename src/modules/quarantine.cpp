@@ -4,7 +4,7 @@
 
 namespace tarn::modules {
 
-QuarantineCall::QuarantineCall(ModuleSystem& system) : system_(system) {
+QuarantineCall::QuarantineCall(machine::ModuleSystem& system) : system_(system) {
     base::PathBuffer path;
     if (!InstallFilePath(system, modules::Quarantine::kFile, path)) return;
     module_.loaded = LoadAndBind(system, path.data(), module_);

@@ -3,15 +3,15 @@
 #ifndef TARN_MODULES_QUARANTINE_H
 #define TARN_MODULES_QUARANTINE_H
 
+#include "machine/module_system.h"
 #include "modules/companion_table.h"
-#include "modules/module_system.h"
 
 namespace tarn::modules {
 
 // Every action has its own, so that the end of one never takes the module from another thread's.
 class QuarantineCall {
  public:
-    explicit QuarantineCall(ModuleSystem& system);
+    explicit QuarantineCall(machine::ModuleSystem& system);
     ~QuarantineCall();
     QuarantineCall(const QuarantineCall&) = delete;
     QuarantineCall& operator=(const QuarantineCall&) = delete;
@@ -22,7 +22,7 @@ class QuarantineCall {
     bool Quarantine(const char16_t* path, const QuarantineRequest& request);
 
  private:
-    ModuleSystem& system_;
+    machine::ModuleSystem& system_;
     Companion<modules::Quarantine> module_;
 };
 

@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "base/bounded_text.h"
-#include "base/fixed_text.h"
-#include "base/text_search.h"
+#include "base/text.h"
 #include "base/url_path.h"
 
 namespace tarn::network {

@@ -9,7 +9,7 @@
 
 #include "tarn/records.h"
 
-#include "base/fixed_text.h"
+#include "base/bounded_text.h"
 
 namespace tarn::network {
 

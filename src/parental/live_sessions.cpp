@@ -10,7 +10,8 @@ namespace {
 // What is recorded of an account that was found logged on, as if its logon had been seen.
 constexpr std::uint32_t kFoundLoggedOn = 1;
 
-bool ResolveUser(LiveSessionSource& source, const std::u16string& domain, const std::u16string& user, AccountSid& sid) {
+bool ResolveUser(machine::LiveSessionSource& source, const std::u16string& domain, const std::u16string& user,
+                 AccountSid& sid) {
     std::array<std::uint8_t, 68> resolved{};
     if (!source.ResolveAccount(domain.empty() ? user : domain + u'\\' + user, resolved)) return false;
     std::copy_n(resolved.begin(), sid.size(), sid.begin());
@@ -19,8 +20,8 @@ bool ResolveUser(LiveSessionSource& source, const std::u16string& domain, const 
 
 }  // namespace
 
-bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, LiveSessionSource& source,
-                           const base::LocalClock& clock) {
+bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, machine::LiveSessionSource& source,
+                           const machine::LocalClock& clock) {
     std::vector<std::uint32_t> sessionIds;
     if (!source.ListSessions(sessionIds)) return true;
     for (const std::uint32_t sessionId : sessionIds) {

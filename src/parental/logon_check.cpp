@@ -42,7 +42,7 @@ void Refuse(const UserSessionRecord& record, LogonVerdict& verdict) {
 }  // namespace
 
 bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionTable& table,
-                    const SettingsCopy& settings, const base::LocalClock& clock) {
+                    const SettingsCopy& settings, const machine::LocalClock& clock) {
     verdict.action = TARN_ALLOW;
     verdict.reason = TARN_REASON_PARENTAL_CONTROL;
     verdict.sessionId = event.sessionId;

@@ -5,7 +5,7 @@
 
 #include "tarn/records.h"
 
-#include "base/local_time.h"
+#include "machine/local_time.h"
 #include "parental/settings_copy.h"
 #include "parental/user_sessions.h"
 
@@ -15,7 +15,7 @@ namespace tarn::parental {
 // block. False, with the preset verdict, when the event cannot be entered. The caller holds the write side of the
 // parental-control lock; event and verdict are two records at any address.
 bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionTable& table,
-                    const SettingsCopy& settings, const base::LocalClock& clock);
+                    const SettingsCopy& settings, const machine::LocalClock& clock);
 
 }  // namespace tarn::parental
 

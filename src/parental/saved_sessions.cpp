@@ -11,7 +11,7 @@
 namespace tarn::parental {
 namespace {
 
-UserSessionRecord FromSaved(const SavedSessionRecord& saved, const base::LocalClock& clock) {
+UserSessionRecord FromSaved(const SavedSessionRecord& saved, const machine::LocalClock& clock) {
     UserSessionRecord record;
     std::memcpy(record.sid.data(), saved.sid, sizeof saved.sid);
     record.accountTag = saved.accountTag;
@@ -22,7 +22,7 @@ UserSessionRecord FromSaved(const SavedSessionRecord& saved, const base::LocalCl
     return record;
 }
 
-SavedSessionRecord ToSaved(const UserSessionRecord& record, const base::LocalClock& clock) {
+SavedSessionRecord ToSaved(const UserSessionRecord& record, const machine::LocalClock& clock) {
     SavedSessionRecord saved{};
     std::memcpy(saved.sid, record.sid.data(), sizeof saved.sid);
     saved.accountTag = record.accountTag;
@@ -36,7 +36,7 @@ SavedSessionRecord ToSaved(const UserSessionRecord& record, const base::LocalClo
 }  // namespace
 
 bool LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                      const base::LocalClock& clock, std::uint32_t& error) {
+                      const machine::LocalClock& clock, std::uint32_t& error) {
     modules::ReadPCSystemControlSettings(companions, error, [&](const PcSystemControlRecord& state) {
         if (state.records == nullptr) return true;
         for (std::size_t i = 0; i < state.count; ++i) {
@@ -50,7 +50,7 @@ bool LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, con
 }
 
 bool SaveUserSessions(const UserSessionTable& table, const modules::Companions& companions,
-                      const base::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
+                      const machine::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
                       const CopyMemory& memory) {
     const std::span<const UserSessionRecord> records = table.Records();
     OwnedArray<SavedSessionRecord> saved;
@@ -62,14 +62,14 @@ bool SaveUserSessions(const UserSessionTable& table, const modules::Companions& 
 }
 
 bool RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                         LiveSessionSource& live, const base::LocalClock& clock, std::uint32_t& error) {
+                         machine::LiveSessionSource& live, const machine::LocalClock& clock, std::uint32_t& error) {
     table.StartRebuild();
     return LoadUserSessions(table, settings, companions, clock, error) &&
            EnumerateLiveSessions(table, settings, live, clock);
 }
 
 bool SaveAndClearUserSessions(UserSessionTable& table, const modules::Companions& companions,
-                              const base::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
+                              const machine::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
                               const CopyMemory& memory) {
     if (!table.IsWorthSaving()) return true;
     const bool saved = SaveUserSessions(table, companions, clock, error, passed, memory);

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "base/local_time.h"
+#include "machine/local_time.h"
 #include "modules/companion_table.h"
 #include "modules/pass_through.h"
 #include "parental/live_sessions.h"
@@ -19,22 +19,22 @@ namespace tarn::parental {
 
 // Appends one record per saved account. Always true: a read that fails counts as no account.
 bool LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                      const base::LocalClock& clock, std::uint32_t& error);
+                      const machine::LocalClock& clock, std::uint32_t& error);
 
 // Writes the accounts in table order, also when there are none. False when memory is missing or the write fails.
 // passed: what the host hands on to the first module call of a settings change.
 bool SaveUserSessions(const UserSessionTable& table, const modules::Companions& companions,
-                      const base::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed = nullptr,
+                      const machine::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed = nullptr,
                       const CopyMemory& memory = {});
 
 // In place of what the table held: the saved accounts, then those that are logged on now. Always true.
 bool RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                         LiveSessionSource& live, const base::LocalClock& clock, std::uint32_t& error);
+                         machine::LiveSessionSource& live, const machine::LocalClock& clock, std::uint32_t& error);
 
 // Saves, then empties the table, also when the save failed; the result is the save's. A table that was emptied so, or
 // never rebuilt, and into which nothing has come since, is not written: what was saved last stays. That is a success.
 bool SaveAndClearUserSessions(UserSessionTable& table, const modules::Companions& companions,
-                              const base::LocalClock& clock, std::uint32_t& error,
+                              const machine::LocalClock& clock, std::uint32_t& error,
                               modules::PassThrough* passed = nullptr, const CopyMemory& memory = {});
 
 }  // namespace tarn::parental

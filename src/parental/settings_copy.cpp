@@ -2,13 +2,13 @@
 
 #include <cstddef>
 
-#include "parental/record_chain.h"
+#include "base/chain.h"
 
 namespace tarn::parental {
 namespace {
 
 bool CopySites(const UserUrlList& list, AllowedSites& sites, const CopyMemory& memory) {
-    if (!sites.Allocate(ChainLength(list.first, list.count), memory)) return false;
+    if (!sites.Allocate(base::ChainLength(list.first, list.count), memory)) return false;
     const UserUrlEntry* from = list.first;
     UserUrlEntry* last = nullptr;
     for (UserUrlEntry& site : sites) {

@@ -9,11 +9,11 @@
 #include <span>
 #include <string_view>
 
-#include "base/ascii.h"
 #include "base/bounded_text.h"
-#include "base/crc32.h"
+#include "base/chain.h"
+#include "base/hash.h"
+#include "base/text.h"
 #include "network/ip_address.h"
-#include "parental/record_chain.h"
 
 namespace tarn::parental {
 namespace {
@@ -225,7 +225,7 @@ void Builder::Finish() {
 
 bool BuildSiteTables(const SiteRule* first, SiteTables& tables, const CopyMemory& memory) {
     tables = {};
-    const std::size_t ruleCount = ChainLength(first, SIZE_MAX);
+    const std::size_t ruleCount = base::ChainLength(first, SIZE_MAX);
     if (ruleCount == 0) return true;
     Builder builder(tables, memory);
     if (!builder.Reserve(first, ruleCount)) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/local_time.h"
+#include "machine/local_time.h"
 
 namespace tarn::parental {
 namespace {
@@ -41,7 +41,7 @@ bool ApplyEvent(const LogonEvent& event, const TarnSystemTime& now, UserSessionR
     // and each of its events fails.  Test: AccountWithoutATimeFailsForGood
     // QUIRK: both midnights are taken without daylight saving: a day of 23 hours is a whole day, one of 25 hours is
     // one day.  Test: DayChange_ClockChangesCountAsOneDay
-    const auto days = base::DaysBetween(record.lastUpdate, now);
+    const auto days = machine::DaysBetween(record.lastUpdate, now);
     if (!days) return false;
     // QUIRK: the first tick of a day resets the usage and is not counted itself.
     // Test: FirstTickAfterMidnightIsNotCounted

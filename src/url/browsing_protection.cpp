@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "base/ascii.h"
 #include "base/bounded_text.h"
+#include "base/text.h"
 #include "modules/quarantine.h"
 
 namespace tarn::url {
@@ -53,9 +53,9 @@ void BrowsingProtection::Reset(BrowserExclusions exclusions) {
     });
 }
 
-bool BrowsingProtection::ActOnMaliciousUrl(std::uint32_t processId, std::string_view url, ProcessInspector& processes,
-                                           modules::ModuleSystem& system) {
-    ProcessUser user;
+bool BrowsingProtection::ActOnMaliciousUrl(std::uint32_t processId, std::string_view url,
+                                           machine::ProcessInspector& processes, machine::ModuleSystem& system) {
+    machine::ProcessUser user;
     if (!processes.GetProcessUser(processId, user)) return false;
     base::PathBuffer path;
     std::uint32_t error = 0;

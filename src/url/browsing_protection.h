@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "base/guarded.h"
-#include "modules/module_system.h"
-#include "url/process_identity.h"
+#include "machine/module_system.h"
+#include "machine/process_inspector.h"
 
 namespace tarn::url {
 
@@ -35,8 +35,8 @@ class BrowsingProtection {
     void Clear() { Reset({}); }
 
     // url is host and path. True when the quarantine module was asked and agreed.
-    bool ActOnMaliciousUrl(std::uint32_t processId, std::string_view url, ProcessInspector& processes,
-                           modules::ModuleSystem& system);
+    bool ActOnMaliciousUrl(std::uint32_t processId, std::string_view url, machine::ProcessInspector& processes,
+                           machine::ModuleSystem& system);
 
     [[nodiscard]] std::size_t ActedOnCount() const;
 

@@ -5,8 +5,8 @@
 #include <span>
 #include <string_view>
 
-#include "base/ascii.h"
-#include "base/fixed_text.h"
+#include "base/bounded_text.h"
+#include "base/text.h"
 #include "modules/categorisation.h"
 #include "network/dns_response.h"
 #include "network/ip_address.h"
@@ -52,11 +52,12 @@ Step BlockedSite(ScanState& scan, std::string_view name) {
     NameText lower;
     lower.Assign(name);
     base::LowerAscii(lower.Data(), lower.Length());
-    const HostTable& sites = scan.context.profiles[0].sites;
-    if (sites.MatchWithWwwVariant(lower.View(), {}, scan.request.remoteAddress, scan.request.kind) != Lookup::kHit)
+    const lists::HostTable& sites = scan.context.profiles[0].sites;
+    if (sites.MatchWithWwwVariant(lower.View(), {}, scan.request.remoteAddress, scan.request.kind) !=
+        lists::Lookup::kHit)
         return Step::kDone;
 
-    ProcessUser user;
+    machine::ProcessUser user;
     if (!scan.context.processes.GetProcessUser(scan.request.processId, user)) return Step::kFailed;
     return BlockParentalSite(scan, name, user);
 }

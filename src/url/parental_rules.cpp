@@ -12,32 +12,32 @@ const parental::PcUserEntry& Profile(const ScanContext& context, std::size_t ind
     return context.parental.Entries()[index];
 }
 
-bool Allows(const UserUrls& sites, const ScanState& scan) {
+bool Allows(const lists::UserUrls& sites, const ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
     if (sites.MatchesHost(scan.parsed.host.View(), scan.parsed.path.View(), kind)) return true;
     return kind == TARN_KIND_TLS && sites.MatchesUrl(scan.addressText.View(), kind);
 }
 
-bool ListsSite(const HostTable& sites, const ScanState& scan) {
+bool ListsSite(const lists::HostTable& sites, const ScanState& scan) {
     const IpAddressRecord& address = scan.request.remoteAddress;
     const std::uint8_t kind = scan.request.kind;
     const std::string_view path = scan.parsed.path.View();
-    if (sites.MatchWithWwwVariant(scan.parsed.host.View(), path, address, kind) == Lookup::kHit) return true;
+    if (sites.MatchWithWwwVariant(scan.parsed.host.View(), path, address, kind) == lists::Lookup::kHit) return true;
     return kind == TARN_KIND_TLS &&
-           sites.MatchWithWwwVariant(scan.addressText.View(), path, address, TARN_KIND_TLS) == Lookup::kHit;
+           sites.MatchWithWwwVariant(scan.addressText.View(), path, address, TARN_KIND_TLS) == lists::Lookup::kHit;
 }
 
 bool IsOneForAll(const ScanContext& context) {
     return context.parental.mode == TARN_PC_ONE_FOR_ALL;
 }
 
-bool BelongsTo(const ScanContext& context, std::size_t profile, const ProcessUser& user) {
+bool BelongsTo(const ScanContext& context, std::size_t profile, const machine::ProcessUser& user) {
     return std::ranges::equal(Profile(context, profile).leading.sid, user.sid);
 }
 
 // The profile to go on with behind one that lists the site but belongs to somebody else: the user's own when it lies
 // further on, otherwise simply the next.
-std::size_t ProfileBehind(const ScanContext& context, std::size_t profile, const ProcessUser& user) {
+std::size_t ProfileBehind(const ScanContext& context, std::size_t profile, const machine::ProcessUser& user) {
     const std::size_t count = context.parental.Entries().size();
     for (std::size_t next = profile + 1; next < count; ++next)
         if (BelongsTo(context, next, user)) return next;
@@ -59,7 +59,7 @@ Step ParentalSchedule(ScanState& scan) {
 
     scan.verdict.localTime = context.clock.Now();
     if (Allows(context.profiles.front().scheduleAllowed, scan)) return Step::kDone;
-    ProcessUser user;
+    machine::ProcessUser user;
     context.processes.GetProcessUser(scan.request.processId, user);
     WriteUserName(scan.verdict, user);
     return Decide(scan, TARN_BLOCK, TARN_REASON_SCHEDULE, context.parental.prompt);
@@ -70,7 +70,7 @@ bool JudgesSites(const ScanContext& context, std::size_t profile) {
     return leading.blockListSwitch != 0 && leading.profileSwitch != 0 && !context.profiles[profile].sites.Empty();
 }
 
-Step BlockParentalSite(ScanState& scan, std::string_view url, const ProcessUser& user) {
+Step BlockParentalSite(ScanState& scan, std::string_view url, const machine::ProcessUser& user) {
     WriteUrl(scan.verdict, url);
     WriteUserName(scan.verdict, user);
     return Decide(scan, TARN_BLOCK, TARN_REASON_PARENTAL_SITE, scan.context.parental.prompt);
@@ -85,7 +85,7 @@ Step ParentalBlockLists(ScanState& scan) {
             ++profile;
             continue;
         }
-        ProcessUser user;
+        machine::ProcessUser user;
         if (!context.processes.GetProcessUser(scan.request.processId, user)) return Step::kContinue;
         if (IsOneForAll(context) || BelongsTo(context, profile, user))
             return BlockParentalSite(scan, scan.hostAndPath.View(), user);
@@ -105,7 +105,7 @@ std::optional<std::uint16_t> BlockedCategory(std::span<const std::uint16_t> cons
 
 Step ParentalCategories(ScanState& scan, std::span<const std::uint16_t> considered) {
     const ScanContext& context = scan.context;
-    ProcessUser user;
+    machine::ProcessUser user;
     bool asked = false;
     for (std::size_t i = 0; i < context.parental.Entries().size(); ++i) {
         const parental::PcUserEntry& profile = Profile(context, i);

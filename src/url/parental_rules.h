@@ -21,7 +21,7 @@ Step ParentalBlockLists(ScanState& scan);
 [[nodiscard]] bool JudgesSites(const ScanContext& context, std::size_t profile);
 
 // The verdict of a site that a profile blocks.
-Step BlockParentalSite(ScanState& scan, std::string_view url, const ProcessUser& user);
+Step BlockParentalSite(ScanState& scan, std::string_view url, const machine::ProcessUser& user);
 
 // The first of the considered categories that the list blocks; the malicious and the phishing category never match.
 [[nodiscard]] std::optional<std::uint16_t> BlockedCategory(std::span<const std::uint16_t> considered,

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "base/ascii.h"
-#include "base/text_search.h"
+#include "base/text.h"
 
 namespace tarn::url {
 namespace {

@@ -3,16 +3,16 @@
 #ifndef TARN_URL_REQUEST_PARSER_H
 #define TARN_URL_REQUEST_PARSER_H
 
+#include "base/bounded_text.h"
 #include "base/byte_reader.h"
-#include "base/fixed_text.h"
 #include "base/url_path.h"
 
 namespace tarn::url {
 
-inline constexpr std::size_t kHostCapacity = 260;       // characters of a host, the NUL included
 inline constexpr std::size_t kMaxRequestLength = 2047;  // bytes of a request that are looked at
 
-using HostText = base::FixedText<kHostCapacity>;
+using base::HostText;
+using base::kHostCapacity;
 using base::UrlText;
 
 struct ParsedRequest {

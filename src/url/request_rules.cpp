@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/ascii.h"
 #include "base/bounded_text.h"
+#include "base/text.h"
 #include "base/trace_scope.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
@@ -92,7 +92,7 @@ Step ComposeHostAndPath(ScanState& scan) {
 
 Step InternalWhiteList(ScanState& scan) {
     if (scan.hostAndPath.Empty()) return Step::kContinue;
-    const UrlList& list = scan.context.lists.webSecurityInternal;
+    const lists::UrlList& list = scan.context.lists.webSecurityInternal;
     if (list.Matches(scan.hostAndPath.View())) return Step::kDone;
     if (scan.request.kind == TARN_KIND_TLS && list.Matches(scan.addressText.View())) return Step::kDone;
     return Step::kContinue;

@@ -9,16 +9,16 @@
 
 #include "base/bounded_text.h"
 #include "base/guarded.h"
-#include "base/local_time.h"
+#include "lists/published_lists.h"
+#include "machine/local_time.h"
+#include "machine/module_system.h"
+#include "machine/process_inspector.h"
 #include "modules/companion_table.h"
-#include "modules/module_system.h"
 #include "modules/settings.h"
 #include "network/dns_answer_ring.h"
 #include "network/ids_blocked_list.h"
 #include "parental/settings_copy.h"
 #include "url/browsing_protection.h"
-#include "url/process_identity.h"
-#include "url/published_lists.h"
 
 namespace tarn::url {
 
@@ -30,19 +30,19 @@ struct ManagedClient {
 
 struct ScanContext {
     const modules::Companions& companions;
-    modules::ModuleSystem& system;
+    machine::ModuleSystem& system;
     const modules::SettingsState& settings;
-    const PublishedLists& lists;
+    const lists::PublishedLists& lists;
     const parental::SettingsCopy& parental;
-    const PublishedProfiles& profiles;  // one for each entry of parental
+    const lists::PublishedProfiles& profiles;  // one for each entry of parental
     const ManagedClient& managedClient;
     const base::Guarded<bool>& scheduleAllows;  // the schedule flag
     const network::IdsBlockedList& idsBlockedList;
     network::DnsAnswerRing& dnsRing;
     std::uint32_t dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already
-    ProcessInspector& processes;
+    machine::ProcessInspector& processes;
     BrowsingProtection& browsingProtection;
-    const base::LocalClock& clock;
+    const machine::LocalClock& clock;
 };
 
 }  // namespace tarn::url

@@ -4,7 +4,7 @@
 
 namespace tarn::url {
 
-void WriteUserName(UrlVerdict& verdict, const ProcessUser& user) {
+void WriteUserName(UrlVerdict& verdict, const machine::ProcessUser& user) {
     base::StoreField<sizeof verdict.userName / sizeof(char16_t)>(verdict.userName, base::FieldText(user.name));
 }
 

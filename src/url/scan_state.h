@@ -42,7 +42,7 @@ inline Step Decide(ScanState& scan, std::uint32_t allow, std::uint32_t reason, c
 // What a hit of the pattern matcher is called.
 inline constexpr std::string_view kPatternThreatName = "Malicious Url";
 
-void WriteUserName(UrlVerdict& verdict, const ProcessUser& user);
+void WriteUserName(UrlVerdict& verdict, const machine::ProcessUser& user);
 void WriteUrl(UrlVerdict& verdict, std::string_view url);
 void WriteThreatName(UrlVerdict& verdict, std::string_view name);
 void WriteThreatUrl(UrlVerdict& verdict, std::string_view url);

@@ -69,7 +69,7 @@ Step HttpsInspection(ScanState& scan) {
                                                request.remotePort, request.data, request.dataLength, &block) != 0;
     if (!answered || block == 0) return Step::kContinue;
 
-    ProcessUser user;
+    machine::ProcessUser user;
     if (!scan.context.processes.GetProcessUser(request.processId, user)) return Step::kFailed;
     WriteUrl(scan.verdict, scan.hostAndPath.View());
     WriteUserName(scan.verdict, user);

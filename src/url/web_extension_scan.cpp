@@ -67,11 +67,11 @@ class ExtensionScan {
     Step BlockListedHost() {
         if (url_.host.Length() >= kHostCapacity) return Step::kFailed;
         const IpAddressRecord noAddress{};
-        const HostTable& sites = context_.profiles.front().sites;
+        const lists::HostTable& sites = context_.profiles.front().sites;
         const std::string_view host = url_.host.View();
-        if (sites.MatchWithWwwVariant(host, url_.path.View(), noAddress, TARN_KIND_TLS) != Lookup::kHit)
+        if (sites.MatchWithWwwVariant(host, url_.path.View(), noAddress, TARN_KIND_TLS) != lists::Lookup::kHit)
             return Step::kContinue;
-        ProcessUser user;
+        machine::ProcessUser user;
         if (!context_.processes.GetProcessUser(context_.processes.CurrentProcessId(), user)) return Step::kFailed;
         // QUIRK: the text is the host without its first two characters.  Test: BlockedHostLosesItsFirstTwoCharacters
         WriteUrl(verdict_, host.substr(std::min<std::size_t>(host.size(), 2)));

@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
-#include "api/platform.h"
+#include "machine/machine.h"
 
 namespace tarn::api {
 
-class BareModules final : public modules::ModuleSystem {
+class BareModules final : public machine::ModuleSystem {
  public:
     void* Load(const char16_t*) override { return nullptr; }
     void* Find(void*, const char*) override { return nullptr; }
@@ -25,22 +25,22 @@ class BareModules final : public modules::ModuleSystem {
     }
     bool HostExecutableKnown() override { return true; }
     bool ManagedClientInstalled() override { return false; }
-    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
     std::uint32_t SystemClassification() override { return 0; }
-    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 
     bool hasFolder = true;
 };
 
-class NoProcesses final : public url::ProcessInspector {
+class NoProcesses final : public machine::ProcessInspector {
  public:
-    bool GetProcessUser(std::uint32_t, url::ProcessUser&) override { return false; }
+    bool GetProcessUser(std::uint32_t, machine::ProcessUser&) override { return false; }
     bool GetProcessImagePath(std::uint32_t, base::PathBuffer&, std::uint32_t&) override { return false; }
     std::uint32_t CurrentProcessId() override { return 1; }
     bool ToWide(std::string_view, std::span<char16_t>) override { return false; }
 };
 
-class NoSessions final : public parental::LiveSessionSource {
+class NoSessions final : public machine::LiveSessionSource {
  public:
     bool ListSessions(std::vector<std::uint32_t>&) override { return false; }
     std::u16string DomainName(std::uint32_t) override { return {}; }
@@ -49,17 +49,17 @@ class NoSessions final : public parental::LiveSessionSource {
 };
 
 // Local time is UTC here. It may be read and set from several threads.
-class SetClock final : public base::LocalClock {
+class SetClock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override {
         const std::lock_guard hold(mutex_);
         return now_;
     }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        return base::SecondsFromUtc(local);
+        return machine::SecondsFromUtc(local);
     }
     [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        return base::UtcFromSeconds(seconds);
+        return machine::UtcFromSeconds(seconds);
     }
     void Set(const TarnSystemTime& now) {
         const std::lock_guard hold(mutex_);
@@ -71,12 +71,12 @@ class SetClock final : public base::LocalClock {
     TarnSystemTime now_{2026, 3, 0, 1, 12, 0, 0, 0};  // a Sunday noon
 };
 
-class FakePlatform final : public Platform {
+class FakePlatform final : public machine::Machine {
  public:
-    modules::ModuleSystem& Modules() override { return modules; }
-    url::ProcessInspector& Processes() override { return processes; }
-    const base::LocalClock& Clock() override { return clock; }
-    parental::LiveSessionSource& LiveSessions() override { return sessions; }
+    machine::ModuleSystem& Modules() override { return modules; }
+    machine::ProcessInspector& Processes() override { return processes; }
+    const machine::LocalClock& Clock() override { return clock; }
+    machine::LiveSessionSource& LiveSessions() override { return sessions; }
     std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                  std::uint32_t defaultValue) override {
         const auto found = integers.find(Name(file, section, key));

@@ -7,7 +7,7 @@
 #include "api/fake_platform.h"
 #include "api/host_threads.h"
 #include "api/library.h"
-#include "base/crc32.h"
+#include "base/hash.h"
 #include "network/packet_scan.h"
 #include "parental/logon_check.h"
 #include "smb/frame_dispatch.h"
@@ -96,7 +96,7 @@ class ScanThreads : public testing::Test {
         record.entryCount = 1;
         record.entries = &entry;
         ASSERT_TRUE(parental::CopyPcSettings(record, library->parental));
-        library->profiles = url::PublishProfiles(library->parental);
+        library->profiles = lists::PublishProfiles(library->parental);
     }
 
     static constexpr HostCalls kCalls{ScanUrl, ScanPacket, ScanSmb, CheckLogon, Condemn};

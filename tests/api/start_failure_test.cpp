@@ -14,7 +14,7 @@ namespace {
 using testing::IsEmpty;
 
 // Modules that load, in a folder that can be lost.
-class LosingModules final : public modules::ModuleSystem {
+class LosingModules final : public machine::ModuleSystem {
  public:
     void* Load(const char16_t* path) override { return inner.Load(path); }
     void* Find(void* module, const char* function) override { return inner.Find(module, function); }
@@ -25,21 +25,21 @@ class LosingModules final : public modules::ModuleSystem {
     }
     bool HostExecutableKnown() override { return inner.HostExecutableKnown(); }
     bool ManagedClientInstalled() override { return inner.ManagedClientInstalled(); }
-    modules::FileStart ReadFileStart(const base::PathBuffer& path) override { return inner.ReadFileStart(path); }
+    machine::FileStart ReadFileStart(const base::PathBuffer& path) override { return inner.ReadFileStart(path); }
     std::uint32_t SystemClassification() override { return inner.SystemClassification(); }
-    modules::HttpsInspectionFacts HttpsFacts() override { return inner.HttpsFacts(); }
+    machine::HttpsInspectionFacts HttpsFacts() override { return inner.HttpsFacts(); }
 
     modules::FakeModules inner;
     int asked = 0;
     int lostAt = 0;  // the call that fails, counted from 1; 0 = none
 };
 
-class PlatformWithModules final : public Platform {
+class PlatformWithModules final : public machine::Machine {
  public:
-    modules::ModuleSystem& Modules() override { return modules; }
-    url::ProcessInspector& Processes() override { return bare.Processes(); }
-    const base::LocalClock& Clock() override { return bare.Clock(); }
-    parental::LiveSessionSource& LiveSessions() override { return bare.LiveSessions(); }
+    machine::ModuleSystem& Modules() override { return modules; }
+    machine::ProcessInspector& Processes() override { return bare.Processes(); }
+    const machine::LocalClock& Clock() override { return bare.Clock(); }
+    machine::LiveSessionSource& LiveSessions() override { return bare.LiveSessions(); }
     std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                  std::uint32_t defaultValue) override {
         return bare.ReadIniInteger(file, section, key, defaultValue);

@@ -21,8 +21,8 @@ std::uint8_t Scrambled(int byte) {
     return static_cast<std::uint8_t>(static_cast<std::uint8_t>(byte - 15) ^ 7U);
 }
 
-FileStart ProxyFile(char16_t character, std::size_t count = 10) {
-    FileStart start{FileStart::State::kRead, {}, count};
+machine::FileStart ProxyFile(char16_t character, std::size_t count = 10) {
+    machine::FileStart start{machine::FileStart::State::kRead, {}, count};
     start.bytes.fill(0xFF);
     start.bytes[0] = Scrambled(character & 0xFF);
     start.bytes[1] = Scrambled(character >> 8);
@@ -88,7 +88,7 @@ TEST_F(OnlineLookup, ProxyFile) {
 }
 
 TEST_F(OnlineLookup, AProxyFileThatCannotBeReadForbids) {
-    fake.proxyFile.state = FileStart::State::kUnreadable;
+    fake.proxyFile.state = machine::FileStart::State::kUnreadable;
     EXPECT_FALSE(Allowed());
     for (const std::size_t count : {0U, 1U}) {
         fake.proxyFile = ProxyFile(u'0', count);

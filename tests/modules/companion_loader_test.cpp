@@ -208,11 +208,11 @@ TEST_F(CompanionLoader, UrlPatternsOfACutPathAreNotTried) {
 }
 
 TEST(HttpsInspectionMayRun, NeedsEveryAnswer) {
-    const HttpsInspectionFacts good{true, false, 50042, true, 1};
+    const machine::HttpsInspectionFacts good{true, false, 50042, true, 1};
     EXPECT_TRUE(HttpsInspectionMayRun(good));
     const struct {
         const char* what;
-        HttpsInspectionFacts facts;
+        machine::HttpsInspectionFacts facts;
         bool mayRun;
     } cases[] = {{"the baseline is unknown", {false, false, 50042, true, 1}, false},
                  {"older than the baseline", {true, true, 50042, true, 1}, false},

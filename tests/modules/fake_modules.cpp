@@ -320,14 +320,14 @@ bool FakeModules::HostExecutableKnown() {
 bool FakeModules::ManagedClientInstalled() {
     return managed;
 }
-FileStart FakeModules::ReadFileStart(const base::PathBuffer& path) {
+machine::FileStart FakeModules::ReadFileStart(const base::PathBuffer& path) {
     filesRead.emplace_back(base::FieldText(path));
     return proxyFile;
 }
 std::uint32_t FakeModules::SystemClassification() {
     return classification;
 }
-HttpsInspectionFacts FakeModules::HttpsFacts() {
+machine::HttpsInspectionFacts FakeModules::HttpsFacts() {
     return httpsFacts;
 }
 

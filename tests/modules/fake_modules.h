@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "machine/module_system.h"
 #include "modules/companion_table.h"
-#include "modules/module_system.h"
 
 namespace tarn::modules {
 
 // One at a time: the functions of the modules find it by themselves.
-class FakeModules final : public ModuleSystem {
+class FakeModules final : public machine::ModuleSystem {
  public:
     FakeModules();
     ~FakeModules() override;
@@ -29,9 +29,9 @@ class FakeModules final : public ModuleSystem {
     bool hasInstallFolder = true;
     bool hostExecutableKnown = true;
     bool managed = false;
-    FileStart proxyFile{FileStart::State::kAbsent, {}, 0};
+    machine::FileStart proxyFile{machine::FileStart::State::kAbsent, {}, 0};
     std::uint32_t classification = 50042;
-    HttpsInspectionFacts httpsFacts{true, false, 50042, true, 1};
+    machine::HttpsInspectionFacts httpsFacts{true, false, 50042, true, 1};
 
     // ---- What the modules are like ----
     std::set<std::string> missingFiles;
@@ -62,16 +62,16 @@ class FakeModules final : public ModuleSystem {
     // The journal since the last call.
     std::vector<std::string> Take();
 
-    // ---- ModuleSystem ----
+    // ---- machine::ModuleSystem ----
     void* Load(const char16_t* path) override;
     void* Find(void* module, const char* function) override;
     void Free(void* module) override;
     bool InstallFolder(base::PathBuffer& folder) override;
     bool HostExecutableKnown() override;
     bool ManagedClientInstalled() override;
-    FileStart ReadFileStart(const base::PathBuffer& path) override;
+    machine::FileStart ReadFileStart(const base::PathBuffer& path) override;
     std::uint32_t SystemClassification() override;
-    HttpsInspectionFacts HttpsFacts() override;
+    machine::HttpsInspectionFacts HttpsFacts() override;
 
     // ---- For the functions of the modules ----
     // Notes a call; whether the function is to succeed.

@@ -24,7 +24,7 @@ struct ScriptedSession {
     std::u16string user;
 };
 
-class ScriptedSessions final : public LiveSessionSource {
+class ScriptedSessions final : public machine::LiveSessionSource {
  public:
     bool ListSessions(std::vector<std::uint32_t>& sessionIds) override {
         for (const ScriptedSession& session : sessions) sessionIds.push_back(session.id);

@@ -13,7 +13,7 @@
 #include "tarn/records.h"
 
 #include "base/bounded_text.h"
-#include "base/local_time.h"
+#include "machine/local_time.h"
 #include "parental/account_identifier.h"
 #include "parental/settings_copy.h"
 
@@ -82,7 +82,7 @@ inline SettingsCopy Settings(const std::vector<Entry>& entries, std::uint8_t mod
 }
 
 // Local times of a zone one hour ahead of UTC, in summer two: 2026-03-29 to 2026-10-25, changing at 01:00 UTC.
-class FakeClock final : public base::LocalClock {
+class FakeClock final : public machine::LocalClock {
  public:
     FakeClock() { Set(2026, 11, 21, 12); }
 
@@ -95,7 +95,7 @@ class FakeClock final : public base::LocalClock {
         now_.hour = hour;
         now_.minute = minute;
         now_.second = second;
-        if (const auto days = base::DaysSince1970(now_); days && *days >= 0)
+        if (const auto days = machine::DaysSince1970(now_); days && *days >= 0)
             now_.dayOfWeek = static_cast<std::uint16_t>((*days + 4) % 7);
     }
     // Sets the clock to a UTC time.
@@ -104,14 +104,14 @@ class FakeClock final : public base::LocalClock {
 
     [[nodiscard]] TarnSystemTime Now() const override { return now_; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        const auto asUtc = base::SecondsFromUtc(local);
+        const auto asUtc = machine::SecondsFromUtc(local);
         if (!asUtc) return std::nullopt;
         const std::int64_t winter = *asUtc - 3600;
         return IsSummer(winter - 3600) ? winter - 3600 : winter;
     }
     [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        if (!base::UtcFromSeconds(seconds)) return std::nullopt;
-        return base::UtcFromSeconds(seconds + (IsSummer(seconds) ? 7200 : 3600));
+        if (!machine::UtcFromSeconds(seconds)) return std::nullopt;
+        return machine::UtcFromSeconds(seconds + (IsSummer(seconds) ? 7200 : 3600));
     }
 
     static constexpr std::int64_t kSummerStarts = 1774746000;  // 2026-03-29 01:00 UTC

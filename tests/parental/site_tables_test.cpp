@@ -14,8 +14,8 @@
 #include <tuple>
 #include <vector>
 
-#include "base/ascii.h"
-#include "base/crc32.h"
+#include "base/hash.h"
+#include "base/text.h"
 #include "network/ip_address.h"
 #include "parental/failing_memory.h"
 #include "parental/record_builders.h"

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <vector>
 
-#include "base/crc32.h"
+#include "base/hash.h"
 
 namespace tarn::shape {
 

@@ -8,14 +8,15 @@
 namespace tarn::shape {
 namespace {
 
-struct Floor {
+struct Layer {
     std::string_view folder;
     int height;
 };
 
-// Two rooms on one height do not know each other.
-constexpr std::array kFloors = {Floor{"base", 0},     Floor{"modules", 1}, Floor{"network", 2}, Floor{"smb", 3},
-                                Floor{"parental", 3}, Floor{"url", 4},     Floor{"api", 5}};
+// Two folders on one height do not know each other.
+constexpr std::array kLayers = {Layer{"base", 0},    Layer{"machine", 1}, Layer{"modules", 2},
+                                Layer{"network", 3}, Layer{"smb", 4},     Layer{"parental", 4},
+                                Layer{"lists", 5},   Layer{"url", 6},     Layer{"api", 7}};
 
 constexpr auto kSystemHeaders = std::to_array<std::string_view>(
     {"aclapi.h",  "dbghelp.h",  "iphlpapi.h", "mswsock.h", "ntdef.h",    "ntsecapi.h", "psapi.h",
@@ -24,10 +25,10 @@ constexpr auto kSystemHeaders = std::to_array<std::string_view>(
      "winsvc.h",  "winternl.h", "winuser.h",  "winver.h",  "ws2tcpip.h", "wtsapi32.h", "versionhelpers.h"});
 
 std::optional<int> HeightOf(std::string_view folder) {
-    const auto* const floor = std::find_if(kFloors.begin(), kFloors.end(),
-                                           [&](const Floor& candidate) { return candidate.folder == folder; });
-    if (floor == kFloors.end()) return std::nullopt;
-    return floor->height;
+    const auto* const layer = std::find_if(kLayers.begin(), kLayers.end(),
+                                           [&](const Layer& candidate) { return candidate.folder == folder; });
+    if (layer == kLayers.end()) return std::nullopt;
+    return layer->height;
 }
 
 std::vector<std::string> Split(std::string_view text, char separator) {
@@ -59,7 +60,7 @@ bool IsHeader(std::string_view path) {
     return path.ends_with(".h");
 }
 
-// "floor/file.h" without its quotes or brackets.
+// "layer/file.h" without its quotes or brackets.
 std::string_view Named(std::string_view include) {
     return include.substr(1, include.size() - 2);
 }
@@ -168,11 +169,11 @@ std::vector<std::string> IncludesOf(std::string_view text) {
     return includes;
 }
 
-Complaints CheckFloors(const SourceFile& file) {
+Complaints CheckLayers(const SourceFile& file) {
     const std::vector<std::string> parts = Split(file.path, '/');
     if (parts.size() < 3 || parts[0] != "src") return {};
     const std::optional<int> own = HeightOf(parts[1]);
-    if (!own) return {file.path + " stands on no known floor"};
+    if (!own) return {file.path + " stands in no known layer"};
     Complaints complaints;
     for (const std::string& include : IncludesOf(file.text)) {
         const std::string_view named = Named(include);
@@ -180,7 +181,7 @@ Complaints CheckFloors(const SourceFile& file) {
         const std::string folder = named.find('/') == std::string_view::npos ? "" : Split(named, '/').front();
         const std::optional<int> other = HeightOf(folder);
         if (!other) {
-            complaints.push_back(file.path + " includes " + include + ", which names no floor");
+            complaints.push_back(file.path + " includes " + include + ", which names no layer");
         } else if (folder != parts[1] && *other >= *own) {
             complaints.push_back(file.path + " includes " + include + ", which is not below it");
         }

@@ -19,8 +19,8 @@ using Complaints = std::vector<std::string>;
 // What #include lines name, with their quotes or angle brackets.
 std::vector<std::string> IncludesOf(std::string_view text);
 
-// A file of src/<floor> includes its own floor, the floors below and include/tarn, and names the floor it includes.
-Complaints CheckFloors(const SourceFile& file);
+// A file of src/<layer> includes its own layer, the layers below and include/tarn, and names the layer it includes.
+Complaints CheckLayers(const SourceFile& file);
 
 // Headers of the operating system stand only in the files named for it.
 Complaints CheckSystemHeaders(const SourceFile& file);

@@ -11,28 +11,27 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 TEST(IncludesOf, FindsBothFormsAndNothingElse) {
-    EXPECT_THAT(
-        IncludesOf("#include <span>\n  #  include \"base/ascii.h\"  // why\n// see #include <map>\n#define X\n"),
-        ElementsAre("<span>", "\"base/ascii.h\""));
+    EXPECT_THAT(IncludesOf("#include <span>\n  #  include \"base/text.h\"  // why\n// see #include <map>\n#define X\n"),
+                ElementsAre("<span>", "\"base/text.h\""));
 }
 
-TEST(CheckFloors, LooksDownOnly) {
-    EXPECT_THAT(CheckFloors({"src/url/a.cpp", "#include \"network/b.h\"\n#include \"url/c.h\"\n#include <map>\n"}),
+TEST(CheckLayers, LooksDownOnly) {
+    EXPECT_THAT(CheckLayers({"src/url/a.cpp", "#include \"network/b.h\"\n#include \"url/c.h\"\n#include <map>\n"}),
                 IsEmpty());
-    EXPECT_THAT(CheckFloors({"src/base/a.cpp", "#include \"tarn/records.h\"\n"}), IsEmpty());
-    EXPECT_THAT(CheckFloors({"src/network/a.cpp", "#include \"url/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
-    EXPECT_THAT(CheckFloors({"src/base/a.h", "#include \"api/library.h\"\n"}), ElementsAre(HasSubstr("not below")));
+    EXPECT_THAT(CheckLayers({"src/base/a.cpp", "#include \"tarn/records.h\"\n"}), IsEmpty());
+    EXPECT_THAT(CheckLayers({"src/network/a.cpp", "#include \"url/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
+    EXPECT_THAT(CheckLayers({"src/base/a.h", "#include \"api/library.h\"\n"}), ElementsAre(HasSubstr("not below")));
 }
 
-TEST(CheckFloors, NeighboursDoNotKnowEachOther) {
-    EXPECT_THAT(CheckFloors({"src/smb/a.cpp", "#include \"parental/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
-    EXPECT_THAT(CheckFloors({"src/parental/a.cpp", "#include \"smb/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
+TEST(CheckLayers, NeighboursDoNotKnowEachOther) {
+    EXPECT_THAT(CheckLayers({"src/smb/a.cpp", "#include \"parental/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
+    EXPECT_THAT(CheckLayers({"src/parental/a.cpp", "#include \"smb/b.h\"\n"}), ElementsAre(HasSubstr("not below")));
 }
 
-TEST(CheckFloors, AnIncludeNamesItsFloor) {
-    EXPECT_THAT(CheckFloors({"src/url/a.cpp", "#include \"b.h\"\n"}), ElementsAre(HasSubstr("names no floor")));
-    EXPECT_THAT(CheckFloors({"src/url/a.cpp", "#include \"../host/b.h\"\n"}), ElementsAre(HasSubstr("names no floor")));
-    EXPECT_THAT(CheckFloors({"src/cellar/a.cpp", ""}), ElementsAre(HasSubstr("no known floor")));
+TEST(CheckLayers, AnIncludeNamesItsLayer) {
+    EXPECT_THAT(CheckLayers({"src/url/a.cpp", "#include \"b.h\"\n"}), ElementsAre(HasSubstr("names no layer")));
+    EXPECT_THAT(CheckLayers({"src/url/a.cpp", "#include \"../host/b.h\"\n"}), ElementsAre(HasSubstr("names no layer")));
+    EXPECT_THAT(CheckLayers({"src/cellar/a.cpp", ""}), ElementsAre(HasSubstr("no known layer")));
 }
 
 TEST(CheckSystemHeaders, StandInFilesNamedForThem) {

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "base/win32_owners.h"
+#include "machine/win32_owners.h"
 #include "system/scan_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -25,9 +25,9 @@ class Program {
         std::filesystem::create_directories(file.parent_path());
         std::filesystem::copy_file(std::filesystem::path(own).parent_path() / "idle_program.exe", file);
         SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        base::UniqueHandle input;
-        base::UniqueHandle output;
-        base::UniqueHandle signal;
+        machine::UniqueHandle input;
+        machine::UniqueHandle output;
+        machine::UniqueHandle signal;
         EXPECT_TRUE(CreatePipe(input.Out(), end_.Out(), &inherited, 0));
         EXPECT_TRUE(CreatePipe(signal.Out(), output.Out(), &inherited, 0));
         SetHandleInformation(end_.Get(), HANDLE_FLAG_INHERIT, 0);
@@ -42,7 +42,7 @@ class Program {
             << GetLastError();
         id_ = made.dwProcessId;
         process_.Reset(made.hProcess);
-        const base::UniqueHandle thread(made.hThread);
+        const machine::UniqueHandle thread(made.hThread);
         output.Reset();  // so that the read ends if the program does
         char running = 0;
         DWORD count = 0;
@@ -62,8 +62,8 @@ class Program {
  private:
     std::filesystem::path file_;
     std::uint32_t id_ = 0;
-    base::UniqueHandle process_;
-    base::UniqueHandle end_;
+    machine::UniqueHandle process_;
+    machine::UniqueHandle end_;
 };
 
 class ProgramActions : public ScanRecords {

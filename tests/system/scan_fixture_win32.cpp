@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/crc32.h"
-#include "base/win32_owners.h"
+#include "base/hash.h"
+#include "machine/win32_owners.h"
 
 namespace tarn::system_test {
 
 std::array<std::uint8_t, 68> OwnIdentifier() {
     std::array<std::uint8_t, 68> identifier{};
-    base::UniqueHandle token;
+    machine::UniqueHandle token;
     EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Out()));
     alignas(TOKEN_USER) unsigned char user[256];
     DWORD size = 0;

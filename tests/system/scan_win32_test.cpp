@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/crc32.h"
+#include "base/hash.h"
 #include "system/system_fixture_win32.h"
 
 namespace tarn::system_test {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "api/ini_settings.h"
-#include "api/platform_win32.h"
+#include "machine/machine_win32.h"
 #include "system/system_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -22,7 +22,7 @@ class SocialReminderFile : public SystemFixture {
     bool IsDueAfter(std::int64_t seconds) { return IsDueWith(std::to_string(std::time(nullptr) - seconds)); }
 
  private:
-    api::WindowsPlatform platform_;
+    machine::WindowsMachine platform_;
 };
 
 TEST_F(SocialReminderFile, WithoutALikeItIsDue) {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "base/crc32.h"
+#include "base/hash.h"
 
 namespace tarn::system_test {
 namespace {

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "lists/record_owners.h"
 #include "url/dns_message.h"
 #include "url/profile_records.h"
 #include "url/quiet_world.h"
-#include "url/record_owners.h"
 #include "url/tls_hello.h"
 
 namespace {
@@ -83,18 +83,18 @@ std::string Get(const std::string& host, const std::string& target = "/some/path
 struct NoAllocation : testing::Test {
     NoAllocation() {
         EXPECT_TRUE(world.ringAllocated);
-        UrlListOwner whole{"white.test", "*anywhere.test/x"};
-        UrlListOwner user{"excused.test"};
-        UrlListOwner internal{"internal.test"};
+        lists::UrlListOwner whole{"white.test", "*anywhere.test/x"};
+        lists::UrlListOwner user{"excused.test"};
+        lists::UrlListOwner internal{"internal.test"};
         world.lists.webSecurityInternal.Publish(whole.Record());
         world.lists.browsingProtectionInternal.Publish(internal.Record());
         world.lists.user.Publish(user.Record());
-        ThreatListOwner malicious;
+        lists::ThreatListOwner malicious;
         malicious.Add("malicious.test", true, {{"Threat", "/"}});
         malicious.Add("excused.test", true, {{"Threat", ""}});
         malicious.Sort();
         world.lists.malicious.Publish(malicious.Record());
-        PhishingListOwner phishing;
+        lists::PhishingListOwner phishing;
         phishing.Add("phishing.test", false, {"/some"});
         phishing.Sort();
         world.lists.phishing.Publish(phishing.Record());
@@ -119,7 +119,7 @@ struct NoAllocation : testing::Test {
         shape.blockedCategories = {50};
         const ProfileRecords records({shape});
         ASSERT_TRUE(parental::CopyPcSettings(records.Record(), world.parental));
-        world.profiles = PublishProfiles(world.parental);
+        world.profiles = lists::PublishProfiles(world.parental);
     }
 
     // The allocations of one scan, which must come to this verdict.

@@ -54,9 +54,9 @@ inline std::uint8_t TARN_CALL QuietQuarantine(const char16_t*, std::uint64_t, co
     return 1;
 }
 
-class QuietProcesses final : public ProcessInspector {
+class QuietProcesses final : public machine::ProcessInspector {
  public:
-    bool GetProcessUser(std::uint32_t, ProcessUser& found) override {
+    bool GetProcessUser(std::uint32_t, machine::ProcessUser& found) override {
         found = user;
         return true;
     }
@@ -72,17 +72,17 @@ class QuietProcesses final : public ProcessInspector {
         return true;
     }
 
-    ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
+    machine::ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
 };
 
-class QuietClock final : public base::LocalClock {
+class QuietClock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
     [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
 };
 
-class QuietModules final : public modules::ModuleSystem {
+class QuietModules final : public machine::ModuleSystem {
  public:
     void* Load(const char16_t*) override { return this; }
     void* Find(void*, const char*) override { return reinterpret_cast<void*>(QuietQuarantine); }
@@ -92,9 +92,9 @@ class QuietModules final : public modules::ModuleSystem {
     }
     bool HostExecutableKnown() override { return true; }
     bool ManagedClientInstalled() override { return false; }
-    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
     std::uint32_t SystemClassification() override { return 0; }
-    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 };
 
 // Every feature is on, every module is loaded, every list is empty.
@@ -123,9 +123,9 @@ struct QuietWorld {
     modules::Companions companions;
     QuietModules system;
     modules::SettingsState settings{};
-    PublishedLists lists;
+    lists::PublishedLists lists;
     parental::SettingsCopy parental;
-    PublishedProfiles profiles;
+    lists::PublishedProfiles profiles;
     ManagedClient managedClient;
     base::Guarded<bool> allows{true};
     network::IdsBlockedList idsBlockedList;

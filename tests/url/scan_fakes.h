@@ -11,16 +11,16 @@
 
 #include "tarn/companions.h"
 
-#include "base/local_time.h"
-#include "modules/module_system.h"
-#include "url/process_identity.h"
+#include "machine/local_time.h"
+#include "machine/module_system.h"
+#include "machine/process_inspector.h"
 
 namespace tarn::url {
 
 // One user for every process; a path and quarantine module that a test may take away.
-class FakeProcesses final : public ProcessInspector {
+class FakeProcesses final : public machine::ProcessInspector {
  public:
-    bool GetProcessUser(std::uint32_t processId, ProcessUser& found) override {
+    bool GetProcessUser(std::uint32_t processId, machine::ProcessUser& found) override {
         asked.push_back(processId);
         if (!userKnown) return false;
         found = user;
@@ -41,12 +41,12 @@ class FakeProcesses final : public ProcessInspector {
 
     bool userKnown = true;
     bool pathKnown = true;
-    ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
+    machine::ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
     std::u16string executable = u"C:\\Programs\\Reader.exe";
     std::vector<std::uint32_t> asked;
 };
 
-class FakeClock final : public base::LocalClock {
+class FakeClock final : public machine::LocalClock {
  public:
     [[nodiscard]] TarnSystemTime Now() const override { return time; }
     [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
@@ -79,7 +79,7 @@ inline std::uint8_t TARN_CALL QuarantineFile(const char16_t* path, std::uint64_t
 }
 
 // Only the quarantine module is ever loaded while scans run.
-class FakeModules final : public modules::ModuleSystem {
+class FakeModules final : public machine::ModuleSystem {
  public:
     void* Load(const char16_t* path) override {
         loaded.emplace_back(path);
@@ -96,9 +96,9 @@ class FakeModules final : public modules::ModuleSystem {
     }
     bool HostExecutableKnown() override { return true; }
     bool ManagedClientInstalled() override { return false; }
-    modules::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
+    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
     std::uint32_t SystemClassification() override { return 0; }
-    modules::HttpsInspectionFacts HttpsFacts() override { return {}; }
+    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 
     std::vector<std::u16string> loaded;
 };

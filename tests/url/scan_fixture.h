@@ -11,7 +11,7 @@
 
 #include "tarn/companions.h"
 
-#include "base/crc32.h"
+#include "base/hash.h"
 #include "profile_records.h"
 #include "scan_fakes.h"
 #include "url/url_scan.h"
@@ -98,16 +98,16 @@ class ScanFixture : public testing::Test {
         record.entryCount = 1;
         record.entries = &entry;
         ASSERT_TRUE(parental::CopyPcSettings(record, parental));
-        profiles = PublishProfiles(parental);
+        profiles = lists::PublishProfiles(parental);
     }
 
     void TakeProfiles(const std::vector<ProfileShape>& shapes, std::uint8_t mode = TARN_PC_ONE_FOR_ALL) {
         const ProfileRecords records(shapes, mode, strictness);
         ASSERT_TRUE(parental::CopyPcSettings(records.Record(), parental));
-        profiles = PublishProfiles(parental);
+        profiles = lists::PublishProfiles(parental);
     }
 
-    void PublishUrls(UrlList& list, const std::vector<std::string>& patterns) {
+    void PublishUrls(lists::UrlList& list, const std::vector<std::string>& patterns) {
         WithUrlRecord(patterns, [&](const UrlListRecord& record) { list.Publish(record); });
     }
     void PublishUserUrls(const std::vector<std::string>& patterns) {
@@ -180,9 +180,9 @@ class ScanFixture : public testing::Test {
     modules::Companions companions;
     FakeModules system;
     modules::SettingsState settings{};
-    PublishedLists lists;
+    lists::PublishedLists lists;
     parental::SettingsCopy parental;
-    PublishedProfiles profiles;
+    lists::PublishedProfiles profiles;
     ManagedClient managedClient;
     base::Guarded<bool> allows{true};
     network::IdsBlockedList idsBlockedList;

@@ -1,0 +1,54 @@
+// From a 32-bit hash to the first of the entries that have it, in entries sorted by hash.
+// Comparing the texts behind equal hashes is up to the tables.
+#ifndef TARN_LISTS_HASH_INDEX_H
+#define TARN_LISTS_HASH_INDEX_H
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace tarn::lists {
+
+class HashIndex {
+ public:
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+    // hashOf(i) for i below count; equal hashes stand behind one another.
+    template <class HashOf>
+    void Build(std::size_t count, HashOf hashOf) {
+        *this = {};
+        if (count == 0) return;
+        slots_.resize(std::bit_ceil(2 * count));
+        filter_.resize(std::bit_ceil(count / 4 + 1));  // at least 16 bits for each
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t hash = hashOf(i);
+            if (i != 0 && hashOf(i - 1) == hash) continue;
+            filter_[FilterWord(hash)] |= std::uint64_t{1} << (hash & 63U);
+            std::size_t at = hash & (slots_.size() - 1);
+            while (slots_[at].first != kNone) at = (at + 1) & (slots_.size() - 1);
+            slots_[at] = {hash, static_cast<std::uint32_t>(i)};
+        }
+    }
+
+    // The first entry of this hash, or kNone.
+    [[nodiscard]] std::uint32_t First(std::uint32_t hash) const {
+        if (slots_.empty() || (filter_[FilterWord(hash)] >> (hash & 63U) & 1U) == 0) return kNone;
+        for (std::size_t at = hash & (slots_.size() - 1);; at = (at + 1) & (slots_.size() - 1))
+            if (slots_[at].first == kNone || slots_[at].hash == hash) return slots_[at].first;
+    }
+
+ private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t first = kNone;
+    };
+    [[nodiscard]] std::size_t FilterWord(std::uint32_t hash) const { return (hash >> 6) & (filter_.size() - 1); }
+
+    std::vector<Slot> slots_;            // open addressing, at most half full
+    std::vector<std::uint64_t> filter_;  // a bit for each hash, so that most misses touch nothing else
+};
+
+}  // namespace tarn::lists
+
+#endif

@@ -1,0 +1,85 @@
+// The blocked hosts and addresses of one parental profile in the form that scans ask.
+// The two tables are built by the parental floor; what a match leads to is decided by the scan.
+#ifndef TARN_LISTS_HOST_TABLE_H
+#define TARN_LISTS_HOST_TABLE_H
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tarn/records.h"
+
+#include "lists/hash_index.h"
+#include "lists/label_hashes.h"
+#include "lists/pattern_tree.h"
+#include "parental/site_entries.h"
+
+namespace tarn::lists {
+
+// A look-up that could not be made and one that found nothing are different answers.
+enum class Lookup : std::uint8_t { kFailed, kMiss, kHit };
+
+class HostTable {
+ public:
+    // The entries may stand in any order; texts, paths and the tables themselves are copied.
+    void Publish(std::span<const parental::HostListEntry> hosts, std::span<const parental::AddressListEntry> addresses);
+    void Clear() { *this = {}; }
+    // Whether hosts are listed; a table without hosts answers kFailed, whatever addresses it holds.
+    [[nodiscard]] bool Empty() const { return !hasHosts_; }
+
+    // host and path in lower case; address is that of the connection, asked when the host is an address literal.
+    [[nodiscard]] Lookup Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+                               std::uint8_t mode) const noexcept;
+    // The same with mode 4 as 3 and, after a first try without a match, with the leading "www." taken away or added.
+    [[nodiscard]] Lookup MatchWithWwwVariant(std::string_view host, std::string_view path,
+                                             const IpAddressRecord& address, std::uint8_t mode) const noexcept;
+
+ private:
+    // What all entries of one hash and text say together: any of them is enough for a match, so their order is of no
+    // account.
+    struct Group {
+        std::uint32_t hash;
+        std::uint32_t textAt;  // in texts_
+        std::uint16_t textLength;
+        bool wholeDomain;
+        bool wholeSiteWhenTls;
+        bool exactHost;
+        std::uint32_t rootsAt;  // in pathRoots_
+        std::uint32_t rootCount;
+    };
+    struct Address {
+        std::uint8_t kind;
+        std::uint8_t wholeAddress;
+        PrefixTree::Root paths;
+    };
+    // While publishing: entries share path lists, each of which becomes one set of the tree.
+    struct PathRoots {
+        std::unordered_map<const PathListNode*, PrefixTree::Root> known;
+        std::size_t nodesLeft;
+    };
+
+    void PublishHosts(std::span<const parental::HostListEntry> hosts, PathRoots& roots);
+    void PublishAddresses(std::span<const parental::AddressListEntry> addresses, PathRoots& roots);
+    PrefixTree::Root RootOf(const PathListNode* paths, PathRoots& roots);
+    [[nodiscard]] bool HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
+                                  std::uint8_t mode) const;
+    [[nodiscard]] bool HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const;
+    [[nodiscard]] bool OccursIn(std::string_view host, const Group& group) const;
+    [[nodiscard]] bool HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const;
+
+    bool hasHosts_ = false;
+    std::vector<Group> groups_;  // by hash
+    std::vector<char> texts_;
+    std::vector<PrefixTree::Root> pathRoots_;
+    HashIndex index_;  // of groups_
+    PrefixTree paths_;
+    PrefixTree addressKeys_;  // payload: index in addresses_
+    PrefixTree::Root addressRoot_ = PrefixTree::kNone;
+    std::vector<Address> addresses_;
+};
+
+}  // namespace tarn::lists
+
+#endif

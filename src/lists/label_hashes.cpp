@@ -1,0 +1,80 @@
+#include "lists/label_hashes.h"
+
+#include "base/hash.h"
+#include "base/text.h"
+#include "network/ip_address.h"
+
+namespace tarn::lists {
+namespace {
+
+constexpr std::size_t kPositions = 260;  // no host buffer holds more characters
+
+// CRC-32 is linear: what a byte adds to the checksum depends on nothing but the byte and how many bytes follow. So one
+// pass from the right gives the checksum of every text that ends where the host ends.
+struct PositionTables {
+    std::array<std::array<std::uint32_t, 256>, kPositions> byte;  // [bytes that follow][byte]
+    std::array<std::uint32_t, kPositions + 1> start;              // [length]: what the all-ones start adds
+};
+
+constexpr std::uint32_t AddZeroBits(std::uint32_t state) {
+    for (int bit = 0; bit < 8; ++bit) state = (state & 1U) != 0 ? (state >> 1) ^ 0xEDB88320U : state >> 1;
+    return state;
+}
+
+// Not constexpr: it takes more steps than every compiler grants.
+const PositionTables kTables = [] {
+    PositionTables tables{};
+    std::array<std::uint32_t, 256>& last = tables.byte[0];
+    for (std::uint32_t i = 0; i < last.size(); ++i) last[i] = AddZeroBits(i);
+    const auto addZeroByte = [&last](std::uint32_t state) { return last[state & 0xFFU] ^ (state >> 8); };
+    for (std::size_t position = 1; position < kPositions; ++position)
+        for (std::size_t i = 0; i < last.size(); ++i)
+            tables.byte[position][i] = addZeroByte(tables.byte[position - 1][i]);
+    tables.start[0] = 0xFFFFFFFFU;
+    for (std::size_t length = 1; length <= kPositions; ++length)
+        tables.start[length] = addZeroByte(tables.start[length - 1]);
+    return tables;
+}();
+
+}  // namespace
+
+std::uint32_t HostHash(std::string_view host) {
+    if (host.size() > kPositions) return base::Crc32Of(host);
+    std::uint32_t sum = kTables.start[host.size()];
+    for (std::size_t i = 0; i < host.size(); ++i)
+        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
+    return ~sum;
+}
+
+bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes) {
+    if (host.empty() || host.front() == '.' || host.back() == '.') return false;
+    IpAddressRecord address;
+    hashes.isIpLiteral = network::ParseIpLiteral(host, address);
+    hashes.count = 1;
+    if (hashes.isIpLiteral || host.size() > kPositions) {
+        hashes.values[0] = HostHash(host);
+        for (std::size_t at = 0; !hashes.isIpLiteral && hashes.count < kMaxLabelHashes;) {
+            at += base::FindCharacter(host.substr(at), '.') + 1;
+            if (at > host.size()) break;
+            hashes.values[hashes.count++] = HostHash(host.substr(at));
+        }
+        return true;
+    }
+
+    // The sums behind every place are kept, so that the pass itself need not know where the dots are.
+    std::array<std::uint32_t, kPositions> behind;
+    std::uint32_t sum = 0;
+    for (std::size_t i = host.size(); i-- > 0;) {
+        behind[i] = sum;
+        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
+    }
+    hashes.values[0] = ~(sum ^ kTables.start[host.size()]);
+    for (std::size_t at = 0; hashes.count < kMaxLabelHashes; ++at) {
+        at += base::FindCharacter(host.substr(at), '.');
+        if (at == host.size()) break;
+        hashes.values[hashes.count++] = ~(behind[at] ^ kTables.start[host.size() - 1 - at]);
+    }
+    return true;
+}
+
+}  // namespace tarn::lists

@@ -1,0 +1,122 @@
+#include "lists/user_lists.h"
+
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/bounded_text.h"
+#include "base/text.h"
+#include "lists/published_records.h"
+
+namespace tarn::lists {
+namespace {
+
+constexpr std::uint8_t kSecureOnly = 2;
+
+constexpr auto kAny = [](std::size_t) { return true; };
+constexpr auto kEnough = [](std::size_t, std::uint32_t) { return true; };
+
+bool IsSecure(std::uint8_t mode) {
+    return mode == TARN_KIND_TLS || mode == TARN_KIND_HTTP_SECURE;
+}
+
+// Whether a pattern of this length that text ends with stands behind a ".".
+bool StandsBehindDot(std::string_view text, std::size_t length) {
+    return text[text.size() - length] == '.' || text[text.size() - length - 1] == '.';
+}
+
+// What Publish collects before the trees are built; the texts are in lower case.
+struct HostPatterns {
+    std::vector<PrefixTree::Pattern> starts;
+    std::vector<SuffixTree::Pattern> domains;
+};
+
+}  // namespace
+
+bool IsDomainOrSubdomain(std::string_view host, std::string_view pattern, std::uint8_t allowSubdomain) {
+    const std::size_t at = base::FindIgnoringCase(host, pattern);
+    if (at == std::string_view::npos) return false;
+    // QUIRK: a pattern also matches every host that merely begins with it.  Test: PatternMatchesWhatBeginsWithIt
+    if (at == 0) return true;
+    return allowSubdomain == 1 && at + pattern.size() == host.size() && StandsBehindDot(host, pattern.size());
+}
+
+void UserUrls::Publish(const UserUrlList& record) {
+    std::deque<std::string> texts;
+    HostPatterns everywhere;
+    HostPatterns secureOnly;
+    std::map<std::string, std::vector<PrefixTree::Pattern>> pathsOfHosts;
+    std::size_t limit = record.count;
+    ForEachNode(record.first, limit, [&](const UserUrlEntry& entry) {
+        std::string host = Folded(base::FieldText(entry.host, sizeof entry.host));
+        if (host.empty()) return;
+        if (entry.hostOnly == 1) {
+            const std::string_view kept = texts.emplace_back(std::move(host));
+            HostPatterns& patterns = entry.kind == kSecureOnly ? secureOnly : everywhere;
+            patterns.starts.push_back({kept, 0});
+            if (entry.includeSubdomains == 1) patterns.domains.push_back({kept, 0});
+        } else {
+            // QUIRK: an entry with a path applies in every mode, whatever its kind.
+            // Test: EntriesWithPathsIgnoreTheirKind
+            const std::string_view path = base::FieldText(entry.path, sizeof entry.path);
+            const std::string_view kept = texts.emplace_back(Folded(WithoutTrailingSlash(path)));
+            pathsOfHosts[std::move(host)].push_back({kept, 0});
+        }
+    });
+
+    UserUrls list;
+    const auto add = [&list](const HostPatterns& patterns) {
+        return Hosts{list.prefixes_.Add(patterns.starts), list.suffixes_.Add(patterns.domains)};
+    };
+    list.everywhere_ = add(everywhere);
+    list.secureOnly_ = add(secureOnly);
+    std::vector<PrefixTree::Pattern> hosts;
+    hosts.reserve(pathsOfHosts.size());
+    for (const auto& [host, paths] : pathsOfHosts) hosts.push_back({host, list.prefixes_.Add(paths)});
+    list.hostsWithPaths_ = list.prefixes_.Add(hosts);
+    *this = std::move(list);
+}
+
+bool UserUrls::HoldsHost(const Hosts& hosts, std::string_view text) const {
+    if (prefixes_.Walk(hosts.starts, text.data(), text.size(), kAny, kEnough)) return true;
+    const auto standsBehindDot = [text](std::size_t length) {
+        return length < text.size() && StandsBehindDot(text, length);
+    };
+    const auto isFirst = [text](std::size_t length, std::uint32_t) {
+        const std::size_t at = text.size() - length;
+        return base::FindText(text, text.substr(at)) == at;
+    };
+    return suffixes_.Walk(hosts.domains, text.data() + text.size(), text.size(), standsBehindDot, isFirst);
+}
+
+// pathBehind(length) gives the path to test when the host text took length characters.
+template <class PathBehind>
+bool UserUrls::HoldsPath(std::string_view text, PathBehind pathBehind) const {
+    const auto holds = [&](std::size_t length, std::uint32_t root) {
+        const std::string_view path = pathBehind(length);
+        const auto ends = [path](std::size_t at) { return EndsUrlPart(path, at); };
+        return prefixes_.Walk(root, path.data(), path.size(), ends, kEnough);
+    };
+    return prefixes_.Walk(hostsWithPaths_, text.data(), text.size(), kAny, holds);
+}
+
+bool UserUrls::MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept {
+    const PaddedText paddedHost(host, LetterCase::kFolded);
+    if (!paddedHost.Fits()) return false;
+    const std::string_view text = paddedHost.View();
+    if (HoldsHost(everywhere_, text) || (IsSecure(mode) && HoldsHost(secureOnly_, text))) return true;
+    if (hostsWithPaths_ == PrefixTree::kNone) return false;
+    const PaddedText paddedPath(path, LetterCase::kFolded);
+    return paddedPath.Fits() && HoldsPath(text, [&](std::size_t) { return paddedPath.View(); });
+}
+
+bool UserUrls::MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept {
+    const PaddedText padded(url, LetterCase::kFolded);
+    if (!padded.Fits()) return false;
+    const std::string_view text = padded.View();
+    if (HoldsHost(everywhere_, text) || (IsSecure(mode) && HoldsHost(secureOnly_, text))) return true;
+    return HoldsPath(text, [text](std::size_t length) { return text.substr(length); });
+}
+
+}  // namespace tarn::lists

@@ -1,0 +1,48 @@
+// The lists of sites that a parental profile allows: hosts, domains and paths, in the form that scans ask.
+// When a list is asked, and with which texts, is the scan's business.
+#ifndef TARN_LISTS_USER_LISTS_H
+#define TARN_LISTS_USER_LISTS_H
+
+#include <cstdint>
+#include <string_view>
+
+#include "tarn/companions.h"
+
+#include "lists/pattern_tree.h"
+
+namespace tarn::lists {
+
+// Whether host begins with pattern, whatever follows, or, with allowSubdomain 1, ends with it behind a ".". Only the
+// first occurrence counts; letter case does not. An empty pattern is never found.
+bool IsDomainOrSubdomain(std::string_view host, std::string_view pattern, std::uint8_t allowSubdomain);
+
+class UserUrls {
+ public:
+    // At most count nodes. Entries without a host match nothing; one "/" at the end of a path does not count.
+    void Publish(const UserUrlList& record);
+    void Clear() { *this = {}; }
+
+    // mode is the connection kind: entries of kind 2 that name a host apply in 3 and 4 only.
+    [[nodiscard]] bool MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept;
+    [[nodiscard]] bool MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept;
+
+ private:
+    // Entries that name hosts, apart by the modes they apply in.
+    struct Hosts {
+        PrefixTree::Root starts = PrefixTree::kNone;
+        SuffixTree::Root domains = SuffixTree::kNone;
+    };
+    [[nodiscard]] bool HoldsHost(const Hosts& hosts, std::string_view text) const;
+    template <class PathBehind>
+    [[nodiscard]] bool HoldsPath(std::string_view text, PathBehind pathBehind) const;
+
+    PrefixTree prefixes_;
+    SuffixTree suffixes_;
+    Hosts everywhere_;
+    Hosts secureOnly_;
+    PrefixTree::Root hostsWithPaths_ = PrefixTree::kNone;  // payload: the root of the host's paths
+};
+
+}  // namespace tarn::lists
+
+#endif

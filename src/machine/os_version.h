@@ -1,0 +1,52 @@
+// The running system's version: queries, and its classification into one code between 50001 and 50049 (0 = unknown).
+// Classification is a pure function of facts; which decision hangs on a code is told by its users.
+#ifndef TARN_MACHINE_OS_VERSION_H
+#define TARN_MACHINE_OS_VERSION_H
+
+#include <cstdint>
+
+namespace tarn::machine {
+
+struct VersionRecord {
+    std::uint32_t platform = 0;  // 1 = the DOS-based line, 2 = the NT line
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+    std::uint32_t build = 0;
+    std::uint16_t suiteMask = 0;
+    std::uint8_t productType = 0;  // 1 workstation, 2 domain controller, 3 server
+};
+
+struct SystemFacts {
+    bool versionKnown = false;
+    VersionRecord version;
+    std::uint16_t architecture = 0;  // the native processor architecture code
+    bool exactly10 = false;          // RtlVerifyVersionInfo says 10.0
+    bool exactly63 = false;          // RtlVerifyVersionInfo says 6.3
+    bool secondRelease = false;      // GetSystemMetrics index 89
+};
+
+// Architecture codes 6, 7, 9 and 10.
+bool Is64BitArchitecture(std::uint16_t architecture);
+
+std::uint32_t ClassifySystem(const SystemFacts& facts);
+
+// The versions that can be asked for exactly, by number: 1 = 5.0; 2 = 5.1, or 5.2 on a 64-bit architecture; 3 = 5.2;
+// 4 = 6.0; 5 = 6.1; 6 = 6.2; 7 = 6.3; any other = 10.0.
+struct VersionPair {
+    std::uint32_t major;
+    std::uint32_t minor;
+};
+VersionPair ExactVersion(int number, bool is64Bit);
+
+// ---- Edge. Every entry point is looked up at run time; a missing one makes the query fail. ----
+
+bool QueryVersion(VersionRecord& version);
+std::uint16_t QueryArchitecture();
+bool QueryIsExactlyVersion(int number, bool& matches);
+// Older than 5.1 (5.2 on a 64-bit architecture) with service pack 2.0.
+bool QueryIsOlderThanServicePackBaseline(bool& older);
+SystemFacts QuerySystemFacts();
+
+}  // namespace tarn::machine
+
+#endif

@@ -1,0 +1,121 @@
+#include "machine/process_inspector_win32.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+
+#include "machine/win32_owners.h"
+
+namespace tarn::machine {
+namespace {
+
+constexpr DWORD kQueryAndRead = PROCESS_QUERY_INFORMATION | PROCESS_VM_READ;  // 0x410
+constexpr std::size_t kDomainCapacity = 256;
+constexpr DWORD kPathUnits = static_cast<DWORD>(base::kPathCapacity);
+
+// A token user with its identifier behind it: the record, and the longest identifier that exists.
+constexpr std::size_t kTokenUserCapacity = sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE;
+
+using ModuleFileNameFn = DWORD(WINAPI*)(HANDLE, HMODULE, LPWSTR, DWORD);
+using ProcessImageNameFn = DWORD(WINAPI*)(HANDLE, LPWSTR, DWORD);
+
+template <class Function>
+Function Find(HMODULE module, const char* name) {
+    return module == nullptr ? nullptr
+                             : reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+}
+
+bool ReadTokenUser(HANDLE token, unsigned char (&buffer)[kTokenUserCapacity]) {
+    DWORD size = 0;
+    if (GetTokenInformation(token, TokenUser, nullptr, 0, &size) || GetLastError() != ERROR_INSUFFICIENT_BUFFER)
+        return false;
+    return size <= sizeof buffer && GetTokenInformation(token, TokenUser, buffer, size, &size);
+}
+
+void CopyIdentifier(PSID sid, ProcessUser& user) {
+    user.sid = {};
+    if (!IsValidSid(sid)) return;
+    const DWORD length = GetLengthSid(sid);
+    if (length <= user.sid.size()) std::memcpy(user.sid.data(), sid, length);
+}
+
+bool DosDeviceTarget(const char16_t* name, std::array<char16_t, 259>& target) {
+    return QueryDosDeviceW(Wide(name), Wide(target.data()), static_cast<DWORD>(target.size())) != 0;
+}
+
+// The path that the process status library knows: the file name of the main module, else the device path of the image.
+bool ImagePath(HANDLE process, base::PathBuffer& path) {
+    const UniqueModule psapi(LoadLibraryW(L"PSAPI.DLL"));
+    auto moduleFileName = Find<ModuleFileNameFn>(psapi.Get(), "GetModuleFileNameExW");
+    if (moduleFileName == nullptr)
+        moduleFileName = Find<ModuleFileNameFn>(GetModuleHandleW(L"kernel32.dll"), "GetModuleFileNameExW");
+    const auto imageName = Find<ProcessImageNameFn>(psapi.Get(), "GetProcessImageFileNameW");
+    path[0] = u'\0';
+    if (moduleFileName == nullptr)
+        return imageName != nullptr && imageName(process, Wide(path.data()), kPathUnits) != 0;
+    if (moduleFileName(process, nullptr, Wide(path.data()), kPathUnits) != 0) {
+        path.back() = u'\0';
+        return true;
+    }
+    if (imageName == nullptr) return false;
+    base::PathBuffer device;
+    const DWORD length = imageName(process, Wide(device.data()), kPathUnits);
+    if (length == 0 || length >= kPathUnits) return false;
+    return DrivePathFromDevicePath({device.data(), length}, DosDeviceTarget, path);
+}
+
+bool MakeLongPath(base::PathBuffer& path) {
+    base::PathBuffer longPath;
+    const DWORD length = GetLongPathNameW(Wide(path.data()), Wide(longPath.data()), kPathUnits);
+    if (length == 0 || length >= kPathUnits) return false;
+    path = longPath;
+    return true;
+}
+
+}  // namespace
+
+bool WindowsProcessInspector::GetProcessUser(std::uint32_t processId, ProcessUser& user) {
+    const UniqueHandle process(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId));
+    if (!process.Owns()) return false;
+    UniqueHandle token;
+    if (!OpenProcessToken(process.Get(), TOKEN_QUERY, token.Out())) return false;
+    alignas(TOKEN_USER) unsigned char buffer[kTokenUserCapacity];
+    if (!ReadTokenUser(token.Get(), buffer)) return false;
+    PSID const sid = reinterpret_cast<const TOKEN_USER*>(buffer)->User.Sid;
+
+    std::array<wchar_t, kDomainCapacity> domain;
+    DWORD nameLength = static_cast<DWORD>(user.name.size());
+    DWORD domainLength = static_cast<DWORD>(domain.size());
+    SID_NAME_USE use = SidTypeUnknown;
+    if (!LookupAccountSidW(nullptr, sid, Wide(user.name.data()), &nameLength, domain.data(), &domainLength, &use)) {
+        user = {};
+        return false;
+    }
+    CopyIdentifier(sid, user);
+    return true;
+}
+
+bool WindowsProcessInspector::GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path,
+                                                  std::uint32_t& error) {
+    error = 0;
+    const UniqueHandle process(OpenProcess(kQueryAndRead, FALSE, processId));
+    if (process.Owns() && ImagePath(process.Get(), path) && MakeLongPath(path)) return true;
+    error = GetLastError();
+    return false;
+}
+
+std::uint32_t WindowsProcessInspector::CurrentProcessId() {
+    return GetCurrentProcessId();
+}
+
+bool WindowsProcessInspector::ToWide(std::string_view text, std::span<char16_t> wide) {
+    const int given = static_cast<int>(text.size());
+    // No flags: the system's code page may be UTF-8, which takes none.
+    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), given, nullptr, 0);
+    if (length <= 0 || static_cast<std::size_t>(length) >= wide.size()) return false;
+    if (MultiByteToWideChar(CP_ACP, 0, text.data(), given, Wide(wide.data()), length) != length) return false;
+    wide[static_cast<std::size_t>(length)] = u'\0';
+    return true;
+}
+
+}  // namespace tarn::machine

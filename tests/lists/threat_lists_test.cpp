@@ -1,0 +1,218 @@
+#include "lists/threat_lists.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "lists/plain_walk.h"
+#include "lists/random_texts.h"
+#include "lists/record_owners.h"
+
+namespace tarn::lists {
+namespace {
+
+std::string Malicious(ThreatListOwner& owner, std::string_view host, std::string_view path) {
+    owner.Sort();
+    MaliciousList list;
+    list.Publish(owner.Record());
+    const std::optional<std::string_view> found = list.Find(host, path);
+    EXPECT_EQ(found, plain::FindMalicious(host, path, owner.Record())) << host << path;
+    return found ? std::string(*found) : "none";
+}
+
+bool Phishing(PhishingListOwner& owner, std::string_view host, std::string_view path) {
+    owner.Sort();
+    PhishingList list;
+    list.Publish(owner.Record());
+    const bool found = list.Matches(host, path);
+    EXPECT_EQ(found, plain::MatchPhishing(host, path, owner.Record())) << host << path;
+    return found;
+}
+
+TEST(MaliciousList, WholeSiteHasTheNameOfItsRoot) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", true, {{"Path.A", "/a"}, {"Site", "/"}, {"Other", ""}});
+    owner.Add("empty.example", true, {{"Path.B", "/b"}});
+    owner.Add("bare.example", true);
+    EXPECT_EQ(Malicious(owner, "bad.example", ""), "Site");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/"), "Site");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/x"), "Site");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/a/x"), "Path.A");
+    EXPECT_EQ(Malicious(owner, "empty.example", "/"), "");
+    EXPECT_EQ(Malicious(owner, "bare.example", "/x"), "");
+    EXPECT_EQ(Malicious(owner, "www.bad.example", "/"), "none") << "no suffixes here";
+    EXPECT_EQ(Malicious(owner, "bad.example.", "/"), "none");
+    EXPECT_EQ(Malicious(owner, "bad", "/"), "none");
+    EXPECT_EQ(Malicious(owner, "Bad.example", "/"), "none") << "hosts are compared as they stand";
+}
+
+TEST(MaliciousList, PathRule) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", false, {{"Root", "/"}, {"Dir", "/Dir"}, {"Slash", "/s/"}, {"Long", "/dir/x"}});
+    for (const char* path : {"/dir", "/DIR/y", "/dir?q", "/dir#f"})
+        EXPECT_EQ(Malicious(owner, "bad.example", path), "Dir");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/dir/x"), "Dir") << "the first node in list order";
+    EXPECT_EQ(Malicious(owner, "bad.example", "/s/anything"), "Slash");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/s/"), "Slash");
+    for (const char* path : {"", "/", "/s", "/dirx", "/d", "/x"})
+        EXPECT_EQ(Malicious(owner, "bad.example", path), "none") << path;
+}
+
+TEST(MaliciousList, EntriesOfOneHostAreTriedInOrderUpToAWholeSite) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", false, {{"A", "/a"}});
+    owner.Add("bad.example", false, {{"B", "/a"}, {"C", "/c"}});
+    owner.Add("bad.example", true, {{"Site", "/"}, {"D", "/d"}});
+    owner.Add("bad.example", false, {{"E", "/e"}});
+    EXPECT_EQ(Malicious(owner, "bad.example", "/a"), "A");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/c"), "C");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/d"), "D");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/e"), "Site") << "behind the whole site nothing is reached";
+    EXPECT_EQ(Malicious(owner, "bad.example", "/"), "Site");
+}
+
+TEST(MaliciousList, WholeSiteFlagIsExactlyOne) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", true).wholeSite = 2;
+    EXPECT_EQ(Malicious(owner, "bad.example", "/"), "none");
+}
+
+TEST(MaliciousList, AWrongHashIsNeverFound) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", true).hash ^= 1;
+    owner.Add("other.example", true);
+    EXPECT_EQ(Malicious(owner, "bad.example", "/"), "none");
+    EXPECT_EQ(Malicious(owner, "other.example", "/"), "");
+}
+
+TEST(ThreatLists, NullsAreSkipped) {
+    ThreatListOwner threats;
+    threats.Add("bad.example", true).host = nullptr;
+    threats.Add("worse.example", true);
+    EXPECT_EQ(Malicious(threats, "bad.example", "/"), "none");
+    EXPECT_EQ(Malicious(threats, "worse.example", "/"), "");
+    MaliciousList malicious;
+    malicious.Publish(ThreatSiteList{77, nullptr});
+    EXPECT_EQ(malicious.Find("", ""), std::nullopt);
+    PhishingListOwner sites;
+    sites.Add("bad.example", true).host = nullptr;
+    EXPECT_FALSE(Phishing(sites, "bad.example", "/"));
+    PhishingList phishing;
+    phishing.Publish(PhishingSiteList{77, nullptr});
+    EXPECT_FALSE(phishing.Matches("", ""));
+}
+
+TEST(ThreatLists, ChainsThatRunIntoThemselvesEnd) {
+    ThreatListOwner threats;
+    ThreatSiteEntry& threat = threats.Add("bad.example", false, {{"A", "/a"}, {"B", "/b"}});
+    threat.threats->next->next = threat.threats;
+    MaliciousList malicious;
+    malicious.Publish(threats.Record());
+    EXPECT_EQ(malicious.Find("bad.example", "/b"), "B");
+    EXPECT_EQ(malicious.Find("bad.example", "/c"), std::nullopt);
+    PhishingListOwner sites;
+    PhishingSiteEntry& site = sites.Add("bad.example", false, {"/a"});
+    site.paths->next = site.paths;
+    PhishingList phishing;
+    phishing.Publish(sites.Record());
+    EXPECT_TRUE(phishing.Matches("bad.example", "/a"));
+    EXPECT_FALSE(phishing.Matches("bad.example", "/b"));
+}
+
+TEST(ThreatLists, FieldsWithoutNulEndAtTheirLastByte) {
+    ThreatListOwner owner;
+    ThreatSiteEntry& entry = owner.Add("bad.example", false, {{"A", "/a"}});
+    std::memset(entry.threats->name, 'n', sizeof entry.threats->name);
+    std::memset(entry.threats->path, 'p', sizeof entry.threats->path);
+    EXPECT_EQ(Malicious(owner, "bad.example", std::string(199, 'p')), std::string(49, 'n'));
+    EXPECT_EQ(Malicious(owner, "bad.example", std::string(200, 'p')), "none");
+}
+
+TEST(PhishingList, WholeSiteOrPath) {
+    PhishingListOwner owner;
+    owner.Add("bad.example", false, {"/a", "/s/"});
+    owner.Add("bad.example", false, {"/b"});
+    owner.Add("worse.example", false, {"/a"});
+    owner.Add("worse.example", true);
+    for (const char* path : {"/a", "/a/x", "/s/x", "/s/", "/b"})
+        EXPECT_TRUE(Phishing(owner, "bad.example", path)) << path;
+    for (const char* path : {"", "/", "/A", "/ab", "/a?q", "/s"})
+        EXPECT_FALSE(Phishing(owner, "bad.example", path)) << path;
+    EXPECT_TRUE(Phishing(owner, "worse.example", ""));
+    EXPECT_FALSE(Phishing(owner, "www.worse.example", ""));
+}
+
+TEST(PhishingList, AnEmptyPathStandsForEveryPath) {
+    PhishingListOwner owner;
+    owner.Add("bad.example", false, {""});
+    EXPECT_TRUE(Phishing(owner, "bad.example", ""));
+    EXPECT_TRUE(Phishing(owner, "bad.example", "/x"));
+    EXPECT_FALSE(Phishing(owner, "bad.example", "x"));
+}
+
+TEST(ThreatLists, PublishReplacesAndClearEmpties) {
+    ThreatListOwner owner;
+    owner.Add("bad.example", true);
+    MaliciousList list;
+    list.Publish(owner.Record());
+    EXPECT_TRUE(list.Find("bad.example", "").has_value());
+    list.Publish(ThreatSiteList{});
+    EXPECT_FALSE(list.Find("bad.example", "").has_value());
+    list.Publish(owner.Record());
+    list.Clear();
+    EXPECT_FALSE(list.Find("bad.example", "").has_value());
+}
+
+TEST(ThreatLists, AgreeWithThePlainWalk) {
+    std::size_t maliciousHits = 0;
+    std::size_t phishingHits = 0;
+    constexpr std::size_t kLists = 3000;
+    for (std::uint32_t seed = 0; seed < kLists; ++seed) {
+        RandomTexts random(seed);
+        std::string hosts[5];
+        std::string paths[6];
+        for (std::string& host : hosts) host = random.Text("ab.", random.Length(255));
+        for (std::string& path : paths) path = random.OneIn(6) ? "" : "/" + random.Text("aab/", random.Length(1000));
+        ThreatListOwner threats;
+        PhishingListOwner sites;
+        for (std::size_t count = random.Below(random.OneIn(10) ? 60 : 8); count != 0; --count) {
+            const std::string& host = hosts[random.Below(5)];
+            std::vector<Threat> nodes;
+            std::vector<std::string> listed;
+            for (std::size_t n = random.Below(5); n != 0; --n) {
+                std::string path =
+                    random.OneIn(3) ? random.Text("ab/", random.Length(30)) : random.PieceOf(paths[random.Below(6)]);
+                if (random.OneIn(4)) path = random.OneIn(2) ? "/" : "";
+                if (random.OneIn(4)) path += '/';
+                path = random.Recased(path);
+                nodes.push_back({"threat " + std::to_string(random.Below(1000)), path.substr(0, 199)});
+                listed.push_back(path);
+            }
+            const bool wholeSite = random.OneIn(4);
+            threats.Add(host, wholeSite, nodes).hash ^= random.OneIn(20) ? 1U : 0U;
+            sites.Add(host, wholeSite, listed).hash ^= random.OneIn(20) ? 1U : 0U;
+        }
+        const HashOrder order = random.OneIn(2) ? HashOrder::kAscending : HashOrder::kDescending;
+        threats.Sort(order);
+        sites.Sort(order);
+        MaliciousList malicious;
+        PhishingList phishing;
+        malicious.Publish(threats.Record());
+        phishing.Publish(sites.Record());
+        for (int i = 0; i < 10; ++i) {
+            const std::string& host = hosts[random.Below(5)];
+            const std::string path = random.Recased(paths[random.Below(6)]);
+            const auto expected = plain::FindMalicious(host, path, threats.Record());
+            const bool isPhishing = plain::MatchPhishing(host, path, sites.Record());
+            ASSERT_EQ(malicious.Find(host, path), expected) << "seed " << seed << ' ' << host << path;
+            ASSERT_EQ(phishing.Matches(host, path), isPhishing) << "seed " << seed << ' ' << host << path;
+            maliciousHits += expected ? 1U : 0U;
+            phishingHits += isPhishing ? 1U : 0U;
+        }
+    }
+    EXPECT_GT(maliciousHits, kLists) << "too few matches to prove anything";
+    EXPECT_GT(phishingHits, kLists) << "too few matches to prove anything";
+    EXPECT_LT(maliciousHits, 9 * kLists);
+}
+
+}  // namespace
+}  // namespace tarn::lists

@@ -1,0 +1,106 @@
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+
+#include "shape/source_rules.h"
+
+namespace tarn::shape {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::IsEmpty;
+
+// This test's own cases hold breaches on purpose.
+constexpr std::string_view kCasesOfTheRules = "tests/shape/source_rules_test.cpp";
+
+std::string ReadWhole(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+bool IsSource(const fs::path& path) {
+    return path.extension() == ".h" || path.extension() == ".cpp" || path.extension() == ".c";
+}
+
+std::vector<SourceFile> FilesUnder(std::initializer_list<const char*> folders) {
+    const fs::path root = TARN_SOURCE_FOLDER;
+    std::vector<SourceFile> files;
+    for (const char* folder : folders)
+        for (const auto& entry : fs::recursive_directory_iterator(root / folder))
+            if (const std::string path = entry.path().lexically_relative(root).generic_string();
+                IsSource(entry.path()) && path != kCasesOfTheRules)
+                files.push_back({path, ReadWhole(entry.path())});
+    std::sort(files.begin(), files.end(), [](const auto& left, const auto& right) { return left.path < right.path; });
+    return files;
+}
+
+const std::vector<SourceFile>& AllFiles() {
+    static const std::vector<SourceFile> kFiles =
+        FilesUnder({"include", "src", "companions", "host", "tests", "bench", "fuzz", "examples"});
+    return kFiles;
+}
+
+template <class Rule>
+Complaints CheckAll(Rule&& rule) {
+    Complaints all;
+    for (const SourceFile& file : AllFiles()) {
+        const Complaints some = rule(file);
+        all.insert(all.end(), some.begin(), some.end());
+    }
+    return all;
+}
+
+TEST(TheHouse, HasItsSources) {
+    EXPECT_GT(AllFiles().size(), 10U);
+}
+
+TEST(TheHouse, NoFileIncludesFromALayerAbove) {
+    EXPECT_THAT(CheckAll(CheckLayers), IsEmpty());
+}
+
+TEST(TheHouse, SystemHeadersStandInFilesNamedForThem) {
+    EXPECT_THAT(CheckAll(CheckSystemHeaders), IsEmpty());
+}
+
+TEST(TheHouse, NoHeaderIsIncludedByItsPlaceOnOneMachine) {
+    EXPECT_THAT(CheckAll(CheckAbsoluteIncludes), IsEmpty());
+}
+
+TEST(TheHouse, GuardsSayFolderAndFile) {
+    EXPECT_THAT(CheckAll(CheckGuard), IsEmpty());
+    EXPECT_THAT(CheckGuardsDiffer(AllFiles()), IsEmpty());
+}
+
+TEST(TheHouse, AFileIsOneIdea) {
+    EXPECT_THAT(CheckAll(CheckLength), IsEmpty());
+}
+
+TEST(TheHouse, TheLibraryHasNoThreadLocal) {
+    EXPECT_THAT(CheckAll(CheckThreadLocal), IsEmpty());
+}
+
+TEST(TheHouse, EveryQuirkNamesATestThatExists) {
+    const std::vector<SourceFile> tests = FilesUnder({"tests"});
+    EXPECT_THAT(CheckAll([&](const SourceFile& file) {
+                    return file.path.starts_with("tests/shape/") ? Complaints{} : CheckQuirks(file, tests);
+                }),
+                IsEmpty());
+}
+
+TEST(TheHouse, EveryRoomSaysWhatItDecides) {
+    const fs::path root = TARN_SOURCE_FOLDER;
+    std::vector<fs::path> rooms;
+    for (const auto& entry : fs::directory_iterator(root / "src"))
+        if (entry.is_directory()) rooms.push_back(entry.path());
+    ASSERT_GE(rooms.size(), 7U);
+    for (const char* folder : {"companions", "host", "tests", "bench", "fuzz", "examples"})
+        rooms.push_back(root / folder);
+    for (const fs::path& room : rooms) EXPECT_FALSE(ReadWhole(room / "README.md").empty()) << room;
+}
+
+}  // namespace
+}  // namespace tarn::shape
