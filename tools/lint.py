@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""clang-tidy over the library, companions, host and examples, each file once.  usage: lint.py [FILE...]
+
+A clean file is remembered in build/lint until it, a header that it includes, its compiler options, .clang-tidy or
+clang-tidy itself changes. A file that the native build compiles is read as there, any other as for Windows.
+"""
+import concurrent.futures
+import hashlib
+import json
+import re
+import shlex
+import subprocess
+import sys
+from pathlib import Path
+
+import build
+import sources
+
+ROOT = build.ROOT
+FOLDERS = ('src', 'companions', 'host', 'examples')
+STAMPS = ROOT / 'build' / 'lint'
+NOISE = re.compile(r'warnings? generated\.$|^Suppressed|^Use -header-filter')
+INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
+
+
+def commands_of(preset):
+    """Each source of a preset, as an absolute path, and the command that compiles it."""
+    with open(ROOT / 'build' / preset / 'compile_commands.json', encoding='utf-8') as stream:
+        return {entry['file']: shlex.split(entry['command']) for entry in json.load(stream)}
+
+
+def options_of(command):
+    """What clang has to know of a compiler's command: includes, definitions, language and warnings, not its output.
+
+    A precompiled header is left out, so that a file which includes too little is found here.
+    """
+    kept = []
+    words = iter(command[1:])
+    for word in words:
+        if word in ('-include', '-o', '-c'):
+            if word != '-c':
+                next(words)
+        elif word in ('-isystem', '-I', '-D'):
+            kept += [word, next(words)]
+        elif word.startswith(('-I', '-D', '-std=', '-isystem', '-W')) and word not in ('-Werror', '-Winvalid-pch'):
+            kept.append(word)
+    return [*kept, '-Wno-unknown-warning-option']
+
+
+def included_headers(file, folders, root=ROOT):
+    """The headers of the project that a file includes, directly or not: what its stamp depends on."""
+    found, waiting = set(), [Path(file)]
+    while waiting:
+        current = waiting.pop()
+        for name in INCLUDE.findall(current.read_text(encoding='utf-8', errors='replace')):
+            for folder in (current.parent, *map(Path, folders)):
+                header = (folder / name).resolve()
+                if header.is_file() and header.is_relative_to(root) and header not in found:
+                    found.add(header)
+                    waiting.append(header)
+    return sorted(found)
+
+
+def include_folders(options):
+    pairs = zip(options, [*options[1:], ''])
+    return [word[2:] or following for word, following in pairs if word.startswith('-I')]
+
+
+def cross_compiler_includes():
+    """clang does not find the headers of the cross compiler by itself."""
+    said = subprocess.run(['x86_64-w64-mingw32-g++-posix', '-E', '-v', '-x', 'c++', '/dev/null'], capture_output=True,
+                          text=True, check=True).stderr
+    listed = said[said.index('#include <'):said.index('End of search')].splitlines()[1:]
+    wanted = [line.strip() for line in listed if not line.endswith(('/include-fixed', '/12-posix/include'))]
+    return [word for folder in wanted for word in ('-isystem', folder)]
+
+
+class Linter:
+    def __init__(self):
+        for preset in ('native', 'windows'):
+            if not (ROOT / 'build' / preset / 'compile_commands.json').exists() and not build.configure(preset):
+                sys.exit(1)
+        self.native = commands_of('native')
+        self.windows = commands_of('windows')
+        self.cross = ['--target=x86_64-w64-windows-gnu', '-nostdlibinc', *cross_compiler_includes()]
+        version = subprocess.run(['clang-tidy', '--version'], capture_output=True, text=True, check=True).stdout
+        self.setting = version + (ROOT / '.clang-tidy').read_text(encoding='utf-8')
+
+    def options(self, file):
+        path = str(ROOT / file)
+        if path in self.native:
+            return options_of(self.native[path])
+        if path in self.windows:
+            return [*options_of(self.windows[path]), *self.cross]
+        return None
+
+    def stamp(self, file, options):
+        state = hashlib.sha256(self.setting.encode() + ' '.join(options).encode())
+        for path in (ROOT / file, *included_headers(ROOT / file, include_folders(options))):
+            state.update(str(path).encode() + path.read_bytes())
+        return STAMPS / state.hexdigest()[:32]
+
+    def lint(self, file):
+        """None when the file is clean, otherwise what is to be said about it."""
+        options = self.options(file)
+        if options is None:
+            return f'{file}: no build compiles it'
+        stamp = self.stamp(file, options)
+        if stamp.exists():
+            return None
+        complaint = tidy(file, options)
+        if complaint is None:
+            stamp.touch()
+        return complaint
+
+
+def tidy(file, options):
+    ended = subprocess.run(['clang-tidy', '--quiet', file, '--', *options], cwd=ROOT, stdout=subprocess.PIPE,
+                           stderr=subprocess.STDOUT, text=True, errors='replace', check=False)
+    if ended.returncode == 0:
+        return None
+    return '\n'.join([f'{file}:', *(line for line in ended.stdout.splitlines() if not NOISE.search(line))])
+
+
+def main(files):
+    files = [str(Path(file)) for file in files] or sources.all_sources(FOLDERS, ('.cpp', '.c'))
+    if not files:
+        sys.exit('There is no source to lint.')
+    STAMPS.mkdir(parents=True, exist_ok=True)
+    linter = Linter()
+    with concurrent.futures.ThreadPoolExecutor(build.JOBS) as pool:
+        complaints = [complaint for complaint in pool.map(linter.lint, files) if complaint]
+    for complaint in complaints:
+        print(complaint)
+    print(f'{len(files)} files linted, {len(complaints)} not clean')
+    return 1 if complaints else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|bench|fuzz]…
+source tools/common.sh
+
+# What each purpose needs: a command or a file, and the package that brings it.
+NeedsOf() {
+    case $1 in
+    build) cat <<'TABLE'
+g++                                  g++
+cmake                                cmake
+ninja                                ninja-build
+python3                              python3
+x86_64-w64-mingw32-g++-posix         g++-mingw-w64-x86-64
+wine                                 wine
+/usr/lib/wine/wine64                 wine64
+/usr/src/googletest/CMakeLists.txt   googletest
+/usr/include/CLI/CLI.hpp             libcli11-dev
+/usr/include/nlohmann/json.hpp       nlohmann-json3-dev
+/usr/include/toml++/toml.h           libtomlplusplus-dev
+/usr/include/fmt/core.h              libfmt-dev
+TABLE
+        ;;
+    check) cat <<'TABLE'
+clang-format                         clang-format
+clang-tidy                           clang-tidy
+TABLE
+        ;;
+    bench) echo "/usr/include/benchmark/benchmark.h   libbenchmark-dev" ;;
+    fuzz) cat <<'TABLE'
+clang++-14                           clang-14
+/usr/lib/llvm-14/bin/llvm-symbolizer llvm-14
+/usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a libclang-rt-14-dev
+TABLE
+        ;;
+    *) Fail "setup.sh knows no purpose '$1'" ;;
+    esac
+}
+
+MissingPackages() {
+    local purpose need package
+    for purpose in "$@"; do
+        while read -r need package; do
+            if [[ $need == /* ]]; then [[ -e $need ]] || Say "$package"
+            else command -v "$need" >/dev/null || Say "$package"; fi
+        done < <(NeedsOf "$purpose")
+    done
+}
+
+AsRoot() {
+    if [[ $(id -u) == 0 ]]; then "$@"
+    elif command -v sudo >/dev/null; then sudo "$@"
+    else Fail "Not root, and there is no sudo."; fi
+}
+
+(($#)) || set -- build check bench
+for purpose in "$@"; do NeedsOf "$purpose" >/dev/null; done
+mapfile -t missing < <(MissingPackages "$@")
+((${#missing[@]})) || exit 0
+log=build/logs/setup.log
+byHand="Install by hand, then run ./dev again:  apt-get install --no-install-recommends ${missing[*]}"
+command -v apt-get >/dev/null || Fail "These Debian packages are missing, and there is no apt-get: ${missing[*]}"
+mkdir -p build/logs
+Say "Installing ${missing[*]} (log: $log)"
+AsRoot apt-get update >"$log" 2>&1 || { tail -n 5 "$log"; Fail "The package lists cannot be fetched. $byHand"; }
+AsRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}" \
+    >>"$log" 2>&1 </dev/null || { tail -n 15 "$log"; Fail "The packages cannot be installed. $byHand"; }
+mapfile -t missing < <(MissingPackages "$@")
+((${#missing[@]} == 0)) || Fail "Installed, and yet not found what these packages bring: ${missing[*]}"

@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Many lives of the library under Wine, or many threads in one.  soak.sh [CYCLES | --seconds N]
+source tools/common.sh
+tools/setup.sh build
+Build windows src/all companions/all soak
+WarmWine >/dev/null
+[[ ${1:-} == --* ]] || set -- --cycles "${1:-10000}"
+mkdir -p build/logs
+cmake/wine-run build/windows/tests/soak.exe "$@" | tee build/logs/soak.log
+tail -n 1 build/logs/soak.log | grep -q '^steady' || Fail "The soak did not run to its end, or was not steady."

@@ -1,0 +1,67 @@
+import tempfile
+import unittest
+from pathlib import Path
+
+import lint
+
+
+class OptionsOf(unittest.TestCase):
+    def test_keeps_what_decides_the_meaning(self):
+        command = ['ccache', 'g++', '-DA="b c"', '-I/p/src', '-isystem', '/p/lib', '-O1', '-g', '-fsanitize=address',
+                   '-std=c++20', '-Winvalid-pch', '-include', '/p/cmake_pch.hxx', '-Wall', '-Werror', '-o', 'a.o', '-c', 'a.cpp']
+        self.assertEqual(lint.options_of(command), ['-DA="b c"', '-I/p/src', '-isystem', '/p/lib', '-std=c++20',
+                                                    '-Wall', '-Wno-unknown-warning-option'])
+
+
+class IncludedHeaders(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name).resolve()
+
+    def write(self, path, text):
+        (self.root / path).parent.mkdir(parents=True, exist_ok=True)
+        (self.root / path).write_text(text, encoding='utf-8')
+
+    def test_follows_them_through_folders_and_circles(self):
+        self.write('src/url/a.cpp', '#include <vector>\n#include "url/a.h"\n  #  include <tarn/tarn.h>\n')
+        self.write('src/url/a.h', '#include "base/b.h"\n#include "near.h"\n')
+        self.write('src/url/near.h', '#include "url/a.h"\n')
+        self.write('src/base/b.h', '')
+        self.write('include/tarn/tarn.h', '')
+        self.write('src/base/unused.h', '')
+        found = lint.included_headers(self.root / 'src/url/a.cpp', [self.root / 'src', self.root / 'include'],
+                                      self.root)
+        self.assertEqual([str(path.relative_to(self.root)) for path in found],
+                         ['include/tarn/tarn.h', 'src/base/b.h', 'src/url/a.h', 'src/url/near.h'])
+
+    def test_include_folders_in_both_forms(self):
+        self.assertEqual(lint.include_folders(['-I/a', '-DX', '-I', '/b', '-isystem', '/c']), ['/a', '/b'])
+
+
+class Tidy(unittest.TestCase):
+    """With the real clang-tidy and the project's checks: a lint that finds nothing must be able to find something."""
+
+    def complaint(self, text):
+        with tempfile.TemporaryDirectory(dir=lint.ROOT / 'tools' / 'tests') as folder:
+            file = Path(folder, 'case.cpp')
+            file.write_text(text, encoding='utf-8')
+            return lint.tidy(str(file), ['-std=c++20'])
+
+    def test_a_clean_file(self):
+        self.assertIsNone(self.complaint('int Twice(int value) { return 2 * value; }\n'))
+
+    def test_a_null_pointer_on_one_path(self):
+        found = self.complaint('int First(const int* at) {\n    if (at == nullptr) return *at;\n    return 0;\n}\n')
+        self.assertIn('clang-analyzer-core.NullDereference', found)
+
+    def test_two_branches_that_are_the_same(self):
+        found = self.complaint('int Same(int a) {\n    if (a > 1) return 2;\n    else return 2;\n}\n')
+        self.assertIn('bugprone-branch-clone', found)
+
+    def test_a_file_that_does_not_compile(self):
+        self.assertIn('clang-diagnostic-error', self.complaint('int Missing() { return none; }\n'))
+
+
+if __name__ == '__main__':
+    unittest.main()
