@@ -12,7 +12,8 @@ endforeach()
 
 add_library(tarn_header_libraries INTERFACE)
 target_include_directories(tarn_header_libraries SYSTEM INTERFACE ${TARN_HEADER_FOLDER})
-target_compile_definitions(tarn_header_libraries INTERFACE FMT_HEADER_ONLY)
 # A policy is text from outside, and the TOML parser's assertions do not hold for all of it ("[!x]"). Behind each of them
 # stands its proper error, so they must not end a build that has assertions. All files have to agree on this.
 target_compile_options(tarn_header_libraries INTERFACE "-DTOML_ASSERT(condition)=static_assert(true)")
+# Compiled once, in cmake/libraries: whoever uses them links tarn_toml or tarn_fmt.
+target_compile_definitions(tarn_header_libraries INTERFACE TOML_HEADER_ONLY=0)

@@ -20,6 +20,7 @@ from pathlib import Path
 import evidence
 
 NEVER_STARTED = 125  # the exit status of cmake/wine-run
+NOT_FOUND = 127
 
 
 def parse_arguments(arguments):
@@ -91,7 +92,11 @@ def main(raw):
         output = messages
     start = time.monotonic()
     with open(output, 'wb') as stream:
-        status = run(command, environment, stream, arguments.limit)
+        try:
+            status = run(command, environment, stream, arguments.limit)
+        except OSError as error:
+            stream.write(f'{error}\n'.encode())
+            status = NOT_FOUND
     said = read_text(messages) or ''
     outcome = judge(arguments, report, log, status, said)
     if report.exists():

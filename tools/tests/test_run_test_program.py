@@ -70,6 +70,7 @@ class Native(ProgramTest):
     def test_a_program_that_is_not_there_failed(self):
         self.run_program(self.script('program', GOOGLE_TEST))
         self.assertEqual(self.run_program(self.folder / 'none'), (0, 1))
+        self.assertIn('No such file', self.output)
 
 
 class UnderWine(ProgramTest):
