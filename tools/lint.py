@@ -3,6 +3,10 @@
 
 A clean file is remembered in build/lint until it, a header that it includes, its compiler options, .clang-tidy or
 clang-tidy itself changes. A file that the native build compiles is read as there, any other as for Windows.
+
+Most of the time goes into the system's headers, so files of one folder with the same options are read as one text.
+Where they cannot stand together, because two name the same thing, and where there is something to say, each of them is
+read by itself.
 """
 import concurrent.futures
 import hashlib
@@ -19,6 +23,7 @@ import sources
 ROOT = build.ROOT
 FOLDERS = ('src', 'companions', 'host', 'examples')
 STAMPS = ROOT / 'build' / 'lint'
+FILES_OF_A_UNIT = 8
 NOISE = re.compile(r'warnings? generated\.$|^Suppressed|^Use -header-filter')
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 
@@ -100,18 +105,72 @@ class Linter:
             state.update(str(path).encode() + path.read_bytes())
         return STAMPS / state.hexdigest()[:32]
 
-    def lint(self, file):
-        """None when the file is clean, otherwise what is to be said about it."""
-        options = self.options(file)
-        if options is None:
-            return f'{file}: no build compiles it'
-        stamp = self.stamp(file, options)
-        if stamp.exists():
-            return None
-        complaint = tidy(file, options)
-        if complaint is None:
+    def waiting(self, files):
+        """What has to be read: (file, options, stamp), with no options for a file that no build compiles."""
+        for file in files:
+            options = self.options(file)
+            stamp = None if options is None else self.stamp(file, options)
+            if stamp is None or not stamp.exists():
+                yield file, options, stamp
+
+
+def in_units(waiting):
+    """Groups of files that may be read together: one folder, one set of options, C++."""
+    groups = {}
+    for entry in waiting:
+        file, options, _ = entry
+        alone = file if options is None or not file.endswith('.cpp') else ''
+        groups.setdefault((str(Path(file).parent), tuple(options or ()), alone), []).append(entry)
+    for group in groups.values():
+        count = -(-len(group) // FILES_OF_A_UNIT)
+        yield from (group[start::count] for start in range(count))
+
+
+def includes_twice(text):
+    names = INCLUDE.findall(text)
+    return len(names) != len(set(names))
+
+
+def joined(texts):
+    """One text of several sources, in which each header is included once."""
+    seen, lines = set(), []
+    for text in texts:
+        for line in text.splitlines():
+            name = INCLUDE.match(line)
+            if name is None or name.group(1) not in seen:
+                lines.append(line)
+            if name is not None:
+                seen.add(name.group(1))
+    return '\n'.join([*lines, ''])
+
+
+def lint_unit(unit):
+    """The complaints about the files of a unit; those without any are stamped."""
+    texts = {} if unit[0][1] is None else {entry[0]: (ROOT / entry[0]).read_text(encoding='utf-8') for entry in unit}
+    together = [entry for entry in unit if entry[0] in texts and not includes_twice(texts[entry[0]])]
+    if len(together) > 1 and tidy_joined(joined(texts[entry[0]] for entry in together), together[0][1]) is None:
+        for _, _, stamp in together:
             stamp.touch()
-        return complaint
+        unit = [entry for entry in unit if entry not in together]
+    complaints = [lint_alone(*entry) for entry in unit]
+    return [complaint for complaint in complaints if complaint]
+
+
+def tidy_joined(text, options):
+    whole = STAMPS / f'unit_{hashlib.sha256(text.encode()).hexdigest()[:16]}.cpp'
+    whole.write_text(text, encoding='utf-8')
+    complaint = tidy(str(whole), options)
+    whole.unlink()
+    return complaint
+
+
+def lint_alone(file, options, stamp):
+    if options is None:
+        return f'{file}: no build compiles it'
+    complaint = tidy(file, options)
+    if complaint is None:
+        stamp.touch()
+    return complaint
 
 
 def tidy(file, options):
@@ -128,11 +187,13 @@ def main(files):
         sys.exit('There is no source to lint.')
     STAMPS.mkdir(parents=True, exist_ok=True)
     linter = Linter()
+    waiting = list(linter.waiting(files))
+    units = sorted(in_units(waiting), key=len, reverse=True)
     with concurrent.futures.ThreadPoolExecutor(build.JOBS) as pool:
-        complaints = [complaint for complaint in pool.map(linter.lint, files) if complaint]
+        complaints = [complaint for found in pool.map(lint_unit, units) for complaint in found]
     for complaint in complaints:
         print(complaint)
-    print(f'{len(files)} files linted, {len(complaints)} not clean')
+    print(f'{len(files)} files, {len(waiting)} read in {len(units)} units, {len(complaints)} not clean')
     return 1 if complaints else 0
 
 

@@ -63,5 +63,66 @@ class Tidy(unittest.TestCase):
         self.assertIn('clang-diagnostic-error', self.complaint('int Missing() { return none; }\n'))
 
 
+class Units(unittest.TestCase):
+    def test_one_folder_and_one_set_of_options(self):
+        waiting = [('src/a/1.cpp', ['-DA'], None), ('src/a/2.cpp', ['-DA'], None), ('src/b/3.cpp', ['-DA'], None),
+                   ('src/a/4.cpp', ['-DB'], None), ('src/a/5.c', ['-DA'], None), ('src/a/6.cpp', None, None)]
+        units = sorted([file for file, _, _ in unit] for unit in lint.in_units(waiting))
+        self.assertEqual(units, [['src/a/1.cpp', 'src/a/2.cpp'], ['src/a/4.cpp'], ['src/a/5.c'], ['src/a/6.cpp'],
+                                 ['src/b/3.cpp']])
+
+    def test_every_file_of_a_large_folder_once(self):
+        waiting = [(f'src/a/{number}.cpp', [], None) for number in range(2 * lint.FILES_OF_A_UNIT + 1)]
+        units = list(lint.in_units(waiting))
+        self.assertLessEqual(max(map(len, units)), lint.FILES_OF_A_UNIT)
+        self.assertEqual(sorted(entry for unit in units for entry in unit), sorted(waiting))
+
+
+class LintUnit(unittest.TestCase):
+    """With the real clang-tidy, and sources among the project's own so that their headers' rules hold."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(dir=lint.ROOT / 'tests', prefix='lint_')
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        stamps = lint.STAMPS
+        lint.STAMPS = self.folder
+        self.addCleanup(lambda: setattr(lint, 'STAMPS', stamps))
+
+    def lint(self, *texts):
+        unit = []
+        for number, text in enumerate(texts):
+            file = self.folder / f'{number}.cpp'
+            file.write_text(text, encoding='utf-8')
+            unit.append((str(file.relative_to(lint.ROOT)), ['-std=c++20'], self.folder / f'{number}.stamp'))
+        complaints = lint.lint_unit(unit)
+        self.stamped = [stamp.exists() for _, _, stamp in unit]
+        return complaints
+
+    def test_clean_files_are_stamped(self):
+        self.assertEqual(self.lint('int One() { return 1; }\n', 'int Two() { return 2; }\n'), [])
+        self.assertEqual(self.stamped, [True, True])
+
+    def test_the_second_files_null_pointer_is_found(self):
+        complaints = self.lint('int One() { return 1; }\n', 'int First(const int* at) {\n'
+                               '    if (at == nullptr) return *at;\n    return 0;\n}\n')
+        self.assertEqual(len(complaints), 1)
+        self.assertIn('clang-analyzer-core.NullDereference', complaints[0])
+        self.assertEqual(self.stamped, [True, False])
+
+    def test_a_header_twice_in_one_file_is_found(self):
+        complaints = self.lint('#include <cstdint>\nstd::int8_t One() { return 1; }\n',
+                               '#include <cstdint>\nstd::int8_t Two() { return 2; }\n',
+                               '#include <cstdint>\n#include <cstdint>\nstd::int8_t Three() { return 3; }\n')
+        self.assertEqual(len(complaints), 1)
+        self.assertIn('readability-duplicate-include', complaints[0])
+        self.assertEqual(self.stamped, [True, True, False])
+
+    def test_files_that_cannot_stand_together_are_read_alone(self):
+        own = 'namespace {\nint Own() { return 1; }\n}  // namespace\nint Use%d() { return Own(); }\n'
+        self.assertEqual(self.lint(own % 1, own % 2), [])
+        self.assertEqual(self.stamped, [True, True])
+
+
 if __name__ == '__main__':
     unittest.main()
