@@ -81,7 +81,7 @@ def main(raw):
     log, messages, record = Path(f'{name}.log'), Path(f'{name}.messages'), Path(f'{name}.record')
     for old in (log, messages, record, Path(f'{name}.json')):
         old.unlink(missing_ok=True)
-    # Under Wine the paths of this machine stand on drive Z:, and GoogleTest takes one without a drive for a relative one.
+    # Under Wine this machine's paths stand on drive Z:, and GoogleTest takes one without a drive for a relative one.
     drive = 'Z:' if arguments.emulator else ''
     environment = {**os.environ, 'GTEST_OUTPUT': f'json:{drive}{report}'}
     command = arguments.command

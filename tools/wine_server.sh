@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Wine's server for a run of many programs, so that none of them meets the end of another one's server.
-#   wine_server.sh start [SECONDS]   makes the prefix when there is none and starts the server; it stays until it is ended,
-#                                    or for so long after the last program. Prints "started", or "runs already".
+#   wine_server.sh start [SECONDS]   makes the prefix when there is none and starts the server; it stays until it is
+#                                    ended, or for so long after the last program. Prints "started", or "runs already".
 #   wine_server.sh end               ends it, and every program that still runs in the prefix
 # The services start here too, away from our output: whoever reads a program's output through a pipe would otherwise
 # wait until they end.
