@@ -39,7 +39,7 @@ def commands_of(preset):
 def options_of(command):
     """What clang has to know of a compiler's command: includes, definitions, language and warnings, not its output.
 
-    A precompiled header is left out, so that a file which includes too little is found here.
+    A precompiled header is left out: clang does not read GCC's.
     """
     kept = []
     words = iter(command[1:])
