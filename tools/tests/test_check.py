@@ -1,0 +1,50 @@
+import tempfile
+import unittest
+from pathlib import Path
+from unittest import mock
+
+import changes
+import check
+
+
+class Remember(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.state = Path(folder.name, 'state.json')
+        patch = mock.patch.object(check, 'STATE', self.state)
+        patch.start()
+        self.addCleanup(patch.stop)
+
+    def test_a_check_of_everything(self):
+        check.remember({'a': 'old', 'gone': 'x'}, {'a': 'new', 'b': 'new'}, None)
+        self.assertEqual(changes.read_state(self.state), {'a': 'new', 'b': 'new'})
+
+    def test_a_check_of_some_folders_leaves_the_others_to_be_checked(self):
+        check.remember({'a': 'old', 'b': 'old'}, {'a': 'new', 'b': 'new'}, {'b'})
+        self.assertEqual(changes.read_state(self.state), {'a': 'old', 'b': 'new'})
+
+    def test_some_folders_without_an_earlier_check_say_nothing_of_the_rest(self):
+        check.remember(None, {'a': 'new', 'b': 'new'}, {'b'})
+        self.assertIsNone(changes.read_state(self.state))
+
+
+class Ninja(unittest.TestCase):
+    """With a stand-in for ninja in PATH."""
+
+    def build(self, body, seconds=None):
+        with tempfile.TemporaryDirectory() as folder:
+            fake = Path(folder, 'ninja')
+            fake.write_text(f'#!/usr/bin/env bash\n{body}\n', encoding='utf-8')
+            fake.chmod(0o755)
+            with mock.patch.dict('os.environ', {'PATH': f'{folder}:/usr/bin:/bin'}):
+                return check.ninja('native', ['some_test'], seconds)
+
+    def test_tells_built_failed_and_out_of_time_apart(self):
+        self.assertIs(self.build('exit 0'), True)
+        self.assertIs(self.build('exit 1'), False)
+        self.assertIsNone(self.build('read -r <> <(:)', 0.2))
+
+
+if __name__ == '__main__':
+    unittest.main()
