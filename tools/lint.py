@@ -31,9 +31,13 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 
 
 def commands_of(preset):
-    """Each source of a preset, as an absolute path, and the command that compiles it."""
-    with open(ROOT / 'build' / preset / 'compile_commands.json', encoding='utf-8') as stream:
-        return {entry['file']: shlex.split(entry['command']) for entry in json.load(stream)}
+    """Each source of a preset, and of the builds inside it, as an absolute path, with the command that compiles it."""
+    folder = ROOT / 'build' / preset
+    commands = {}
+    for file in (*folder.glob('*/compile_commands.json'), folder / 'compile_commands.json'):
+        for entry in json.loads(file.read_text(encoding='utf-8')):
+            commands[entry['file']] = shlex.split(entry['command'])
+    return commands
 
 
 def options_of(command):
