@@ -27,6 +27,8 @@ FILES_OF_A_UNIT = 8
 # The analyser follows at most so many steps through one function. Its own limit, 225,000, takes five times as long.
 ANALYSER = ['-Xclang', '-analyzer-config', '-Xclang', 'max-nodes=30000']
 NOISE = re.compile(r'warnings? generated\.$|^Suppressed|^Use -header-filter')
+KEPT = ('-I', '-D', '-std=', '-isystem', '-W')
+LEFT_OUT = re.compile(r'-Werror|-Winvalid-pch|-D\w+_EXPORTS')
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 
 
@@ -43,7 +45,7 @@ def commands_of(preset):
 def options_of(command):
     """What clang has to know of a compiler's command: includes, definitions, language and warnings, not its output.
 
-    A precompiled header is left out: clang does not read GCC's.
+    A precompiled header is left out: clang does not read GCC's. So is CMake's TARGET_EXPORTS, which no source asks for.
     """
     kept = []
     words = iter(command[1:])
@@ -53,7 +55,7 @@ def options_of(command):
                 next(words)
         elif word in ('-isystem', '-I', '-D'):
             kept += [word, next(words)]
-        elif word.startswith(('-I', '-D', '-std=', '-isystem', '-W')) and word not in ('-Werror', '-Winvalid-pch'):
+        elif word.startswith(KEPT) and not LEFT_OUT.fullmatch(word):
             kept.append(word)
     return [*kept, '-Wno-unknown-warning-option']
 

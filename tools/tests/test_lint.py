@@ -7,9 +7,9 @@ import lint
 
 class OptionsOf(unittest.TestCase):
     def test_keeps_what_decides_the_meaning(self):
-        command = ['ccache', 'g++', '-DA="b c"', '-I/p/src', '-isystem', '/p/lib', '-O1', '-g', '-fsanitize=address',
-                   '-std=c++20', '-Winvalid-pch', '-include', '/p/cmake_pch.hxx', '-Wall', '-Werror', '-o', 'a.o',
-                   '-c', 'a.cpp']
+        command = ['ccache', 'g++', '-DA="b c"', '-Dsome_EXPORTS', '-I/p/src', '-isystem', '/p/lib', '-O1', '-g',
+                   '-fsanitize=address', '-std=c++20', '-Winvalid-pch', '-include', '/p/cmake_pch.hxx', '-Wall', '-Werror',
+                   '-o', 'a.o', '-c', 'a.cpp']
         self.assertEqual(lint.options_of(command), ['-DA="b c"', '-I/p/src', '-isystem', '/p/lib', '-std=c++20',
                                                     '-Wall', '-Wno-unknown-warning-option'])
 
