@@ -6,6 +6,7 @@
 #include <vector>
 #include <windows.h>
 
+#include "tarn/companion_modules.h"
 #include "tarn/tarn.h"
 
 #include "host/policy_check.h"
@@ -18,8 +19,9 @@ namespace tarn::host {
 namespace {
 
 // What the library loads from its install folder.
-constexpr const wchar_t* kModules[] = {L"setrd.dll",  L"statrd.dll",  L"sitecls.dll",  L"pktsig.dll", L"tlsinsp.dll",
-                                       L"urlsig.dll", L"isolate.dll", L"OPTSTORE.DLL", L"agentst.dll"};
+#define TARN_FILE(module, file, functions) L"" file,
+constexpr const wchar_t* kModules[] = {TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 
 std::string MissingModules(const std::wstring& folder) {
     std::string missing;

@@ -1,13 +1,16 @@
 #include <fstream>
 #include <windows.h>
 
+#include "tarn/companion_modules.h"
+
 #include "dll/installed_library.h"
 
 namespace tarn::dll_bench {
 namespace {
 
-constexpr const char* kModules[] = {"setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll", "tlsinsp.dll",
-                                    "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kModules[] = {TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 constexpr const wchar_t* kAppPath = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\CoreScan.exe";
 
 std::filesystem::path OwnFolder() {

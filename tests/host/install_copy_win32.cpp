@@ -6,14 +6,16 @@
 #include <sstream>
 #include <windows.h>
 
+#include "tarn/companion_modules.h"
+
 namespace tarn::host {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kFiles[] = {"tarnhost.exe", "tarn.dll",     "setrd.dll",   "statrd.dll",
-                                  "sitecls.dll",  "pktsig.dll",   "tlsinsp.dll", "urlsig.dll",
-                                  "isolate.dll",  "OPTSTORE.DLL", "agentst.dll"};
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kFiles[] = {"tarnhost.exe", "tarn.dll", TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 constexpr const char* kPolicy = "tarn-policy.toml";
 
 fs::path OwnFolder() {

@@ -3,14 +3,17 @@
 #include <fstream>
 #include <string>
 
+#include "tarn/companion_modules.h"
+
 #include "api/host_threads.h"
 #include "system/loaded_tarn_win32.h"
 
 namespace tarn::system_test {
 namespace {
 
-constexpr const char* kFiles[] = {"tarn.dll",    "setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll",
-                                  "tlsinsp.dll", "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kFiles[] = {"tarn.dll", TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 
 std::string Policy() {
     const auto quoted = [](const std::string& text) { return '"' + text + '"'; };

@@ -4,13 +4,16 @@
 #include <fstream>
 #include <iterator>
 
+#include "tarn/companion_modules.h"
+
 #include "base/hash.h"
 
 namespace tarn::system_test {
 namespace {
 
-constexpr const char* kModules[] = {"setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll", "tlsinsp.dll",
-                                    "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kModules[] = {TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 
 }  // namespace
 
