@@ -21,6 +21,9 @@ using PathsEqual = bool (*)(std::u16string_view a, std::u16string_view b);
 std::optional<std::u16string_view> ChooseInstallFolder(std::u16string_view hostFolder, std::u16string_view registered,
                                                        std::optional<std::u16string_view> longForm, PathsEqual equal);
 
+// As file names compare: each unit in the system's upper case. At most 32767 units. Edge.
+bool EqualPaths(std::u16string_view a, std::u16string_view b);
+
 // Both end with a backslash. Edge.
 bool GetHostFolder(base::PathBuffer& folder);
 bool GetInstallFolder(base::PathBuffer& folder);

@@ -1,5 +1,11 @@
+#include <winternl.h>
+
 #include "machine/install_folder.h"
 #include "machine/win32_owners.h"
+
+// Documented with the system's, and left out of these headers.
+extern "C" NTSYSAPI BOOLEAN NTAPI RtlEqualUnicodeString(const UNICODE_STRING* left, const UNICODE_STRING* right,
+                                                        BOOLEAN ignoresCase);
 
 namespace tarn::machine {
 namespace {
@@ -18,12 +24,22 @@ bool QueryRegisteredFolder(base::PathBuffer& folder) {
     return true;
 }
 
-bool EqualPaths(std::u16string_view a, std::u16string_view b) {
-    return CompareStringOrdinal(Wide(a.data()), static_cast<int>(a.size()), Wide(b.data()), static_cast<int>(b.size()),
-                                TRUE) == CSTR_EQUAL;
+UNICODE_STRING NativeText(std::u16string_view text) {
+    const auto bytes = static_cast<USHORT>(text.size() * sizeof(char16_t));
+    return {bytes, bytes, const_cast<PWSTR>(Wide(text.data()))};
 }
 
 }  // namespace
+
+// Not CompareStringOrdinal, which Windows 5.2 lacks, nor CompareString, which takes a combining character and its
+// composed form for one and ignores some characters: no file system does.
+bool EqualPaths(std::u16string_view a, std::u16string_view b) {
+    constexpr std::size_t kMaxUnits = 0x7FFF;  // of the system's text record
+    if (a.size() > kMaxUnits || b.size() > kMaxUnits) return false;
+    const UNICODE_STRING left = NativeText(a);
+    const UNICODE_STRING right = NativeText(b);
+    return RtlEqualUnicodeString(&left, &right, TRUE) != FALSE;
+}
 
 // Whatever fails, the buffers are left terminated.
 bool GetHostFolder(base::PathBuffer& folder) {

@@ -1,13 +1,18 @@
 // The install folder as processes in folders of their own find it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <windows.h>
 
 #include "machine/facts_program_win32.h"
+#include "machine/install_folder.h"
 
 namespace tarn::machine {
 namespace {
 
 using testing::ElementsAre;
+using namespace std::string_view_literals;
 
 using InstallFolder = FactsProgram;
 
@@ -96,6 +101,62 @@ TEST_F(InstallFolder, AProgramPathOf259UnitsFits) {
     ASSERT_TRUE(DeleteFileW(path.c_str()));
     for (; deep.size() - 4 > folder.string().size(); deep.resize(deep.rfind('\\')))
         EXPECT_TRUE(RemoveDirectoryA(deep.c_str())) << deep;
+}
+
+std::string Printable(std::u16string_view text) {
+    std::string printable;
+    for (const char16_t unit : text)
+        printable += unit >= 0x20 && unit < 0x7F ? std::string(1, static_cast<char>(unit))
+                                                 : "<" + std::to_string(static_cast<unsigned>(unit)) + ">";
+    return printable;
+}
+
+bool EqualForTheSystem(std::u16string_view a, std::u16string_view b) {
+    const auto wide = [](std::u16string_view text) { return reinterpret_cast<const wchar_t*>(text.data()); };
+    return CompareStringOrdinal(wide(a), static_cast<int>(a.size()), wide(b), static_cast<int>(b.size()), TRUE) ==
+           CSTR_EQUAL;
+}
+
+TEST(EqualPaths, IgnoresTheCaseOfSingleLettersOnly) {
+    struct {
+        std::u16string_view a, b;
+        bool equal;
+    } const rows[] = {
+        {u"C:\\Suite\\", u"c:\\sUITE\\", true},
+        {u"C:\\Suite\\", u"C:\\Suite", false},
+        {u"", u"", true},
+        {u"C:\\H\u00E4user", u"C:\\H\u00C4USER", true},
+        {u"\u0436\u03B1", u"\u0416\u0391", true},
+        {u"Stra\u00DFe", u"STRASSE", false},  // one letter is not two
+        {u"\u00E4", u"a\u0308", false},       // nor is it its parts
+        {u"a\u00ADb", u"ab", false},          // nor does a soft hyphen vanish
+        {u"file", u"F\u0130LE", false},       // a Turkish I is a letter of its own
+        {u"a\0b"sv, u"a\0c"sv, false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(EqualPaths(row.a, row.b), row.equal) << Printable(row.a) << " and " << Printable(row.b);
+        EXPECT_EQ(EqualForTheSystem(row.a, row.b), row.equal) << Printable(row.a) << " and " << Printable(row.b);
+    }
+}
+
+TEST(EqualPaths, AgreesWithTheSystemOnEveryUnit) {
+    int differences = 0;
+    int equalOnes = 0;
+    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+        const auto text = static_cast<char16_t>(unit);
+        wchar_t upper = static_cast<wchar_t>(unit);
+        wchar_t lower = static_cast<wchar_t>(unit);
+        CharUpperBuffW(&upper, 1);
+        CharLowerBuffW(&lower, 1);
+        for (const char16_t other : {static_cast<char16_t>(upper), static_cast<char16_t>(lower), u'I', u's',
+                                     static_cast<char16_t>(unit ^ 0x20U), static_cast<char16_t>(unit + 1)}) {
+            const bool isEqual = EqualPaths({&text, 1}, {&other, 1});
+            if (isEqual && text != other) ++equalOnes;
+            if (isEqual != EqualForTheSystem({&text, 1}, {&other, 1})) ++differences;
+        }
+    }
+    EXPECT_EQ(differences, 0);
+    EXPECT_GT(equalOnes, 1000) << "the letters of all scripts";
 }
 
 }  // namespace
