@@ -1,4 +1,5 @@
-# Windows x86-64 from Debian's mingw-w64. The -posix compilers have std::mutex and friends, the win32-thread ones do not.
+# Windows x86-64 from Debian's mingw-w64, for programs that use std::thread and std::mutex: only the -posix compilers
+# have them. What ships is built with mingw-win32-toolchain.cmake.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)

@@ -81,7 +81,7 @@ ShowLogons() {
 
 tools/setup.sh build
 Say "Building tarn.dll, the reference companions and tarnhost for Windows"
-Build windows src/all companions/all host/all
+Build windows products tarnhost
 mkdir -p build/demo
 WarmWine >/dev/null
 ShowTraffic

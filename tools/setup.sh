@@ -11,6 +11,7 @@ cmake                                cmake
 ninja                                ninja-build
 python3                              python3
 x86_64-w64-mingw32-g++-posix         g++-mingw-w64-x86-64
+x86_64-w64-mingw32-g++-win32         g++-mingw-w64-x86-64
 wine                                 wine
 /usr/lib/wine/wine64                 wine64
 /usr/src/googletest/CMakeLists.txt   googletest

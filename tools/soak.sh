@@ -2,7 +2,7 @@
 # Many lives of the library under Wine, or many threads in one.  soak.sh [CYCLES | --seconds N]
 source tools/common.sh
 tools/setup.sh build
-Build windows src/all companions/all soak
+Build windows products soak
 WarmWine >/dev/null
 [[ ${1:-} == --* ]] || set -- --cycles "${1:-10000}"
 mkdir -p build/logs
