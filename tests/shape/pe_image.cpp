@@ -1,6 +1,8 @@
 #include "shape/pe_image.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 
 namespace tarn::shape {
 namespace {
@@ -96,8 +98,13 @@ bool ReadHeaders(Bytes file, PeImage& image, Layout& layout) {
         if (!reader.Take(kSectionHeaderSize, header)) return false;
         ByteReader section(header);
         Section found;
-        if (!section.Skip(12) || !section.Le(found.address) || !section.Le(found.size) || !section.Le(found.offset))
+        std::uint32_t flags = 0;
+        if (!section.Skip(12) || !section.Le(found.address) || !section.Le(found.size) || !section.Le(found.offset) ||
+            !section.Skip(12) || !section.Le(flags))
             return false;
+        constexpr std::uint32_t kExecutable = 0x20000000;
+        constexpr std::uint32_t kWritable = 0x80000000;
+        if ((flags & kExecutable) != 0 && (flags & kWritable) != 0) image.hasWritableCode = true;
         if (!Window(file, found.offset, found.size)) return false;
         layout.sections.push_back(found);
     }
@@ -129,6 +136,27 @@ bool ReadExports(const Layout& layout, PeImage& image) {
     return true;
 }
 
+// The look-up table of one module: an ordinal, or the address of a hint and a name, until a zero.
+bool ReadImportedNames(const Layout& layout, std::uint32_t address, const std::string& module, PeImage& image) {
+    constexpr std::uint64_t kByOrdinal = std::uint64_t{1} << 63;
+    const std::optional<Bytes> bytes = layout.From(address);
+    if (!bytes) return false;
+    ByteReader reader(*bytes);
+    std::uint64_t entry = 0;
+    while (reader.Le(entry)) {
+        if (entry == 0) return true;
+        if ((entry & kByOrdinal) != 0) {
+            image.imports.push_back(module + " #" + std::to_string(entry & 0xFFFF));
+            continue;
+        }
+        constexpr std::uint32_t kHint = 2;
+        const std::optional<std::string> name = NameAt(layout, static_cast<std::uint32_t>(entry & 0x7FFFFFFF) + kHint);
+        if (!name) return false;
+        image.imports.push_back(module + " " + *name);
+    }
+    return false;  // the table has no end
+}
+
 bool ReadImports(const Layout& layout, PeImage& image) {
     const Directory directory = layout.At(kImports);
     if (directory.address == 0) return true;
@@ -138,13 +166,15 @@ bool ReadImports(const Layout& layout, PeImage& image) {
     Bytes descriptor;
     while (reader.Take(kImportDescriptorSize, descriptor)) {
         ByteReader fields(descriptor);
+        std::uint32_t lookUpAddress = 0;
         std::uint32_t nameAddress = 0;
-        if (!fields.Skip(12) || !fields.Le(nameAddress)) return false;
+        if (!fields.Le(lookUpAddress) || !fields.Skip(8) || !fields.Le(nameAddress)) return false;
         if (nameAddress == 0) return true;
         std::optional<std::string> name = NameAt(layout, nameAddress);
         if (!name) return false;
         for (char& c : *name) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
         image.importedModules.push_back(*name);
+        if (!ReadImportedNames(layout, lookUpAddress, *name, image)) return false;
     }
     return false;  // the table has no end
 }
@@ -169,6 +199,11 @@ bool ReadResourceTypes(const Layout& layout, PeImage& image) {
 }
 
 }  // namespace
+
+std::vector<std::uint8_t> ReadFileBytes(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 std::optional<PeImage> ParsePeImage(Bytes file) {
     PeImage image;

@@ -1,4 +1,4 @@
-// What the shape tests read of a 64-bit Windows image (PE32+): exported names, imported modules, flags, resource types.
+// What the shape tests read of a 64-bit Windows image (PE32+): exported names, imports, flags, resource types.
 // Judging them is the tests' business. Layout: Microsoft's "PE Format" document.
 #ifndef TARN_TESTS_SHAPE_PE_IMAGE_H
 #define TARN_TESTS_SHAPE_PE_IMAGE_H
@@ -27,9 +27,14 @@ struct PeImage {
     std::uint32_t exportedAddresses = 0;       // entries of the address table, those without a name too
     std::vector<std::string> exportedNames;    // in the order of the name table
     std::vector<std::string> importedModules;  // in lower case, as the table has them
+    std::vector<std::string> imports;          // "module function" or "module #ordinal", as the tables have them
     bool delaysImports = false;
+    bool hasWritableCode = false;              // a section that is both writable and executable
     std::vector<std::uint32_t> resourceTypes;  // the numbered ones
 };
+
+// Empty when the file cannot be read.
+std::vector<std::uint8_t> ReadFileBytes(const std::string& file);
 
 // Nothing when the bytes are no whole image of this kind.
 std::optional<PeImage> ParsePeImage(base::Bytes file);

@@ -45,7 +45,7 @@ std::vector<std::uint8_t> SmallImage() {
     Put(file, optional + 112 + 16, kSectionAddress + 0x100, 4);  // resources
     const std::size_t section = optional + 0xF0;
     Put(file, section + 12, kSectionAddress, 4);
-    Put(file, section + 16, 0x140, 4);
+    Put(file, section + 16, 0x180, 4);
     Put(file, section + 20, kSectionOffset, 4);
 
     const std::size_t exports = kSectionOffset;
@@ -58,7 +58,9 @@ std::vector<std::uint8_t> SmallImage() {
     PutText(file, exports + 0x50, "WSSecond");
 
     const std::size_t imports = kSectionOffset + 0x80;
+    Put(file, imports + 0, kSectionAddress + 0x140, 4);
     Put(file, imports + 12, kSectionAddress + 0xC0, 4);
+    Put(file, imports + 20 + 0, kSectionAddress + 0x150, 4);
     Put(file, imports + 20 + 12, kSectionAddress + 0xD0, 4);
     PutText(file, imports + 0x40, "KERNEL32.dll");
     PutText(file, imports + 0x50, "ws2_32.dll");
@@ -67,7 +69,12 @@ std::vector<std::uint8_t> SmallImage() {
     Put(file, resources + 12, 1, 2);  // one type with a name of its own
     Put(file, resources + 14, 1, 2);
     Put(file, resources + 24, kVersionResource, 4);
-    Put(file, kSectionOffset + 0x13F, 0, 1);
+
+    const std::size_t lookUps = kSectionOffset + 0x140;
+    Put(file, lookUps, kSectionAddress + 0x160, 8);
+    Put(file, lookUps + 0x10, 1ULL << 63 | 115, 8);
+    PutText(file, lookUps + 0x22, "Sleep");
+    Put(file, kSectionOffset + 0x17F, 0, 1);
     return file;
 }
 
@@ -82,7 +89,9 @@ TEST(PeImage, ReadsAllThreeTables) {
     EXPECT_EQ(image->exportedAddresses, 3U);
     EXPECT_THAT(image->exportedNames, ElementsAre("WSFirst", "WSSecond"));
     EXPECT_THAT(image->importedModules, ElementsAre("kernel32.dll", "ws2_32.dll"));
+    EXPECT_THAT(image->imports, ElementsAre("kernel32.dll Sleep", "ws2_32.dll #115"));
     EXPECT_FALSE(image->delaysImports);
+    EXPECT_FALSE(image->hasWritableCode);
     EXPECT_THAT(image->resourceTypes, ElementsAre(kVersionResource));
 }
 
@@ -96,6 +105,17 @@ TEST(PeImage, AnImageWithoutTablesIsOne) {
     EXPECT_THAT(image->importedModules, IsEmpty());
     EXPECT_TRUE(image->delaysImports);
     EXPECT_THAT(image->resourceTypes, IsEmpty());
+}
+
+TEST(PeImage, SeesWritableCode) {
+    const auto hasWritableCode = [](std::uint32_t flags) {
+        std::vector<std::uint8_t> file = SmallImage();
+        Put(file, 0x98 + 0xF0 + 36, flags, 4);
+        return ParsePeImage(file).value().hasWritableCode;
+    };
+    EXPECT_FALSE(hasWritableCode(0xC0000040)) << "data";
+    EXPECT_FALSE(hasWritableCode(0x60000020)) << "code";
+    EXPECT_TRUE(hasWritableCode(0xE0000020));
 }
 
 TEST(PeImage, RefusesOtherKinds) {
@@ -119,12 +139,12 @@ TEST(PeImage, RefusesEveryTruncation) {
 TEST(PeImage, StaysInsideWithAnyNumberWrong) {
     const std::vector<std::uint8_t> file = SmallImage();
     for (std::size_t at = 0; at + 4 <= file.size(); ++at) {
-        for (const std::uint64_t value : {0xFFFFFFFFULL, 0x7FFFFFFFULL, 0x1000ULL, 0x113EULL, 0ULL}) {
+        for (const std::uint64_t value : {0xFFFFFFFFULL, 0x7FFFFFFFULL, 0x1000ULL, 0x117EULL, 0ULL}) {
             std::vector<std::uint8_t> broken = file;
             Put(broken, at, value, 4);
             const auto image = ParsePeImage(broken);
-            // Whatever is read lies in the one section, whose 320 bytes hold at most 80 names.
-            EXPECT_LE(image ? image->exportedNames.size() : 0U, 80U) << "offset " << at;
+            // Whatever is read lies in the one section, whose 384 bytes hold at most 96 names.
+            EXPECT_LE(image ? image->exportedNames.size() : 0U, 96U) << "offset " << at;
         }
     }
 }
