@@ -27,7 +27,7 @@ TEST_F(CondemnedRules, ThePathBeginsBehindTheFirstOccurrenceOfTheHost) {
 TEST_F(CondemnedRules, ThePathEndsBeforeTheFirstTailOfARequestLine) {
     Condemn("bad.example", "/a HTTP/1.1 b HTTP/1.0");
     EXPECT_TRUE(Blocks("bad.example", "/a"));
-    EXPECT_FALSE(Blocks("bad.example", "/a HTTP/1.1 b"));
+    EXPECT_FALSE(Blocks("bad.example", "/a http/1.1 b"));
     Condemn("bad.example", "/b HTTP/2");
     EXPECT_FALSE(Blocks("bad.example", "/b"));
     EXPECT_TRUE(Blocks("bad.example", "/b HTTP/2")) << "another tail belongs to the path";

@@ -32,6 +32,7 @@ class DnsRules : public ScanRecords {
  protected:
     DnsRules() {
         MakeMalicious("bad.example", "Worm");
+        processId = kNobody;  // no program is acted on
         EXPECT_TRUE(Init());
     }
     bool Answer(const std::string& message) {

@@ -45,7 +45,8 @@ class HelloRules : public ScanRecords {
     // The captured hellos that name the site.
     static std::vector<std::string> RealHellos() {
         std::vector<std::string> hellos;
-        for (const std::string& hello : captures::ReadPayloads(TARN_CAPTURE_FOLDER).at("tls"))
+        const captures::Payloads payloads = captures::ReadPayloads(TARN_CAPTURE_FOLDER);
+        for (const std::string& hello : payloads.at("tls"))
             if (hello.find(kName) != std::string::npos) hellos.push_back(hello);
         return hellos;
     }

@@ -1,12 +1,13 @@
 // The action against a program through the built library, with the system's answers about that program scripted: who it
 // is, where it stands, and what becomes of the verdict meanwhile.
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 #include <windows.h>
 
@@ -37,7 +38,7 @@ struct SystemScript {
     std::vector<std::uint8_t> identifier;  // of every process's user; empty = the system's
     DWORD sizeError = ERROR_INSUFFICIENT_BUFFER;
     bool knowsAccounts = true;
-    std::size_t allocationsLeft = SIZE_MAX;
+    std::size_t allocationsLeft = SIZE_MAX;  // until one fails
     std::vector<std::wstring> iniSections;
 };
 SystemScript script;
@@ -130,11 +131,11 @@ BOOL WINAPI AccountOf(const wchar_t*, PSID, wchar_t* name, DWORD* nameSize, wcha
     return TRUE;
 }
 
-// The library's own allocations; the C++ run-time keeps a reserve for what it throws.
+// One of the library's own allocations fails. All of them would end the process: the C++ run-time allocates for what it
+// throws.
 void* __cdecl Allocate(std::size_t size) {
-    if (script.allocationsLeft == 0) return nullptr;
-    if (script.allocationsLeft != SIZE_MAX) --script.allocationsLeft;
-    return std::malloc(size);
+    if (script.allocationsLeft == SIZE_MAX) return std::malloc(size);
+    return script.allocationsLeft-- == 0 ? nullptr : std::malloc(size);
 }
 
 UINT WINAPI IniInteger(const wchar_t* section, const wchar_t* key, INT preset, const wchar_t* file) {
@@ -214,22 +215,22 @@ class VerdictMeanwhile : public ProgramRules {
         EXPECT_EQ(expected.Difference(seen_.seen), "") << "while the module is asked";
         EXPECT_EQ(expected.Difference(verdict), "");
     }
-    // Without memory from the n-th allocation of the scan on, for every n that the scan comes to.
+    // Without the n-th allocation of the scan, for every n that the scan comes to.
     void ExpectKeptWithoutMemory(const std::string& host, const ExpectedVerdict& expected) {
         const ImportPatch patch(Library(), "malloc", Allocate);
         ASSERT_TRUE(patch.IsInPlace());
-        bool ranOut = true;
-        for (std::size_t left = 0; ranOut; ++left) {
-            ASSERT_LT(left, 100U);
+        bool hasFailed = true;
+        for (std::size_t allocation = 0; hasFailed; ++allocation) {
+            ASSERT_LT(allocation, 100U);
             ASSERT_TRUE(Init());
-            script.allocationsLeft = left;
+            script.allocationsLeft = allocation;
             const bool result = Visit(host, "/x");
-            ranOut = script.allocationsLeft == 0;
-            script.allocationsLeft = SIZE_MAX;
-            EXPECT_TRUE(result) << "a failed action is only that; allocations left: " << left;
-            EXPECT_EQ(expected.Difference(verdict), "") << left;
-            EXPECT_EQ(Prompt(), "3 4") << left;
-            EXPECT_EQ(GetModuleHandleA("isolate.dll"), nullptr) << left;
+            hasFailed = std::exchange(script.allocationsLeft, SIZE_MAX) == SIZE_MAX;
+            EXPECT_TRUE(allocation != 0 || hasFailed) << "the action allocates nothing: look for what else may fail";
+            EXPECT_TRUE(result) << "a failed action is only that; allocation " << allocation;
+            EXPECT_EQ(expected.Difference(verdict), "") << allocation;
+            EXPECT_EQ(Prompt(), "3 4") << allocation;
+            EXPECT_EQ(GetModuleHandleA("isolate.dll"), nullptr) << allocation;
         }
     }
 
