@@ -302,8 +302,7 @@ TEST_F(SettingsChange, RecordsSurviveTheReloadOfTheirReader) {
     EXPECT_THAT(NewLines(), Contains("ReleaseBPSettings record")) << "through the reloaded module";
 }
 
-TEST_F(SettingsChange, UpdatedHttpsInspection_IsLoadedWhateverTheSystem) {
-    // The test of the system is that of start-up and of kinds 6 and 7; the bit loads and unloads without asking it.
+TEST_F(SettingsChange, UpdatedHttpsInspection_IsLoadedWhenItsInitialiserSucceeds) {
     ScriptSetResult("IntializeSSL", 0);
     EXPECT_EQ(Update(0x10), 0);
     EXPECT_THAT(LoadedCompanions(), Not(Contains("tlsinsp.dll")));

@@ -23,8 +23,7 @@ SystemFixture::SystemFixture() : answers(*ScriptAnswers()), library_(BuiltTarn()
     EXPECT_NE(Library(), nullptr) << "tarn.dll does not load: error " << GetLastError();
     ScriptReset();
     folder = OwnFolder() / ("install-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);  // what a process of this number left when it was ended
+    std::filesystem::remove_all(folder);  // a process that was ended leaves its folder
     std::filesystem::create_directories(folder);
     for (const char* module : kModules)
         std::filesystem::copy_file(OwnFolder() / "scripted" / module, folder / module,

@@ -51,6 +51,7 @@ struct Answers {
     std::uint16_t savedDnsCount;
     std::uint16_t savedDnsIndex;
     std::uint8_t savedDnsHasEntries;
+    char savedDnsNames[4][256];  // of the first entries
     std::int32_t unreleasedCategories;
     // Called with each line as it is noted, on the noting thread; null = nobody listens.
     void (*listener)(void* context, const char* line);

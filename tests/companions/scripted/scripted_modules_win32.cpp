@@ -115,6 +115,9 @@ std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord
     ScriptAnswers()->savedDnsCount = record->count;
     ScriptAnswers()->savedDnsIndex = record->writeIndex;
     ScriptAnswers()->savedDnsHasEntries = record->entries != nullptr ? 1 : 0;
+    auto& names = ScriptAnswers()->savedDnsNames;
+    for (std::size_t i = 0; record->entries != nullptr && i < std::size(names) && i < record->count; ++i)
+        std::memcpy(names[i], record->entries[i].hostName, sizeof names[i]);
     return static_cast<std::uint8_t>(ScriptResult("WriteDNSCacheSettings"));
 }
 
