@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "fakes/latin_text.h"
 #include "policy/policy_reader.h"
 #include "policy/policy_records.h"
 #include "policy/site_judge.h"
@@ -56,12 +57,7 @@ class ScanWorld::Processes final : public machine::ProcessInspector {
         return base::Succeeded(base::CopyText(path, u"C:\\Programs\\Reader.exe"));
     }
     std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
-        if (text.size() >= wide.size()) return false;
-        std::ranges::transform(text, wide.begin(), [](char c) { return static_cast<char16_t>(c & 0x7F); });
-        wide[text.size()] = u'\0';
-        return true;
-    }
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
 
  private:
     bool userKnown_;

@@ -27,12 +27,14 @@ class ProcessInspector {
     // The account that the process runs as. The identifier stays zero when it is invalid or longer than 68 bytes.
     virtual bool GetProcessUser(std::uint32_t processId, ProcessUser& user) = 0;
 
-    // The executable's path in its long form. error is 0, or the system's last error on failure.
+    // The executable's path, in its long form where the system gives one; else it stands as it is and error is why, 0
+    // otherwise. On failure error is the system's last one.
     virtual bool GetProcessImagePath(std::uint32_t processId, base::PathBuffer& path, std::uint32_t& error) = 0;
 
     [[nodiscard]] virtual std::uint32_t CurrentProcessId() = 0;
 
-    // Text in the system code page as UTF-16, terminated. False when it does not fit or cannot be converted.
+    // Text in the system code page as UTF-16, terminated; an empty one stays empty. False, with an empty text, when it
+    // does not fit with its NUL or cannot be converted.
     virtual bool ToWide(std::string_view text, std::span<char16_t> wide) = 0;
 };
 

@@ -64,12 +64,14 @@ bool ImagePath(HANDLE process, base::PathBuffer& path) {
     return DrivePathFromDevicePath({device.data(), length}, DosDeviceTarget, path);
 }
 
-bool MakeLongPath(base::PathBuffer& path) {
+// The error of the system when it refuses the long form; the path stands as it is then.
+DWORD MakeLongPath(base::PathBuffer& path) {
     base::PathBuffer longPath;
     const DWORD length = GetLongPathNameW(Wide(path.data()), Wide(longPath.data()), kPathUnits);
-    if (length == 0 || length >= kPathUnits) return false;
+    if (length == 0) return GetLastError();
+    if (length >= kPathUnits) return ERROR_INSUFFICIENT_BUFFER;
     path = longPath;
-    return true;
+    return ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -99,9 +101,12 @@ bool WindowsProcessInspector::GetProcessImagePath(std::uint32_t processId, base:
                                                   std::uint32_t& error) {
     error = 0;
     const UniqueHandle process(OpenProcess(kQueryAndRead, FALSE, processId));
-    if (process.Owns() && ImagePath(process.Get(), path) && MakeLongPath(path)) return true;
-    error = GetLastError();
-    return false;
+    if (!process.Owns() || !ImagePath(process.Get(), path)) {
+        error = GetLastError();
+        return false;
+    }
+    error = MakeLongPath(path);
+    return true;
 }
 
 std::uint32_t WindowsProcessInspector::CurrentProcessId() {
@@ -109,11 +114,21 @@ std::uint32_t WindowsProcessInspector::CurrentProcessId() {
 }
 
 bool WindowsProcessInspector::ToWide(std::string_view text, std::span<char16_t> wide) {
+    if (wide.empty()) return false;
+    wide[0] = u'\0';
+    if (text.empty()) return true;  // which the system takes for a failure
     const int given = static_cast<int>(text.size());
-    // No flags: the system's code page may be UTF-8, which takes none.
-    const int length = MultiByteToWideChar(CP_ACP, 0, text.data(), given, nullptr, 0);
+    DWORD flags = MB_PRECOMPOSED;
+    int length = MultiByteToWideChar(CP_ACP, flags, text.data(), given, nullptr, 0);
+    if (length == 0 && GetLastError() == ERROR_INVALID_FLAGS) {
+        flags = 0;  // UTF-8 takes none
+        length = MultiByteToWideChar(CP_ACP, flags, text.data(), given, nullptr, 0);
+    }
     if (length <= 0 || static_cast<std::size_t>(length) >= wide.size()) return false;
-    if (MultiByteToWideChar(CP_ACP, 0, text.data(), given, Wide(wide.data()), length) != length) return false;
+    if (MultiByteToWideChar(CP_ACP, flags, text.data(), given, Wide(wide.data()), length) != length) {
+        wide[0] = u'\0';
+        return false;
+    }
     wide[static_cast<std::size_t>(length)] = u'\0';
     return true;
 }

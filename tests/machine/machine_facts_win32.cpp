@@ -1,6 +1,7 @@
 // Prints what base finds out about the process that runs it, one line per command:
 //   --hklm KEY    puts this key of HKEY_CURRENT_USER into the place of HKEY_LOCAL_MACHINE
-//   host | install | file NAME | version | agent | managed | system | read FILE
+//   host | install | file NAME | version | agent | managed | system | read FILE | image
+//   move FILE     moves the running program's file there
 // The tests run copies of it in folders and under names of their own.
 #include <cstdio>
 #include <string>
@@ -8,7 +9,7 @@
 #include <windows.h>
 
 #include "machine/install_folder.h"
-#include "machine/module_system_win32.h"
+#include "machine/machine_win32.h"
 #include "machine/os_version.h"
 #include "machine/product_data.h"
 #include "modules/companion_loader.h"
@@ -73,6 +74,17 @@ bool Run(std::string_view command, std::string_view argument, bool& tookArgument
         std::printf("agent %d\n", FindAgentApplicationPath() ? 1 : 0);
     } else if (command == "managed") {
         std::printf("managed %d\n", IsManagedClientInstalled() ? 1 : 0);
+    } else if (command == "image") {
+        WindowsProcessInspector inspector;
+        std::uint32_t error = 0;
+        const bool found = inspector.GetProcessImagePath(inspector.CurrentProcessId(), path, error);
+        const std::u16string_view image = base::FieldText(path);
+        std::printf("image %d %s error %u\n", found ? 1 : 0, std::string(image.begin(), image.end()).c_str(), error);
+    } else if (command == "move") {
+        tookArgument = true;
+        char own[MAX_PATH] = "";
+        GetModuleFileNameA(nullptr, own, MAX_PATH);
+        std::printf("move %d\n", MoveFileA(own, std::string(argument).c_str()) != 0 ? 1 : 0);
     } else if (command == "system") {
         PrintSystem();
     } else if (command == "file") {

@@ -12,6 +12,7 @@
 
 #include "tarn/companions.h"
 
+#include "fakes/latin_text.h"
 #include "url/url_scan.h"
 #include "url/web_extension_scan.h"
 
@@ -65,12 +66,7 @@ class QuietProcesses final : public machine::ProcessInspector {
         return base::Succeeded(base::CopyText(path, u"C:\\Program Files\\Reader\\Reader.exe"));
     }
     std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
-        if (text.size() >= wide.size()) return false;
-        std::copy(text.begin(), text.end(), wide.begin());
-        wide[text.size()] = u'\0';
-        return true;
-    }
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
 
     machine::ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
 };

@@ -11,6 +11,7 @@
 
 #include "tarn/companions.h"
 
+#include "fakes/latin_text.h"
 #include "machine/local_time.h"
 #include "machine/module_system.h"
 #include "machine/process_inspector.h"
@@ -32,12 +33,7 @@ class FakeProcesses final : public machine::ProcessInspector {
         return pathKnown;
     }
     std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
-        if (text.size() >= wide.size()) return false;
-        std::copy(text.begin(), text.end(), wide.begin());
-        wide[text.size()] = u'\0';
-        return true;
-    }
+    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
 
     bool userKnown = true;
     bool pathKnown = true;
