@@ -101,7 +101,10 @@ std::uint8_t TARN_CALL WSScanPacket(const std::uint8_t* frame, std::uint32_t fra
 
 std::uint8_t TARN_CALL WSDropConnection(const std::uint8_t* frame) {
     if (frame == nullptr) return 0;
-    return AtBoundary([&](Library&) { return tarn::network::DropConnection(frame); });
+    return AtBoundary([&](Library& library) {
+        const auto row = tarn::network::RowOfConnection(frame);
+        return row && library.platform.SetTcpRow(*row);
+    });
 }
 
 std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) {

@@ -1,3 +1,6 @@
+#include "machine/install_folder_win32.h"
+
+#include <windows.h>
 #include <winternl.h>
 
 #include "machine/install_folder.h"
@@ -41,7 +44,6 @@ bool EqualPaths(std::u16string_view a, std::u16string_view b) {
     return RtlEqualUnicodeString(&left, &right, TRUE) != FALSE;
 }
 
-// Whatever fails, the buffers are left terminated.
 bool GetHostFolder(base::PathBuffer& folder) {
     folder[0] = u'\0';
     SetLastError(ERROR_SUCCESS);

@@ -1,5 +1,5 @@
 // The terminal-services sessions of the machine and the accounts behind their names.
-// Callers hold no lock that a session query could wait for, but the parental-control lock.
+// Called under the write side of the parental-control lock, so by one thread at a time.
 #ifndef TARN_MACHINE_LIVE_SESSIONS_H
 #define TARN_MACHINE_LIVE_SESSIONS_H
 
@@ -10,14 +10,14 @@
 
 namespace tarn::machine {
 
-// The system's answers about its terminal-services sessions; one implementation per platform, a script in tests.
+// The system's answers about its terminal-services sessions.
 class LiveSessionSource {
  public:
     virtual ~LiveSessionSource() = default;
 
     // The numbers of all sessions, also of those without a user. False when they cannot be enumerated.
     virtual bool ListSessions(std::vector<std::uint32_t>& sessionIds) = 0;
-    // Empty texts where the system tells none.
+    // Empty texts where the system has none.
     virtual std::u16string DomainName(std::uint32_t sessionId) = 0;
     virtual std::u16string UserName(std::uint32_t sessionId) = 0;
     // The identifier of "DOMAIN\user" or "user", zeros behind it; as long as the system's longest.

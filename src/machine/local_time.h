@@ -1,5 +1,5 @@
 // The local clock, and the calendar: dates as days, UTC times as seconds since 1970 and back.
-// What hangs on a time, and what a date that cannot be converted means, is told by the callers.
+// The calendar is pure; the clock may be read by any thread.
 #ifndef TARN_MACHINE_LOCAL_TIME_H
 #define TARN_MACHINE_LOCAL_TIME_H
 
@@ -13,8 +13,7 @@ namespace tarn::machine {
 // The last second that has a calendar time: 3000-12-31 23:59:59 UTC.
 inline constexpr std::int64_t kLastCalendarSecond = 32535215999;
 
-// The local time and its conversions, as GetLocalTime, mktime and localtime give them; one implementation per
-// platform, a scripted clock in tests.
+// The local time and its conversions, as GetLocalTime, mktime and localtime give them.
 class LocalClock {
  public:
     virtual ~LocalClock() = default;

@@ -1,5 +1,6 @@
-// What the life of the library needs of the system beyond its modules; one implementation per platform, a fake in
-// tests. Reading files, the clock and processes is the edge's, deciding on what they say is the caller's.
+// The machine that the library runs on: the one interface behind which Windows stands, a fake in tests.
+// It owns its parts, which live as long as it does. Scans call them from any thread at the same time, except where a
+// part says otherwise; no call may be made under a lock that is not named there.
 #ifndef TARN_MACHINE_MACHINE_H
 #define TARN_MACHINE_MACHINE_H
 
@@ -11,6 +12,7 @@
 #include "machine/local_time.h"
 #include "machine/module_system.h"
 #include "machine/process_inspector.h"
+#include "machine/tcp_table.h"
 
 namespace tarn::machine {
 
@@ -22,12 +24,17 @@ class Machine {
     virtual ProcessInspector& Processes() = 0;
     virtual const LocalClock& Clock() = 0;
     virtual LiveSessionSource& LiveSessions() = 0;
+
     // The integer of an ini file's key; a missing file or key gives the default.
     virtual std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                          std::uint32_t defaultValue) = 0;
     // The text of an ini file's key, cut to fit and terminated; its length, 0 when there is none.
     virtual std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
                                     std::span<char16_t> text) = 0;
+
+    // Gives the row to the system's TCP table; with kTcpStateDelete that resets the connection. False for any error of
+    // the system, which asks for administrative rights.
+    virtual bool SetTcpRow(const TcpTableRow& row) = 0;
 };
 
 }  // namespace tarn::machine

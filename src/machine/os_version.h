@@ -38,15 +38,6 @@ struct VersionPair {
 };
 VersionPair ExactVersion(int number, bool is64Bit);
 
-// ---- Edge. Every entry point is looked up at run time; a missing one makes the query fail. ----
-
-bool QueryVersion(VersionRecord& version);
-std::uint16_t QueryArchitecture();
-bool QueryIsExactlyVersion(int number, bool& matches);
-// Older than 5.1 (5.2 on a 64-bit architecture) with service pack 2.0.
-bool QueryIsOlderThanServicePackBaseline(bool& older);
-SystemFacts QuerySystemFacts();
-
 }  // namespace tarn::machine
 
 #endif

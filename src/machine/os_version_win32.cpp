@@ -1,7 +1,7 @@
+#include "machine/os_version_win32.h"
+
 #include <initializer_list>
 #include <windows.h>
-
-#include "machine/os_version.h"
 
 namespace tarn::machine {
 namespace {

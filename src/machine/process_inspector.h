@@ -1,5 +1,5 @@
 // Who asked: the account and the executable behind a process id.
-// What is done about them is browsing protection's and the parental rules' business.
+// Any thread may ask.
 #ifndef TARN_MACHINE_PROCESS_INSPECTOR_H
 #define TARN_MACHINE_PROCESS_INSPECTOR_H
 
@@ -19,7 +19,7 @@ struct ProcessUser {
     std::array<std::uint8_t, 68> sid{};
 };
 
-// The system's answers about processes; one implementation per platform, a script in tests.
+// The system's answers about processes.
 class ProcessInspector {
  public:
     virtual ~ProcessInspector() = default;

@@ -1,5 +1,4 @@
-// Reads the product configuration file with its CRC-32 check, and tells whether the managed-client agent is installed.
-// What a managed client changes is decided by start-up, the scans and categorisation.
+// The product configuration file with its CRC-32 check, and the names that its version gives the managed-client agent.
 #ifndef TARN_MACHINE_PRODUCT_DATA_H
 #define TARN_MACHINE_PRODUCT_DATA_H
 
@@ -38,13 +37,6 @@ ProductVersion VersionOf(const ProductRecord& record);
 // "HOSTASVC501.EXE" for 5.1, and "CLIENT AGENT 5.1".
 bool AgentExecutableName(ProductVersion version, base::PathBuffer& name);
 bool AgentServiceName(ProductVersion version, base::PathBuffer& name);
-
-// Edge: error receives the system's last error when the file cannot be read.
-bool ReadProductConfiguration(const base::PathBuffer& path, ProductRecord& record, std::uint32_t& error);
-// The file of the host folder, else of the install folder.
-bool GetProductVersion(ProductVersion& version);
-bool FindAgentApplicationPath();
-bool IsManagedClientInstalled();
 
 }  // namespace tarn::machine
 

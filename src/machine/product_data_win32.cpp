@@ -1,12 +1,10 @@
-#include "machine/install_folder.h"
-#include "machine/product_data.h"
+#include "machine/product_data_win32.h"
+
+#include "machine/install_folder_win32.h"
 #include "machine/win32_owners.h"
 
 namespace tarn::machine {
 namespace {
-
-// The one memory of the process that a file has passed its check.
-std::atomic<bool> checkedOnce{false};
 
 class WindowsProductFile final : public ProductFile {
  public:
@@ -44,29 +42,29 @@ bool FindProductFile(base::PathBuffer& path) {
 
 }  // namespace
 
-bool ReadProductConfiguration(const base::PathBuffer& path, ProductRecord& record, std::uint32_t& error) {
+bool WindowsProductData::Read(const base::PathBuffer& path, ProductRecord& record, std::uint32_t& error) {
     const UniqueFile file(CreateFileW(Wide(path.data()), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
     WindowsProductFile reader(file.Get());
-    if (file.Owns() && ReadProductConfiguration(reader, checkedOnce, record)) return true;
+    if (file.Owns() && ReadProductConfiguration(reader, checkedOnce_, record)) return true;
     error = GetLastError();
     return false;
 }
 
-bool GetProductVersion(ProductVersion& version) {
+bool WindowsProductData::ReadVersion(ProductVersion& version) {
     base::PathBuffer path;
     ProductRecord record{};
     std::uint32_t error = 0;
-    if (!FindProductFile(path) || !ReadProductConfiguration(path, record, error)) return false;
+    if (!FindProductFile(path) || !Read(path, record, error)) return false;
     version = VersionOf(record);
     return true;
 }
 
-bool FindAgentApplicationPath() {
+bool WindowsProductData::FindAgentApplicationPath() {
     ProductVersion version;
     base::PathBuffer name;
     base::PathBuffer keyPath;
-    if (!GetProductVersion(version) || !AgentExecutableName(version, name)) return false;
+    if (!ReadVersion(version) || !AgentExecutableName(version, name)) return false;
     if (!base::Succeeded(base::FormatText(
             keyPath, {u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\", base::FieldText(name)})))
         return false;
@@ -79,11 +77,11 @@ bool FindAgentApplicationPath() {
            ERROR_SUCCESS;
 }
 
-bool IsManagedClientInstalled() {
+bool WindowsProductData::IsManagedClientInstalled() {
     if (!FindAgentApplicationPath()) return false;
     ProductVersion version;
     base::PathBuffer name;
-    if (!GetProductVersion(version) || !AgentServiceName(version, name)) return false;
+    if (!ReadVersion(version) || !AgentServiceName(version, name)) return false;
     const UniqueService manager(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
     if (!manager.Owns()) return false;
     const UniqueService service(OpenServiceW(manager.Get(), Wide(name.data()), GENERIC_READ));

@@ -1,5 +1,5 @@
 // Owners of the system's handles: each closes what it owns and keeps GetLastError across the close.
-// Only files that talk to Windows include this header.
+// An owner belongs to one thread. Only files that talk to Windows include this header.
 #ifndef TARN_MACHINE_WIN32_OWNERS_H
 #define TARN_MACHINE_WIN32_OWNERS_H
 

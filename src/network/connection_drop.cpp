@@ -18,7 +18,7 @@ std::uint32_t NetworkOrder(std::uint16_t port) {
 }  // namespace
 
 // Each view ends behind the bytes that the step needs: what lies further on may not be there.
-std::optional<TcpTableRow> RowOfConnection(const std::uint8_t* frame) {
+std::optional<machine::TcpTableRow> RowOfConnection(const std::uint8_t* frame) {
     if (frame == nullptr) return std::nullopt;
     base::ByteReader reader(base::Bytes(frame, kProtocolOffset + 1));
     std::uint8_t protocol = 0;
@@ -29,11 +29,11 @@ std::optional<TcpTableRow> RowOfConnection(const std::uint8_t* frame) {
     if (!ports) return std::nullopt;
     // QUIRK: the source is the local end whichever way the frame went, so that an inbound frame gives a row that fits
     // no connection.  Test: AnInboundFrameSwapsTheEnds
-    return TcpTableRow{.state = kTcpStateDelete,
-                       .localAddress = std::bit_cast<std::uint32_t>(ipv4->source),
-                       .localPort = NetworkOrder(ports->source),
-                       .remoteAddress = std::bit_cast<std::uint32_t>(ipv4->destination),
-                       .remotePort = NetworkOrder(ports->destination)};
+    return machine::TcpTableRow{.state = machine::kTcpStateDelete,
+                                .localAddress = std::bit_cast<std::uint32_t>(ipv4->source),
+                                .localPort = NetworkOrder(ports->source),
+                                .remoteAddress = std::bit_cast<std::uint32_t>(ipv4->destination),
+                                .remotePort = NetworkOrder(ports->destination)};
 }
 
 }  // namespace tarn::network

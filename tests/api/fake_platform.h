@@ -21,7 +21,7 @@ class BareModules final : public machine::ModuleSystem {
     void* Find(void*, const char*) override { return nullptr; }
     void Free(void*) override {}
     bool InstallFolder(base::PathBuffer& folder) override {
-        return hasFolder && base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
+        return hasFolder && base::Succeeded(base::CopyText(folder, folderText));
     }
     bool HostExecutableKnown() override { return true; }
     bool ManagedClientInstalled() override { return false; }
@@ -30,6 +30,7 @@ class BareModules final : public machine::ModuleSystem {
     machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 
     bool hasFolder = true;
+    std::u16string folderText = u"C:\\suite\\";
 };
 
 class NoProcesses final : public machine::ProcessInspector {
@@ -92,6 +93,11 @@ class FakePlatform final : public machine::Machine {
         return length;
     }
 
+    bool SetTcpRow(const machine::TcpTableRow& row) override {
+        tcpRows.push_back(row);
+        return true;
+    }
+
     BareModules modules;
     NoProcesses processes;
     NoSessions sessions;
@@ -99,6 +105,7 @@ class FakePlatform final : public machine::Machine {
     // By "file [section] key".
     std::map<std::u16string, std::uint32_t> integers;
     std::map<std::u16string, std::u16string> texts;
+    std::vector<machine::TcpTableRow> tcpRows;  // all that were set
 
  private:
     static std::u16string Name(const base::PathBuffer& file, const char16_t* section, const char16_t* key) {

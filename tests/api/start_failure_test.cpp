@@ -48,6 +48,7 @@ class PlatformWithModules final : public machine::Machine {
                             std::span<char16_t> text) override {
         return bare.ReadIniText(file, section, key, text);
     }
+    bool SetTcpRow(const machine::TcpTableRow& row) override { return bare.SetTcpRow(row); }
 
     LosingModules modules;
     FakePlatform bare;

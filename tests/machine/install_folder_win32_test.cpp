@@ -6,7 +6,7 @@
 #include <windows.h>
 
 #include "machine/facts_program_win32.h"
-#include "machine/install_folder.h"
+#include "machine/install_folder_win32.h"
 
 namespace tarn::machine {
 namespace {

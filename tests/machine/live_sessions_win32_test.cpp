@@ -1,6 +1,4 @@
 // Account look-ups against the system. Its terminal services are played by a script, in terminal_services.
-#include "machine/live_sessions_win32.h"
-
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -8,6 +6,7 @@
 #include <string>
 #include <windows.h>
 
+#include "machine/machine_win32.h"
 #include "machine/win32_owners.h"
 #include "parental/account_identifier.h"
 

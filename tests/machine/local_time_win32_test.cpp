@@ -1,6 +1,4 @@
 // The calendar and the clock against the system's own functions, in whatever time zone the process runs.
-#include "machine/local_time_win32.h"
-
 #include <bit>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <windows.h>
+
+#include "machine/machine_win32.h"
 
 namespace tarn::machine {
 namespace {

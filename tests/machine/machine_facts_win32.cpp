@@ -1,4 +1,4 @@
-// Prints what base finds out about the process that runs it, one line per command:
+// Prints what the machine layer finds out about the process that runs it, one line per command:
 //   --hklm KEY    puts this key of HKEY_CURRENT_USER into the place of HKEY_LOCAL_MACHINE
 //   host | install | file NAME | version | agent | managed | system | read FILE | image
 //   move FILE     moves the running program's file there
@@ -8,10 +8,9 @@
 #include <string_view>
 #include <windows.h>
 
-#include "machine/install_folder.h"
+#include "machine/install_folder_win32.h"
 #include "machine/machine_win32.h"
-#include "machine/os_version.h"
-#include "machine/product_data.h"
+#include "machine/os_version_win32.h"
 #include "modules/companion_loader.h"
 
 namespace tarn::machine {
@@ -53,6 +52,9 @@ void PrintSystem() {
                 baselineKnown ? (older ? "1" : "0") : "?", modules::HttpsInspectionMayRun(system.HttpsFacts()) ? 1 : 0);
 }
 
+// One for the process, as the library has it.
+WindowsProductData product;
+
 bool Run(std::string_view command, std::string_view argument, bool& tookArgument) {
     base::PathBuffer path;
     path.fill(u'x');
@@ -65,15 +67,15 @@ bool Run(std::string_view command, std::string_view argument, bool& tookArgument
         PrintPath("install", found, path);
     } else if (command == "version") {
         ProductVersion version;
-        if (GetProductVersion(version)) {
+        if (product.ReadVersion(version)) {
             std::printf("version %u.%u\n", unsigned{version.major}, unsigned{version.minor});
         } else {
             std::puts("version none");
         }
     } else if (command == "agent") {
-        std::printf("agent %d\n", FindAgentApplicationPath() ? 1 : 0);
+        std::printf("agent %d\n", product.FindAgentApplicationPath() ? 1 : 0);
     } else if (command == "managed") {
-        std::printf("managed %d\n", IsManagedClientInstalled() ? 1 : 0);
+        std::printf("managed %d\n", product.IsManagedClientInstalled() ? 1 : 0);
     } else if (command == "image") {
         WindowsProcessInspector inspector;
         std::uint32_t error = 0;
@@ -95,7 +97,7 @@ bool Run(std::string_view command, std::string_view argument, bool& tookArgument
         tookArgument = true;
         ProductRecord record{};
         std::uint32_t error = 0;
-        const bool read = ReadProductConfiguration(Wide16(argument), record, error);
+        const bool read = product.Read(Wide16(argument), record, error);
         const ProductVersion version = VersionOf(record);
         std::printf("read %d %u.%u error %u\n", read ? 1 : 0, unsigned{version.major}, unsigned{version.minor}, error);
     } else if (command == "--hklm") {

@@ -1,8 +1,9 @@
 // The version queries of processes to which the system reports different versions.
+#include "machine/os_version_win32.h"
+
 #include <gtest/gtest.h>
 
 #include "machine/facts_program_win32.h"
-#include "machine/os_version.h"
 #include "machine/win32_owners.h"
 
 namespace tarn::machine {

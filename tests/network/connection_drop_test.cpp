@@ -24,7 +24,7 @@ FrameFields Outbound() {
 }
 
 // The row of the first length bytes in a block of exactly that size.
-std::optional<TcpTableRow> RowOf(const FrameBytes& bytes, std::size_t length) {
+std::optional<machine::TcpTableRow> RowOf(const FrameBytes& bytes, std::size_t length) {
     const ExactBlock block(bytes, length);
     return RowOfConnection(block.Data());
 }

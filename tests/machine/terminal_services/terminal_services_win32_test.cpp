@@ -7,8 +7,7 @@
 #include <windows.h>
 
 #include "base/bounded_text.h"
-#include "machine/live_sessions_win32.h"
-#include "machine/local_time_win32.h"
+#include "machine/machine_win32.h"
 #include "machine/terminal_services/script.h"
 #include "machine/win32_owners.h"
 #include "parental/live_sessions.h"
@@ -122,7 +121,7 @@ TEST_F(TerminalServices, TheCurrentUserIsFoundLoggedOn) {
     EXPECT_LE(seen, clock.ToSeconds(after));
     std::array<std::uint8_t, 68> sid;
     ASSERT_TRUE(sessions.ResolveAccount(std::u16string(base::FieldText(record.userName)), sid));
-    EXPECT_TRUE(EqualIdentifiers(record.sid, sid));
+    EXPECT_TRUE(parental::EqualIdentifiers(record.sid, sid));
 }
 
 TEST_F(TerminalServices, WithoutADomainTheUserAloneIsFound) {

@@ -7,6 +7,7 @@
 #include <windows.h>
 #include <winsock2.h>
 
+#include "machine/machine_win32.h"
 #include "network/connection_drop.h"
 #include "network/frame_bytes.h"
 #include "network/scripted_iphlpapi/scripted_iphlpapi.h"
@@ -29,7 +30,11 @@ class DroppedConnection : public testing::Test {
         fields.sourcePort = 0xC123;
         fields.destinationPort = 0x01BB;
     }
-    bool Drop() const { return DropConnection(MakeFrame(fields).data()); }
+    bool Drop() { return DropConnection(MakeFrame(fields).data()); }
+    bool DropConnection(const std::uint8_t* frame) {
+        const auto row = RowOfConnection(frame);
+        return row && machine.SetTcpRow(*row);
+    }
     MIB_TCPROW LastRow() const {
         MIB_TCPROW row;
         static_assert(sizeof row == sizeof script->lastRow);
@@ -37,6 +42,7 @@ class DroppedConnection : public testing::Test {
         return row;
     }
 
+    machine::WindowsMachine machine;
     TcpEntryScript* script = nullptr;
     FrameFields fields;
 };
