@@ -1,5 +1,5 @@
 // What the companion modules need of the system: loading, binding, the folders, facts about the machine.
-// One implementation per platform and a fake in tests; nothing is decided behind it.
+// Nothing is decided behind it. Any thread may call; a module stays loaded until each of its loads was freed.
 #ifndef TARN_MACHINE_MODULE_SYSTEM_H
 #define TARN_MACHINE_MODULE_SYSTEM_H
 
@@ -23,9 +23,9 @@ struct FileStart {
 struct HttpsInspectionFacts {
     bool baselineKnown = false;  // the service-pack query succeeded
     bool olderThanBaseline = false;
-    std::uint32_t classification = 0;
+    std::uint32_t classification = 0;  // a code of system_code.h
     bool productTypeKnown = false;
-    std::uint8_t productType = 0;  // 1 workstation, 2 domain controller, 3 server
+    std::uint8_t productType = 0;  // as in os_version.h
 };
 
 class ModuleSystem {
@@ -43,6 +43,7 @@ class ModuleSystem {
     virtual bool HostExecutableKnown() = 0;
     virtual bool ManagedClientInstalled() = 0;
     virtual FileStart ReadFileStart(const base::PathBuffer& path) = 0;
+    // A code of system_code.h.
     virtual std::uint32_t SystemClassification() = 0;
     virtual HttpsInspectionFacts HttpsFacts() = 0;
 };

@@ -1,11 +1,9 @@
 #include "machine/os_version.h"
 
+#include "machine/system_code.h"
+
 namespace tarn::machine {
 namespace {
-
-constexpr std::uint8_t kWorkstation = 1;
-constexpr std::uint8_t kDomainController = 2;
-constexpr std::uint8_t kServer = 3;
 
 constexpr std::uint16_t kSuiteEnterprise = 0x2;
 constexpr std::uint16_t kSuiteDataCentre = 0x80;
@@ -13,52 +11,54 @@ constexpr std::uint16_t kSuitePersonal = 0x200;
 constexpr std::uint16_t kSuiteBlade = 0x400;
 
 constexpr std::uint16_t kItanium = 6;
+constexpr std::uint16_t kAlpha64 = 7;
 constexpr std::uint16_t kX64 = 9;
-
-bool IsServerType(std::uint8_t productType) {
-    return productType == kDomainController || productType == kServer;
-}
+constexpr std::uint16_t kX86On64 = 10;
 
 std::uint32_t ClassifyDosLine(const VersionRecord& v) {
     if (v.major != 4) return 0;
-    if (v.minor == 0) return 50023;
-    if (v.minor == 10) return 50024;
-    return v.minor == 90 ? 50025 : 0;
+    if (v.minor == 0) return system_code::kDos40;
+    if (v.minor == 10) return system_code::kDos410;
+    return v.minor == 90 ? system_code::kDos490 : 0;
 }
 
 // 0 when the rules of the major version decide.
 std::uint32_t Classify10(const VersionRecord& v, bool is64) {
     if (v.productType == kWorkstation) {
-        if (is64) return v.build < 22000 ? 50042 : 50049;
-        return v.build < 22000 ? 50041 : 50048;
+        if (is64) return v.build < 22000 ? system_code::k10Workstation64 : system_code::k10Workstation64From22000;
+        return v.build < 22000 ? system_code::k10Workstation : system_code::k10WorkstationFrom22000;
     }
     if (!is64) return 0;
-    if (v.build < 17623) return 50043;
-    return v.build < 20285 ? 50046 : 50047;
+    if (v.build < 17623) return system_code::k10Server64;
+    return v.build < 20285 ? system_code::k10Server64From17623 : system_code::k10Server64From20285;
 }
 
 std::uint32_t Classify63(const VersionRecord& v, bool is64) {
-    if (v.productType == kWorkstation) return is64 ? 50039 : 50038;
-    return is64 ? 50040 : 0;
+    if (v.productType == kWorkstation) return is64 ? system_code::k63Workstation64 : system_code::k63Workstation;
+    return is64 ? system_code::k63Server64 : 0;
 }
 
 std::uint32_t Classify6(const VersionRecord& v, bool is64) {
     const bool workstation = v.productType == kWorkstation;
     switch (v.minor) {
         case 2:
-            return workstation ? (is64 ? 50035 : 50034) : (is64 ? 50037 : 50036);
+            return workstation ? (is64 ? system_code::k62Workstation64 : system_code::k62Workstation)
+                               : (is64 ? system_code::k62Server64 : system_code::k62Server);
         case 1:
-            return workstation ? (is64 ? 50033 : 50032) : (is64 ? 50031 : 50030);
+            return workstation ? (is64 ? system_code::k61Workstation64 : system_code::k61Workstation)
+                               : (is64 ? system_code::k61Server64 : system_code::k61Server);
         case 0:
-            return workstation ? (is64 ? 50026 : 50001) : (is64 ? 50029 : 50002);
+            return workstation ? (is64 ? system_code::k60Workstation64 : system_code::k60Workstation)
+                               : (is64 ? system_code::k60Server64 : system_code::k60Server);
         default:
             return 0;
     }
 }
 
 std::uint32_t Classify52Other(const SystemFacts& facts) {
-    if (facts.secondRelease) return 50012;
-    return facts.version.productType == kWorkstation && facts.architecture == kX64 ? 50013 : 50014;
+    if (facts.secondRelease) return system_code::k52SecondRelease;
+    return facts.version.productType == kWorkstation && facts.architecture == kX64 ? system_code::k52WorkstationX64
+                                                                                   : system_code::k52Other;
 }
 
 std::uint32_t Classify52(const SystemFacts& facts) {
@@ -66,11 +66,17 @@ std::uint32_t Classify52(const SystemFacts& facts) {
     if (!IsServerType(v.productType)) return Classify52Other(facts);
     const bool dataCentre = (v.suiteMask & kSuiteDataCentre) != 0;
     const bool enterprise = (v.suiteMask & kSuiteEnterprise) != 0;
-    if (facts.architecture == kItanium) return dataCentre ? 50003 : enterprise ? 50004 : Classify52Other(facts);
-    if (facts.architecture == kX64) return dataCentre ? 50005 : enterprise ? 50006 : 50007;
-    if (dataCentre) return 50008;
-    if (enterprise) return 50009;
-    return (v.suiteMask & kSuiteBlade) != 0 ? 50010 : 50011;
+    if (facts.architecture == kItanium)
+        return dataCentre   ? system_code::k52ItaniumDataCentre
+               : enterprise ? system_code::k52ItaniumEnterprise
+                            : Classify52Other(facts);
+    if (facts.architecture == kX64)
+        return dataCentre   ? system_code::k52X64DataCentre
+               : enterprise ? system_code::k52X64Enterprise
+                            : system_code::k52X64Server;
+    if (dataCentre) return system_code::k52DataCentre;
+    if (enterprise) return system_code::k52Enterprise;
+    return (v.suiteMask & kSuiteBlade) != 0 ? system_code::k52Blade : system_code::k52Server;
 }
 
 std::uint32_t Classify5(const SystemFacts& facts) {
@@ -79,13 +85,13 @@ std::uint32_t Classify5(const SystemFacts& facts) {
         case 2:
             return Classify52(facts);
         case 1:
-            if (v.productType == kWorkstation && facts.architecture == kX64) return 50013;
-            return (v.suiteMask & kSuitePersonal) != 0 ? 50015 : 50016;
+            if (v.productType == kWorkstation && facts.architecture == kX64) return system_code::k52WorkstationX64;
+            return (v.suiteMask & kSuitePersonal) != 0 ? system_code::k51Personal : system_code::k51Professional;
         case 0:
-            if (v.productType == kWorkstation) return 50019;
+            if (v.productType == kWorkstation) return system_code::k50Workstation;
             if (!IsServerType(v.productType)) return 0;
-            if ((v.suiteMask & kSuiteDataCentre) != 0) return 50017;
-            return (v.suiteMask & kSuiteEnterprise) != 0 ? 50018 : 50028;
+            if ((v.suiteMask & kSuiteDataCentre) != 0) return system_code::k50DataCentre;
+            return (v.suiteMask & kSuiteEnterprise) != 0 ? system_code::k50Enterprise : system_code::k50Server;
         default:
             return 0;
     }
@@ -93,8 +99,8 @@ std::uint32_t Classify5(const SystemFacts& facts) {
 
 std::uint32_t Classify4(const VersionRecord& v) {
     if (v.minor != 0) return 0;
-    if (!IsServerType(v.productType)) return 50020;
-    return (v.suiteMask & kSuiteEnterprise) != 0 ? 50021 : 50022;
+    if (!IsServerType(v.productType)) return system_code::k40Workstation;
+    return (v.suiteMask & kSuiteEnterprise) != 0 ? system_code::k40Enterprise : system_code::k40Server;
 }
 
 std::uint32_t ClassifyNtLine(const SystemFacts& facts) {
@@ -112,7 +118,7 @@ std::uint32_t ClassifyNtLine(const SystemFacts& facts) {
         case 4:
             return Classify4(v);
         case 3:
-            return v.minor == 51 ? 50027 : 0;
+            return v.minor == 51 ? system_code::k351 : 0;
         default:
             return 0;
     }
@@ -121,7 +127,11 @@ std::uint32_t ClassifyNtLine(const SystemFacts& facts) {
 }  // namespace
 
 bool Is64BitArchitecture(std::uint16_t architecture) {
-    return architecture == 6 || architecture == 7 || architecture == 9 || architecture == 10;
+    return architecture == kItanium || architecture == kAlpha64 || architecture == kX64 || architecture == kX86On64;
+}
+
+bool IsServerType(std::uint8_t productType) {
+    return productType == kDomainController || productType == kServer;
 }
 
 std::uint32_t ClassifySystem(const SystemFacts& facts) {

@@ -1,5 +1,5 @@
-// The running system's version: queries, and its classification into one code between 50001 and 50049 (0 = unknown).
-// Classification is a pure function of facts; which decision hangs on a code is told by its users.
+// Classifies the running system, by what it reports of its version, into one of the codes of system_code.h.
+// Pure functions of facts.
 #ifndef TARN_MACHINE_OS_VERSION_H
 #define TARN_MACHINE_OS_VERSION_H
 
@@ -7,13 +7,19 @@
 
 namespace tarn::machine {
 
+// Product types, as the system numbers them.
+inline constexpr std::uint8_t kWorkstation = 1;
+inline constexpr std::uint8_t kDomainController = 2;
+inline constexpr std::uint8_t kServer = 3;
+bool IsServerType(std::uint8_t productType);
+
 struct VersionRecord {
     std::uint32_t platform = 0;  // 1 = the DOS-based line, 2 = the NT line
     std::uint32_t major = 0;
     std::uint32_t minor = 0;
     std::uint32_t build = 0;
     std::uint16_t suiteMask = 0;
-    std::uint8_t productType = 0;  // 1 workstation, 2 domain controller, 3 server
+    std::uint8_t productType = 0;
 };
 
 struct SystemFacts {
