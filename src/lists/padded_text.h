@@ -28,7 +28,7 @@ class PaddedText {
             base::CopyLower(chars_ + kStride, text.substr(0, length_));
         else
             base::CopyCharacters(chars_ + kStride, text.substr(0, length_));
-        std::memset(chars_ + kStride + length_, 0, base::kBlock);
+        std::memset(chars_ + kStride + length_, 0, base::Block16::kSize);
     }
 
     [[nodiscard]] bool Fits() const { return fits_; }
@@ -37,7 +37,7 @@ class PaddedText {
  private:
     std::size_t length_ = 0;
     bool fits_;
-    char chars_[kStride + kMaxLength + base::kBlock];
+    char chars_[kStride + kMaxLength + base::Block16::kSize];
 };
 
 // The ends that a listed URL or path may have in the text it is found in.

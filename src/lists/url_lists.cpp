@@ -16,10 +16,9 @@ constexpr auto kEnough = [](std::size_t, std::uint32_t) { return true; };
 // Which of the sixteen characters from at on end a part of the URL; text comes from a PaddedText, whose room behind the
 // end is read too.
 unsigned UrlPartEnds(std::string_view text, std::size_t at) {
-    const __m128i block = base::detail::LoadBlock(text.data() + at);
-    unsigned ends =
-        base::detail::EqualMask(block, '/') | base::detail::EqualMask(block, '?') | base::detail::EqualMask(block, '#');
-    if (text.size() - at < base::kBlock) ends &= (1U << (text.size() - at)) - 1U;
+    const base::Block16 block = base::Block16::Load(text.data() + at);
+    unsigned ends = block.EqualMask('/') | block.EqualMask('?') | block.EqualMask('#');
+    if (text.size() - at < base::Block16::kSize) ends &= (1U << (text.size() - at)) - 1U;
     return ends;
 }
 
@@ -59,7 +58,7 @@ bool UrlList::Matches(std::string_view url) const noexcept {
     const auto ends = [text](std::size_t length) { return EndsUrlPart(text, length); };
     if (prefixes_.Walk(prefixRoot_, text.data(), text.size(), ends, kEnough)) return true;
     if (substringRoot_ == SuffixTree::kNone) return false;
-    for (std::size_t at = 0; at < text.size(); at += base::kBlock) {
+    for (std::size_t at = 0; at < text.size(); at += base::Block16::kSize) {
         unsigned places = UrlPartEnds(text, at);
         for (; places != 0; places &= places - 1U)
             if (HoldsPatternAt(text, at + static_cast<std::size_t>(std::countr_zero(places)))) return true;
