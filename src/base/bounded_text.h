@@ -1,6 +1,5 @@
 // Copies and formats text into fixed buffers by the platform's safe-string rules; every path and URL is built with it.
-// A truncation is a failure that leaves the cut, terminated text behind. What a caller does then is the caller's
-// choice.
+// A truncation is a failure that leaves the cut, terminated text behind.
 #ifndef TARN_BASE_BOUNDED_TEXT_H
 #define TARN_BASE_BOUNDED_TEXT_H
 
@@ -9,10 +8,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <string_view>
 #include <type_traits>
 
+#include "base/assert.h"
 #include "base/text.h"
 
 namespace tarn::base {
@@ -165,8 +166,10 @@ class FixedText {
     [[nodiscard]] bool Empty() const { return length_ == 0; }
 
     void Clear() { SetLength(0); }
-    // text may not lie inside this buffer.
+    // text may not begin inside this buffer.
     bool Assign(std::string_view text) {
+        TARN_ASSERT(text.empty() || std::less<>{}(text.data(), chars_) ||
+                    std::greater_equal<>{}(text.data(), chars_ + Capacity));
         length_ = 0;
         return Append(text);
     }
@@ -177,9 +180,10 @@ class FixedText {
         return count == text.size();
     }
 
-    // For code that fills the buffer itself: kMaxLength characters may be written, then the length is told.
+    // For code that fills the buffer itself: at most kMaxLength characters, then their count is set.
     [[nodiscard]] char* Data() { return chars_; }
     void SetLength(std::size_t length) {
+        TARN_ASSERT(length <= kMaxLength);
         length_ = static_cast<std::uint32_t>(length);
         chars_[length] = '\0';
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "base/assert.h"
+
 namespace tarn::parental {
 namespace {
 
@@ -10,6 +12,7 @@ constexpr std::uint32_t kMinutesPerHour = 60;
 constexpr std::uint32_t kHoursPerDay = 24;
 constexpr std::uint32_t kLastHour = 23;
 constexpr std::uint32_t kLastMinute = 59;
+constexpr std::uint32_t kLastSecond = 59;
 
 bool IsInsideADay(const TimeRange& range) {
     return range.startHour <= kLastHour && range.endHour <= kLastHour && range.startMinute <= kLastMinute &&
@@ -20,7 +23,7 @@ std::uint32_t MinuteOfWeek(std::uint32_t day, std::uint32_t hour, std::uint32_t 
     return (day * kHoursPerDay + hour) * kMinutesPerHour + minute;
 }
 
-// Intervals in order of their starts, in room that suffices: no two have the same start.
+// Intervals in order of their starts, no two with the same one, in an array that is large enough.
 class SortedIntervals {
  public:
     explicit SortedIntervals(Interval* items) : items_(items) {}
@@ -110,6 +113,9 @@ bool BuildIntervals(const WeekRanges& week, OwnedArray<Interval>& intervals, con
 }
 
 ScheduleTurn NextTurn(std::span<const Interval> intervals, const TarnSystemTime& localTime) {
+    TARN_ASSERT(!intervals.empty());
+    TARN_ASSERT(localTime.dayOfWeek < 7 && localTime.hour <= kLastHour && localTime.minute <= kLastMinute &&
+                localTime.second <= kLastSecond);
     const std::uint32_t now = MinuteOfWeek(localTime.dayOfWeek, localTime.hour, localTime.minute);
     const auto secondsUntil = [&](std::uint32_t minute) { return (minute - now) * 60U - localTime.second; };
     for (const Interval& interval : intervals) {

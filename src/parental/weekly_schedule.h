@@ -1,5 +1,5 @@
 // The weekly schedule of a user entry: its day lists as merged intervals, and what a moment of the week means by them.
-// The clock, the flag that scans read, and the thread that writes it are their owner's business.
+// Pure functions. The schedule's thread works on a copy of its own, so none of this needs a lock.
 #ifndef TARN_PARENTAL_WEEKLY_SCHEDULE_H
 #define TARN_PARENTAL_WEEKLY_SCHEDULE_H
 
@@ -37,7 +37,7 @@ struct ScheduleTurn {
 
 // What the schedule's thread ends with.
 enum class ScheduleEnd : std::uint32_t {
-    kStopped = 0,      // also when the local time cannot be told
+    kStopped = 0,      // also when there is no local time
     kNothingToDo = 1,  // no event, or no parental settings
     kNoSchedule = 2,   // settings not loaded, or the interval list cannot be built
     kNeverAllowed = 3  // no interval at all
@@ -54,7 +54,7 @@ enum class ScheduleEnd : std::uint32_t {
 [[nodiscard]] bool BuildIntervals(const WeekRanges& week, OwnedArray<Interval>& intervals,
                                   const CopyMemory& memory = {});
 
-// intervals is not empty. Of localTime, a valid time, the weekday, hour, minute and second count.
+// intervals may not be empty, and localTime must be a time of a week: weekday 0 to 6, hour, minute and second count.
 [[nodiscard]] ScheduleTurn NextTurn(std::span<const Interval> intervals, const TarnSystemTime& localTime);
 
 }  // namespace tarn::parental

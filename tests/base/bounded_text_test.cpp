@@ -100,5 +100,24 @@ TEST(StoreField, CutsAndTerminatesAtAnOddAddress) {
     EXPECT_EQ(record[0], 0xEE);
 }
 
+TEST(FixedText, KeepsItsBound) {
+    FixedText<4> text;
+    EXPECT_FALSE(text.Assign("abcd"));
+    EXPECT_EQ(text.View(), "abc");
+    text.SetLength(FixedText<4>::kMaxLength);
+    EXPECT_EQ(text.View(), "abc");
+    text.SetLength(1);
+    EXPECT_EQ(text.View(), "a");
+}
+
+#ifndef NDEBUG
+TEST(FixedTextDeathTest, ALengthPastTheBufferOrATextFromTheBufferIsCaught) {
+    FixedText<4> text;
+    text.Assign("abc");
+    EXPECT_DEATH(text.SetLength(4), "length <= kMaxLength");
+    EXPECT_DEATH(text.Assign(text.View().substr(1)), "text");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::base

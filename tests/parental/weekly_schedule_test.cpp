@@ -390,5 +390,14 @@ TEST(WeeklySchedule, RandomWeeksGiveWhatTheLinkedListGives) {
     EXPECT_GT(lists, 5000);
 }
 
+#ifndef NDEBUG
+TEST(NextTurnDeathTest, NoIntervalOrNoTimeOfAWeekIsCaught) {
+    EXPECT_DEATH(static_cast<void>(NextTurn({}, At(kMonday, 8, 0))), "intervals");
+    const std::vector<Interval> always = {{0, kMinutesPerWeek}};
+    EXPECT_DEATH(static_cast<void>(NextTurn(always, At(7, 8, 0))), "dayOfWeek");
+    EXPECT_DEATH(static_cast<void>(NextTurn(always, At(kMonday, 24, 0))), "hour");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::parental
