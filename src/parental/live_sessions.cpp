@@ -3,12 +3,10 @@
 #include <algorithm>
 
 #include "base/bounded_text.h"
+#include "parental/session_events.h"
 
 namespace tarn::parental {
 namespace {
-
-// What is recorded of an account that was found logged on, as if its logon had been seen.
-constexpr std::uint32_t kFoundLoggedOn = 1;
 
 bool ResolveUser(machine::LiveSessionSource& source, const std::u16string& domain, const std::u16string& user,
                  AccountSid& sid) {
@@ -35,7 +33,7 @@ bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings
             continue;
         }
         UserSessionRecord record;
-        record.lastEvent = kFoundLoggedOn;
+        record.lastEvent = kLogonEvent;  // as if its logon had been seen
         record.sessionId = sessionId;
         record.sid = sid;
         base::CopyText(record.userName, user);

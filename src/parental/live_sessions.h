@@ -1,5 +1,5 @@
 // Brings the accounts that are logged on now into the session table.
-// Asking the terminal services and resolving accounts is the edge's; what the accounts may do is logon_check's.
+// The caller holds the write side of the parental-control lock.
 #ifndef TARN_PARENTAL_LIVE_SESSIONS_H
 #define TARN_PARENTAL_LIVE_SESSIONS_H
 

@@ -4,23 +4,15 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
+#include "parental/session_events.h"
 
 namespace tarn::parental {
 namespace {
 
-constexpr std::uint32_t kLastJudgedEvent = 9;
 constexpr std::uint8_t kHourGrid = 1;
 constexpr std::uint32_t kTicksPerHour = 60;
 constexpr std::size_t kDaysPerWeek = 7;
 constexpr std::size_t kUserNameCapacity = 260;
-
-bool IsDisconnect(std::uint32_t eventCode) {
-    return eventCode == 2 || eventCode == 3;
-}
-
-bool AlwaysAllows(std::uint32_t eventCode) {
-    return eventCode == 6 || eventCode == 8 || eventCode > kLastJudgedEvent;
-}
 
 // Whole hours used, rounded down, are held against the allowance.
 bool ScheduleAllows(const UserSessionRecord& record, const TarnSystemTime& now) {
@@ -53,11 +45,9 @@ bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionT
     UserSessionRecord* const record = table.Find(event.sid);
     if (record == nullptr) return false;
 
-    if (IsDisconnect(event.eventCode)) {
-        record->blocked = 0;
-        return true;
-    }
-    if (AlwaysAllows(event.eventCode) || record->controlled == 0 || record->exempt == 1) return true;
+    const EventCheck check = RuleOf(event.eventCode).check;
+    if (check == EventCheck::kUnblocked) record->blocked = 0;
+    if (check != EventCheck::kSchedule || record->controlled == 0 || record->exempt == 1) return true;
     if (ScheduleAllows(*record, now)) return true;
     record->blocked = 1;
     Refuse(*record, verdict);

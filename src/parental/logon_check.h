@@ -1,5 +1,5 @@
 // Judges the host's session events: may the account use the machine now, by its hour grid or its daily allowance?
-// Keeping the accounts is user_sessions'; ending the session and telling the user is the host's.
+// The caller holds the write side of the parental-control lock.
 #ifndef TARN_PARENTAL_LOGON_CHECK_H
 #define TARN_PARENTAL_LOGON_CHECK_H
 
@@ -12,8 +12,8 @@
 namespace tarn::parental {
 
 // Enters the event and judges it. The verdict is preset to allow; what identifies the account is written only on a
-// block. False, with the preset verdict, when the event cannot be entered. The caller holds the write side of the
-// parental-control lock; event and verdict are two records at any address.
+// block. False, with the preset verdict, when the event cannot be entered. event and verdict are two
+// records at any address.
 bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionTable& table,
                     const SettingsCopy& settings, const machine::LocalClock& clock);
 

@@ -8,18 +8,6 @@
 namespace tarn::parental {
 namespace {
 
-// The events that bring an account into the table.
-bool AddsAccount(std::uint32_t eventCode) {
-    return eventCode == 1 || eventCode == 4 || eventCode == 5 || eventCode == 7;
-}
-
-void ApplyEventCode(std::uint32_t eventCode, UserSessionRecord& record) {
-    if (eventCode == 2 || eventCode == 3)
-        record.loggedOn = 0;
-    else if (eventCode == 1 || (eventCode >= 4 && eventCode <= 9))
-        record.loggedOn = 1;
-}
-
 UserSessionRecord NewAccount(const LogonEvent& event, const SettingsCopy& settings, const TarnSystemTime& now) {
     UserSessionRecord record;
     std::memcpy(record.sid.data(), event.sid, sizeof event.sid);
@@ -35,9 +23,10 @@ UserSessionRecord NewAccount(const LogonEvent& event, const SettingsCopy& settin
 bool ApplyEvent(const LogonEvent& event, const TarnSystemTime& now, UserSessionRecord& record) {
     record.lastEvent = event.eventCode;
     record.sessionId = event.sessionId;
-    ApplyEventCode(event.eventCode, record);
+    const LoggedOn loggedOn = RuleOf(event.eventCode).loggedOn;
+    if (loggedOn != LoggedOn::kUnchanged) record.loggedOn = loggedOn == LoggedOn::kYes ? 1 : 0;
 
-    // QUIRK: an account that the saved state knows without a time stays without one: its day change can never be told,
+    // QUIRK: an account that the saved state knows without a time stays without one: its day change is never known,
     // and each of its events fails.  Test: AccountWithoutATimeFailsForGood
     // QUIRK: both midnights are taken without daylight saving: a day of 23 hours is a whole day, one of 25 hours is
     // one day.  Test: DayChange_ClockChangesCountAsOneDay
@@ -85,7 +74,7 @@ bool RecordSessionEvent(const LogonEvent& event, UserSessionTable& table, const 
                         const TarnSystemTime& now) {
     if (!IsValidIdentifier(event.sid)) return false;
     if (UserSessionRecord* known = table.Find(event.sid); known != nullptr) return ApplyEvent(event, now, *known);
-    if (!AddsAccount(event.eventCode)) return false;
+    if (!RuleOf(event.eventCode).addsAccount) return false;
     UserSessionRecord added = NewAccount(event, settings, now);
     if (!ApplyEvent(event, now, added)) return false;
     table.Append(added);

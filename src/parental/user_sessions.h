@@ -1,6 +1,5 @@
 // The table of accounts that have logged on: their state, their use of today, their schedule; and what an event
-// changes. Who is logged on now is live_sessions', what outlives a restart saved_sessions', who may log on
-// logon_check's.
+// changes. The owner holds the write side of the parental-control lock around every use.
 #ifndef TARN_PARENTAL_USER_SESSIONS_H
 #define TARN_PARENTAL_USER_SESSIONS_H
 
@@ -13,11 +12,10 @@
 #include "tarn/records.h"
 
 #include "parental/account_identifier.h"
+#include "parental/session_events.h"
 #include "parental/settings_copy.h"
 
 namespace tarn::parental {
-
-inline constexpr std::uint32_t kTickEvent = 0;
 
 struct UserSessionRecord {
     std::uint32_t lastEvent = 0;  // 0 for an account that comes from the saved state
@@ -37,8 +35,7 @@ struct UserSessionRecord {
     std::array<std::uint16_t, 7> dailyAllowance{};  // hours, Sunday first
 };
 
-// The accounts in the order in which they were first seen. It has no lock of its own: the owner holds the write side
-// of the parental-control lock around every use.
+// The accounts in the order in which they were first seen.
 class UserSessionTable {
  public:
     [[nodiscard]] std::span<UserSessionRecord> Records() { return records_; }
@@ -75,7 +72,7 @@ class UserSessionTable {
 bool MatchUserSettings(UserSessionRecord& record, const SettingsCopy& settings);
 
 // Enters a session event of an account; now is the local time. False when the identifier is invalid, when an account
-// that is not in the table does not come in with this event, or when the day change cannot be told: today's date or
+// that is not in the table does not come in with this event, or when the day change cannot be decided: today's date or
 // that of the account's last event is no date.
 bool RecordSessionEvent(const LogonEvent& event, UserSessionTable& table, const SettingsCopy& settings,
                         const TarnSystemTime& now);
