@@ -75,7 +75,7 @@ std::string_view PathOf(const SiteRule& rule) {
     return base::FieldText(rule.path, sizeof rule.path);
 }
 
-// Room is reserved once, for the most that the rules can need; adding then only fills it.
+// Everything is allocated once, for the most that the rules can need; adding then only fills it.
 class Builder {
  public:
     Builder(SiteTables& tables, const CopyMemory& memory) : tables_(tables), memory_(memory) {}
@@ -213,12 +213,11 @@ const char* Builder::KeepText(std::string_view text) {
     return kept;
 }
 
-// A heap whose root is the lowest hash, moved to the end step by step, leaves the highest hash in front.
+// Sorts by descending hash. In place: memory that is missing must show in Reserve, and nowhere else. The order of equal
+// hashes cannot be observed, since look-ups ask all entries of a hash.
 void Builder::Finish() {
     tables_.hosts.Truncate(hostCount_);
-    const auto higher = [](const HostListEntry& a, const HostListEntry& b) { return a.hash > b.hash; };
-    std::make_heap(tables_.hosts.begin(), tables_.hosts.end(), higher);
-    std::sort_heap(tables_.hosts.begin(), tables_.hosts.end(), higher);
+    std::ranges::sort(tables_.hosts, [](const HostListEntry& a, const HostListEntry& b) { return a.hash > b.hash; });
 }
 
 }  // namespace
