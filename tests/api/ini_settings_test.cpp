@@ -43,6 +43,34 @@ TEST(IniSettings, NamesAreReadUpTo2047Characters) {
     EXPECT_EQ(ReadBrowserExclusions(platform).back(), u"0123456");
 }
 
+// 259 characters fit with their NUL; one more does not.
+std::u16string FolderFor(std::u16string_view file, std::size_t pathLength) {
+    return u"C:\\" + std::u16string(pathLength - file.size() - 4, u'd') + u"\\";
+}
+
+TEST(IniSettings, ThePathOfTheDnsSwitchEndsAt259Characters) {
+    FakePlatform platform;
+    std::uint32_t value = 9;
+    platform.modules.folderText = FolderFor(u"dnsblock.ini", 260);
+    EXPECT_FALSE(ReadDnsBlockSwitch(platform, value));
+    EXPECT_EQ(value, 9U);
+    platform.modules.folderText = FolderFor(u"dnsblock.ini", 259);
+    platform.integers[platform.modules.folderText + u"dnsblock.ini [WEB_SECURITY] BLOCK_URL_IN_DNS"] = 3;
+    EXPECT_TRUE(ReadDnsBlockSwitch(platform, value));
+    EXPECT_EQ(value, 3U);
+}
+
+TEST(IniSettings, ThePathOfTheExclusionListEndsAt259Characters) {
+    for (const std::size_t length : {259U, 260U}) {
+        FakePlatform platform;
+        platform.modules.folderText = FolderFor(u"browskip.ini", length);
+        const std::u16string cut = (platform.modules.folderText + u"browskip.ini").substr(0, 259);
+        platform.integers[cut + u" [BROWSER_EXCLUSION_LIST] COUNT"] = 1;
+        platform.texts[cut + u" [BROWSER_EXCLUSION_LIST] NAMES"] = u"one.exe";
+        EXPECT_EQ(ReadBrowserExclusions(platform).size(), length == 259 ? 1U : 0U) << length;
+    }
+}
+
 class SocialReminder : public testing::Test {
  protected:
     void LikedAt(std::int64_t secondsAgo) {
@@ -62,6 +90,13 @@ TEST_F(SocialReminder, IsDueWithoutALikeUnlessHandledOnline) {
     EXPECT_TRUE(ReadSocialReminder(platform));
     platform.modules.hasFolder = false;
     EXPECT_FALSE(ReadSocialReminder(platform)) << "the file's path cannot be built";
+}
+
+TEST_F(SocialReminder, ThePathOfItsFileEndsAt259Characters) {
+    platform.modules.folderText = FolderFor(u"socialset.ini", 259);
+    EXPECT_TRUE(ReadSocialReminder(platform));
+    platform.modules.folderText = FolderFor(u"socialset.ini", 260);
+    EXPECT_FALSE(ReadSocialReminder(platform));
 }
 
 TEST_F(SocialReminder, IsDueFifteenDaysAfterTheLastLike) {
