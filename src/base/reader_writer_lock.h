@@ -1,5 +1,5 @@
 // The lock of every table that the host's threads share: many readers or one writer, a waiting writer goes first.
-// Which table a lock guards is told by the table's owner; Guarded<T> ties the two together.
+// Any thread may call. Guarded<T> ties a lock to what it guards.
 #ifndef TARN_BASE_READER_WRITER_LOCK_H
 #define TARN_BASE_READER_WRITER_LOCK_H
 

@@ -1,5 +1,5 @@
 // Brings the path of a URL to the one form in which lists hold paths: no query, no fragment, no doubled "/".
-// Letter case is left to the caller.
+// Letter case stays as it is.
 #ifndef TARN_BASE_URL_PATH_H
 #define TARN_BASE_URL_PATH_H
 

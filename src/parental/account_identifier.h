@@ -1,5 +1,5 @@
 // Security identifiers in packed form: validity, length and comparison as the system defines them.
-// Where an account's identifier comes from is told by the host's event, the settings and the live sessions.
+// Pure functions of bytes that come from the host, the settings or the system.
 #ifndef TARN_PARENTAL_ACCOUNT_IDENTIFIER_H
 #define TARN_PARENTAL_ACCOUNT_IDENTIFIER_H
 

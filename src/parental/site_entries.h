@@ -1,5 +1,5 @@
 // The two kinds of entry that a parental profile's site tables are made of: the blocked hosts and addresses.
-// Who builds the tables owns the texts and paths that entries point to; looking sites up is the URL floor's business.
+// The texts and paths that entries point to belong to the table that holds the entries.
 #ifndef TARN_PARENTAL_SITE_ENTRIES_H
 #define TARN_PARENTAL_SITE_ENTRIES_H
 

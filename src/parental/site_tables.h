@@ -1,5 +1,5 @@
 // Turns a user entry's site rules into the host table and the address table that scans are judged by.
-// Looking sites up, and publishing the tables in a form made for that, is the URL floor's business.
+// The tables own their texts and paths; one thread builds them, then nobody changes them.
 #ifndef TARN_PARENTAL_SITE_TABLES_H
 #define TARN_PARENTAL_SITE_TABLES_H
 
