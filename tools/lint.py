@@ -5,8 +5,8 @@ A clean file is remembered in build/lint until it, a header that it includes, it
 clang-tidy itself changes. A file that the native build compiles is read as there, any other as for Windows.
 
 Most of the time goes into the system's headers, so files of one folder with the same options are read as one text.
-Where they cannot stand together, because two name the same thing, and where there is something to say, each of them is
-read by itself.
+Files that cannot stand together, because two name the same thing, are put apart; where there is something to say, each
+is read by itself.
 """
 import concurrent.futures
 import hashlib
@@ -24,6 +24,7 @@ ROOT = build.ROOT
 FOLDERS = ('src', 'companions', 'host', 'examples')
 STAMPS = ROOT / 'build' / 'lint'
 FILES_OF_A_UNIT = 8
+COMPILES_ONLY = '--checks=-*,misc-misplaced-const'  # a cheap one, since clang-tidy wants at least one
 # The analyser follows at most so many steps through one function. Its own limit, 225,000, takes five times as long.
 ANALYSER = ['-Xclang', '-analyzer-config', '-Xclang', 'max-nodes=30000']
 NOISE = re.compile(r'warnings? generated\.$|^Suppressed|^Use -header-filter')
@@ -140,34 +141,57 @@ def includes_twice(text):
 
 
 def joined(texts):
-    """One text of several sources, in which each header is included once."""
-    seen, lines = set(), []
-    for text in texts:
+    """One text of several sources, in which each header is included once, and for each line the source's number."""
+    seen, lines, owners = set(), [], []
+    for number, text in enumerate(texts):
         for line in text.splitlines():
             name = INCLUDE.match(line)
             if name is None or name.group(1) not in seen:
                 lines.append(line)
+                owners.append(number)
             if name is not None:
                 seen.add(name.group(1))
-    return '\n'.join([*lines, ''])
+    return '\n'.join([*lines, '']), owners
+
+
+def compatible(unit):
+    """Splits a unit into units that compile as one text each."""
+    if len(unit) == 1:
+        return [unit]
+    text, owners = joined(source(entry) for entry in unit)
+    said = tidy_joined(text, unit[0][1], COMPILES_ONLY)
+    if said is None:
+        return [unit]
+    bad = {owners[min(int(line), len(owners)) - 1] for line in re.findall(r'unit_\w+\.cpp:(\d+):\d+: error', said)}
+    apart = [entry for number, entry in enumerate(unit) if number in bad]
+    rest = [entry for number, entry in enumerate(unit) if number not in bad]
+    if not apart or not rest:
+        return [[entry] for entry in unit]
+    return compatible(rest) + compatible(apart)
+
+
+def source(entry):
+    return (ROOT / entry[0]).read_text(encoding='utf-8')
 
 
 def lint_unit(unit):
     """The complaints about the files of a unit; those without any are stamped."""
-    texts = {} if unit[0][1] is None else {entry[0]: (ROOT / entry[0]).read_text(encoding='utf-8') for entry in unit}
-    together = [entry for entry in unit if entry[0] in texts and not includes_twice(texts[entry[0]])]
-    if len(together) > 1 and tidy_joined(joined(texts[entry[0]] for entry in together), together[0][1]) is None:
-        for _, _, stamp in together:
-            stamp.touch()
-        unit = [entry for entry in unit if entry not in together]
-    complaints = [lint_alone(*entry) for entry in unit]
+    alone = [entry for entry in unit if entry[1] is None or includes_twice(source(entry))]
+    together = [entry for entry in unit if entry not in alone]
+    for part in compatible(together) if together else []:
+        if len(part) > 1 and tidy_joined(joined(source(entry) for entry in part)[0], part[0][1]) is None:
+            for _, _, stamp in part:
+                stamp.touch()
+        else:
+            alone += part
+    complaints = [lint_alone(*entry) for entry in alone]
     return [complaint for complaint in complaints if complaint]
 
 
-def tidy_joined(text, options):
+def tidy_joined(text, options, *more):
     whole = STAMPS / f'unit_{hashlib.sha256(text.encode()).hexdigest()[:16]}.cpp'
     whole.write_text(text, encoding='utf-8')
-    complaint = tidy(str(whole), options)
+    complaint = tidy(str(whole), options, *more)
     whole.unlink()
     return complaint
 
@@ -181,9 +205,9 @@ def lint_alone(file, options, stamp):
     return complaint
 
 
-def tidy(file, options):
-    ended = subprocess.run(['clang-tidy', '--quiet', file, '--', *options, *ANALYSER], cwd=ROOT, stdout=subprocess.PIPE,
-                           stderr=subprocess.STDOUT, text=True, errors='replace', check=False)
+def tidy(file, options, *more):
+    ended = subprocess.run(['clang-tidy', '--quiet', *more, file, '--', *options, *ANALYSER], cwd=ROOT,
+                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors='replace', check=False)
     if ended.returncode == 0:
         return None
     return '\n'.join([f'{file}:', *(line for line in ended.stdout.splitlines() if not NOISE.search(line))])
@@ -198,7 +222,11 @@ def main(files):
     waiting = list(linter.waiting(files))
     units = sorted(in_units(waiting), key=len, reverse=True)
     with concurrent.futures.ThreadPoolExecutor(build.JOBS) as pool:
-        complaints = [complaint for found in pool.map(lint_unit, units) for complaint in found]
+        try:
+            complaints = [complaint for found in pool.map(lint_unit, units) for complaint in found]
+        except KeyboardInterrupt:
+            pool.shutdown(cancel_futures=True)
+            raise
     for complaint in complaints:
         print(complaint)
     print(f'{len(files)} files, {len(waiting)} read in {len(units)} units, {len(complaints)} not clean')

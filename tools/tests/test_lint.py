@@ -124,6 +124,15 @@ class LintUnit(unittest.TestCase):
         self.assertEqual(self.lint(own % 1, own % 2), [])
         self.assertEqual(self.stamped, [True, True])
 
+    def test_only_the_one_in_the_way_is_put_apart(self):
+        names = []
+        for number, name in enumerate(('Own', 'Other', 'Own', 'Third')):
+            file = self.folder / f'{number}.cpp'
+            file.write_text(f'namespace {{\nint {name}() {{ return 1; }}\n}}\n'
+                            f'int Use{number}() {{ return {name}(); }}\n', encoding='utf-8')
+            names.append((str(file.relative_to(lint.ROOT)), ['-std=c++20'], None))
+        self.assertEqual(lint.compatible(names), [[names[0], names[1], names[3]], [names[2]]])
+
 
 if __name__ == '__main__':
     unittest.main()
