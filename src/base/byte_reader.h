@@ -1,5 +1,5 @@
-// The one reader of untrusted bytes: nobody else indexes a packet or casts a packet pointer.
-// What the bytes mean is the parsers' business.
+// Bounded reading of untrusted bytes: packets, messages, capture files. Parsers read through it and index nothing.
+// Borrows the bytes, which must outlive reader and views; one reader belongs to one thread.
 #ifndef TARN_BASE_BYTE_READER_H
 #define TARN_BASE_BYTE_READER_H
 
@@ -19,7 +19,7 @@ constexpr std::optional<Bytes> Window(Bytes whole, std::size_t offset, std::size
     return whole.subspan(offset, length);
 }
 
-// Reads from front to back. A read that does not fit returns false and changes nothing.
+// Reads from front to back. A read that does not fit returns false and changes neither the reader nor its output.
 class ByteReader {
  public:
     explicit constexpr ByteReader(Bytes bytes) : bytes_(bytes) {}
@@ -27,11 +27,18 @@ class ByteReader {
     // One big-endian (network order) number.
     template <std::unsigned_integral T>
     [[nodiscard]] constexpr bool Be(T& out) {
+        if (!Peek(out)) return false;
+        position_ += sizeof(T);
+        return true;
+    }
+
+    // The big-endian number that Be reads next; the reader stays where it is.
+    template <std::unsigned_integral T>
+    [[nodiscard]] constexpr bool Peek(T& out) const {
         if (Remaining() < sizeof(T)) return false;
         T value = 0;
         for (std::size_t i = 0; i < sizeof(T); ++i)
             value = static_cast<T>((static_cast<std::uint64_t>(value) << 8) | bytes_[position_ + i]);
-        position_ += sizeof(T);
         out = value;
         return true;
     }
@@ -61,6 +68,19 @@ class ByteReader {
         position_ += count;
         return true;
     }
+
+    // A big-endian length of type T and as many bytes behind it, both or nothing.
+    template <std::unsigned_integral T>
+    [[nodiscard]] constexpr bool Prefixed(Bytes& out) {
+        ByteReader ahead(*this);
+        T length = 0;
+        if (!ahead.Be(length) || !ahead.Take(length, out)) return false;
+        *this = ahead;
+        return true;
+    }
+
+    // Everything that was not read yet; the reader stays where it is.
+    [[nodiscard]] constexpr Bytes Rest() const { return bytes_.subspan(position_); }
 
     [[nodiscard]] constexpr std::size_t Position() const { return position_; }
     [[nodiscard]] constexpr std::size_t Remaining() const { return bytes_.size() - position_; }
