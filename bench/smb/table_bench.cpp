@@ -15,7 +15,7 @@
 namespace tarn::smb {
 namespace {
 
-constexpr std::uint64_t kParked = 100'000;
+constexpr std::uint64_t kPending = 100'000;
 constexpr std::uint32_t kSessions = 100;
 constexpr std::uint32_t kTreesPerSession = 100;
 constexpr std::size_t kFiles = 256;  // asked for in turn
@@ -29,7 +29,7 @@ constexpr std::uint64_t IdOf(std::uint64_t index) {
 
 void FillTables(SmbTables& tables, bool busy) {
     tables.smb2PendingRequests.Write([&](Smb2PendingRequests& pending) {
-        for (std::uint64_t i = 0; busy && pending.size() < kParked; ++i)
+        for (std::uint64_t i = 0; busy && pending.size() < kPending; ++i)
             pending.try_emplace(IdOf(i), PendingRequest{RequestKind::kCreate, kFile});
     });
     tables.smb2Sessions.Write([&](Smb2Sessions& sessions) {
@@ -123,8 +123,8 @@ void FileFollowedBareMaps(benchmark::State& state) {
 // The same in lists that are walked from their start.
 void FileFollowedPlainWalk(benchmark::State& state) {
     const bool busy = state.range(0) != 0;
-    std::vector<std::pair<std::uint64_t, std::u16string>> parked;
-    for (std::uint64_t i = 0; busy && parked.size() < kParked; ++i) parked.emplace_back(IdOf(i), kFile);
+    std::vector<std::pair<std::uint64_t, std::u16string>> pending;
+    for (std::uint64_t i = 0; busy && pending.size() < kPending; ++i) pending.emplace_back(IdOf(i), kFile);
     std::vector<std::pair<std::uint64_t, std::uint32_t>> trees;
     for (std::uint32_t session = 0; session < kSessions; ++session)
         for (std::uint32_t tree = 0; tree < (busy ? kTreesPerSession : 1); ++tree) trees.emplace_back(session, tree);
@@ -133,10 +133,10 @@ void FileFollowedPlainWalk(benchmark::State& state) {
         next = (next + 1) % kFiles;
         const FileKeys keys = KeysOf(next, 0, busy);
         const auto isAsked = [&](const auto& entry) { return entry.first == keys.messageId; };
-        if (std::ranges::find_if(parked, isAsked) == parked.end()) parked.emplace_back(keys.messageId, kFile);
-        const auto found = std::ranges::find_if(parked, isAsked);
-        if (found == parked.end()) return false;
-        parked.erase(found);
+        if (std::ranges::find_if(pending, isAsked) == pending.end()) pending.emplace_back(keys.messageId, kFile);
+        const auto found = std::ranges::find_if(pending, isAsked);
+        if (found == pending.end()) return false;
+        pending.erase(found);
         return std::ranges::find(trees, std::pair{keys.session, keys.tree}) != trees.end();
     });
 }

@@ -86,7 +86,7 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     undo.Add(ReleaseLoadedSettings);
     if (!library.scheduleWorker.Start(library.parental, error)) return false;
     undo.Add(StopWorker);
-    if (!smb::SmbTablesReset(library.smbTables)) return false;
+    smb::SmbTablesReset(library.smbTables);
     undo.Add(ClearSmbTables);
     if (!ReadDnsBlockSwitch(library.platform, library.dnsBlockSwitch)) return false;
     undo.Forget();

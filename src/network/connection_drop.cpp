@@ -11,10 +11,6 @@ constexpr std::size_t kProtocolOffset = 23;
 constexpr std::size_t kAddressesEnd = 34;
 constexpr std::size_t kPortsLength = 4;
 
-std::uint32_t NetworkOrder(std::uint16_t port) {
-    return (port >> 8) | ((port & 0xFFU) << 8);
-}
-
 }  // namespace
 
 // Each view ends behind the bytes that the step needs: what lies further on may not be there.

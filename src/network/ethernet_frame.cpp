@@ -60,8 +60,9 @@ std::optional<std::size_t> EthernetFrame::TcpHeaderLength(const Ipv4Header& ipv4
 }
 
 std::optional<base::Bytes> EthernetFrame::From(std::size_t offset) const {
-    if (offset > frame_.size()) return std::nullopt;
-    return frame_.subspan(offset);
+    base::ByteReader reader(frame_);
+    if (!reader.Skip(offset)) return std::nullopt;
+    return reader.Rest();
 }
 
 }  // namespace tarn::network

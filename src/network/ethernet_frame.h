@@ -1,5 +1,5 @@
 // A bounded view of an Ethernet II frame with IPv4 (RFC 791) and TCP (RFC 9293) inside; VLAN tags are not looked
-// behind. Which fields a scan needs, and in which order it tests them, is the scan's own business.
+// behind. Borrows the frame; any thread may read its own view.
 #ifndef TARN_NETWORK_ETHERNET_FRAME_H
 #define TARN_NETWORK_ETHERNET_FRAME_H
 
@@ -27,6 +27,11 @@ struct TcpPorts {
     std::uint16_t source = 0;  // host order
     std::uint16_t destination = 0;
 };
+
+// A port of host order in the byte order of the frame.
+constexpr std::uint16_t NetworkOrder(std::uint16_t port) {
+    return static_cast<std::uint16_t>((port >> 8) | (port << 8));
+}
 
 // Every read gives nothing when a byte that it needs lies past the end of the frame.
 class EthernetFrame {

@@ -1,10 +1,10 @@
 #include "smb/file_event.h"
 
 #include <cstddef>
-#include <optional>
 
 #include "base/bounded_text.h"
-#include "smb/wire_text.h"
+#include "smb/smb1_message.h"
+#include "smb/smb2_message.h"
 
 namespace tarn::smb {
 namespace {
@@ -32,10 +32,12 @@ bool Store(void* field, std::u16string_view text) {
 bool SmbReportFileEvent(const CreateAnswer& answer, std::u16string_view sharePath, std::u16string_view fileName,
                         SmbScanResult& result) {
     if (!IsCreate(answer)) return true;
-    const std::optional<std::uint32_t> action = FieldAt<std::uint32_t>(
-        answer.body, answer.protocol == SmbProtocol::kSmb2 ? kSmb2ActionOffset : kSmb1ActionOffset);
-    if (!action) return false;
-    switch (*action) {
+    base::ByteReader reader(answer.body);
+    std::uint32_t action = 0;
+    if (!reader.Skip(answer.protocol == SmbProtocol::kSmb2 ? kSmb2ActionOffset : kSmb1ActionOffset) ||
+        !reader.Le(action))
+        return false;
+    switch (action) {
         case kOpened:
             return true;
         case kCreated:

@@ -1,5 +1,5 @@
 // Fills the host's record when a server says that it created or overwrote a file.
-// Which share and file a response belongs to is left to the trackers.
+// Owns nothing; the record is the caller's, and the caller holds the lock of the table that the texts stand in.
 #ifndef TARN_SMB_FILE_EVENT_H
 #define TARN_SMB_FILE_EVENT_H
 
@@ -9,15 +9,21 @@
 #include "tarn/records.h"
 
 #include "base/byte_reader.h"
-#include "smb/endpoint.h"
 
 namespace tarn::smb {
 
 // The first byte of a message.
 enum class SmbProtocol : std::uint8_t { kSmb2 = 0xFE, kSmb1 = 0xFF };
 
-inline constexpr std::uint16_t kSmb2Create = 5;
-inline constexpr std::uint8_t kSmb1NtCreate = 0xA2;
+// The two ends of one frame. Ports and addresses hold the bytes in the order of the frame (network order); the tracker
+// uses the addresses only.
+struct SmbEndpointRecord {
+    std::uint16_t sourcePort = 0;
+    std::uint16_t destinationPort = 0;
+    std::uint32_t sourceAddress = 0;
+    std::uint32_t destinationAddress = 0;
+    std::uint8_t direction = 0;  // the host's own flag
+};
 
 // The part of a response that a report needs. The body begins behind the SMB2 header, or at the WordCount byte of SMB1.
 struct CreateAnswer {

@@ -1,25 +1,17 @@
 #include "smb/frame_dispatch.h"
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <optional>
 
 #include "network/ethernet_frame.h"
-#include "smb/endpoint.h"
-#include "smb/smb1_tracker.h"
-#include "smb/smb2_tracker.h"
+#include "smb/tracker.h"
 
 namespace tarn::smb {
 namespace {
 
 constexpr std::uint16_t kSmbPort = 445;
 constexpr std::size_t kNetBiosHeader = 4;  // neither tested nor used
-
-std::uint16_t NetworkOrder(std::uint16_t value) {
-    return std::bit_cast<std::uint16_t>(
-        std::array{static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value & 0xFF)});
-}
 
 // QUIRK: only the low 16 bits of the frame's length count, and a payload of any length but none goes on.
 // Test: OnlyTheLow16BitsOfTheLengthTellAnEmptyPayload
@@ -47,12 +39,13 @@ bool ScanSmbFrame(base::Bytes frame, std::uint8_t direction, SmbTables& tables, 
     // Test: ASegmentIsExaminedUpToItsFirstMessage
     const std::optional<base::Bytes> message =
         view.From(network::kEthernetHeader + ipv4->length + *tcpLength + kNetBiosHeader);
-    if (!message || message->empty()) return false;
+    std::uint8_t protocol = 0;
+    if (!message || !base::ByteReader(*message).Peek(protocol)) return false;
 
-    const SmbEndpointRecord endpoint{NetworkOrder(ports->source), NetworkOrder(ports->destination),
+    const SmbEndpointRecord endpoint{network::NetworkOrder(ports->source), network::NetworkOrder(ports->destination),
                                      std::bit_cast<std::uint32_t>(ipv4->source),
                                      std::bit_cast<std::uint32_t>(ipv4->destination), direction};
-    switch (message->front()) {
+    switch (protocol) {
         case static_cast<std::uint8_t>(SmbProtocol::kSmb2):
             return Smb2Track(endpoint, *message, tables, result);
         case static_cast<std::uint8_t>(SmbProtocol::kSmb1):

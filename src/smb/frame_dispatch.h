@@ -1,5 +1,5 @@
-// Finds the SMB message of an Ethernet frame (IPv4, TCP, port 445 at either end) and hands it to the tracker of its
-// version. What a message means is left to smb1_tracker.h and smb2_tracker.h.
+// Finds the SMB message of an Ethernet frame (IPv4, TCP, port 445 at either end) and hands it to the tracker.
+// Any thread may call; the frame and the result belong to the caller.
 #ifndef TARN_SMB_FRAME_DISPATCH_H
 #define TARN_SMB_FRAME_DISPATCH_H
 

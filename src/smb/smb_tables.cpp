@@ -7,10 +7,9 @@ constexpr auto kEmpty = [](auto& table) { table.clear(); };
 
 }  // namespace
 
-bool SmbTablesReset(SmbTables& tables) {
+void SmbTablesReset(SmbTables& tables) {
     Smb2TablesClear(tables);
     Smb1TablesClear(tables);
-    return true;
 }
 
 void Smb2TablesClear(SmbTables& tables) {

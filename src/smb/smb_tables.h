@@ -1,5 +1,5 @@
 // The four tables of the SMB monitor, each with its own lock, and the operations that empty them.
-// Every access takes the write side, look-ups too; no path holds two of the locks at once.
+// Any thread may call. Every access takes the write side, look-ups too; no path holds two of the locks at once.
 #ifndef TARN_SMB_SMB_TABLES_H
 #define TARN_SMB_SMB_TABLES_H
 
@@ -25,8 +25,8 @@ struct SmbTables {
     base::Guarded<Smb1Clients> smb1Clients;
 };
 
-// Empties all four before scanning starts. Always true.
-bool SmbTablesReset(SmbTables& tables);
+// Empties all four before scanning starts.
+void SmbTablesReset(SmbTables& tables);
 // Each empties its pending table, then its sessions or clients with all they hold.
 void Smb2TablesClear(SmbTables& tables);
 void Smb1TablesClear(SmbTables& tables);

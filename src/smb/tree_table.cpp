@@ -6,7 +6,7 @@ namespace tarn::smb {
 
 bool RecordInTrees(TreeTable& trees, std::uint32_t treeKey, PendingRequest&& request, const CreateAnswer& answer,
                    SmbScanResult& result) {
-    // QUIRK: what was asked decides, not what the response calls itself.  Test: TheParkedRequestDecidesTheBranch
+    // QUIRK: what was asked decides, not what the response calls itself.  Test: ThePendingRequestDecidesTheBranch
     if (request.kind == RequestKind::kTreeConnect) {
         // QUIRK: a key in use keeps its first share path.  Test: AConnectedTreeKeepsItsFirstPath
         trees.try_emplace(treeKey, Tree{std::move(request.name), {}});

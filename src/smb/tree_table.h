@@ -1,5 +1,5 @@
 // Connected trees with the files seen on them, and requests that wait for their response; both SMB versions keep them
-// alike. Which key a tree or a request has, and when it goes, is left to the trackers.
+// alike. Values of the tables in smb_tables.h, whose locks guard them.
 #ifndef TARN_SMB_TREE_TABLE_H
 #define TARN_SMB_TREE_TABLE_H
 
@@ -11,10 +11,9 @@
 #include "tarn/records.h"
 
 #include "smb/file_event.h"
+#include "smb/message.h"
 
 namespace tarn::smb {
-
-enum class RequestKind : std::uint8_t { kTreeConnect, kCreate };
 
 // The half of a request that its response does not repeat. name is a share path or a file name, at most 259 units.
 struct PendingRequest {

@@ -1,37 +1,28 @@
 #include "smb/wire_text.h"
 
-#include <algorithm>
+#include <array>
+#include <cstdint>
 
 namespace tarn::smb {
-namespace {
-
-constexpr std::size_t kUnit = sizeof(char16_t);
-
-// The caller has made sure that the unit lies inside bytes.
-char16_t UnitAt(base::Bytes bytes, std::size_t index) {
-    return static_cast<char16_t>(bytes[index * kUnit] | bytes[index * kUnit + 1] << 8);
-}
-
-std::size_t UnitsBeforeNul(base::Bytes bytes, std::size_t limit) {
-    const std::size_t most = std::min(bytes.size() / kUnit, limit);
-    std::size_t units = 0;
-    while (units < most && UnitAt(bytes, units) != 0) ++units;
-    return units;
-}
-
-}  // namespace
 
 std::optional<base::Bytes> TextUpToNul(base::Bytes bytes, std::size_t limit) {
-    const std::size_t units = UnitsBeforeNul(bytes, limit);
-    const bool endsInside = units == limit || units < bytes.size() / kUnit;
-    if (!endsInside) return std::nullopt;
-    return bytes.first(units * kUnit);
+    base::ByteReader reader(bytes);
+    for (std::size_t units = 0; units < limit; ++units) {
+        const std::size_t length = reader.Position();
+        std::uint16_t unit = 0;
+        if (!reader.Le(unit)) return std::nullopt;
+        if (unit == 0) return base::Window(bytes, 0, length);
+    }
+    return base::Window(bytes, 0, reader.Position());
 }
 
 std::u16string NameOf(base::Bytes bytes) {
-    std::u16string name(UnitsBeforeNul(bytes, kMaxNameUnits), u'\0');
-    for (std::size_t i = 0; i < name.size(); ++i) name[i] = UnitAt(bytes, i);
-    return name;
+    std::array<char16_t, kMaxNameUnits> name;
+    std::size_t units = 0;
+    base::ByteReader reader(bytes);
+    std::uint16_t unit = 0;
+    while (units < name.size() && reader.Le(unit) && unit != 0) name[units++] = unit;
+    return {name.data(), units};
 }
 
 }  // namespace tarn::smb

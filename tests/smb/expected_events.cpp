@@ -52,7 +52,7 @@ class Walk {
     }
 
  private:
-    struct Parked {
+    struct Pending {
         MessageKind kind = MessageKind::kCreate;
         std::uint64_t frame = 0;
         std::u16string text;
@@ -71,7 +71,7 @@ class Walk {
 
     void FeedRequest(std::uint64_t frame, const SeenMessage& seen) {
         const IdKey key{seen.version, seen.id};
-        Parked request{seen.kind, frame, seen.path};
+        Pending request{seen.kind, frame, seen.path};
         if (seen.kind == MessageKind::kCreate) {
             const auto create = byRequest_.find({seen.version, frame, seen.id});
             ASSERT_NE(create, byRequest_.end()) << "frame " << frame << " asks and is never answered";
@@ -81,7 +81,7 @@ class Walk {
             lost_[key] = Outcome::kNarrowPath;
         else if (seen.version == 2 && 2 * request.text.size() >= kTooManyBytes)
             lost_[key] = Outcome::kNameTooLong;
-        else if (parked_.emplace(key, request).second)
+        else if (pending_.emplace(key, request).second)
             lost_.erase(key);
         else
             lost_[key] = Outcome::kSharedId;
@@ -91,7 +91,7 @@ class Walk {
     void FeedResponse(std::uint64_t frame, const SeenMessage& seen) {
         const IdKey key{seen.version, seen.id};
         const auto create = byResponse_.find({seen.version, frame, seen.id});
-        const auto taken = parked_.extract(key);
+        const auto taken = pending_.extract(key);
         if (seen.status != 0) {
             if (seen.status == kStatusPending) lost_[key] = Outcome::kInterim;
             return;
@@ -120,7 +120,7 @@ class Walk {
         return reason != lostTrees_.end() ? reason->second : Outcome::kNotFirstInSegment;
     }
 
-    Outcome Answer(const CapturedCreate& create, const SeenMessage& seen, const Parked& request,
+    Outcome Answer(const CapturedCreate& create, const SeenMessage& seen, const Pending& request,
                    const std::map<std::uint32_t, std::u16string>& trees) {
         const auto tree = trees.find(seen.tree);
         if (tree == trees.end()) return WhyUnknown(seen, trees);
@@ -134,8 +134,8 @@ class Walk {
 
     std::map<PlaceKey, const CapturedCreate*> byResponse_;
     std::map<PlaceKey, const CapturedCreate*> byRequest_;
-    std::map<IdKey, Parked> parked_;
-    std::map<IdKey, Outcome> lost_;  // why nothing is parked
+    std::map<IdKey, Pending> pending_;
+    std::map<IdKey, Outcome> lost_;  // why nothing is pending
     std::map<TreeKey, Outcome> lostTrees_;
     std::map<OwnerKey, std::map<std::uint32_t, std::u16string>> trees_;
     std::map<const CapturedCreate*, Outcome> outcomeOf_;

@@ -23,7 +23,7 @@ enum class Outcome : std::uint8_t {
     kNotUntaggedIpv4,    // a VLAN tag or IPv6
     kOtherPort,          // not 445
     kNotFirstInSegment,  // the request or the response is not what its segment begins with
-    kNameTooLong,        // 260 bytes and more are not parked
+    kNameTooLong,        // 260 bytes and more are not followed
     kInterim,            // an interim response used the request up
     kSharedId,           // another connection's request stood under the same id
     kOtherProcess,       // an SMB1 tree belongs to the process that connected it

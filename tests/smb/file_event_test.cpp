@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "smb/smb1_message.h"
+#include "smb/smb2_message.h"
 #include "smb/smb_monitor.h"
 
 namespace tarn::smb {

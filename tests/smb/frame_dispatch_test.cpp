@@ -8,7 +8,7 @@
 namespace tarn::smb {
 namespace {
 
-// A request that is parked when its frame is examined.
+// A request that is kept pending when its frame is examined.
 ByteList Probe() {
     return Smb2CreateRequest(u"probe.txt");
 }
@@ -18,11 +18,11 @@ struct FrameDispatch : testing::Test {
         const TablesSnapshot before = monitor.Snapshot();
         const bool answer = monitor.Scan(frame);
         EXPECT_TRUE(monitor.SaysNothing());
-        const bool isParked = monitor.Snapshot().smb2Pending.size() == 1;
-        EXPECT_EQ(answer, isParked);
-        EXPECT_TRUE(isParked || monitor.Snapshot() == before);
+        const bool isPending = monitor.Snapshot().smb2Pending.size() == 1;
+        EXPECT_EQ(answer, isPending);
+        EXPECT_TRUE(isPending || monitor.Snapshot() == before);
         SmbTablesReset(monitor.tables);
-        return isParked;
+        return isPending;
     }
     bool Ignores(const ByteList& frame) {
         const TablesSnapshot before = monitor.Snapshot();

@@ -83,7 +83,7 @@ struct Smb2Keys {
     std::uint32_t status = 0;
 };
 
-inline ByteList Smb2Header(std::uint16_t command, bool isResponse, const Smb2Keys& keys) {
+inline ByteList Smb2HeaderBytes(std::uint16_t command, bool isResponse, const Smb2Keys& keys) {
     ByteList message(64);
     PutLe(message, 0, 0x424D53FE, 4);
     PutLe(message, 4, 64, 2);
@@ -97,32 +97,32 @@ inline ByteList Smb2Header(std::uint16_t command, bool isResponse, const Smb2Key
 }
 
 inline ByteList Smb2TreeConnectRequest(std::u16string_view path, const Smb2Keys& keys = {}) {
-    ByteList message = Smb2Header(3, false, keys);
+    ByteList message = Smb2HeaderBytes(3, false, keys);
     PutLe(message, 64, 9, 2);
     PutLe(message, 68, 72, 2);
     PutLe(message, 70, 2 * path.size(), 2);
     return PutText(message, 72, path);
 }
 inline ByteList Smb2TreeConnectResponse(const Smb2Keys& keys = {}) {
-    ByteList message = Smb2Header(3, true, keys);
+    ByteList message = Smb2HeaderBytes(3, true, keys);
     message.resize(80);
     return PutLe(message, 64, 16, 2);
 }
 
 inline ByteList Smb2CreateRequest(std::u16string_view name, const Smb2Keys& keys = {},
                                   std::uint16_t structureSize = 57) {
-    ByteList message = Smb2Header(5, false, keys);
+    ByteList message = Smb2HeaderBytes(5, false, keys);
     PutLe(message, 64U + structureSize - 11U, 2 * name.size(), 2);
     PutText(message, 64U + structureSize - 1U, name);
     return PutLe(message, 64, structureSize, 2);
 }
 inline ByteList Smb2CreateResponse(std::uint32_t action, const Smb2Keys& keys = {}) {
-    ByteList message = Smb2Header(5, true, keys);
+    ByteList message = Smb2HeaderBytes(5, true, keys);
     PutLe(message, 64, 89, 2);
     return PutLe(message, 68, action, 4);
 }
 inline ByteList Smb2Simple(std::uint16_t command, bool isResponse, const Smb2Keys& keys = {}) {
-    ByteList message = Smb2Header(command, isResponse, keys);
+    ByteList message = Smb2HeaderBytes(command, isResponse, keys);
     return PutLe(message, 64, 4, 4);
 }
 
@@ -136,7 +136,7 @@ struct Smb1Keys {
 };
 
 // 33 bytes: the header and the WordCount.
-inline ByteList Smb1Header(std::uint8_t command, bool isReply, const Smb1Keys& keys, std::uint8_t wordCount) {
+inline ByteList Smb1HeaderBytes(std::uint8_t command, bool isReply, const Smb1Keys& keys, std::uint8_t wordCount) {
     ByteList message(33);
     PutLe(message, 0, 0x424D53FF, 4);
     PutLe(message, 4, command, 1);
@@ -151,7 +151,7 @@ inline ByteList Smb1Header(std::uint8_t command, bool isReply, const Smb1Keys& k
 
 inline ByteList Smb1TreeConnectRequest(std::u16string_view path, const Smb1Keys& keys = {},
                                        std::uint16_t passwordLength = 1) {
-    ByteList message = Smb1Header(0x75, false, keys, 4);
+    ByteList message = Smb1HeaderBytes(0x75, false, keys, 4);
     PutLe(message, 33, 0xFF, 1);
     PutLe(message, 39, passwordLength, 2);
     PutLe(message, 41, passwordLength + 2 * path.size() + 2, 2);
@@ -159,14 +159,14 @@ inline ByteList Smb1TreeConnectRequest(std::u16string_view path, const Smb1Keys&
     return PutLe(message, 43U + passwordLength + 2 * path.size(), 0, 2);
 }
 inline ByteList Smb1TreeConnectReply(const Smb1Keys& keys = {}) {
-    ByteList message = Smb1Header(0x75, true, keys, 3);
+    ByteList message = Smb1HeaderBytes(0x75, true, keys, 3);
     return PutLe(message, 33, 0xFF, 8);
 }
 
 // The name stands at 83 when byteCount is even, else at 84.
 inline ByteList Smb1CreateRequest(std::u16string_view name, const Smb1Keys& keys, std::uint16_t nameLength,
                                   std::uint16_t byteCount) {
-    ByteList message = Smb1Header(0xA2, false, keys, 24);
+    ByteList message = Smb1HeaderBytes(0xA2, false, keys, 24);
     PutLe(message, 33, 0xFF, 1);
     PutLe(message, 38, nameLength, 2);
     PutLe(message, 81, byteCount, 2);
@@ -177,13 +177,13 @@ inline ByteList Smb1CreateRequest(std::u16string_view name, const Smb1Keys& keys
     return Smb1CreateRequest(name, keys, length, static_cast<std::uint16_t>(length + 1));
 }
 inline ByteList Smb1CreateReply(std::uint32_t action, const Smb1Keys& keys = {}) {
-    ByteList message = Smb1Header(0xA2, true, keys, 34);
+    ByteList message = Smb1HeaderBytes(0xA2, true, keys, 34);
     PutLe(message, 33, 0xFF, 1);
     PutLe(message, 40, action, 4);
     return PutLe(message, 101, 0, 2);
 }
 inline ByteList Smb1Simple(std::uint8_t command, bool isReply, const Smb1Keys& keys = {}) {
-    ByteList message = Smb1Header(command, isReply, keys, 0);
+    ByteList message = Smb1HeaderBytes(command, isReply, keys, 0);
     return PutLe(message, 33, 0, 2);
 }
 

@@ -8,13 +8,13 @@ namespace tarn::smb {
 namespace {
 
 struct Tables : testing::Test {
-    // One parked request, one tree and one file in each version.
+    // One pending request, one tree and one file in each version.
     void Fill() {
         EXPECT_TRUE(monitor.FromClient(Smb2TreeConnectRequest(u"share")));
         EXPECT_TRUE(monitor.FromServer(Smb2TreeConnectResponse()));
         EXPECT_TRUE(monitor.FromClient(Smb2CreateRequest(u"file")));
         EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(2)));
-        EXPECT_TRUE(monitor.FromClient(Smb2CreateRequest(u"parked")));
+        EXPECT_TRUE(monitor.FromClient(Smb2CreateRequest(u"pending")));
         EXPECT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(u"SHARE")));
         EXPECT_TRUE(monitor.FromServer(Smb1TreeConnectReply()));
         EXPECT_TRUE(monitor.FromClient(Smb1CreateRequest(u"FILE")));
@@ -27,14 +27,14 @@ struct Tables : testing::Test {
 
 TEST_F(Tables, AResetForgetsEverything) {
     Fill();
-    EXPECT_TRUE(SmbTablesReset(monitor.tables));
+    SmbTablesReset(monitor.tables);
     EXPECT_EQ(monitor.Snapshot(), TablesSnapshot{});
-    EXPECT_FALSE(monitor.FromServer(Smb2CreateResponse(2))) << "its request was parked before";
+    EXPECT_FALSE(monitor.FromServer(Smb2CreateResponse(2))) << "its request was seen before";
     EXPECT_FALSE(monitor.FromServer(Smb1CreateReply(2)));
-    EXPECT_TRUE(SmbTablesReset(monitor.tables)) << "of empty tables too";
+    SmbTablesReset(monitor.tables);  // of empty tables too
     Fill();
     EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(2)));
-    EXPECT_EQ(monitor.Event()->file, u"parked") << "ready for use again";
+    EXPECT_EQ(monitor.Event()->file, u"pending") << "ready for use again";
 }
 
 TEST_F(Tables, EachVersionIsClearedByItself) {
@@ -53,7 +53,7 @@ TEST_F(Tables, HoldWhatWasSeen) {
     Fill();
     const TablesSnapshot tables = monitor.Snapshot();
     const Smb2Keys keys2;
-    EXPECT_EQ(tables.smb2Pending, (Smb2PendingRequests{{keys2.messageId, {RequestKind::kCreate, u"parked"}}}));
+    EXPECT_EQ(tables.smb2Pending, (Smb2PendingRequests{{keys2.messageId, {RequestKind::kCreate, u"pending"}}}));
     EXPECT_EQ(tables.smb2Sessions, (Smb2Sessions{{keys2.session, {{keys2.tree, {u"share", {u"file"}}}}}}));
     const Smb1Keys keys1;
     const std::uint8_t client[] = {192, 0, 2, kClientHost};

@@ -61,16 +61,16 @@ std::vector<Case> Smb1Cases() {
     };
 }
 
-// One tree in each version, a create parked under 1 and a tree connect under 2.
+// One tree in each version, a create pending under 1 and a tree connect under 2.
 void Fill(Monitor& monitor) {
-    ASSERT_TRUE(SmbTablesReset(monitor.tables));
+    SmbTablesReset(monitor.tables);
     ASSERT_TRUE(monitor.FromClient(Smb2TreeConnectRequest(u"share")));
     ASSERT_TRUE(monitor.FromServer(Smb2TreeConnectResponse()));
-    ASSERT_TRUE(monitor.FromClient(Smb2CreateRequest(u"parked", {.messageId = 1})));
+    ASSERT_TRUE(monitor.FromClient(Smb2CreateRequest(u"pending", {.messageId = 1})));
     ASSERT_TRUE(monitor.FromClient(Smb2TreeConnectRequest(u"second", {.messageId = 2})));
     ASSERT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(u"share")));
     ASSERT_TRUE(monitor.FromServer(Smb1TreeConnectReply()));
-    ASSERT_TRUE(monitor.FromClient(Smb1CreateRequest(u"parked", {.mid = 1})));
+    ASSERT_TRUE(monitor.FromClient(Smb1CreateRequest(u"pending", {.mid = 1})));
     ASSERT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(u"second", {.mid = 2})));
 }
 
