@@ -1,5 +1,5 @@
-// CRC-32 of IEEE 802.3: reflected polynomial 0xEDB88320, initial value all ones, final complement.
-// The product data file and the hashed site lists use it.
+// The hashes of this system: CRC-32, which files and site lists name, and a mixer for tables that live in memory only.
+// Pure functions of their arguments.
 #ifndef TARN_BASE_HASH_H
 #define TARN_BASE_HASH_H
 
@@ -11,7 +11,7 @@
 
 namespace tarn::base {
 
-// Running form for data that comes in blocks.
+// CRC-32 of IEEE 802.3 (reflected, initial value all ones, final complement) for data that comes in blocks.
 class Crc32 {
  public:
     void Add(Bytes bytes);
@@ -21,8 +21,20 @@ class Crc32 {
     std::uint32_t state_ = 0xFFFFFFFFU;
 };
 
+inline constexpr std::uint32_t kCrc32Polynomial = 0xEDB88320U;  // reflected
+
 std::uint32_t Crc32Of(Bytes bytes);
 std::uint32_t Crc32Of(std::string_view text);
+
+// Fibonacci hashing and two multiply-xorshift rounds: any bits of the result make a good table index. Not for files:
+// it may change.
+constexpr std::uint64_t Mix64(std::uint64_t a, std::uint64_t b) {
+    constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15U;  // 2^64 divided by it
+    constexpr std::uint64_t kMultiplier = 0xD6E8FEB86659FD93U;
+    std::uint64_t x = (a ^ (b * kGoldenRatio)) * kMultiplier;
+    x = (x ^ (x >> 32)) * kMultiplier;
+    return x ^ (x >> 32);
+}
 
 }  // namespace tarn::base
 

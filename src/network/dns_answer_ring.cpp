@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/bounded_text.h"
+#include "base/hash.h"
 #include "network/ip_address.h"
 
 namespace tarn::network {
@@ -14,9 +15,9 @@ namespace {
 constexpr std::size_t kWords = sizeof(DnsAnswerEntry) / sizeof(std::uint32_t);
 static_assert(sizeof(DnsAnswerEntry) % sizeof(std::uint32_t) == 0);
 
-// With 6000 addresses in the ring a line holds one and a half on average, and one line in 50,000 has to forget: those
-// few look-ups that must walk the slots would otherwise make up most of the average cost.
-constexpr std::size_t kLines = 4096;
+// A full ring holds up to 6000 addresses, one and a half a set on average; one set in 50,000 then drops one. Fewer ways
+// would make the walks of the slots most of the average cost.
+constexpr std::size_t kSets = 4096;
 constexpr std::size_t kWays = 8;  // one cache line of index entries
 constexpr unsigned kTagBits = 20;
 
@@ -31,25 +32,22 @@ constexpr std::uint64_t TagOf(std::uint64_t entry) {
     return entry & ((1U << kTagBits) - 1);
 }
 
-// A place in an index line together with what was seen there.
+// A way of a set together with what was seen there.
 struct Way {
     std::atomic<std::uint64_t>* entry = nullptr;
     std::uint64_t value = 0;
 };
 
 struct Place {
-    std::size_t line;
+    std::size_t set;
     std::uint64_t tag;
 };
 
 Place PlaceOf(const IpAddressRecord& address) {
     std::array<std::uint64_t, 2> halves{};
     std::memcpy(halves.data(), address.bytes, address.family == TARN_FAMILY_IPV6 ? 16 : 4);
-    std::uint64_t hash = (halves[0] ^ (halves[1] * 0x9E3779B97F4A7C15U) ^ address.family) * 0xD6E8FEB86659FD93U;
-    hash ^= hash >> 32;
-    hash *= 0xD6E8FEB86659FD93U;
-    hash ^= hash >> 32;
-    return {hash % kLines, (hash >> 16) & ((1U << kTagBits) - 1)};
+    const std::uint64_t hash = base::Mix64(halves[0] ^ address.family, halves[1]);
+    return {hash % kSets, (hash >> 16) & ((1U << kTagBits) - 1)};
 }
 
 std::size_t AddressesIn(const DnsAnswerEntry& entry) {
@@ -68,8 +66,8 @@ bool Holds(const DnsAnswerEntry& entry, const IpAddressRecord& address) {
 struct DnsAnswerRing::Memory {
     std::array<std::uint32_t, kSlots * kWords> entries;
     std::array<std::atomic<std::uint64_t>, kSlots> versions;  // 2 x stamp, odd while the slot is written
-    alignas(64) std::array<std::array<std::atomic<std::uint64_t>, kWays>, kLines> index;
-    std::array<std::atomic<std::uint64_t>, kLines> forgottenUntil;  // below this stamp a line may lack a live address
+    alignas(64) std::array<std::array<std::atomic<std::uint64_t>, kWays>, kSets> index;
+    std::array<std::atomic<std::uint64_t>, kSets> droppedUntil;  // below this stamp a set may lack a live address
 };
 
 DnsAnswerRing::DnsAnswerRing() = default;
@@ -88,8 +86,8 @@ void DnsAnswerRing::Free() {
     position_.store(Pack({kFirstStamp, 0}));
 }
 
-std::size_t DnsAnswerRing::IndexLineOf(const IpAddressRecord& address) {
-    return PlaceOf(address).line;
+std::size_t DnsAnswerRing::IndexSetOf(const IpAddressRecord& address) {
+    return PlaceOf(address).set;
 }
 
 std::size_t DnsAnswerRing::SlotOf(std::uint64_t stamp) const {
@@ -105,8 +103,8 @@ void DnsAnswerRing::Restore(std::span<const DnsAnswerEntry> entries, std::uint16
     for (std::uint64_t stamp = kFirstStamp - kSlots; stamp < kFirstStamp; ++stamp) {
         const std::size_t slot = SlotOf(stamp);
         if (slot >= entries.size()) continue;
-        WriteSlot(slot, stamp, entries[slot]);
-        IndexEntry(entries[slot], stamp);
+        WriteSlot(stamp, entries[slot]);
+        IndexEntry(stamp, entries[slot]);
     }
 }
 
@@ -121,24 +119,29 @@ DnsCacheRecord DnsAnswerRing::Saved() const {
 
 void DnsAnswerRing::Store(const DnsAnswerEntry& entry) {
     if (!memory_) return;
+    const std::uint64_t stamp = ClaimStamp();
+    WriteSlot(stamp, entry);
+    IndexEntry(stamp, entry);
+}
+
+std::uint64_t DnsAnswerRing::ClaimStamp() {
     std::uint64_t packed = position_.load();
-    Position mine{};
-    std::size_t slot = 0;
-    do {
-        mine = Unpack(packed);
-        slot = mine.writeIndex % kSlots;
-    } while (!position_.compare_exchange_weak(packed, Pack({mine.stamp + 1, static_cast<std::uint16_t>(slot + 1)})));
-    WriteSlot(slot, mine.stamp, entry);
-    IndexEntry(entry, mine.stamp);
+    for (;;) {
+        const Position mine = Unpack(packed);
+        const auto next = static_cast<std::uint16_t>(mine.writeIndex % kSlots + 1);
+        if (position_.compare_exchange_weak(packed, Pack({mine.stamp + 1, next}))) return mine.stamp;
+    }
 }
 
 // The words are stored with release order behind the odd version, and loaded with acquire order before the version is
 // read again, so a reader that saw one new word also sees that the version changed.
-void DnsAnswerRing::WriteSlot(std::size_t slot, std::uint64_t stamp, const DnsAnswerEntry& entry) {
+void DnsAnswerRing::WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry) {
+    const std::size_t slot = SlotOf(stamp);
     std::atomic<std::uint64_t>& version = memory_->versions[slot];
     std::uint64_t seen = version.load();
-    // Only a writer that was overtaken by a whole round of 3000 stores meets another one here.
+    // Only a store that was overtaken by a whole round of 3000 meets another one here; the newer answer stays.
     do {
+        if (seen / 2 > stamp) return;
         seen &= ~std::uint64_t{1};
     } while (!version.compare_exchange_weak(seen, seen | 1));
     std::array<std::uint32_t, kWords> words;
@@ -162,41 +165,49 @@ bool DnsAnswerRing::ReadSlot(std::size_t slot, DnsAnswerEntry& entry) const {
     return true;
 }
 
-void DnsAnswerRing::IndexEntry(const DnsAnswerEntry& entry, std::uint64_t stamp) {
-    for (std::size_t i = 0; i < AddressesIn(entry); ++i) IndexAddress(entry.addresses[i], stamp);
+void DnsAnswerRing::IndexEntry(std::uint64_t stamp, const DnsAnswerEntry& entry) {
+    for (std::size_t i = 0; i < AddressesIn(entry); ++i) IndexAddress(stamp, entry.addresses[i]);
 }
 
-// Takes, in this order: the way of an older answer with the same address, a way whose answer has left the ring, the
-// oldest way (whose address the line then has forgotten until that answer leaves the ring).
-void DnsAnswerRing::IndexAddress(const IpAddressRecord& address, std::uint64_t stamp) {
+// Takes, in this order: the way of an older answer with the same address, a way whose answer has left the ring, the way
+// of the oldest answer. A way is never given to an older answer than it has: a store that is late leaves the entry of a
+// newer answer with its address alone, and does without one in a set of newer answers.
+void DnsAnswerRing::IndexAddress(std::uint64_t stamp, const IpAddressRecord& address) {
     const Place place = PlaceOf(address);
-    auto& line = memory_->index[place.line];
     const std::uint64_t entry = MakeEntry(stamp, place.tag);
     for (;;) {
         Way gone;
         Way oldest;
         Way same;
-        for (auto& way : line) {
+        for (auto& way : memory_->index[place.set]) {
             const Way candidate{&way, way.load()};
             if (candidate.value == 0 || StampOf(candidate.value) + kSlots <= stamp) {
                 gone = candidate;
                 continue;
             }
-            DnsAnswerEntry older;
-            if (TagOf(candidate.value) == place.tag && ReadSlot(SlotOf(StampOf(candidate.value)), older) &&
-                Holds(older, address))
+            DnsAnswerEntry other;
+            if (TagOf(candidate.value) == place.tag && ReadSlot(SlotOf(StampOf(candidate.value)), other) &&
+                Holds(other, address)) {
+                if (candidate.value >= entry) return;
                 same = candidate;
+            }
             if (oldest.entry == nullptr || candidate.value < oldest.value) oldest = candidate;
         }
         Way chosen = same.entry != nullptr ? same : gone.entry != nullptr ? gone : oldest;
         if (chosen.entry == oldest.entry && same.entry == nullptr) {
-            std::atomic<std::uint64_t>& until = memory_->forgottenUntil[place.line];
-            const std::uint64_t leaves = StampOf(chosen.value) + kSlots;
-            std::uint64_t now = until.load();
-            while (now < leaves && !until.compare_exchange_weak(now, leaves)) continue;
+            NoteDropped(place.set, std::min(StampOf(chosen.value), stamp));
+            if (chosen.value > entry) return;
         }
         if (chosen.entry->compare_exchange_strong(chosen.value, entry)) return;
     }
+}
+
+// Until the answer of this stamp leaves the ring, its address may be missing in the set.
+void DnsAnswerRing::NoteDropped(std::size_t set, std::uint64_t stamp) {
+    std::atomic<std::uint64_t>& until = memory_->droppedUntil[set];
+    const std::uint64_t leaves = stamp + kSlots;
+    std::uint64_t now = until.load();
+    while (now < leaves && !until.compare_exchange_weak(now, leaves)) continue;
 }
 
 DnsAnswerRing::Answer DnsAnswerRing::AskIndex(const IpAddressRecord& address, std::uint64_t nextStamp,
@@ -204,14 +215,14 @@ DnsAnswerRing::Answer DnsAnswerRing::AskIndex(const IpAddressRecord& address, st
     const Place place = PlaceOf(address);
     std::uint64_t newest = 0;
     bool found = false;
-    for (const auto& way : memory_->index[place.line]) {
+    for (const auto& way : memory_->index[place.set]) {
         const std::uint64_t value = way.load(std::memory_order_acquire);
         if (value == 0 || TagOf(value) != place.tag || StampOf(value) + kSlots < nextStamp) continue;
         if (!found || StampOf(value) > newest) newest = StampOf(value);
         found = true;
     }
-    const bool forgotten = memory_->forgottenUntil[place.line].load(std::memory_order_acquire) >= nextStamp;
-    if (!found) return forgotten ? Answer::kUnknown : Answer::kNo;
+    const bool dropped = memory_->droppedUntil[place.set].load(std::memory_order_acquire) >= nextStamp;
+    if (!found) return dropped ? Answer::kUnknown : Answer::kNo;
     if (!ReadSlot(SlotOf(newest), entry) || !Holds(entry, address)) return Answer::kUnknown;
     return Answer::kYes;
 }

@@ -1,5 +1,5 @@
 // The last 3000 DNS answers, so that a connection made by address can still be judged by the name that it came from.
-// Parsing the answers and saving the ring over a restart is left to the callers.
+// The ring owns its memory. Any threads store and look up at once; Allocate, Free and Restore run alone.
 #ifndef TARN_NETWORK_DNS_ANSWER_RING_H
 #define TARN_NETWORK_DNS_ANSWER_RING_H
 
@@ -13,10 +13,11 @@
 
 namespace tarn::network {
 
-// Scans store and look up at once, without a lock: each slot carries a version that is odd while it is written, so a
-// look-up never returns a torn slot. A look-up costs the same with an empty and a full ring: an index leads from an
-// address to the newest slot that holds it. The index may forget an address when too many fall together; it remembers
-// that it did, and the look-up then walks the slots.
+// No lock: each slot is a seqlock, whose version is odd while the slot is written, so that a look-up never returns a
+// torn answer. A set-associative index leads from an address to the newest slot that holds it, so that a look-up costs
+// the same with an empty and a full ring. Slots and index entries only ever give way to newer answers, in whatever
+// order overlapping stores come to an end. A set that was too small remembers that it dropped an address, and the
+// look-up then walks the slots.
 class DnsAnswerRing {
  public:
     static constexpr std::size_t kSlots = TARN_DNS_RING_SLOTS;
@@ -26,11 +27,11 @@ class DnsAnswerRing {
     DnsAnswerRing(const DnsAnswerRing&) = delete;
     DnsAnswerRing& operator=(const DnsAnswerRing&) = delete;
 
-    // An empty ring of 876,000 bytes; false without memory. No other call may run meanwhile, as for Free and Restore.
+    // An empty ring of 876,000 bytes; false without memory.
     bool Allocate();
     void Free();
 
-    // Takes up to 3000 saved entries from slot 0 on, and the write index (above 3000: modulo 3000).
+    // Takes up to 3000 saved entries from slot 0 on, and the write index (above 3000: modulo 3000), into an empty ring.
     void Restore(std::span<const DnsAnswerEntry> entries, std::uint16_t writeIndex);
 
     // What is saved: all slots and the write index. Without memory the entries are null and the count is 0.
@@ -42,8 +43,14 @@ class DnsAnswerRing {
     // none and for a name that does not fit (which is cut).
     bool FindHostByAddress(const IpAddressRecord& address, char* host, std::size_t capacity) const;
 
-    // The line of the index that an address belongs to, for tests that crowd one.
-    [[nodiscard]] static std::size_t IndexLineOf(const IpAddressRecord& address);
+    // The steps of Store, one after the other, for tests that let the steps of two stores overlap: the place in time of
+    // this answer, its slot, its index entries.
+    [[nodiscard]] std::uint64_t ClaimStamp();
+    void WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry);
+    void IndexEntry(std::uint64_t stamp, const DnsAnswerEntry& entry);
+
+    // The set of the index that an address belongs to, for tests that crowd one.
+    [[nodiscard]] static std::size_t IndexSetOf(const IpAddressRecord& address);
 
  private:
     struct Memory;
@@ -61,9 +68,8 @@ class DnsAnswerRing {
 
     [[nodiscard]] std::size_t SlotOf(std::uint64_t stamp) const;
     bool ReadSlot(std::size_t slot, DnsAnswerEntry& entry) const;
-    void WriteSlot(std::size_t slot, std::uint64_t stamp, const DnsAnswerEntry& entry);
-    void IndexAddress(const IpAddressRecord& address, std::uint64_t stamp);
-    void IndexEntry(const DnsAnswerEntry& entry, std::uint64_t stamp);
+    void IndexAddress(std::uint64_t stamp, const IpAddressRecord& address);
+    void NoteDropped(std::size_t set, std::uint64_t stamp);
 
     enum class Answer { kNo, kYes, kUnknown };
     Answer AskIndex(const IpAddressRecord& address, std::uint64_t nextStamp, DnsAnswerEntry& entry) const;

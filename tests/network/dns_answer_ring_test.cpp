@@ -41,6 +41,37 @@ std::string Find(const DnsAnswerRing& ring, const IpAddressRecord& address) {
     return ring.FindHostByAddress(address, host, sizeof host) ? host : "(none)";
 }
 
+// The addresses from 1 on that share a set of the index with it.
+std::vector<IpAddressRecord> AddressesOfOneSet(std::size_t count) {
+    std::vector<IpAddressRecord> addresses;
+    for (std::uint32_t number = 1; addresses.size() < count; ++number)
+        if (DnsAnswerRing::IndexSetOf(Ipv4(number)) == DnsAnswerRing::IndexSetOf(Ipv4(1)))
+            addresses.push_back(Ipv4(number));
+    return addresses;
+}
+
+// Answers for other addresses; they share one, so that they crowd no set.
+void StoreOthers(DnsAnswerRing& ring, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) ring.Store(Answer("other", {Ipv4(0x0B000000)}));
+}
+
+// A store that stops between its steps while other threads store, as the scheduler may stop it.
+class StoppedStore {
+ public:
+    StoppedStore(DnsAnswerRing& ring, const DnsAnswerEntry& entry)
+        : ring_(ring), entry_(entry), stamp_(ring.ClaimStamp()) {}
+    StoppedStore& Write() {
+        ring_.WriteSlot(stamp_, entry_);
+        return *this;
+    }
+    void Index() { ring_.IndexEntry(stamp_, entry_); }
+
+ private:
+    DnsAnswerRing& ring_;
+    const DnsAnswerEntry entry_;
+    const std::uint64_t stamp_;
+};
+
 TEST(DnsAnswerRing, AnEmptyRingFindsNothing) {
     DnsAnswerRing ring;
     EXPECT_EQ(Find(ring, Ipv4(1)), "(none)");
@@ -172,13 +203,9 @@ TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
     }
 }
 
-// More addresses than a line of the index remembers: what it forgets the walk still finds, until its answer is
-// overwritten.
-TEST(DnsAnswerRing, AddressesThatCrowdOneLineOfTheIndexAreAllFound) {
-    std::vector<IpAddressRecord> crowd;
-    for (std::uint32_t number = 1; crowd.size() < 40; ++number)
-        if (DnsAnswerRing::IndexLineOf(Ipv4(number)) == DnsAnswerRing::IndexLineOf(Ipv4(1)))
-            crowd.push_back(Ipv4(number));
+// More addresses than a set of the index has ways: what it drops the walk still finds, until its answer is overwritten.
+TEST(DnsAnswerRing, AddressesThatCrowdOneSetOfTheIndexAreAllFound) {
+    std::vector<IpAddressRecord> crowd = AddressesOfOneSet(40);
     const IpAddressRecord stranger = crowd.back();
     crowd.pop_back();
 
@@ -188,7 +215,7 @@ TEST(DnsAnswerRing, AddressesThatCrowdOneLineOfTheIndexAreAllFound) {
     for (std::size_t i = 0; i < crowd.size(); ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
     EXPECT_EQ(Find(ring, stranger), "(none)");
 
-    // The newest answer counts for a forgotten address too.
+    // The newest answer counts for a dropped address too.
     ring.Store(Answer("newest", {crowd[0]}));
     EXPECT_EQ(Find(ring, crowd[0]), "newest");
     for (std::uint32_t i = 0; i < DnsAnswerRing::kSlots - 1; ++i) ring.Store(Answer("later", {Ipv4(0x0B000000 + i)}));
@@ -197,6 +224,89 @@ TEST(DnsAnswerRing, AddressesThatCrowdOneLineOfTheIndexAreAllFound) {
     ring.Store(Answer("last", {stranger}));
     EXPECT_EQ(Find(ring, crowd[0]), "(none)");
     EXPECT_EQ(Find(ring, stranger), "last");
+}
+
+TEST(DnsAnswerRing, NewestWinsAfterOverlappingStores) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    StoppedStore older(ring, Answer("older", {Ipv4(7)}));
+    older.Write();
+    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)") << "not stored yet";
+    ring.Store(Answer("newer", {Ipv4(7)}));
+    older.Index();
+    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    // With one more answer the older one leaves the ring, with two the newer one.
+    StoreOthers(ring, DnsAnswerRing::kSlots - 2);
+    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    StoreOthers(ring, 1);
+    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    StoreOthers(ring, 1);
+    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)");
+}
+
+TEST(DnsAnswerRing, NewestWinsWhenBothStoresAreIndexedLate) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    StoppedStore older(ring, Answer("older", {Ipv4(7), Ipv4(8)}));
+    StoppedStore newer(ring, Answer("newer", {Ipv4(7)}));
+    newer.Write().Index();
+    older.Write().Index();
+    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    EXPECT_EQ(Find(ring, Ipv4(8)), "older") << "its other address is indexed nevertheless";
+    ring.Store(Answer("newest", {Ipv4(8)}));
+    EXPECT_EQ(Find(ring, Ipv4(8)), "newest");
+}
+
+// A set of the index is full of newer answers when a late store comes to it.
+TEST(DnsAnswerRing, ALateStoreTakesNoWayFromANewerAnswer) {
+    const std::vector<IpAddressRecord> crowd = AddressesOfOneSet(9);
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    StoppedStore late(ring, Answer("late", {crowd[8]}));
+    late.Write();
+    for (std::size_t i = 0; i < 8; ++i) ring.Store(Answer("crowd" + std::to_string(i), {crowd[i]}));
+    late.Index();
+    EXPECT_EQ(Find(ring, crowd[8]), "late") << "by the walk";
+    for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
+    // The late answer has left the ring; the eight are still there, and found although the walk is over.
+    StoreOthers(ring, DnsAnswerRing::kSlots - 8);
+    EXPECT_EQ(Find(ring, crowd[8]), "(none)");
+    for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
+}
+
+TEST(DnsAnswerRing, AStoreOvertakenByAWholeRoundLeavesTheNewerAnswerInItsSlot) {
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    StoppedStore late(ring, Answer("late", {Ipv4(7)}));
+    StoreOthers(ring, DnsAnswerRing::kSlots - 1);
+    ring.Store(Answer("newest", {Ipv4(8)}));
+    late.Write().Index();
+    EXPECT_EQ(Find(ring, Ipv4(8)), "newest");
+    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)");
+    EXPECT_STREQ(ring.Saved().entries[0].hostName, "newest");
+}
+
+// Each thread stores its own address and one that all share; what is found at last is what was claimed last.
+TEST(DnsAnswerRing, StoresOfOneAddressByManyThreadsEndWithTheNewest) {
+    constexpr std::size_t kThreads = 4;
+    constexpr std::size_t kStores = 200;  // together fewer than the ring has slots
+    for (int round = 0; round < 20; ++round) {
+        DnsAnswerRing ring;
+        ASSERT_TRUE(ring.Allocate());
+        std::atomic<std::size_t> ready{0};
+        std::vector<std::thread> threads;
+        for (std::uint32_t thread = 0; thread < kThreads; ++thread)
+            threads.emplace_back([&, thread] {
+                ++ready;
+                while (ready.load() < kThreads) std::this_thread::yield();
+                for (std::size_t i = 0; i < kStores; ++i)
+                    ring.Store(Answer(std::to_string(thread), {Ipv4(7), Ipv4(100 + thread)}));
+            });
+        for (std::thread& thread : threads) thread.join();
+        ASSERT_EQ(Find(ring, Ipv4(7)), ring.Saved().entries[kThreads * kStores - 1].hostName);
+        for (std::uint32_t thread = 0; thread < kThreads; ++thread)
+            ASSERT_EQ(Find(ring, Ipv4(100 + thread)), std::to_string(thread));
+    }
 }
 
 TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
