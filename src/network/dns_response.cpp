@@ -19,13 +19,12 @@ constexpr std::size_t kSlots = 2;  // addresses that an entry has room for
 bool DecodeName(base::ByteReader& reader, char* name, std::size_t capacity) {
     std::size_t at = 0;
     for (;;) {
-        std::uint8_t length = 0;
-        if (!reader.Be(length)) return false;
-        if (length == 0) break;
         base::Bytes label;
-        if (at + length >= capacity || !reader.Take(length, label)) return false;
+        if (!reader.Prefixed<std::uint8_t>(label)) return false;
+        if (label.empty()) break;
+        if (at + label.size() >= capacity) return false;
         std::memcpy(name + at, label.data(), label.size());
-        at += length;
+        at += label.size();
         name[at++] = '.';
     }
     if (at == 0) return false;
@@ -33,9 +32,11 @@ bool DecodeName(base::ByteReader& reader, char* name, std::size_t capacity) {
     return true;
 }
 
-bool SkipAnswerName(base::Bytes message, base::ByteReader& reader) {
-    if (reader.Remaining() == 0) return false;
-    const bool isPointer = (message[reader.Position()] & 0xC0U) == 0xC0U;
+// A pointer, or labels as in the question.
+bool SkipAnswerName(base::ByteReader& reader) {
+    std::uint8_t first = 0;
+    if (!reader.Peek(first)) return false;
+    const bool isPointer = (first & 0xC0U) == 0xC0U;
     if (isPointer) return reader.Skip(2);
     std::array<char, kScratchCapacity> scratch;
     return DecodeName(reader, scratch.data(), scratch.size());
@@ -55,20 +56,20 @@ struct Found {
     }
 };
 
-bool ReadAnswer(base::Bytes message, base::ByteReader& reader, Found& ipv4, Found& ipv6) {
+bool ReadAnswer(base::ByteReader& reader, Found& ipv4, Found& ipv6) {
     std::uint16_t type = 0;
     std::uint16_t dataLength = 0;
-    if (!SkipAnswerName(message, reader) || !reader.Be(type)) return false;
+    if (!SkipAnswerName(reader) || !reader.Be(type)) return false;
     if (!reader.Skip(6) || !reader.Be(dataLength)) return false;  // class and time to live
+    base::ByteReader data(reader);
+    base::Bytes address;
     if (type == kTypeA) {
         // QUIRK: an A record gives four bytes whatever its RDLENGTH says.  Test: DnsResponse_ARecord_IgnoresRdLength
-        const auto address = base::Window(message, reader.Position(), 4);
-        if (!address) return false;
-        ipv4.Add(TARN_FAMILY_IPV4, *address);
+        if (!data.Take(4, address)) return false;
+        ipv4.Add(TARN_FAMILY_IPV4, address);
     } else if (type == kTypeAaaa && dataLength == 16) {
-        const auto address = base::Window(message, reader.Position(), 16);
-        if (!address) return false;
-        ipv6.Add(TARN_FAMILY_IPV6, *address);
+        if (!data.Take(16, address)) return false;
+        ipv6.Add(TARN_FAMILY_IPV6, address);
     }
     return reader.Skip(dataLength);
 }
@@ -89,7 +90,7 @@ bool ParseDnsResponse(base::Bytes message, DnsAnswerEntry& answer) {
     Found ipv4;
     Found ipv6;
     for (std::uint16_t i = 0; i < answerCount; ++i)
-        if (!ReadAnswer(message, reader, ipv4, ipv6)) return false;
+        if (!ReadAnswer(reader, ipv4, ipv6)) return false;
 
     answer.addressCount = static_cast<std::uint16_t>(ipv4.count + ipv6.count);
     std::memset(answer.addresses, 0, sizeof answer.addresses);

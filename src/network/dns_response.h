@@ -1,5 +1,5 @@
 // Turns one DNS response into the queried name and the addresses of its answers.
-// Keeping the answers is the ring's business, judging them the URL scan's.
+// A pure function; message and answer belong to the caller.
 #ifndef TARN_NETWORK_DNS_RESPONSE_H
 #define TARN_NETWORK_DNS_RESPONSE_H
 

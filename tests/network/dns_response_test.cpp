@@ -43,14 +43,19 @@ Message Question(const std::string& name, unsigned flags, unsigned answers) {
     return message;
 }
 
-void PutAnswer(Message& message, unsigned type, const Message& data, std::optional<unsigned> dataLength = {}) {
-    PutWord(message, 0xC00C);
+// What stands behind the name of an answer.
+void PutRecord(Message& message, unsigned type, const Message& data, std::optional<unsigned> dataLength = {}) {
     PutWord(message, type);
     PutWord(message, 1);
     PutWord(message, 0);
     PutWord(message, 300);
     PutWord(message, dataLength.value_or(static_cast<unsigned>(data.size())));
     message.insert(message.end(), data.begin(), data.end());
+}
+
+void PutAnswer(Message& message, unsigned type, const Message& data, std::optional<unsigned> dataLength = {}) {
+    PutWord(message, 0xC00C);
+    PutRecord(message, type, data, dataLength);
 }
 
 // Parses a copy in its own heap block of exactly the message's size.
@@ -143,13 +148,64 @@ TEST(DnsResponse, AnswerNamesMayBePointersOfAnyKindOrFullNames) {
     }
     Message full = Question("a.example", 0x8180, 1);
     PutName(full, "b.example");
-    Message rest;
-    PutAnswer(rest, 1, {1, 2, 3, 4});
-    full.insert(full.end(), rest.begin() + 2, rest.end());
+    PutRecord(full, 1, {1, 2, 3, 4});
     const auto entry = Parse(full);
     ASSERT_TRUE(entry);
     EXPECT_STREQ(entry->hostName, "a.example");
     EXPECT_EQ(entry->addresses[0].bytes[3], 4);
+}
+
+// Only the two highest bits together make a pointer; every other length byte is a label's length, up to 191.
+TEST(DnsResponse, AnAnswerNamesFirstByteBelow192IsALabelsLength) {
+    for (const unsigned length : {0x3FU, 0x40U, 0x7FU, 0x80U, 0xBFU}) {
+        Message message = Question("a.example", 0x8180, 1);
+        message.push_back(static_cast<std::uint8_t>(length));
+        message.insert(message.end(), length, 'x');
+        message.push_back(0);
+        PutRecord(message, 1, {1, 2, 3, 4});
+        const auto entry = Parse(message);
+        ASSERT_TRUE(entry) << length;
+        EXPECT_EQ(entry->addressCount, 1) << length;
+        EXPECT_EQ(entry->addresses[0].bytes[3], 4) << length;
+        for (std::size_t cut = 1; cut <= length + 16; ++cut) ASSERT_FALSE(Parse(message, message.size() - cut)) << cut;
+    }
+    Message pointer = Question("a.example", 0x8180, 1);
+    pointer.push_back(0xC0);
+    pointer.push_back(0);
+    PutRecord(pointer, 1, {1, 2, 3, 4});
+    EXPECT_TRUE(Parse(pointer)) << "from 192 on it is a pointer of two bytes";
+}
+
+// An answer's name may be longer than the question's: labels and dots up to 260, the last dot being the NUL's place.
+TEST(DnsResponse, AnAnswersNameHasItsOwnBound) {
+    const auto withAnswerName = [](const std::vector<std::size_t>& labels) {
+        Message message = Question("a.example", 0x8180, 1);
+        for (const std::size_t label : labels) {
+            message.push_back(static_cast<std::uint8_t>(label));
+            message.insert(message.end(), label, 'x');
+        }
+        message.push_back(0);
+        PutRecord(message, 1, {1, 2, 3, 4});
+        return message;
+    };
+    EXPECT_TRUE(Parse(withAnswerName({191, 67}))) << "259 with the dot between, 260 with the last one";
+    EXPECT_FALSE(Parse(withAnswerName({191, 68})));
+    EXPECT_TRUE(Parse(withAnswerName({63, 63, 63, 63, 3}))) << "259 characters";
+    EXPECT_FALSE(Parse(withAnswerName({63, 63, 63, 63, 4})));
+    EXPECT_FALSE(Parse(withAnswerName({63, 63, 63, 63, 3, 1})));
+}
+
+TEST(DnsResponse, AnAnswerForTheRootIsRefused) {
+    Message message = Question("a.example", 0x8180, 1);
+    message.push_back(0);
+    PutRecord(message, 1, {1, 2, 3, 4});
+    EXPECT_FALSE(Parse(message));
+    Message second = Question("a.example", 0x8180, 2);
+    PutAnswer(second, 1, {1, 2, 3, 4});
+    EXPECT_FALSE(Parse(second)) << "the second answer is missing";
+    second.push_back(0);
+    PutRecord(second, 1, {1, 2, 3, 4});
+    EXPECT_FALSE(Parse(second)) << "and refused when it is the root's";
 }
 
 TEST(DnsResponse, DnsResponse_ARecord_IgnoresRdLength) {
