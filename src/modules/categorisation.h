@@ -30,12 +30,17 @@ inline bool Contains(std::span<const std::uint16_t> categories, std::uint16_t ca
 // The leading categories that count: strictness 1 keeps two, 2 three, 3 one, anything else all.
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);
 
+// What the answer of a look-up is for: the module is given this number.
+enum CategoryLookupMode : std::uint32_t {
+    kDecideNow = 0,          // the categories decide a request that waits for them
+    kAheadOfConnection = 1,  // they are fetched before a connection is made
+};
+
 // One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not. While
 // the module is not loaded a look-up fails.
 class CategoryLookup {
  public:
-    // The caller asks no host that begins with "[". mode: 0 = the categories decide now, 1 = they are fetched ahead of
-    // a connection.
+    // The caller asks no host that begins with "[". mode: a CategoryLookupMode.
     CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
     ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;

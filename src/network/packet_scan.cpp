@@ -16,10 +16,6 @@
 namespace tarn::network {
 namespace {
 
-constexpr std::uint16_t kMaliciousCategory = 2;
-constexpr std::uint32_t kLookUpNow = 0;
-constexpr std::uint32_t kTextsWithheld = 4;  // a reason of the packet-signature module
-
 // What the packet-signature module leaves in action.
 constexpr std::uint32_t kAttackFound = 0;
 constexpr std::uint32_t kNoAttack = 2;
@@ -27,15 +23,15 @@ constexpr std::uint32_t kNoAttack = 2;
 // A service of this machine whose passwords are guessed over the network.
 struct GuardedService {
     std::uint16_t port;
-    std::uint32_t reason;
+    PacketReason reason;
 };
 constexpr std::uint16_t kRemoteDesktopPort = 3389;
 constexpr GuardedService kGuardedServices[] = {
-    {kRemoteDesktopPort, 23},
-    {1433, 27},  // SQL Server
-    {1434, 27},
-    {445, 25},   // SMB
-    {3306, 28},  // MySQL
+    {kRemoteDesktopPort, kReasonRemoteDesktop},
+    {1433, kReasonSqlServer},
+    {1434, kReasonSqlServer},
+    {445, kReasonSmb},
+    {3306, kReasonMySql},
 };
 
 const GuardedService* FindService(std::uint16_t port) {
@@ -84,9 +80,9 @@ std::optional<Attempt> ReadAttempt(const EthernetFrame& frame, bool inbound) {
 
 bool IsMalicious(const PacketScanContext& context, const IpAddressRecord& address) {
     const AddressText text = FormatIpAddress(address);
-    const modules::CategoryLookup lookup(context.companions.categorisation, text.Text(), kLookUpNow);
+    const modules::CategoryLookup lookup(context.companions.categorisation, text.Text(), modules::kDecideNow);
     const auto considered = modules::ConsideredCategories(lookup.Categories(), context.strictness);
-    return std::ranges::find(considered, kMaliciousCategory) != considered.end();
+    return modules::Contains(considered, modules::kMaliciousCategory);
 }
 
 void FillBruteForce(const PacketScanContext& context, const Attempt& attempt, std::uint16_t ruleId,
@@ -134,7 +130,8 @@ void ScanForSignatures(const PacketScanContext& context, const std::uint8_t* fra
     if (verdict.action == kNoAttack) verdict.action = TARN_PACKET_ALLOW;
     if (verdict.action != kAttackFound) return;
 
-    const bool textsWithheld = verdict.reason == kTextsWithheld;  // as the module left it: an excluded rule changes it
+    const bool textsWithheld =
+        verdict.reason == kReasonTextsWithheld;  // as the module left it: an excluded rule changes it
     verdict.alertFlag = static_cast<std::uint8_t>(context.settings.idsIpsFlags >> 16);
     verdict.filled = 1;
     verdict.action = TARN_PACKET_BLOCK;

@@ -1,5 +1,5 @@
 // Judges one Ethernet frame: brute-force attempts by known malicious addresses first, then the attack signatures.
-// Which address is malicious says the categorisation module, which frame is an attack the packet-signature module.
+// Any thread may call; the frame and the verdict belong to the caller. Companion modules are called without a lock.
 #ifndef TARN_NETWORK_PACKET_SCAN_H
 #define TARN_NETWORK_PACKET_SCAN_H
 

@@ -1,5 +1,5 @@
 // The texts of an IDS rule in a packet verdict: filled from the rule table, or emptied for the host.
-// When which of the two happens is the packet scan's business.
+// Pure functions; the verdict belongs to the caller.
 #ifndef TARN_NETWORK_RULE_DETAILS_H
 #define TARN_NETWORK_RULE_DETAILS_H
 
@@ -11,7 +11,15 @@
 
 namespace tarn::network {
 
-inline constexpr std::uint32_t kReasonRuleExcluded = 20;
+// The reasons of a packet verdict.
+enum PacketReason : std::uint32_t {
+    kReasonTextsWithheld = 4,  // the packet-signature module's: an attack that the host knows already
+    kReasonRuleExcluded = 20,
+    kReasonRemoteDesktop = 23,  // this and the following: brute force against a service of this machine
+    kReasonSmb = 25,
+    kReasonSqlServer = 27,
+    kReasonMySql = 28,
+};
 
 enum class ExcludedRule {
     kAllows,   // a rule that the user excluded turns the verdict into an allow with kReasonRuleExcluded
@@ -22,7 +30,7 @@ enum class ExcludedRule {
 void FillRuleDetails(const modules::IdsRuleTable& rules, std::uint16_t ruleId, ExcludedRule excluded,
                      PacketVerdict& verdict);
 
-// What the host is told of an attack without being told again which.
+// For an attack that was described to the host before.
 void EmptyRuleTexts(PacketVerdict& verdict);
 
 }  // namespace tarn::network
