@@ -55,7 +55,7 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
     if (const std::size_t at = host.empty() ? std::string_view::npos : path.find(host); at != std::string_view::npos)
         path.remove_prefix(at + host.size());
     // QUIRK: the outer slashes went before the tail of the request line does: "/dir/ HTTP/1.1" is kept with its last
-    // slash, and no look-up finds it.  Test: TheTailIsCutBehindThePathOnly
+    // slash, and a look-up of "/dir/" does not find it.  Test: TheTailIsCutBehindThePathOnly
     path = path.substr(0, path.find(" http/1."));
 
     base::UrlText normal;

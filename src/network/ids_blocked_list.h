@@ -1,5 +1,5 @@
-// The web addresses that the host's intrusion detection has condemned: host and path together, kept while the library
-// stays loaded. Who asks it, and whether the feature is on, is the URL scan's business.
+// The web addresses that the host's intrusion detection has had blocked: host and path together.
+// Owns its texts. Any thread may call anything at any time; look-ups run beside one another, changes wait for them.
 #ifndef TARN_NETWORK_IDS_BLOCKED_LIST_H
 #define TARN_NETWORK_IDS_BLOCKED_LIST_H
 
@@ -25,13 +25,16 @@ class IdsBlockedList {
     // add nothing.
     void Add(const IdsBlockRequest& request);
 
-    // Whether host and path stand on the list, letter case and outer slashes aside.
+    // Whether host and path stand on the list; letter case, one outer slash on each side and a leading "www." do not
+    // count. Takes the read side of the lock.
     [[nodiscard]] bool Contains(std::string_view host, std::string_view path) const;
 
     void Clear();
     [[nodiscard]] std::size_t Size() const;
 
  private:
+    friend struct IdsBlockedListLock;  // of the tests
+
     struct Hash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }

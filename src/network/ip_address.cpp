@@ -31,7 +31,7 @@ std::uint32_t Ipv4Number(const IpAddressRecord& address) {
 
 }  // namespace
 
-// The trace records are made by the compiler: nothing reads them, and a record a comparison would cost more than it.
+// The trace scopes are constexpr: building a record per call would cost more than the comparison.
 
 bool CompareIPAddress(const IpAddressRecord& a, const IpAddressRecord& b) {
     [[maybe_unused]] constexpr base::TraceScope trace(u"CompareIPAddress");

@@ -1,5 +1,5 @@
 // Address records: equality, private ranges, and their text forms both ways.
-// The rules of the literals are those of the system's inet_addr, inet_pton and inet_ntop, in code of our own.
+// Pure functions. The literals follow the rules of the system's inet_addr, inet_pton and inet_ntop.
 #ifndef TARN_NETWORK_IP_ADDRESS_H
 #define TARN_NETWORK_IP_ADDRESS_H
 

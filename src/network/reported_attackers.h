@@ -1,5 +1,5 @@
-// The remote addresses that were already reported as brute-force attackers, so that each is categorised and told once.
-// Who counts as an attacker is the packet scan's business.
+// The remote addresses that were already reported as brute-force attackers, so that each is categorised and described
+// to the host once. Any thread may call; one critical section guards the whole list.
 #ifndef TARN_NETWORK_REPORTED_ATTACKERS_H
 #define TARN_NETWORK_REPORTED_ATTACKERS_H
 
@@ -14,7 +14,7 @@
 namespace tarn::network {
 
 // Lives as long as the library stays loaded: no end and no change of settings empties it. Asking and adding take the
-// critical section separately and allocate nothing; asking costs the same with an empty and a full list.
+// critical section one call at a time and allocate nothing; asking costs the same with an empty and a full list.
 class ReportedAttackerList {
  public:
     static constexpr std::size_t kMaxInsertions = 5000;
@@ -26,7 +26,8 @@ class ReportedAttackerList {
     void Add(const IpAddressRecord& address);
 
  private:
-    // A hash table with linear probing. A slot of an older generation is free, so that emptying touches no slot.
+    // A hash table with linear probing and a generation counter: a slot of an older generation is free, so that
+    // emptying touches no slot.
     struct Slot {
         std::uint32_t address;  // as the four bytes stand
         std::uint32_t generation;

@@ -1,7 +1,9 @@
 #include "network/ids_blocked_list.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -9,6 +11,15 @@
 #include <vector>
 
 namespace tarn::network {
+
+// Runs hold while the list is locked for reading.
+struct IdsBlockedListLock {
+    template <class Hold>
+    static void ForReading(const IdsBlockedList& list, Hold&& hold) {
+        list.pairs_.Read([&](const auto&) { hold(); });
+    }
+};
+
 namespace {
 
 void Add(IdsBlockedList& list, const std::string& host, const std::string& text) {
@@ -47,8 +58,57 @@ TEST(IdsBlockedList, TheTailIsCutBehindThePathOnly) {
     IdsBlockedList list;
     Add(list, "example.org", "example.org/Deep/ HTTP/1.0 and HTTP/1.1");
     EXPECT_FALSE(list.Contains("example.org", "/deep")) << "the slash before the tail stays";
+    EXPECT_FALSE(list.Contains("example.org", "/deep/")) << "and every look-up loses its own";
     Add(list, "example.org", "example.org//a///b#part HTTP/1.1");
     EXPECT_TRUE(list.Contains("example.org", "/a/b"));
+}
+
+TEST(IdsBlockedList, ThePathBeginsBehindTheHostsFirstOccurrence) {
+    IdsBlockedList list;
+    Add(list, "example.org", "example.org/from/example.org/on");
+    EXPECT_TRUE(list.Contains("example.org", "/from/example.org/on"));
+    EXPECT_FALSE(list.Contains("example.org", "/on"));
+    Add(list, "www.example.net", "http://www.example.net/x");
+    EXPECT_TRUE(list.Contains("example.net", "/x")) << "whatever stands before it goes too";
+}
+
+TEST(IdsBlockedList, TheTailBeginsAtItsFirstOccurrence) {
+    IdsBlockedList list;
+    Add(list, "example.org", "example.org/a HTTP/1.0 b HTTP/1.1");
+    EXPECT_TRUE(list.Contains("example.org", "/a"));
+    EXPECT_FALSE(list.Contains("example.org", "/a http/1.0 b"));
+    Add(list, "example.org", "example.org/b HTTP/2");
+    EXPECT_FALSE(list.Contains("example.org", "/b"));
+    EXPECT_TRUE(list.Contains("example.org", "/b http/2")) << "the tail of another version stays";
+}
+
+TEST(IdsBlockedList, CapitalsOfTheRequestTextDoNotCount) {
+    IdsBlockedList list;
+    Add(list, "example.org", "WWW.EXAMPLE.ORG/PATH hTTp/1.1");
+    EXPECT_TRUE(list.Contains("example.org", "/path"));
+    EXPECT_EQ(list.Size(), 1U);
+}
+
+TEST(IdsBlockedList, ALookUpCutsNoTailAndNoHost) {
+    IdsBlockedList list;
+    Add(list, "example.org", "/a");
+    EXPECT_TRUE(list.Contains("example.org", "/a"));
+    EXPECT_FALSE(list.Contains("example.org", "/a HTTP/1.1"));
+    EXPECT_FALSE(list.Contains("example.org", "example.org/a"));
+    EXPECT_FALSE(list.Contains("example.org", "/example.org/a"));
+}
+
+TEST(IdsBlockedList, OneSlashASideIsRemoved) {
+    IdsBlockedList list;
+    Add(list, "//example.org//", "/x");
+    EXPECT_FALSE(list.Contains("example.org", "/x"));
+    EXPECT_FALSE(list.Contains("/example.org/", "/x"));
+    EXPECT_TRUE(list.Contains("//example.org//", "/x"));
+    Add(list, "example.net", "//path//");
+    EXPECT_FALSE(list.Contains("example.net", "/path"));
+    EXPECT_FALSE(list.Contains("example.net", "/path/"));
+    EXPECT_TRUE(list.Contains("example.net", "/path//"));
+    EXPECT_TRUE(list.Contains("example.net", "//path//")) << "runs in front become one";
 }
 
 TEST(IdsBlockedList, TheSamePairTwiceLeavesOneEntry) {
@@ -90,6 +150,23 @@ TEST(IdsBlockedList, ClearEmptiesIt) {
     Add(list, "example.org", "/x");
     list.Clear();
     EXPECT_FALSE(list.Contains("example.org", "/x"));
+}
+
+// Would wait for ever on the write side.
+TEST(IdsBlockedList, LookUpsAndWhatIsThereAlreadyTakeTheReadSide) {
+    IdsBlockedList list;
+    Add(list, "example.org", "/x");
+    std::future<bool> asked;
+    std::future<void> added;
+    IdsBlockedListLock::ForReading(list, [&] {
+        asked = std::async(std::launch::async, [&] { return list.Contains("example.org", "/x"); });
+        added = std::async(std::launch::async, [&] { Add(list, "example.org", "/x"); });
+        EXPECT_EQ(asked.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        EXPECT_EQ(added.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    });
+    EXPECT_TRUE(asked.get());
+    added.get();
+    EXPECT_EQ(list.Size(), 1U);
 }
 
 TEST(IdsBlockedList, ThreadsAddAndAskAtOnce) {
