@@ -9,18 +9,20 @@ namespace tarn::host {
 namespace {
 
 constexpr std::size_t kEtherType = 12;
+constexpr std::uint16_t kTypeIpv4 = 0x0800;
 constexpr std::size_t kIpHeader = 14;
 constexpr std::size_t kMaxIpHeader = 60;
-constexpr std::size_t kIpProtocol = kIpHeader + 9;
 constexpr std::size_t kIpSource = kIpHeader + 12;
 constexpr std::size_t kIpDestination = kIpHeader + 16;
 constexpr std::uint8_t kTcp = 6;
 constexpr std::uint16_t kSmbPort = 445;
-// Attacked connections that are remembered so that each is told and dropped once; then all are told again.
+// Attacked connections that are remembered so that each is reported and dropped once; then all are reported again.
 constexpr std::size_t kMaxAttacked = 4096;
 
 bool IsUntaggedIpv4(base::Bytes frame) {
-    return frame.size() >= kIpHeader && frame[kEtherType] == 0x08 && frame[kEtherType + 1] == 0x00;
+    base::ByteReader reader(frame);
+    std::uint16_t type = 0;
+    return reader.Skip(kEtherType) && reader.Be(type) && type == kTypeIpv4;
 }
 
 // A service's port is its rule's number: the lower one, since clients take high ports.
@@ -29,11 +31,12 @@ std::uint16_t RuleNumber(const std::optional<TransportView>& view) {
 }
 
 bool IsEncryptedSmb(const TransportView& view) {
-    constexpr std::size_t kProtocolByte = 4;  // behind the length of the message
-    constexpr std::uint8_t kTransform = 0xFD;
+    constexpr std::size_t kLengthOfMessage = 4;
+    constexpr std::uint16_t kTransform = 0xFD53;  // the first two of four bytes: 0xFD, "SMB"
     const bool isSmb = view.isTcp && (view.source.port == kSmbPort || view.destination.port == kSmbPort);
-    return isSmb && view.payload.size() > kProtocolByte + 3 && view.payload[kProtocolByte] == kTransform &&
-           view.payload[kProtocolByte + 1] == 'S';
+    base::ByteReader reader(view.payload);
+    std::uint16_t protocol = 0;
+    return isSmb && reader.Skip(kLengthOfMessage) && reader.Be(protocol) && protocol == kTransform && reader.Skip(2);
 }
 
 std::string WithoutPort(const std::string& host) {
@@ -82,14 +85,14 @@ void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<Trans
     const std::uint32_t reason = attack.verdict.reason;
     attack.isFirst = attacked_.emplace(attack.remote, attack.local.port, reason).second;
     if (attack.verdict.action == TARN_PACKET_BLOCK) {
-        if (view) Condemn(*view, attack);
+        if (view) BlockAskedAddress(*view, attack);
         if (isDropping_ && attack.isFirst) attack.dropped = Drop(frame.bytes, inbound);
     }
     beforeReport_();
     report_.Attack(attack);
 }
 
-void FrameScan::Condemn(const TransportView& view, PacketAttack& attack) {
+void FrameScan::BlockAskedAddress(const TransportView& view, PacketAttack& attack) {
     if (attack.inbound) return;
     const Protocol* protocol = ChooseProtocol({view.payload, view.destination.port, view.isTcp, true});
     if (protocol != &HttpProtocol()) return;
@@ -114,9 +117,14 @@ void FrameScan::ScanSmb(const CapturedFrame& frame, bool inbound) {
 }
 
 std::vector<std::uint8_t> OutboundFrame(base::Bytes frame, bool inbound) {
-    if (!IsUntaggedIpv4(frame) || frame.size() <= kIpProtocol || frame[kIpProtocol] != kTcp) return {};
-    const std::size_t tcp = kIpHeader + (frame[kIpHeader] & 0x0Fu) * std::size_t{4};
-    if (frame.size() < tcp + 4) return {};
+    base::ByteReader reader(frame);
+    std::uint8_t versionAndLength = 0;
+    std::uint8_t protocol = 0;
+    if (!IsUntaggedIpv4(frame) || !reader.Skip(kIpHeader) || !reader.Be(versionAndLength) || !reader.Skip(8) ||
+        !reader.Be(protocol) || protocol != kTcp)
+        return {};
+    const std::size_t tcp = kIpHeader + (versionAndLength & 0x0Fu) * std::size_t{4};
+    if (!base::Window(frame, tcp, 4)) return {};
     std::vector<std::uint8_t> copy(frame.begin(), frame.end());
     copy.resize(std::max(copy.size(), kIpHeader + kMaxIpHeader + 4));
     if (inbound) {

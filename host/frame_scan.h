@@ -44,8 +44,8 @@ class FrameScan {
     void CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view);
     void ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound);
     void ScanSmb(const CapturedFrame& frame, bool inbound);
-    // An attack in a request that this machine sends condemns the address that it asks for.
-    void Condemn(const TransportView& view, PacketAttack& attack);
+    // An attack in a request that this machine sends has the address that it asks for blocked.
+    void BlockAskedAddress(const TransportView& view, PacketAttack& attack);
     [[nodiscard]] std::optional<bool> Drop(base::Bytes frame, bool inbound);
 
     Judge& judge_;

@@ -1,4 +1,4 @@
-// Whether the list of condemned addresses holds a host and path, against the walk over its pairs in key form. The walk
+// Whether the list of blocked addresses holds a host and path, against the walk over its pairs in key form. The walk
 // is spared the making of keys, so it is the better part of what a walking list would cost.
 #include <benchmark/benchmark.h>
 #include <string>

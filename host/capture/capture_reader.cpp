@@ -9,6 +9,12 @@
 
 namespace tarn::host {
 
+namespace {
+
+constexpr std::uint32_t kGzipMagic = 0x1F8B;  // the first two bytes
+
+}  // namespace
+
 bool CaptureReader::Next(CapturedFrame& frame) {
     if (!Error().empty()) return false;
     if (!source_ && !Open()) return false;
@@ -21,14 +27,16 @@ bool CaptureReader::Open() {
     if (stream_.AtEnd()) return stream_.Fail("the file is empty; a capture has at least a header");
     std::vector<std::uint8_t> magic;
     if (!stream_.Read(4, "the capture header", magic)) return false;
-    if (magic[0] == 0x1F && magic[1] == 0x8B) return stream_.Fail("the file is compressed (gzip); unpack it first");
+    std::uint32_t number = 0;
+    if (!base::ByteReader(magic).Be(number)) return false;
+    if (number >> 16 == kGzipMagic) return stream_.Fail("the file is compressed (gzip); unpack it first");
     source_ = OpenPcap(stream_, magic);
     if (!source_) source_ = OpenPcapng(stream_, magic);
     if (!source_ && stream_.Error().empty())
         return stream_.Fail(
             fmt::format("the file begins with {:02x} {:02x} {:02x} {:02x} and is no capture; pcap and "
                         "pcapng files can be replayed",
-                        magic[0], magic[1], magic[2], magic[3]));
+                        number >> 24, number >> 16 & 0xFF, number >> 8 & 0xFF, number & 0xFF));
     return source_ != nullptr;
 }
 

@@ -141,7 +141,7 @@ class PcapngSource : public FrameSource {
             if (code == 0) break;
             if (!reader.Take(size, value) || !reader.Skip((4 - size % 4u) % 4u)) return Damaged(start);
             base::ByteReader option(value);
-            if (code == kOptionTimeResolution && size == 1) added.time.resolution = value[0];
+            if (code == kOptionTimeResolution && size == 1 && !option.Be(added.time.resolution)) return false;
             if (code == kOptionTimeOffset && size == 8 && !Number(option, added.time.offsetSeconds)) return false;
         }
         interfaces_.push_back(added);
