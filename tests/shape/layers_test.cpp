@@ -83,6 +83,10 @@ TEST(TheHouse, TheLibraryHasNoThreadLocal) {
     EXPECT_THAT(CheckAll(CheckThreadLocal), IsEmpty());
 }
 
+TEST(TheHouse, UntrustedBytesAreReadThroughTheByteReader) {
+    EXPECT_THAT(CheckAll(CheckByteIndexing), IsEmpty());
+}
+
 TEST(TheHouse, EveryQuirkNamesATestThatExists) {
     const std::vector<SourceFile> tests = FilesUnder({"tests"});
     EXPECT_THAT(CheckAll([&](const SourceFile& file) {

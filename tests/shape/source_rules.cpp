@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <set>
 
 namespace tarn::shape {
 namespace {
@@ -127,6 +128,28 @@ bool ContainsWord(std::string_view text, std::string_view word) {
     return false;
 }
 
+// The text without its // comments.
+std::string WithoutComments(std::string_view text) {
+    std::string code;
+    for (const std::string& line : Split(text, '\n')) code += line.substr(0, line.find("//")) + '\n';
+    return code;
+}
+
+// The names that code declares as Bytes, by value or by reference.
+std::set<std::string> BytesDeclaredIn(std::string_view code) {
+    static constexpr std::string_view kType = "Bytes";
+    std::set<std::string> names;
+    for (std::size_t at = code.find(kType); at != std::string_view::npos; at = code.find(kType, at + 1)) {
+        const std::size_t end = at + kType.size();
+        if (at != 0 && IsWordPart(code[at - 1])) continue;
+        const std::size_t begin = std::min(code.find_first_not_of(" &", end), code.size());
+        std::size_t last = begin;
+        while (last < code.size() && IsWordPart(code[last])) ++last;
+        if (begin > end && last > begin) names.emplace(code.substr(begin, last - begin));
+    }
+    return names;
+}
+
 // What a comment names behind "Test: ", without the suite that may stand before it.
 std::string TestNamedBy(std::string_view comment) {
     static constexpr std::string_view kMark = "Test: ";
@@ -240,6 +263,21 @@ Complaints CheckLength(const SourceFile& file) {
 Complaints CheckThreadLocal(const SourceFile& file) {
     if (!file.path.starts_with("src/") || !ContainsWord(file.text, "thread_local")) return {};
     return {file.path + " uses thread_local"};
+}
+
+Complaints CheckByteIndexing(const SourceFile& file) {
+    const bool isBound = file.path.starts_with("src/") || file.path.starts_with("host/");
+    if (!isBound || file.path == "src/base/byte_reader.h") return {};
+    const std::string code = WithoutComments(file.text);
+    Complaints complaints;
+    for (const std::string& name : BytesDeclaredIn(code))
+        for (const char* const index : {"[", ".data()["}) {
+            const std::string indexed = name + index;
+            for (std::size_t at = code.find(indexed); at != std::string::npos; at = code.find(indexed, at + 1))
+                if (at == 0 || (!IsWordPart(code[at - 1]) && code[at - 1] != '.'))
+                    complaints.push_back(file.path + " indexes the bytes '" + name + "'");
+        }
+    return complaints;
 }
 
 Complaints CheckQuirks(const SourceFile& file, const std::vector<SourceFile>& tests) {

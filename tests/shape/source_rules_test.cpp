@@ -86,6 +86,26 @@ TEST(CheckThreadLocal, OnlyTheLibraryIsBound) {
     EXPECT_THAT(CheckThreadLocal({"host/a.cpp", "thread_local int x;"}), IsEmpty());
 }
 
+TEST(CheckByteIndexing, FindsWhatIsDeclaredAsBytes) {
+    const auto check = [](const std::string& text) { return CheckByteIndexing({"src/smb/a.cpp", text}); };
+    EXPECT_THAT(check("int F(base::Bytes frame) { return frame[0]; }"),
+                ElementsAre("src/smb/a.cpp indexes the bytes 'frame'"));
+    EXPECT_THAT(check("int F(const Bytes& frame) { return frame.data()[1] + frame[2]; }"), testing::SizeIs(2));
+    EXPECT_THAT(check("base::Bytes a;\nint F() { return (a[0]); }"), testing::SizeIs(1));
+    EXPECT_THAT(check("int F(base::Bytes frame); // frame[0]"), IsEmpty());
+    EXPECT_THAT(check("int F(base::Bytes frame, int* x) { return x[frame.size()]; }"), IsEmpty());
+    EXPECT_THAT(check("int F(base::Bytes frame, int* myframe) { return myframe[0]; }"), IsEmpty());
+    EXPECT_THAT(check("int F(base::Bytes bytes, const Address& a) { return a.bytes[0]; }"), IsEmpty());
+    EXPECT_THAT(check("int F(TheBytes frame) { return frame[0]; }"), IsEmpty());
+}
+
+TEST(CheckByteIndexing, TheReaderAndTheTestsMayIndex) {
+    const std::string text = "int F(base::Bytes frame) { return frame[0]; }";
+    EXPECT_THAT(CheckByteIndexing({"host/a.cpp", text}), testing::SizeIs(1));
+    EXPECT_THAT(CheckByteIndexing({"src/base/byte_reader.h", text}), IsEmpty());
+    EXPECT_THAT(CheckByteIndexing({"tests/a.cpp", text}), IsEmpty());
+}
+
 TEST(CheckQuirks, ANamedTestExists) {
     const std::vector<SourceFile> tests = {{"tests/a_test.cpp", "TEST(Ids, ReadFails_TurnsStatusOff) {"}};
     const auto check = [&](const std::string& text) { return CheckQuirks({"src/url/a.cpp", text}, tests); };
