@@ -8,10 +8,16 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 
 namespace tarn::base {
 
 using Bytes = std::span<const std::uint8_t>;
+
+// Untrusted bytes as characters, NULs included; lives as long as they do.
+inline std::string_view TextOf(Bytes bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 // The length bytes at offset, or nothing when they do not all lie inside whole. Cannot overflow.
 constexpr std::optional<Bytes> Window(Bytes whole, std::size_t offset, std::size_t length) {

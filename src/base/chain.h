@@ -1,29 +1,37 @@
-// Measures a module's linked list before it is copied, also one that runs into itself.
-// Copying the nodes is the business of whoever knows them.
+// Reads the arrays and linked lists of module records, whatever they hold.
+// They belong to their module; nothing is kept of them here.
 #ifndef TARN_BASE_CHAIN_H
 #define TARN_BASE_CHAIN_H
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <span>
 
 namespace tarn::base {
+
+// An array as a span; null with a count counts as empty.
+template <class Entry>
+std::span<const Entry> RecordArray(const Entry* first, std::size_t count) {
+    return first == nullptr ? std::span<const Entry>{} : std::span<const Entry>{first, count};
+}
 
 // How many nodes the chain has, at most limit; no node behind the first limit ones is read. The nodes of a loop count
 // once, unless limit ends the walk before the loop shows.
 template <class Node>
 std::size_t ChainLength(const Node* first, std::size_t limit) {
     if (first == nullptr || limit == 0) return 0;
-    // The mark moves forward ever more rarely, so a loop comes back to it.
+    // Brent's cycle detection: the mark moves to the walker at steps 1, 2, 4, ..., so a walker in a loop meets it.
     const Node* mark = first;
     const Node* node = first->next;
     std::size_t count = 1;
     std::size_t sinceMark = 1;
-    std::size_t patience = 1;
+    std::size_t marksEvery = 1;
     while (node != nullptr && node != mark && count < limit) {
-        if (sinceMark == patience) {
+        if (sinceMark == marksEvery) {
             mark = node;
             sinceMark = 0;
-            patience *= 2;
+            marksEvery *= 2;
         }
         node = node->next;
         ++sinceMark;
@@ -37,6 +45,16 @@ std::size_t ChainLength(const Node* first, std::size_t limit) {
     std::size_t beforeLoop = 0;
     for (const Node* behind = first; behind != ahead; behind = behind->next, ahead = ahead->next) ++beforeLoop;
     return std::min(beforeLoop + sinceMark, limit);
+}
+
+// Calls use(node) for each node of the chain, at most limit; each node of a loop once.
+template <class Node, class Use>
+void ForEachNode(const Node* first, std::size_t limit, Use use) {
+    for (std::size_t left = ChainLength(first, limit); left != 0; --left, first = first->next) use(*first);
+}
+template <class Node, class Use>
+void ForEachNode(const Node* first, Use use) {
+    ForEachNode(first, SIZE_MAX, use);
 }
 
 }  // namespace tarn::base

@@ -7,7 +7,7 @@ constexpr std::array<std::uint32_t, 256> kTable = [] {
     std::array<std::uint32_t, 256> table{};
     for (std::uint32_t i = 0; i < table.size(); ++i) {
         std::uint32_t value = i;
-        for (int bit = 0; bit < 8; ++bit) value = (value & 1U) != 0 ? (value >> 1) ^ 0xEDB88320U : value >> 1;
+        for (int bit = 0; bit < 8; ++bit) value = (value & 1U) != 0 ? (value >> 1) ^ kCrc32Polynomial : value >> 1;
         table[i] = value;
     }
     return table;

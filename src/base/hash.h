@@ -26,14 +26,19 @@ inline constexpr std::uint32_t kCrc32Polynomial = 0xEDB88320U;  // reflected
 std::uint32_t Crc32Of(Bytes bytes);
 std::uint32_t Crc32Of(std::string_view text);
 
-// Fibonacci hashing and two multiply-xorshift rounds: any bits of the result make a good table index. Not for files:
-// it may change.
-constexpr std::uint64_t Mix64(std::uint64_t a, std::uint64_t b) {
-    constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15U;  // 2^64 divided by it
+inline constexpr std::uint64_t kGolden64 = 0x9E3779B97F4A7C15U;  // 2^64 divided by the golden ratio: Fibonacci hashing
+
+// Two multiply-xorshift rounds, which map no two keys to one value: any bits of the result make a good table index. Not
+// for files: it may change.
+constexpr std::uint64_t Mix64(std::uint64_t key) {
     constexpr std::uint64_t kMultiplier = 0xD6E8FEB86659FD93U;
-    std::uint64_t x = (a ^ (b * kGoldenRatio)) * kMultiplier;
-    x = (x ^ (x >> 32)) * kMultiplier;
-    return x ^ (x >> 32);
+    key *= kMultiplier;
+    key = (key ^ (key >> 32)) * kMultiplier;
+    return key ^ (key >> 32);
+}
+// A key of two parts.
+constexpr std::uint64_t Mix64(std::uint64_t a, std::uint64_t b) {
+    return Mix64(a ^ (b * kGolden64));
 }
 
 }  // namespace tarn::base

@@ -33,4 +33,10 @@ void CopyCharacters(char* destination, std::string_view text) {
     CopyBlocks(destination, text, [](Block16 block) { return block; });
 }
 
+std::string Lowered(std::string_view text) {
+    std::string lowered(text.size(), '\0');
+    CopyLower(lowered.data(), text);
+    return lowered;
+}
+
 }  // namespace tarn::base

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "base/block16.h"
@@ -124,6 +125,15 @@ void CopyLower(char* destination, std::string_view text);
 
 // The same without folding: faster than rep movsb for short texts, and most hosts and paths are short.
 void CopyCharacters(char* destination, std::string_view text);
+
+// A copy in lower case.
+std::string Lowered(std::string_view text);
+
+// A text without the one "/" that it may end in.
+constexpr std::string_view WithoutTrailingSlash(std::string_view text) {
+    if (text.ends_with('/')) text.remove_suffix(1);
+    return text;
+}
 
 }  // namespace tarn::base
 
