@@ -9,30 +9,38 @@ namespace {
 
 constexpr std::size_t kPositions = 260;  // no host buffer holds more characters
 
-// CRC-32 is linear: what a byte adds to the checksum depends on nothing but the byte and how many bytes follow. So one
-// pass from the right gives the checksum of every text that ends where the host ends.
+// CRC-32 is linear: what half a byte adds to the checksum depends on nothing but its four bits and how many bytes
+// follow. So one pass from the right gives the checksum of every text that ends where the host ends.
 struct PositionTables {
-    std::array<std::array<std::uint32_t, 256>, kPositions> byte;  // [bytes that follow][byte]
-    std::array<std::uint32_t, kPositions + 1> start;              // [length]: what the all-ones start adds
+    std::array<std::array<std::uint32_t, 16>, kPositions> low;   // [bytes that follow][low four bits]
+    std::array<std::array<std::uint32_t, 16>, kPositions> high;  // [bytes that follow][high four bits]
+    std::array<std::uint32_t, kPositions + 1> start;             // [length]: what the all-ones start adds
+
+    [[nodiscard]] constexpr std::uint32_t Of(std::size_t follow, char c) const {
+        const auto byte = static_cast<std::uint8_t>(c);
+        return low[follow][byte & 15U] ^ high[follow][byte >> 4];
+    }
 };
 
-constexpr std::uint32_t AddZeroBits(std::uint32_t state) {
-    for (int bit = 0; bit < 8; ++bit) state = (state & 1U) != 0 ? (state >> 1) ^ 0xEDB88320U : state >> 1;
+constexpr std::uint32_t AddZeroByte(std::uint32_t state) {
+    for (int bit = 0; bit < 8; ++bit) state = (state & 1U) != 0 ? (state >> 1) ^ base::kCrc32Polynomial : state >> 1;
     return state;
 }
 
-// Not constexpr: it takes more steps than every compiler grants.
-const PositionTables kTables = [] {
+constexpr PositionTables kTables = [] {
     PositionTables tables{};
-    std::array<std::uint32_t, 256>& last = tables.byte[0];
-    for (std::uint32_t i = 0; i < last.size(); ++i) last[i] = AddZeroBits(i);
-    const auto addZeroByte = [&last](std::uint32_t state) { return last[state & 0xFFU] ^ (state >> 8); };
-    for (std::size_t position = 1; position < kPositions; ++position)
-        for (std::size_t i = 0; i < last.size(); ++i)
-            tables.byte[position][i] = addZeroByte(tables.byte[position - 1][i]);
+    for (std::uint32_t i = 0; i < 16; ++i) {
+        tables.low[0][i] = AddZeroByte(i);
+        tables.high[0][i] = AddZeroByte(i << 4);
+    }
+    for (std::size_t follow = 1; follow < kPositions; ++follow)
+        for (std::size_t i = 0; i < 16; ++i) {
+            tables.low[follow][i] = AddZeroByte(tables.low[follow - 1][i]);
+            tables.high[follow][i] = AddZeroByte(tables.high[follow - 1][i]);
+        }
     tables.start[0] = 0xFFFFFFFFU;
     for (std::size_t length = 1; length <= kPositions; ++length)
-        tables.start[length] = addZeroByte(tables.start[length - 1]);
+        tables.start[length] = AddZeroByte(tables.start[length - 1]);
     return tables;
 }();
 
@@ -41,8 +49,7 @@ const PositionTables kTables = [] {
 std::uint32_t HostHash(std::string_view host) {
     if (host.size() > kPositions) return base::Crc32Of(host);
     std::uint32_t sum = kTables.start[host.size()];
-    for (std::size_t i = 0; i < host.size(); ++i)
-        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
+    for (std::size_t i = 0; i < host.size(); ++i) sum ^= kTables.Of(host.size() - 1 - i, host[i]);
     return ~sum;
 }
 
@@ -66,7 +73,7 @@ bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes) {
     std::uint32_t sum = 0;
     for (std::size_t i = host.size(); i-- > 0;) {
         behind[i] = sum;
-        sum ^= kTables.byte[host.size() - 1 - i][static_cast<std::uint8_t>(host[i])];
+        sum ^= kTables.Of(host.size() - 1 - i, host[i]);
     }
     hashes.values[0] = ~(sum ^ kTables.start[host.size()]);
     for (std::size_t at = 0; hashes.count < kMaxLabelHashes; ++at) {

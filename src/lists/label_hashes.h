@@ -1,5 +1,5 @@
 // The CRC-32 of a host and of what stands behind each of its dots: the keys of the hashed site tables.
-// Looking the hashes up is the tables' business.
+// Pure functions of their arguments.
 #ifndef TARN_LISTS_LABEL_HASHES_H
 #define TARN_LISTS_LABEL_HASHES_H
 
