@@ -1,10 +1,10 @@
 // The malicious list, the phishing list and a profile's allowed sites against their plain walks.
 #include <benchmark/benchmark.h>
 
+#include "lists/allowed_sites.h"
 #include "lists/plain_walk.h"
 #include "lists/record_owners.h"
 #include "lists/threat_lists.h"
-#include "lists/user_lists.h"
 #include "url/site_corpus.h"
 
 namespace tarn::url {
@@ -87,7 +87,7 @@ struct Allowed {
         return lists::plain::MatchUserListByHost(host, path, 1, owner.Record());
     }
     lists::UserListOwner owner;
-    lists::UserUrls list;
+    lists::AllowedSites list;
 };
 
 template <class Kind>

@@ -5,12 +5,12 @@
 #include <vector>
 
 #include "base/text.h"
-#include "lists/host_table.h"
+#include "lists/allowed_sites.h"
+#include "lists/blocked_sites.h"
 #include "lists/plain_walk.h"
 #include "lists/record_owners.h"
 #include "lists/threat_lists.h"
-#include "lists/url_lists.h"
-#include "lists/user_lists.h"
+#include "lists/white_lists.h"
 #include "parental/site_tables.h"
 #include "targets.h"
 
@@ -105,7 +105,7 @@ void SiteRules(Bytes input) {
         Require(i == 0 || hosts[i - 1].hash >= hosts[i].hash, "the hosts are sorted");
     }
 
-    lists::HostTable published;
+    lists::BlockedSites published;
     published.Publish(hosts, tables.addresses.View());
     const lists::plain::SiteTables plain{hosts, tables.addresses.View()};
     for (const Site& site : lines.questions)
@@ -129,7 +129,7 @@ void AllowedSites(Bytes input) {
         PutField(entry.path, site.path);
     }
     UserUrlList record = owner.Record();
-    lists::UserUrls published;
+    lists::AllowedSites published;
     published.Publish(record);
     for (const Site& site : lines.questions)
         for (const std::uint8_t mode : kModes) {
@@ -152,8 +152,8 @@ void UrlLists(Bytes input) {
             owner.Add((choice == '*' ? "*" : "") + site.host + site.path);
     }
     const UrlListRecord record = owner.Record();
-    lists::UrlList patterns;
-    lists::PrefixWhiteList prefixes;
+    lists::InternalWhiteList patterns;
+    lists::UserWhiteList prefixes;
     patterns.Publish(record);
     prefixes.Publish(record);
     for (const Site& site : lines.questions) {

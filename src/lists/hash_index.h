@@ -1,5 +1,5 @@
-// From a 32-bit hash to the first of the entries that have it, in entries sorted by hash.
-// Comparing the texts behind equal hashes is up to the tables.
+// A hash table with open addressing: from a CRC-32 to the first of the entries that have it, in entries sorted by hash.
+// Holds no texts: its owner compares those of equal hash.
 #ifndef TARN_LISTS_HASH_INDEX_H
 #define TARN_LISTS_HASH_INDEX_H
 
@@ -46,7 +46,7 @@ class HashIndex {
     [[nodiscard]] std::size_t FilterWord(std::uint32_t hash) const { return (hash >> 6) & (filter_.size() - 1); }
 
     std::vector<Slot> slots_;            // open addressing, at most half full
-    std::vector<std::uint64_t> filter_;  // a bit for each hash, so that most misses touch nothing else
+    std::vector<std::uint64_t> filter_;  // a one-hash Bloom filter: most misses touch nothing else
 };
 
 }  // namespace tarn::lists

@@ -1,5 +1,5 @@
-// A copy of a text with room around it: eight characters may be read in front of any place, sixteen behind.
-// What is asked about a text, folded or as it stands, is up to the lists.
+// A copy of a text with zeros around it: eight characters may be read in front of any place, sixteen behind.
+// Lives on the stack of one look-up.
 #ifndef TARN_LISTS_PADDED_TEXT_H
 #define TARN_LISTS_PADDED_TEXT_H
 

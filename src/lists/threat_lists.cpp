@@ -6,8 +6,9 @@
 #include <utility>
 
 #include "base/bounded_text.h"
-#include "lists/path_list.h"
-#include "lists/published_records.h"
+#include "base/chain.h"
+#include "base/hash.h"
+#include "base/text.h"
 
 namespace tarn::lists {
 namespace {
@@ -36,19 +37,25 @@ std::vector<NamedSite<Entry>> FindableSites(std::span<const Entry> entries) {
     return sites;
 }
 
-// Calls use(the entries of one host) and files the host under the number of calls before.
-template <class Entry, class Use>
-void FileSites(std::span<const Entry> entries, SiteHosts& hosts, Use use) {
-    const std::vector<NamedSite<Entry>> sites = FindableSites(entries);
-    std::vector<SiteHosts::Host> named;
+// The sites in runs, one for each host.
+template <class Entry>
+std::vector<std::span<const NamedSite<Entry>>> ByHost(std::span<const NamedSite<Entry>> sites) {
+    std::vector<std::span<const NamedSite<Entry>>> hosts;
     for (auto first = sites.begin(); first != sites.end();) {
         const auto end =
             std::find_if(first, sites.end(), [first](const auto& site) { return site.host != first->host; });
-        named.push_back({first->entry->hash, first->host});
-        use(std::span(first, end));
+        hosts.push_back({first, end});
         first = end;
     }
-    hosts.Build(named);
+    return hosts;
+}
+
+template <class Entry>
+std::vector<HostIndex::Host> HostsOf(std::span<const std::span<const NamedSite<Entry>>> runs) {
+    std::vector<HostIndex::Host> hosts;
+    hosts.reserve(runs.size());
+    for (const auto& run : runs) hosts.push_back({run.front().entry->hash, run.front().host});
+    return hosts;
 }
 
 bool IsRoot(std::string_view path) {
@@ -57,40 +64,65 @@ bool IsRoot(std::string_view path) {
 
 }  // namespace
 
-// Gathers the names and paths of one host's entries up to the first one that stands for the whole site: what comes
+// Gathers the names and paths of each host's entries up to the first one that stands for the whole site: what comes
 // behind it is never reached.
-class MaliciousList::Collector {
+class MaliciousList::Builder {
  public:
-    explicit Collector(MaliciousList& list) : list_(list) { AddName({}); }
+    Builder(MaliciousList& list, ChainUses& uses) : list_(list), uses_(uses) { AddName({}); }
 
     void AddSite(std::span<const NamedSite<ThreatSiteEntry>> entries) {
-        texts_.clear();
-        patterns_.clear();
-        Site site;
-        for (const auto& named : entries) {
-            const bool wholeSite = named.entry->wholeSite == 1;
-            AddThreats(named.entry->threats, wholeSite, site.siteName);
-            if (!wholeSite) continue;
+        const auto number = static_cast<std::uint32_t>(list_.sites_.size());
+        Site site{static_cast<std::uint32_t>(list_.sets_.size()), 0, false, 0};
+        for (const auto& [host, entry] : entries) {
+            ChainUses::Use* const use = uses_.Find(entry->threats);
+            if (use != nullptr && use->takenBy != number) Take(entry->threats, *use, number);
+            if (entry->wholeSite != 1) continue;
             site.wholeSite = true;
+            if (use != nullptr) site.siteName = use->siteName;
             break;
         }
-        site.paths = list_.paths_.Add(patterns_);
+        EndSet();
+        site.setCount = static_cast<std::uint32_t>(list_.sets_.size()) - site.firstSet;
         list_.sites_.push_back(site);
     }
 
  private:
-    void AddThreats(const ThreatNode* first, bool namesSite, std::uint32_t& siteName) {
-        ForEachNode(first, nodesLeft_, [&](const ThreatNode& node) {
+    void Take(const ThreatNode* chain, ChainUses::Use& use, std::uint32_t site) {
+        use.takenBy = site;
+        if (!use.isShared) {
+            use.siteName = Collect(chain);
+            return;
+        }
+        EndSet();
+        if (use.set == ChainUses::kNone) {
+            use.siteName = Collect(chain);
+            use.set = MakeSet();
+        }
+        list_.sets_.push_back(use.set);
+    }
+
+    // The name that the chain gives a whole site: that of its first node without a path.
+    std::uint32_t Collect(const ThreatNode* chain) {
+        std::uint32_t siteName = 0;
+        base::ForEachNode(chain, [&](const ThreatNode& node) {
             const std::string_view path = base::FieldText(node.path, sizeof node.path);
             const std::string_view name = base::FieldText(node.name, sizeof node.name);
-            if (!IsRoot(path)) {
-                // Numbers rise in list order, so the lowest one found is the first node that matches.
-                patterns_.push_back({texts_.emplace_back(Folded(path)), AddName(name)});
-            } else if (namesSite) {
+            if (!IsRoot(path))
+                patterns_.push_back({texts_.emplace_back(base::Lowered(path)), AddName(name)});
+            else if (siteName == 0)
                 siteName = AddName(name);
-                namesSite = false;
-            }
         });
+        return siteName;
+    }
+
+    PrefixTree::Root MakeSet() {
+        const PrefixTree::Root root = list_.paths_.Add(patterns_);
+        patterns_.clear();
+        texts_.clear();
+        return root;
+    }
+    void EndSet() {
+        if (!patterns_.empty()) list_.sets_.push_back(MakeSet());
     }
 
     std::uint32_t AddName(std::string_view name) {
@@ -101,62 +133,75 @@ class MaliciousList::Collector {
     }
 
     MaliciousList& list_;
-    std::size_t nodesLeft_ = kMaxChainNodes;
-    std::deque<std::string> texts_;
+    ChainUses& uses_;
+    std::deque<std::string> texts_;  // of patterns_
     std::vector<PrefixTree::Pattern> patterns_;
 };
 
 void MaliciousList::Publish(const ThreatSiteList& record) {
+    const auto sites = FindableSites(base::RecordArray<ThreatSiteEntry>(record.entries, record.count));
+    const auto runs = ByHost<ThreatSiteEntry>(sites);
+    ChainUses uses(sites.size());
+    for (std::uint32_t i = 0; i < runs.size(); ++i)
+        for (const auto& site : runs[i]) uses.Note(site.entry->threats, i);
+
     MaliciousList list;
-    Collector collector(list);
-    const std::span<const ThreatSiteEntry> entries = Entries<ThreatSiteEntry>(record.entries, record.count);
-    FileSites(entries, list.hosts_, [&](auto sites) { collector.AddSite(sites); });
+    Builder builder(list, uses);
+    for (const auto& run : runs) builder.AddSite(run);
+    list.hosts_.Build(HostsOf<ThreatSiteEntry>(runs));
     *this = std::move(list);
 }
 
 std::optional<std::string_view> MaliciousList::Find(std::string_view host, std::string_view path) const noexcept {
     const std::uint32_t number = hosts_.Find(host);
-    if (number == SiteHosts::kNone) return std::nullopt;
+    if (number == HostIndex::kNone) return std::nullopt;
     const Site& site = sites_[number];
-    std::uint32_t name = PrefixTree::kNone;
-    if (!IsRoot(path) && site.paths != PrefixTree::kNone) {
+    if (site.setCount != 0 && !IsRoot(path)) {
         const PaddedText padded(path, LetterCase::kFolded);
         const std::string_view text = padded.View();
-        paths_.Walk(
-            site.paths, text.data(), text.size(),
-            [text](std::size_t length) { return EndsListedPath(text, length) || EndsUrlPart(text, length); },
-            [&name](std::size_t, std::uint32_t found) {
+        const auto ends = [text](std::size_t length) {
+            return EndsListedPath(text, length) || EndsUrlPart(text, length);
+        };
+        for (const PrefixTree::Root set : std::span(sets_).subspan(site.firstSet, site.setCount)) {
+            std::uint32_t name = PrefixTree::kNone;
+            paths_.Walk(set, text.data(), text.size(), ends, [&name](std::size_t, std::uint32_t found) {
                 name = std::min(name, found);
                 return false;
             });
+            if (name != PrefixTree::kNone) return NameText(name);
+        }
     }
-    if (name != PrefixTree::kNone) return NameText(name);
     if (site.wholeSite) return NameText(site.siteName);
     return std::nullopt;
 }
 
 void PhishingList::Publish(const PhishingSiteList& record) {
+    const auto sites = FindableSites(base::RecordArray<PhishingSiteEntry>(record.entries, record.count));
+    const auto runs = ByHost<PhishingSiteEntry>(sites);
+    ChainUses uses(sites.size());
+    for (std::uint32_t i = 0; i < runs.size(); ++i)
+        for (const auto& site : runs[i]) uses.Note(site.entry->paths, i);
+
     PhishingList list;
-    std::size_t nodesLeft = kMaxChainNodes;
-    std::vector<PrefixTree::Pattern> patterns;
-    const std::span<const PhishingSiteEntry> entries = Entries<PhishingSiteEntry>(record.entries, record.count);
-    FileSites(entries, list.hosts_, [&](auto sites) {
+    std::vector<const PathListNode*> chains;
+    for (std::uint32_t i = 0; i < runs.size(); ++i) {
         Site site;
-        patterns.clear();
-        for (const auto& named : sites) {
+        chains.clear();
+        for (const auto& named : runs[i]) {
             site.wholeSite |= named.entry->wholeSite == 1;
-            CollectPaths(named.entry->paths, nodesLeft, patterns);
+            chains.push_back(named.entry->paths);
         }
-        if (!site.wholeSite) site.paths = list.paths_.Add(patterns);
+        if (!site.wholeSite) site.paths = list.paths_.Add(chains, i, uses);
         list.sites_.push_back(site);
-    });
+    }
+    list.hosts_.Build(HostsOf<PhishingSiteEntry>(runs));
     *this = std::move(list);
 }
 
 bool PhishingList::Matches(std::string_view host, std::string_view path) const noexcept {
     const std::uint32_t number = hosts_.Find(host);
-    if (number == SiteHosts::kNone) return false;
-    return sites_[number].wholeSite || HoldsPath(paths_, sites_[number].paths, path);
+    if (number == HostIndex::kNone) return false;
+    return sites_[number].wholeSite || paths_.Holds(sites_[number].paths, path);
 }
 
 }  // namespace tarn::lists

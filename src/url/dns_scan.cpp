@@ -52,7 +52,7 @@ Step BlockedSite(ScanState& scan, std::string_view name) {
     NameText lower;
     lower.Assign(name);
     base::LowerAscii(lower.Data(), lower.Length());
-    const lists::HostTable& sites = scan.context.profiles[0].sites;
+    const lists::BlockedSites& sites = scan.context.profiles[0].sites;
     if (sites.MatchWithWwwVariant(lower.View(), {}, scan.request.remoteAddress, scan.request.kind) !=
         lists::Lookup::kHit)
         return Step::kDone;

@@ -12,13 +12,13 @@ const parental::PcUserEntry& Profile(const ScanContext& context, std::size_t ind
     return context.parental.Entries()[index];
 }
 
-bool Allows(const lists::UserUrls& sites, const ScanState& scan) {
+bool Allows(const lists::AllowedSites& sites, const ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
     if (sites.MatchesHost(scan.parsed.host.View(), scan.parsed.path.View(), kind)) return true;
     return kind == TARN_KIND_TLS && sites.MatchesUrl(scan.addressText.View(), kind);
 }
 
-bool ListsSite(const lists::HostTable& sites, const ScanState& scan) {
+bool ListsSite(const lists::BlockedSites& sites, const ScanState& scan) {
     const IpAddressRecord& address = scan.request.remoteAddress;
     const std::uint8_t kind = scan.request.kind;
     const std::string_view path = scan.parsed.path.View();

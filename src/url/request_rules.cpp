@@ -92,7 +92,7 @@ Step ComposeHostAndPath(ScanState& scan) {
 
 Step InternalWhiteList(ScanState& scan) {
     if (scan.hostAndPath.Empty()) return Step::kContinue;
-    const lists::UrlList& list = scan.context.lists.webSecurityInternal;
+    const lists::InternalWhiteList& list = scan.context.lists.webSecurityInternal;
     if (list.Matches(scan.hostAndPath.View())) return Step::kDone;
     if (scan.request.kind == TARN_KIND_TLS && list.Matches(scan.addressText.View())) return Step::kDone;
     return Step::kContinue;

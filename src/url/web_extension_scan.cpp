@@ -67,7 +67,7 @@ class ExtensionScan {
     Step BlockListedHost() {
         if (url_.host.Length() >= kHostCapacity) return Step::kFailed;
         const IpAddressRecord noAddress{};
-        const lists::HostTable& sites = context_.profiles.front().sites;
+        const lists::BlockedSites& sites = context_.profiles.front().sites;
         const std::string_view host = url_.host.View();
         if (sites.MatchWithWwwVariant(host, url_.path.View(), noAddress, TARN_KIND_TLS) != lists::Lookup::kHit)
             return Step::kContinue;

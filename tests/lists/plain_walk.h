@@ -12,7 +12,7 @@
 
 #include "tarn/companions.h"
 
-#include "lists/host_table.h"
+#include "lists/blocked_sites.h"
 #include "parental/site_entries.h"
 
 namespace tarn::lists::plain {

@@ -65,6 +65,15 @@ class UserListOwner {
     std::deque<UserUrlEntry> entries_;
 };
 
+// Two hosts of one CRC-32 each.
+struct HashCollision {
+    const char* first;
+    const char* second;
+};
+inline constexpr HashCollision kHashCollisions[] = {{"nidmovh.example", "bubanxn.example"},
+                                                    {"tjodhhw.example", "xvihifq.example"},
+                                                    {"absskdu.example", "qqfzmpe.example"}};
+
 // Chains of PathListNode.
 class PathChains {
  public:

@@ -118,6 +118,77 @@ TEST(ThreatLists, ChainsThatRunIntoThemselvesEnd) {
     EXPECT_FALSE(phishing.Matches("bad.example", "/b"));
 }
 
+// More nodes than one list used to take from all its entries together.
+constexpr std::size_t kSharers = 65536;
+constexpr std::size_t kSharedNodes = 65;
+
+TEST(ThreatLists, AChainThatManySitesShareKeepsAllItsPaths) {
+    std::vector<Threat> threats;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kSharedNodes; ++i) {
+        paths.push_back("/path" + std::to_string(i));
+        threats.push_back({"Threat." + std::to_string(i), paths.back()});
+    }
+    ThreatListOwner malicious;
+    PhishingListOwner phishing;
+    ThreatNode* const threatChain = malicious.Add("site.example", false, threats).threats;
+    PathListNode* const pathChain = phishing.Add("site.example", false, paths).paths;
+    for (std::size_t i = 1; i < kSharers; ++i) {
+        const std::string host = "site" + std::to_string(i) + ".example";
+        malicious.Add(host, false).threats = threatChain;
+        phishing.Add(host, false).paths = pathChain;
+    }
+    malicious.Sort();
+    phishing.Sort();
+    MaliciousList maliciousList;
+    maliciousList.Publish(malicious.Record());
+    PhishingList phishingList;
+    phishingList.Publish(phishing.Record());
+    std::size_t found = 0;
+    for (std::size_t i = 1; i < kSharers; ++i) {
+        const std::string host = "site" + std::to_string(i) + ".example";
+        const std::optional<std::string_view> name = maliciousList.Find(host, "/path64/x");
+        found += name == "Threat.64" && phishingList.Matches(host, "/path64") ? 1U : 0U;
+    }
+    EXPECT_EQ(found, kSharers - 1);
+    EXPECT_FALSE(maliciousList.Find("site9.example", "/path65").has_value());
+    EXPECT_FALSE(phishingList.Matches("site9.example", "/path65"));
+}
+
+TEST(MaliciousList, SharedAndOwnChainsOfOneHostAreTriedInListOrder) {
+    ThreatListOwner owner;
+    ThreatNode* const shared = owner.Add("other.example", true, {{"Shared", "/a"}, {"Site", "/"}}).threats;
+    owner.Add("bad.example", false, {{"First", "/a/b"}});
+    owner.Add("bad.example", false).threats = shared;
+    owner.Add("bad.example", false, {{"Last", "/a"}, {"Only", "/c"}});
+    owner.Add("bad.example", true).threats = shared;
+    EXPECT_EQ(Malicious(owner, "bad.example", "/a/b"), "First");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/a/x"), "Shared");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/c"), "Only");
+    EXPECT_EQ(Malicious(owner, "bad.example", "/d"), "Site") << "the name of a whole site, from a chain seen before";
+    EXPECT_EQ(Malicious(owner, "other.example", "/d"), "Site");
+}
+
+TEST(ThreatLists, HostsOfOneHashAreToldApartByTheirText) {
+    for (const auto& [first, second] : kHashCollisions) {
+        ASSERT_EQ(base::Crc32Of(std::string_view(first)), base::Crc32Of(std::string_view(second)));
+        ThreatListOwner threats;
+        threats.Add(first, true, {{"First", "/"}});
+        EXPECT_EQ(Malicious(threats, first, "/"), "First");
+        EXPECT_EQ(Malicious(threats, second, "/"), "none");
+        threats.Add(second, true, {{"Second", "/"}});
+        EXPECT_EQ(Malicious(threats, first, "/"), "First");
+        EXPECT_EQ(Malicious(threats, second, "/"), "Second");
+        PhishingListOwner sites;
+        sites.Add(first, false, {"/a"});
+        EXPECT_TRUE(Phishing(sites, first, "/a"));
+        EXPECT_FALSE(Phishing(sites, second, "/a"));
+        sites.Add(second, false, {"/b"});
+        EXPECT_TRUE(Phishing(sites, second, "/b"));
+        EXPECT_FALSE(Phishing(sites, second, "/a"));
+    }
+}
+
 TEST(ThreatLists, FieldsWithoutNulEndAtTheirLastByte) {
     ThreatListOwner owner;
     ThreatSiteEntry& entry = owner.Add("bad.example", false, {{"A", "/a"}});
@@ -174,6 +245,8 @@ TEST(ThreatLists, AgreeWithThePlainWalk) {
         for (std::string& path : paths) path = random.OneIn(6) ? "" : "/" + random.Text("aab/", random.Length(1000));
         ThreatListOwner threats;
         PhishingListOwner sites;
+        std::vector<ThreatNode*> threatChains{nullptr};
+        std::vector<PathListNode*> pathChains{nullptr};
         for (std::size_t count = random.Below(random.OneIn(10) ? 60 : 8); count != 0; --count) {
             const std::string& host = hosts[random.Below(5)];
             std::vector<Threat> nodes;
@@ -188,8 +261,15 @@ TEST(ThreatLists, AgreeWithThePlainWalk) {
                 listed.push_back(path);
             }
             const bool wholeSite = random.OneIn(4);
-            threats.Add(host, wholeSite, nodes).hash ^= random.OneIn(20) ? 1U : 0U;
-            sites.Add(host, wholeSite, listed).hash ^= random.OneIn(20) ? 1U : 0U;
+            ThreatSiteEntry& threat = threats.Add(host, wholeSite, nodes);
+            PhishingSiteEntry& site = sites.Add(host, wholeSite, listed);
+            threat.hash ^= random.OneIn(20) ? 1U : 0U;
+            site.hash ^= random.OneIn(20) ? 1U : 0U;
+            // Some entries share an earlier one's chain.
+            if (random.OneIn(3)) threat.threats = threatChains[random.Below(threatChains.size())];
+            if (random.OneIn(3)) site.paths = pathChains[random.Below(pathChains.size())];
+            threatChains.push_back(threat.threats);
+            pathChains.push_back(site.paths);
         }
         const HashOrder order = random.OneIn(2) ? HashOrder::kAscending : HashOrder::kDescending;
         threats.Sort(order);

@@ -107,7 +107,7 @@ class ScanFixture : public testing::Test {
         profiles = lists::PublishProfiles(parental);
     }
 
-    void PublishUrls(lists::UrlList& list, const std::vector<std::string>& patterns) {
+    void PublishUrls(lists::InternalWhiteList& list, const std::vector<std::string>& patterns) {
         WithUrlRecord(patterns, [&](const UrlListRecord& record) { list.Publish(record); });
     }
     void PublishUserUrls(const std::vector<std::string>& patterns) {

@@ -1,4 +1,4 @@
-#include "lists/host_table.h"
+#include "lists/blocked_sites.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -34,7 +34,7 @@ struct Question {
 Lookup Ask(SiteTableOwner& owner, const Question& q) {
     owner.Sort(HashOrder::kDescending);
     const plain::SiteTables tables = owner.Tables();
-    HostTable table;
+    BlockedSites table;
     table.Publish(tables.hosts, tables.addresses);
     const Lookup result = table.Match(q.host, q.path, q.address, q.mode);
     EXPECT_EQ(result, plain::MatchHostList(q.host, q.path, q.address, q.mode, tables)) << q.host;
@@ -44,14 +44,14 @@ Lookup Ask(SiteTableOwner& owner, const Question& q) {
 Lookup AskWww(SiteTableOwner& owner, const Question& q) {
     owner.Sort(HashOrder::kDescending);
     const plain::SiteTables tables = owner.Tables();
-    HostTable table;
+    BlockedSites table;
     table.Publish(tables.hosts, tables.addresses);
     const Lookup result = table.MatchWithWwwVariant(q.host, q.path, q.address, q.mode);
     EXPECT_EQ(result, plain::MatchHostWithWwwVariant(q.host, q.path, q.address, q.mode, tables)) << q.host;
     return result;
 }
 
-TEST(HostTable, WholeDomainCoversEverythingBelowIt) {
+TEST(BlockedSites, WholeDomainCoversEverythingBelowIt) {
     SiteTableOwner owner;
     owner.AddHost("example.org").wholeDomain = 1;
     for (const char* host : {"example.org", "www.example.org", "a.b.c.example.org", "example.org:8080",
@@ -61,7 +61,7 @@ TEST(HostTable, WholeDomainCoversEverythingBelowIt) {
         EXPECT_EQ(Ask(owner, {host}), kMiss) << host;
 }
 
-TEST(HostTable, TenthLabelIsTheLastOne) {
+TEST(BlockedSites, TenthLabelIsTheLastOne) {
     SiteTableOwner owner;
     owner.AddHost("x.y").wholeDomain = 1;
     EXPECT_EQ(Ask(owner, {"1.2.3.4.5.6.7.8.x.y"}), kHit) << "the ninth hash";
@@ -69,7 +69,7 @@ TEST(HostTable, TenthLabelIsTheLastOne) {
     EXPECT_EQ(Ask(owner, {"1.2.3.4.5.6.7.8.9.10.x.y"}), kMiss);
 }
 
-TEST(HostTable, ExactHostIsTheWholeHostOnly) {
+TEST(BlockedSites, ExactHostIsTheWholeHostOnly) {
     SiteTableOwner owner;
     owner.AddHost("example.org").exactHost = 1;
     for (const std::uint8_t mode : Bytes{1, 2, 3}) EXPECT_EQ(Ask(owner, {"example.org", "/", mode}), kHit);
@@ -77,7 +77,7 @@ TEST(HostTable, ExactHostIsTheWholeHostOnly) {
     EXPECT_EQ(Ask(owner, {"example.org:80"}), kHit);
 }
 
-TEST(HostTable, KindTwoIsTheWholeSiteInModeThree) {
+TEST(BlockedSites, KindTwoIsTheWholeSiteInModeThree) {
     SiteTableOwner owner;
     parental::HostListEntry& entry = owner.AddHost("example.org", {"/a"});
     entry.kind = 2;
@@ -89,7 +89,7 @@ TEST(HostTable, KindTwoIsTheWholeSiteInModeThree) {
     EXPECT_EQ(Ask(owner, {"www.example.org", "/a", 3}), kMiss);
 }
 
-TEST(HostTable, PathsOfTheWholeHost) {
+TEST(BlockedSites, PathsOfTheWholeHost) {
     SiteTableOwner owner;
     owner.AddHost("example.org", {"/a", "/s/"});
     for (const char* path : {"/a", "/a/b", "/s/", "/s/x"}) EXPECT_EQ(Ask(owner, {"example.org", path}), kHit) << path;
@@ -99,7 +99,7 @@ TEST(HostTable, PathsOfTheWholeHost) {
     EXPECT_EQ(Ask(owner, {"www.example.org", "/a"}), kMiss);
 }
 
-TEST(HostTable, FirstOccurrenceOfTheTextDecides) {
+TEST(BlockedSites, FirstOccurrenceOfTheTextDecides) {
     SiteTableOwner owner;
     owner.AddHost("a.org").wholeDomain = 1;
     EXPECT_EQ(Ask(owner, {"a.org.a.org"}), kMiss) << "followed by a dot";
@@ -107,7 +107,7 @@ TEST(HostTable, FirstOccurrenceOfTheTextDecides) {
     EXPECT_EQ(Ask(owner, {"b.a.org"}), kHit);
 }
 
-TEST(HostTable, FailuresAreNotMisses) {
+TEST(BlockedSites, FailuresAreNotMisses) {
     SiteTableOwner none;
     EXPECT_EQ(Ask(none, {"example.org"}), kFailed);
     none.AddAddress(Literal("1.2.3.4")).kind = 1;
@@ -121,7 +121,7 @@ TEST(HostTable, FailuresAreNotMisses) {
     EXPECT_EQ(AskWww(owner, {"example.org."}), kFailed);
 }
 
-TEST(HostTable, EmptyAndNullTextsMatchNothing) {
+TEST(BlockedSites, EmptyAndNullTextsMatchNothing) {
     SiteTableOwner owner;
     owner.AddHost("").wholeDomain = 1;
     parental::HostListEntry& null = owner.AddHost("a");
@@ -131,7 +131,7 @@ TEST(HostTable, EmptyAndNullTextsMatchNothing) {
     EXPECT_EQ(Ask(owner, {""}), kMiss);
 }
 
-TEST(HostTable, EntriesOfOneTextAddUp) {
+TEST(BlockedSites, EntriesOfOneTextAddUp) {
     SiteTableOwner owner;
     owner.AddHost("10.0.0.1", {"/a"});
     owner.AddHost("10.0.0.1", {"/b"});
@@ -142,7 +142,7 @@ TEST(HostTable, EntriesOfOneTextAddUp) {
     EXPECT_EQ(Ask(owner, {"10.0.0.1", "/c", 3}), kHit);
 }
 
-TEST(HostTable, AWrongHashIsFoundOnlyWhereTheHashIs) {
+TEST(BlockedSites, AWrongHashIsFoundOnlyWhereTheHashIs) {
     SiteTableOwner owner;
     parental::HostListEntry& entry = owner.AddHost("b.org");
     entry.wholeDomain = 1;
@@ -152,7 +152,61 @@ TEST(HostTable, AWrongHashIsFoundOnlyWhereTheHashIs) {
     EXPECT_EQ(Ask(owner, {"www.b.org"}), kHit) << "hash and text both fit";
 }
 
-TEST(HostTable, AddressesAreAskedForLiteralsOnly) {
+TEST(BlockedSites, HostsOfOneHashAreToldApartByTheirText) {
+    for (const auto& [first, second] : kHashCollisions) {
+        ASSERT_EQ(base::Crc32Of(std::string_view(first)), base::Crc32Of(std::string_view(second)));
+        SiteTableOwner owner;
+        owner.AddHost(first).wholeDomain = 1;
+        EXPECT_EQ(Ask(owner, {first}), kHit);
+        EXPECT_EQ(Ask(owner, {second}), kMiss);
+        EXPECT_EQ(Ask(owner, {std::string("www.") + second}), kMiss);
+        owner.AddHost(second, {"/b"});
+        EXPECT_EQ(Ask(owner, {second, "/b"}), kHit);
+        EXPECT_EQ(Ask(owner, {second, "/a"}), kMiss);
+        EXPECT_EQ(Ask(owner, {std::string("www.") + first}), kHit);
+    }
+}
+
+TEST(BlockedSites, AHostWithAPathIsLookedUpWithoutIt) {
+    SiteTableOwner owner;
+    owner.AddHost("example.org").exactHost = 1;
+    owner.AddHost("example.net").wholeDomain = 1;
+    EXPECT_EQ(Ask(owner, {"example.org/x"}), kHit) << "the entry stands before the \"/\"";
+    EXPECT_EQ(Ask(owner, {"www.example.net/x:80"}), kHit);
+    EXPECT_EQ(Ask(owner, {"example.orgx/y"}), kMiss);
+    SiteTableOwner behind;
+    behind.AddHost("org").wholeDomain = 1;
+    EXPECT_EQ(Ask(behind, {"a/org/b.org"}), kHit) << "a listed text may stand behind a \"/\"";
+    EXPECT_EQ(Ask(behind, {"aorg/b.org"}), kMiss);
+}
+
+TEST(BlockedSites, FlagsCountOnlyWhenTheyAreOne) {
+    SiteTableOwner owner;
+    owner.AddHost("example.org").wholeDomain = 2;
+    owner.AddHost("example.net").exactHost = 2;
+    EXPECT_EQ(Ask(owner, {"example.org"}), kMiss);
+    EXPECT_EQ(Ask(owner, {"www.example.org"}), kMiss);
+    EXPECT_EQ(Ask(owner, {"example.net"}), kMiss);
+}
+
+TEST(BlockedSites, AChainThatManyHostsShareKeepsAllItsPaths) {
+    constexpr std::size_t kHosts = 65536;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < 65; ++i) paths.push_back("/path" + std::to_string(i));
+    SiteTableOwner owner;
+    const PathListNode* const chain = owner.AddHost("site.example", paths).paths;
+    for (std::size_t i = 1; i < kHosts; ++i) owner.AddHost("site" + std::to_string(i) + ".example").paths = chain;
+    owner.Sort(HashOrder::kDescending);
+    BlockedSites sites;
+    sites.Publish(owner.Tables().hosts, {});
+    std::size_t found = 0;
+    for (std::size_t i = 1; i < kHosts; ++i)
+        found += sites.Match("site" + std::to_string(i) + ".example", "/path64/x", kNoAddress, 1) == kHit ? 1U : 0U;
+    EXPECT_EQ(found, kHosts - 1);
+    EXPECT_EQ(sites.Match("site9.example", "/path65", kNoAddress, 1), kMiss);
+}
+
+TEST(BlockedSites, AddressesAreAskedForLiteralsOnly) {
     SiteTableOwner owner;
     owner.AddHost("example.org");
     owner.AddAddress(Literal("1.2.3.4")).kind = 1;
@@ -170,7 +224,7 @@ TEST(HostTable, AddressesAreAskedForLiteralsOnly) {
     EXPECT_EQ(Ask(owner, {"1.2.3.4", "", 1, rest}), kMiss);
 }
 
-TEST(HostTable, AddressRules) {
+TEST(BlockedSites, AddressRules) {
     for (const std::uint8_t kind : Bytes{0, 1, 2, 3}) {
         for (const std::uint8_t whole : Bytes{0, 1, 2}) {
             for (const std::uint8_t mode : Bytes{1, 2, 3, 4}) {
@@ -188,7 +242,7 @@ TEST(HostTable, AddressRules) {
     }
 }
 
-TEST(HostTable, TheFirstEqualAddressDecides) {
+TEST(BlockedSites, TheFirstEqualAddressDecides) {
     SiteTableOwner owner;
     owner.AddHost("example.org");
     owner.AddAddress(Literal("1.2.3.4"), {"/a"});
@@ -197,7 +251,7 @@ TEST(HostTable, TheFirstEqualAddressDecides) {
     EXPECT_EQ(Ask(owner, {"1.2.3.4", "/b", 1, Literal("1.2.3.4")}), kMiss);
 }
 
-TEST(HostTable, WwwIsTakenAwayOrAdded) {
+TEST(BlockedSites, WwwIsTakenAwayOrAdded) {
     SiteTableOwner with;
     with.AddHost("www.example.org").exactHost = 1;
     EXPECT_EQ(Ask(with, {"example.org"}), kMiss);
@@ -210,7 +264,7 @@ TEST(HostTable, WwwIsTakenAwayOrAdded) {
     EXPECT_EQ(AskWww(without, {"www.www.example.org"}), kMiss) << "once";
 }
 
-TEST(HostTable, WwwWithoutDotGetsNoSecondTry) {
+TEST(BlockedSites, WwwWithoutDotGetsNoSecondTry) {
     SiteTableOwner owner;
     owner.AddHost("www.wwwexample.org").exactHost = 1;
     EXPECT_EQ(AskWww(owner, {"wwwexample.org"}), kMiss);
@@ -218,7 +272,7 @@ TEST(HostTable, WwwWithoutDotGetsNoSecondTry) {
     EXPECT_EQ(AskWww(owner, {"www"}), kMiss);
 }
 
-TEST(HostTable, WwwNeedsRoomInAHostBuffer) {
+TEST(BlockedSites, WwwNeedsRoomInAHostBuffer) {
     SiteTableOwner owner;
     owner.AddHost("b").wholeDomain = 1;
     EXPECT_EQ(AskWww(owner, {std::string(255, 'a')}), kMiss);
@@ -232,10 +286,10 @@ TEST(HostTable, WwwNeedsRoomInAHostBuffer) {
     EXPECT_EQ(AskWww(exact, {"www." + std::string(300, 'a')}), kHit) << "cut silently";
 }
 
-TEST(HostTable, PublishReplacesAndClearEmpties) {
+TEST(BlockedSites, PublishReplacesAndClearEmpties) {
     SiteTableOwner owner;
     owner.AddHost("example.org").wholeDomain = 1;
-    HostTable table;
+    BlockedSites table;
     EXPECT_TRUE(table.Empty());
     table.Publish(owner.Tables().hosts, {});
     EXPECT_FALSE(table.Empty());
@@ -270,6 +324,7 @@ void FillRandomly(RandomTexts& random, SiteTableOwner& owner, const std::vector<
         for (std::string& path : some) path = random.PieceOf(paths[random.Below(paths.size())]);
         return some;
     };
+    std::vector<const PathListNode*> chains{nullptr};
     for (std::size_t count = random.Below(random.OneIn(10) ? 100 : 8); count != 0; --count) {
         std::string text = hosts[random.Below(hosts.size())];
         if (random.OneIn(2) && text.find('.') != std::string::npos) text = text.substr(text.find('.') + 1);
@@ -278,16 +333,19 @@ void FillRandomly(RandomTexts& random, SiteTableOwner& owner, const std::vector<
         entry.exactHost = random.Byte(3);
         entry.wholeDomain = random.OneIn(3) ? 1 : 0;
         if (random.OneIn(10)) entry.hash = base::Crc32Of(hosts[random.Below(hosts.size())]);
+        if (random.OneIn(3)) entry.paths = chains[random.Below(chains.size())];  // shared with an earlier entry
+        chains.push_back(entry.paths);
     }
     for (std::size_t count = random.Below(5); count != 0; --count) {
         parental::AddressListEntry& entry = owner.AddAddress(RandomAddress(random), somePaths());
         entry.kind = random.Byte(3);
         entry.wholeAddress = random.Byte(3);
+        if (random.OneIn(3)) entry.paths = chains[random.Below(chains.size())];
     }
     owner.Sort(random.OneIn(2) ? HashOrder::kAscending : HashOrder::kDescending);
 }
 
-TEST(HostTable, AgreesWithThePlainWalk) {
+TEST(BlockedSites, AgreesWithThePlainWalk) {
     std::size_t results[3] = {};
     constexpr std::size_t kTables = 3000;
     for (std::uint32_t seed = 0; seed < kTables; ++seed) {
@@ -299,7 +357,7 @@ TEST(HostTable, AgreesWithThePlainWalk) {
         SiteTableOwner owner;
         FillRandomly(random, owner, hosts, paths);
         const plain::SiteTables tables = owner.Tables();
-        HostTable table;
+        BlockedSites table;
         table.Publish(tables.hosts, tables.addresses);
         for (int i = 0; i < 12; ++i) {
             const std::string& host = hosts[random.Below(hosts.size())];

@@ -1,4 +1,4 @@
-#include "lists/pattern_tree.h"
+#include "lists/radix_tree.h"
 
 #include <algorithm>
 
@@ -6,19 +6,19 @@ namespace tarn::lists {
 
 // The count characters of a pattern that come after the used ones in walking order, as they stand in memory.
 template <bool kBackward>
-std::string_view PatternTree<kBackward>::Part(std::string_view text, std::size_t used, std::size_t count) {
+std::string_view RadixTree<kBackward>::Part(std::string_view text, std::size_t used, std::size_t count) {
     return text.substr(kBackward ? text.size() - used - count : used, count);
 }
 
 template <bool kBackward>
-std::uint64_t PatternTree<kBackward>::Pack(std::string_view characters) {
+std::uint64_t RadixTree<kBackward>::Pack(std::string_view characters) {
     std::uint64_t word = 0;
     if (!characters.empty()) std::memcpy(&word, characters.data(), characters.size());
     return word;
 }
 
 template <bool kBackward>
-typename PatternTree<kBackward>::Root PatternTree<kBackward>::Add(std::span<const Pattern> patterns) {
+typename RadixTree<kBackward>::Root RadixTree<kBackward>::Add(std::span<const Pattern> patterns) {
     if (patterns.empty()) return kNone;
     std::vector<Item> items;
     items.reserve(patterns.size());
@@ -29,7 +29,7 @@ typename PatternTree<kBackward>::Root PatternTree<kBackward>::Add(std::span<cons
 // Makes the node that the items share their first depth characters of. At most 128 levels deep: each one takes eight
 // characters.
 template <bool kBackward>
-std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t depth) {
+std::uint32_t RadixTree<kBackward>::AddNode(std::span<Item> items, std::size_t depth) {
     const std::size_t start = depth;
     const std::string_view first = items.front().text;
     const bool isLeaf = items.size() == 1;
@@ -73,11 +73,11 @@ std::uint32_t PatternTree<kBackward>::AddNode(std::span<Item> items, std::size_t
 }
 
 template <bool kBackward>
-void PatternTree<kBackward>::AddSlot(std::uint32_t node, std::uint64_t characters, std::uint32_t value) {
+void RadixTree<kBackward>::AddSlot(std::uint32_t node, std::uint64_t characters, std::uint32_t value) {
     if (2 * (slotsUsed_ + 1) > slots_.size()) Grow();
-    const std::size_t spread = Spread(node, characters);
-    filter_[FilterWord(spread)] |= FilterBit(spread);
-    for (std::size_t i = spread;; ++i) {
+    const std::uint64_t hash = HashOf(node, characters);
+    filter_[FilterWord(hash)] |= FilterBit(hash);
+    for (std::size_t i = hash;; ++i) {
         Slot& slot = slots_[i & slotMask_];
         if (slot.value == kNone) {
             slot = {characters, node, value};
@@ -92,8 +92,8 @@ void PatternTree<kBackward>::AddSlot(std::uint32_t node, std::uint64_t character
 }
 
 template <bool kBackward>
-void PatternTree<kBackward>::Grow() {
-    std::vector<Slot> old(2 * slots_.size());
+void RadixTree<kBackward>::Grow() {
+    std::vector<Slot> old(std::max<std::size_t>(2, 2 * slots_.size()));
     old.swap(slots_);
     slotMask_ = slots_.size() - 1;
     filter_.assign(std::max<std::size_t>(1, slots_.size() / 16), 0);
@@ -103,7 +103,7 @@ void PatternTree<kBackward>::Grow() {
         if (slot.value != kNone) AddSlot(slot.node, slot.characters, slot.value);
 }
 
-template class PatternTree<false>;
-template class PatternTree<true>;
+template class RadixTree<false>;
+template class RadixTree<true>;
 
 }  // namespace tarn::lists

@@ -1,25 +1,27 @@
-// Many patterns in one tree of eight-character steps: finds which of them a text begins (or ends) with.
-// Folding, boundaries and what a found pattern means belong to the lists built on it.
-#ifndef TARN_LISTS_PATTERN_TREE_H
-#define TARN_LISTS_PATTERN_TREE_H
+// A radix tree of many patterns, eight characters a step: finds which of them a text begins (or ends) with.
+// Copies its patterns. Any number of threads may walk a tree that nobody adds to.
+#ifndef TARN_LISTS_RADIX_TREE_H
+#define TARN_LISTS_RADIX_TREE_H
 
 #include <bit>
 #include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
+#include "base/hash.h"
 #include "lists/padded_text.h"
 
 namespace tarn::lists {
 
-// Steps are looked up in one open-addressed table keyed by the node they leave and the exact characters, so a walk
-// costs one or two probes per eight characters that some pattern shares with the text, whatever the number of patterns.
-// A stretch that only one way leads through is one node. One tree holds any number of pattern sets, each with its own
-// root.
+// Path-compressed: a stretch that only one way leads through is one node. Steps stand in one hash table with open
+// addressing, keyed by the node they leave and the exact characters, so a walk costs one or two probes per eight
+// characters that some pattern shares with the text, whatever the number of patterns. One tree holds any number of
+// pattern sets, each with its own root. An empty tree owns no memory.
 template <bool kBackward>
-class PatternTree {
+class RadixTree {
  public:
     struct Pattern {
         std::string_view text;  // at most 65535 characters
@@ -67,23 +69,22 @@ class PatternTree {
     static std::string_view Part(std::string_view text, std::size_t used, std::size_t count);
     static std::uint64_t Pack(std::string_view characters);
 
-    static std::size_t Spread(std::uint32_t node, std::uint64_t characters) {
-        std::uint64_t x = (characters ^ (node * 0x9E3779B97F4A7C15ULL)) * 0xD6E8FEB86659FD93ULL;
-        x = (x ^ (x >> 32)) * 0xD6E8FEB86659FD93ULL;
-        return static_cast<std::size_t>(x ^ (x >> 32));
+    static std::uint64_t HashOf(std::uint32_t node, std::uint64_t characters) {
+        return base::Mix64(characters ^ (node * base::kGolden64));
     }
+    // Only asked for nodes that have terminals or steps: then the table is not empty.
     [[nodiscard]] std::uint32_t Find(std::uint32_t node, std::uint64_t characters) const {
-        const std::size_t spread = Spread(node, characters);
-        if ((filter_[FilterWord(spread)] & FilterBit(spread)) == 0) return kNone;
-        for (std::size_t i = spread;; ++i) {
+        const std::uint64_t hash = HashOf(node, characters);
+        if ((filter_[FilterWord(hash)] & FilterBit(hash)) == 0) return kNone;
+        for (std::size_t i = hash;; ++i) {
             const Slot& slot = slots_[i & slotMask_];
             if (slot.value == kNone || (slot.characters == characters && slot.node == node)) return slot.value;
         }
     }
 
-    // The filter uses the upper half of the spread key, the slots the lower one.
-    [[nodiscard]] std::size_t FilterWord(std::size_t spread) const { return (spread >> 38) & filterMask_; }
-    static std::uint64_t FilterBit(std::size_t spread) { return std::uint64_t{1} << ((spread >> 32) & 63U); }
+    // The filter uses the upper half of the hash, the slots the lower one.
+    [[nodiscard]] std::size_t FilterWord(std::uint64_t hash) const { return (hash >> 38) & filterMask_; }
+    static std::uint64_t FilterBit(std::uint64_t hash) { return std::uint64_t{1} << ((hash >> 32) & 63U); }
 
     static std::uint64_t Load(const char* at) {
         std::uint64_t word;
@@ -105,17 +106,17 @@ class PatternTree {
     }
 
     std::vector<Node> nodes_;
-    std::vector<char> pool_;  // ends with kStride spare characters
-    std::vector<Slot> slots_ = std::vector<Slot>(2);
-    std::vector<std::uint64_t> filter_ = std::vector<std::uint64_t>(1);  // at least eight bits for each used slot
-    std::size_t slotMask_ = 1;
+    std::vector<char> pool_;             // ends with kStride spare characters
+    std::vector<Slot> slots_;            // a power of two, at most half used
+    std::vector<std::uint64_t> filter_;  // a one-hash Bloom filter of at least eight bits for each used slot
+    std::size_t slotMask_ = 0;
     std::size_t filterMask_ = 0;
     std::size_t slotsUsed_ = 0;
 };
 
 template <bool kBackward>
 template <class Wanted, class Found>
-bool PatternTree<kBackward>::Walk(Root root, const char* at, std::size_t length, Wanted wanted, Found found) const {
+bool RadixTree<kBackward>::Walk(Root root, const char* at, std::size_t length, Wanted wanted, Found found) const {
     if (root == kNone) return false;
     std::size_t used = 0;
     for (std::uint32_t id = root;;) {
@@ -141,8 +142,9 @@ bool PatternTree<kBackward>::Walk(Root root, const char* at, std::size_t length,
     }
 }
 
-using PrefixTree = PatternTree<false>;
-using SuffixTree = PatternTree<true>;
+using PrefixTree = RadixTree<false>;
+using SuffixTree = RadixTree<true>;
+static_assert(std::is_nothrow_move_assignable_v<PrefixTree> && std::is_nothrow_move_assignable_v<SuffixTree>);
 
 }  // namespace tarn::lists
 

@@ -1,4 +1,4 @@
-#include "lists/url_lists.h"
+#include "lists/white_lists.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -11,7 +11,7 @@ namespace tarn::lists {
 namespace {
 
 bool InUrlList(UrlListOwner owner, std::string_view url) {
-    UrlList list;
+    InternalWhiteList list;
     const UrlListRecord record = owner.Record();
     list.Publish(record);
     EXPECT_EQ(list.Matches(url), plain::MatchUrlList(url, record)) << url;
@@ -19,14 +19,14 @@ bool InUrlList(UrlListOwner owner, std::string_view url) {
 }
 
 bool InWhiteList(UrlListOwner owner, std::string_view url) {
-    PrefixWhiteList list;
+    UserWhiteList list;
     const UrlListRecord record = owner.Record();
     list.Publish(record);
     EXPECT_EQ(list.Matches(url), plain::MatchPrefixWhiteList(url, record)) << url;
     return list.Matches(url);
 }
 
-TEST(UrlList, PrefixNeedsABoundary) {
+TEST(InternalWhiteList, PrefixNeedsABoundary) {
     for (const char* url :
          {"example.org", "example.org/", "example.org/x", "example.org?q", "example.org#f", "EXAMPLE.org/x"})
         EXPECT_TRUE(InUrlList({"Example.ORG"}, url)) << url;
@@ -34,7 +34,7 @@ TEST(UrlList, PrefixNeedsABoundary) {
         EXPECT_FALSE(InUrlList({"Example.ORG"}, url)) << url;
 }
 
-TEST(UrlList, OneTrailingSlashIsRemoved) {
+TEST(InternalWhiteList, OneTrailingSlashIsRemoved) {
     EXPECT_TRUE(InUrlList({"example.org/"}, "example.org"));
     EXPECT_TRUE(InUrlList({"example.org/"}, "example.org/x"));
     EXPECT_FALSE(InUrlList({"example.org//"}, "example.org")) << "the second one stays";
@@ -42,13 +42,13 @@ TEST(UrlList, OneTrailingSlashIsRemoved) {
     EXPECT_TRUE(InUrlList({"*ample.org/"}, "example.org/x"));
 }
 
-TEST(UrlList, EmptyEntriesMatchNothing) {
+TEST(InternalWhiteList, EmptyEntriesMatchNothing) {
     for (const char* entry : {"", "/", "*", "*/"})
         for (const char* url : {"", "/", "*", "a", "/a", "a/"}) EXPECT_FALSE(InUrlList({entry}, url)) << entry << url;
     EXPECT_TRUE(InUrlList({"//"}, "//a")) << "one slash is left";
 }
 
-TEST(UrlList, SubstringIsFoundAnywhere) {
+TEST(InternalWhiteList, SubstringIsFoundAnywhere) {
     for (const char* url : {"a/cdn/b", "a.cdn?x", "xCDN#y", "cdn"}) EXPECT_TRUE(InUrlList({"*cdn"}, url)) << url;
     EXPECT_FALSE(InUrlList({"*cdn"}, "cdn.example.org"));
     EXPECT_FALSE(InUrlList({"*cdn"}, "a/cdnx/"));
@@ -57,7 +57,7 @@ TEST(UrlList, SubstringIsFoundAnywhere) {
     EXPECT_TRUE(InUrlList({"a*c"}, "a*c"));
 }
 
-TEST(UrlList, OnlyTheFirstOccurrenceCounts) {
+TEST(InternalWhiteList, OnlyTheFirstOccurrenceCounts) {
     EXPECT_FALSE(InUrlList({"*ab"}, "abc/ab"));
     EXPECT_FALSE(InUrlList({"*ab"}, "xabx/ab/"));
     EXPECT_TRUE(InUrlList({"*ab"}, "ab/abc"));
@@ -65,7 +65,7 @@ TEST(UrlList, OnlyTheFirstOccurrenceCounts) {
     EXPECT_TRUE(InUrlList({"*ab", "*b/ab"}, "abcb/ab")) << "another pattern that ends there";
 }
 
-TEST(UrlList, EntriesOfFullLength) {
+TEST(InternalWhiteList, EntriesOfFullLength) {
     const std::string full(1023, 'a');
     UrlListOwner owner;
     owner.Add(full);
@@ -80,33 +80,33 @@ TEST(UrlList, EntriesOfFullLength) {
     EXPECT_TRUE(InUrlList(unterminated, full)) << "the last byte counts as the NUL";
 }
 
-TEST(UrlList, TooLongATextIsInNoList) {
-    UrlList list;
+TEST(InternalWhiteList, TooLongATextIsInNoList) {
+    InternalWhiteList list;
     UrlListOwner owner{"a"};
     list.Publish(owner.Record());
     EXPECT_TRUE(list.Matches("a/" + std::string(1021, 'b')));
     EXPECT_FALSE(list.Matches("a/" + std::string(1022, 'b')));
 }
 
-TEST(UrlList, HighBytesAreTheirOwn) {
+TEST(InternalWhiteList, HighBytesAreTheirOwn) {
     EXPECT_TRUE(InUrlList({"\xFF\xC0.org"}, "\xFF\xC0.org/"));
     EXPECT_FALSE(InUrlList({"\xC0.org"}, "\xE0.org/"));
     EXPECT_TRUE(InUrlList({"*\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"}, "a\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"));
 }
 
-TEST(UrlList, NullEntriesWithACountAreEmpty) {
+TEST(InternalWhiteList, NullEntriesWithACountAreEmpty) {
     UrlListRecord record{};
     record.count = 1000;
-    UrlList list;
-    PrefixWhiteList whiteList;
+    InternalWhiteList list;
+    UserWhiteList whiteList;
     list.Publish(record);
     whiteList.Publish(record);
     EXPECT_FALSE(list.Matches("a"));
     EXPECT_FALSE(whiteList.Matches("a"));
 }
 
-TEST(UrlList, PublishReplacesAndClearEmpties) {
-    UrlList list;
+TEST(InternalWhiteList, PublishReplacesAndClearEmpties) {
+    InternalWhiteList list;
     UrlListOwner first{"a", "*b"};
     UrlListOwner second{"c"};
     list.Publish(first.Record());
@@ -119,7 +119,7 @@ TEST(UrlList, PublishReplacesAndClearEmpties) {
     EXPECT_FALSE(list.Matches("c"));
 }
 
-TEST(PrefixWhiteList, EndsOnlyAtASlashOrTheEnd) {
+TEST(UserWhiteList, EndsOnlyAtASlashOrTheEnd) {
     EXPECT_TRUE(InWhiteList({"Example.org/a/"}, "example.org/A"));
     EXPECT_TRUE(InWhiteList({"example.org/a"}, "example.org/a/b"));
     EXPECT_FALSE(InWhiteList({"example.org/a"}, "example.org/a?q"));
@@ -150,8 +150,8 @@ TEST(UrlLists, AgreeWithThePlainWalk) {
         for (std::size_t count = random.Below(random.OneIn(10) ? 200 : 8); count != 0; --count)
             owner.Add(RandomEntry(random, urls[random.Below(8)]));
         const UrlListRecord record = owner.Record();
-        UrlList list;
-        PrefixWhiteList whiteList;
+        InternalWhiteList list;
+        UserWhiteList whiteList;
         list.Publish(record);
         whiteList.Publish(record);
         for (const std::string& plainUrl : urls) {

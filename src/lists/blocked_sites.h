@@ -1,19 +1,20 @@
 // The blocked hosts and addresses of one parental profile in the form that scans ask.
-// The two tables are built by the parental floor; what a match leads to is decided by the scan.
-#ifndef TARN_LISTS_HOST_TABLE_H
-#define TARN_LISTS_HOST_TABLE_H
+// Publish copies the two tables. Any number of threads may ask while nobody publishes or clears.
+#ifndef TARN_LISTS_BLOCKED_SITES_H
+#define TARN_LISTS_BLOCKED_SITES_H
 
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <unordered_map>
+#include <type_traits>
 #include <vector>
 
 #include "tarn/records.h"
 
 #include "lists/hash_index.h"
 #include "lists/label_hashes.h"
-#include "lists/pattern_tree.h"
+#include "lists/path_sets.h"
+#include "lists/radix_tree.h"
 #include "parental/site_entries.h"
 
 namespace tarn::lists {
@@ -21,11 +22,11 @@ namespace tarn::lists {
 // A look-up that could not be made and one that found nothing are different answers.
 enum class Lookup : std::uint8_t { kFailed, kMiss, kHit };
 
-class HostTable {
+class BlockedSites {
  public:
     // The entries may stand in any order; texts, paths and the tables themselves are copied.
     void Publish(std::span<const parental::HostListEntry> hosts, std::span<const parental::AddressListEntry> addresses);
-    void Clear() { *this = {}; }
+    void Clear() noexcept { *this = {}; }
     // Whether hosts are listed; a table without hosts answers kFailed, whatever addresses it holds.
     [[nodiscard]] bool Empty() const { return !hasHosts_; }
 
@@ -46,23 +47,15 @@ class HostTable {
         bool wholeDomain;
         bool wholeSiteWhenTls;
         bool exactHost;
-        std::uint32_t rootsAt;  // in pathRoots_
-        std::uint32_t rootCount;
+        PathSets::Range paths;
     };
     struct Address {
         std::uint8_t kind;
         std::uint8_t wholeAddress;
-        PrefixTree::Root paths;
+        PathSets::Range paths;
     };
-    // While publishing: entries share path lists, each of which becomes one set of the tree.
-    struct PathRoots {
-        std::unordered_map<const PathListNode*, PrefixTree::Root> known;
-        std::size_t nodesLeft;
-    };
+    class Builder;
 
-    void PublishHosts(std::span<const parental::HostListEntry> hosts, PathRoots& roots);
-    void PublishAddresses(std::span<const parental::AddressListEntry> addresses, PathRoots& roots);
-    PrefixTree::Root RootOf(const PathListNode* paths, PathRoots& roots);
     [[nodiscard]] bool HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
                                   std::uint8_t mode) const;
     [[nodiscard]] bool HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const;
@@ -72,13 +65,13 @@ class HostTable {
     bool hasHosts_ = false;
     std::vector<Group> groups_;  // by hash
     std::vector<char> texts_;
-    std::vector<PrefixTree::Root> pathRoots_;
     HashIndex index_;  // of groups_
-    PrefixTree paths_;
+    PathSets paths_;
     PrefixTree addressKeys_;  // payload: index in addresses_
     PrefixTree::Root addressRoot_ = PrefixTree::kNone;
     std::vector<Address> addresses_;
 };
+static_assert(std::is_nothrow_move_assignable_v<BlockedSites>);
 
 }  // namespace tarn::lists
 

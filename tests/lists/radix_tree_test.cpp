@@ -1,4 +1,4 @@
-#include "lists/pattern_tree.h"
+#include "lists/radix_tree.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -14,7 +14,7 @@ namespace {
 using Hits = std::set<std::pair<std::size_t, std::uint32_t>>;  // length and payload
 
 template <bool kBackward>
-Hits Walk(const PatternTree<kBackward>& tree, std::uint32_t root, std::string_view text) {
+Hits Walk(const RadixTree<kBackward>& tree, std::uint32_t root, std::string_view text) {
     const PaddedText padded(text, LetterCase::kKept);
     const char* at = padded.View().data() + (kBackward ? text.size() : 0);
     Hits hits;
@@ -33,7 +33,7 @@ void CompareWithSearch(std::uint32_t seed) {
     RandomTexts random(seed);
     std::string texts[4];
     for (std::string& text : texts) text = random.Text("ab\xFF", random.Length(1023));
-    PatternTree<kBackward> tree;
+    RadixTree<kBackward> tree;
     std::map<std::string, std::uint32_t> sets[2];
     std::uint32_t roots[2];
     for (int i = 0; i < 2; ++i) {
@@ -45,7 +45,7 @@ void CompareWithSearch(std::uint32_t seed) {
             if (!pattern.empty() && random.OneIn(4)) pattern[random.Below(pattern.size())] = 'c';
             kept.push_back(pattern);
         }
-        std::vector<typename PatternTree<kBackward>::Pattern> patterns;
+        std::vector<typename RadixTree<kBackward>::Pattern> patterns;
         for (const std::string& pattern : kept) {
             const auto payload = static_cast<std::uint32_t>(random.Below(1000));
             patterns.push_back({pattern, payload});
@@ -65,28 +65,28 @@ void CompareWithSearch(std::uint32_t seed) {
     }
 }
 
-TEST(PatternTree, FindsExactlyThePrefixes) {
+TEST(RadixTree, FindsExactlyThePrefixes) {
     for (std::uint32_t seed = 0; seed < 3000; ++seed) CompareWithSearch<false>(seed);
 }
 
-TEST(PatternTree, FindsExactlyTheSuffixes) {
+TEST(RadixTree, FindsExactlyTheSuffixes) {
     for (std::uint32_t seed = 0; seed < 3000; ++seed) CompareWithSearch<true>(seed);
 }
 
-TEST(PatternTree, AnEmptySetFindsNothing) {
+TEST(RadixTree, AnEmptySetFindsNothing) {
     PrefixTree tree;
     EXPECT_EQ(tree.Add({}), PrefixTree::kNone);
     EXPECT_TRUE(Walk(tree, PrefixTree::kNone, "a").empty());
 }
 
-TEST(PatternTree, TheLowestPayloadOfEqualPatternsStays) {
+TEST(RadixTree, TheLowestPayloadOfEqualPatternsStays) {
     const PrefixTree::Pattern patterns[] = {{"same", 7}, {"same", 3}, {"same", 5}, {"samesame!", 9}, {"samesame!", 8}};
     PrefixTree tree;
     const PrefixTree::Root root = tree.Add(patterns);
     EXPECT_EQ(Walk(tree, root, "samesame!"), (Hits{{4, 3}, {9, 8}}));
 }
 
-TEST(PatternTree, UnwantedLengthsAreNotReported) {
+TEST(RadixTree, UnwantedLengthsAreNotReported) {
     const PrefixTree::Pattern patterns[] = {{"a", 1}, {"ab", 2}, {"abcdefghi", 3}};
     PrefixTree tree;
     const PrefixTree::Root root = tree.Add(patterns);

@@ -1,7 +1,7 @@
-// The hosts of a hashed site list: from a host as a whole to the number of its site.
-// What the numbers stand for is kept by the lists.
-#ifndef TARN_LISTS_SITE_HOSTS_H
-#define TARN_LISTS_SITE_HOSTS_H
+// The hosts of a threat list: from a host as a whole to its number, whatever the number of hosts.
+// Copies the texts. Any number of threads may look up while nobody builds.
+#ifndef TARN_LISTS_HOST_INDEX_H
+#define TARN_LISTS_HOST_INDEX_H
 
 #include <cstdint>
 #include <span>
@@ -13,7 +13,7 @@
 
 namespace tarn::lists {
 
-class SiteHosts {
+class HostIndex {
  public:
     static constexpr std::uint32_t kNone = HashIndex::kNone;
 

@@ -3,7 +3,7 @@
 
 #include "lists/plain_walk.h"
 #include "lists/record_owners.h"
-#include "lists/url_lists.h"
+#include "lists/white_lists.h"
 #include "url/site_corpus.h"
 
 namespace tarn::url {
@@ -48,19 +48,19 @@ void Walked(benchmark::State& state, const char* front, Plain plain) {
 }
 
 void UrlPrefixes(benchmark::State& state) {
-    Published<lists::UrlList>(state, "", lists::plain::MatchUrlList);
+    Published<lists::InternalWhiteList>(state, "", lists::plain::MatchUrlList);
 }
 void UrlPrefixesPlainWalk(benchmark::State& state) {
     Walked(state, "", lists::plain::MatchUrlList);
 }
 void UrlSubstrings(benchmark::State& state) {
-    Published<lists::UrlList>(state, "*", lists::plain::MatchUrlList);
+    Published<lists::InternalWhiteList>(state, "*", lists::plain::MatchUrlList);
 }
 void UrlSubstringsPlainWalk(benchmark::State& state) {
     Walked(state, "*", lists::plain::MatchUrlList);
 }
 void UserWhiteList(benchmark::State& state) {
-    Published<lists::PrefixWhiteList>(state, "", lists::plain::MatchPrefixWhiteList);
+    Published<lists::UserWhiteList>(state, "", lists::plain::MatchPrefixWhiteList);
 }
 void UserWhiteListPlainWalk(benchmark::State& state) {
     Walked(state, "", lists::plain::MatchPrefixWhiteList);
@@ -69,7 +69,7 @@ void UrlSubstringsPublish(benchmark::State& state) {
     Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)), "*");
     for (auto unused : state) {
         (void)unused;
-        lists::UrlList list;
+        lists::InternalWhiteList list;
         list.Publish(setup.owner.Record());
         benchmark::DoNotOptimize(list);
     }
@@ -79,7 +79,7 @@ void UrlSubstringsPublish(benchmark::State& state) {
 void UrlSubstringsHostileUrl(benchmark::State& state) {
     Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)), "*");
     setup.owner.Add("*a/a/a/a/a/a/a/b");
-    lists::UrlList list;
+    lists::InternalWhiteList list;
     list.Publish(setup.owner.Record());
     std::string url = "xa/a/a/a/a/a/a/bc";
     while (url.size() < 1000) url += "/a/a/a/a/a/a/a/b";

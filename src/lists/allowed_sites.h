@@ -1,14 +1,15 @@
 // The lists of sites that a parental profile allows: hosts, domains and paths, in the form that scans ask.
-// When a list is asked, and with which texts, is the scan's business.
-#ifndef TARN_LISTS_USER_LISTS_H
-#define TARN_LISTS_USER_LISTS_H
+// Publish copies the record. Any number of threads may ask while nobody publishes or clears.
+#ifndef TARN_LISTS_ALLOWED_SITES_H
+#define TARN_LISTS_ALLOWED_SITES_H
 
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include "tarn/companions.h"
 
-#include "lists/pattern_tree.h"
+#include "lists/radix_tree.h"
 
 namespace tarn::lists {
 
@@ -16,11 +17,11 @@ namespace tarn::lists {
 // first occurrence counts; letter case does not. An empty pattern is never found.
 bool IsDomainOrSubdomain(std::string_view host, std::string_view pattern, std::uint8_t allowSubdomain);
 
-class UserUrls {
+class AllowedSites {
  public:
     // At most count nodes. Entries without a host match nothing; one "/" at the end of a path does not count.
     void Publish(const UserUrlList& record);
-    void Clear() { *this = {}; }
+    void Clear() noexcept { *this = {}; }
 
     // mode is the connection kind: entries of kind 2 that name a host apply in 3 and 4 only.
     [[nodiscard]] bool MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept;
@@ -42,6 +43,7 @@ class UserUrls {
     Hosts secureOnly_;
     PrefixTree::Root hostsWithPaths_ = PrefixTree::kNone;  // payload: the root of the host's paths
 };
+static_assert(std::is_nothrow_move_assignable_v<AllowedSites>);
 
 }  // namespace tarn::lists
 

@@ -1,4 +1,4 @@
-#include "lists/host_table.h"
+#include "lists/blocked_sites.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +8,6 @@
 
 #include "base/bounded_text.h"
 #include "base/url_path.h"
-#include "lists/path_list.h"
-#include "lists/published_records.h"
 
 namespace tarn::lists {
 namespace {
@@ -42,87 +40,117 @@ std::string_view WithoutPort(std::string_view host) {
     return host.substr(0, base::FindEither(host, ':', '/'));
 }
 
-}  // namespace
+struct NamedHost {
+    std::string_view text;
+    const parental::HostListEntry* entry;
+};
 
-void HostTable::Publish(std::span<const parental::HostListEntry> hosts,
-                        std::span<const parental::AddressListEntry> addresses) {
-    HostTable table;
-    PathRoots roots{{}, kMaxChainNodes};
-    table.PublishHosts(hosts, roots);
-    table.PublishAddresses(addresses, roots);
-    *this = std::move(table);
+bool IsSameHost(const NamedHost& a, const NamedHost& b) {
+    return a.entry->hash == b.entry->hash && a.text == b.text;
 }
 
-PrefixTree::Root HostTable::RootOf(const PathListNode* paths, PathRoots& roots) {
-    if (paths == nullptr) return PrefixTree::kNone;
-    const auto [known, isNew] = roots.known.try_emplace(paths, PrefixTree::kNone);
-    if (isNew) {
-        std::vector<PrefixTree::Pattern> patterns;
-        CollectPaths(paths, roots.nodesLeft, patterns);
-        known->second = paths_.Add(patterns);
-    }
-    return known->second;
-}
-
-void HostTable::PublishHosts(std::span<const parental::HostListEntry> hosts, PathRoots& roots) {
-    hasHosts_ = !hosts.empty();
-    struct Named {
-        std::string_view text;
-        const parental::HostListEntry* entry;
-    };
-    std::vector<Named> named;
+// The entries with a text, those of one host behind one another, by hash.
+std::vector<NamedHost> SortedHosts(std::span<const parental::HostListEntry> hosts) {
+    std::vector<NamedHost> named;
     named.reserve(hosts.size());
     for (const parental::HostListEntry& entry : hosts)
         if (const std::string_view text = TextOf(entry); !text.empty()) named.push_back({text, &entry});
-    std::ranges::sort(named, [](const Named& a, const Named& b) {
+    std::ranges::sort(named, [](const NamedHost& a, const NamedHost& b) {
         return a.entry->hash != b.entry->hash ? a.entry->hash < b.entry->hash : a.text < b.text;
     });
+    return named;
+}
 
-    const auto same = [](const Named& a, const Named& b) { return a.entry->hash == b.entry->hash && a.text == b.text; };
-    for (std::size_t i = 0; i < named.size();) {
-        const Named& first = named[i];
+}  // namespace
+
+class BlockedSites::Builder {
+ public:
+    Builder(BlockedSites& sites, std::span<const parental::HostListEntry> hosts,
+            std::span<const parental::AddressListEntry> addresses)
+        : sites_(sites), hosts_(SortedHosts(hosts)), addresses_(addresses), uses_(hosts.size() + addresses.size()) {}
+
+    void Build() {
+        NoteChains();
+        std::uint32_t site = 0;
+        for (auto first = hosts_.begin(); first != hosts_.end(); ++site) {
+            const auto end = EndOfHost(first);
+            AddHost({first, end}, site);
+            first = end;
+        }
+        sites_.index_.Build(sites_.groups_.size(), [this](std::size_t i) { return sites_.groups_[i].hash; });
+        AddAddresses(site);
+    }
+
+ private:
+    using Hosts = std::vector<NamedHost>;
+
+    Hosts::const_iterator EndOfHost(Hosts::const_iterator first) const {
+        return std::find_if(first, hosts_.end(), [first](const NamedHost& host) { return !IsSameHost(*first, host); });
+    }
+
+    // Each host and each address is a site of its own.
+    void NoteChains() {
+        std::uint32_t site = 0;
+        for (auto first = hosts_.begin(); first != hosts_.end(); ++site) {
+            const auto end = EndOfHost(first);
+            for (; first != end; ++first) uses_.Note(first->entry->paths, site);
+        }
+        for (const parental::AddressListEntry& entry : addresses_) uses_.Note(entry.paths, site++);
+    }
+
+    void AddHost(std::span<const NamedHost> entries, std::uint32_t site) {
+        const NamedHost& first = entries.front();
         Group group{};
         group.hash = first.entry->hash;
-        group.textAt = static_cast<std::uint32_t>(texts_.size());
+        group.textAt = static_cast<std::uint32_t>(sites_.texts_.size());
         group.textLength = static_cast<std::uint16_t>(first.text.size());
-        texts_.insert(texts_.end(), first.text.begin(), first.text.end());
-        group.rootsAt = static_cast<std::uint32_t>(pathRoots_.size());
-        for (; i < named.size() && same(first, named[i]); ++i) {
-            const parental::HostListEntry& entry = *named[i].entry;
-            group.wholeDomain |= entry.wholeDomain == 1;
-            if (entry.kind == kWholeSiteWhenTls) {
+        sites_.texts_.insert(sites_.texts_.end(), first.text.begin(), first.text.end());
+        chains_.clear();
+        for (const auto& [text, entry] : entries) {
+            group.wholeDomain |= entry->wholeDomain == 1;
+            if (entry->kind == kWholeSiteWhenTls) {
                 group.wholeSiteWhenTls = true;
                 continue;
             }
-            group.exactHost |= entry.exactHost == 1;
-            const PrefixTree::Root root = RootOf(entry.paths, roots);
-            if (root != PrefixTree::kNone) pathRoots_.push_back(root);
+            group.exactHost |= entry->exactHost == 1;
+            chains_.push_back(entry->paths);
         }
-        // Several entries of one host usually share one list of paths.
-        const auto begin = pathRoots_.begin() + group.rootsAt;
-        std::sort(begin, pathRoots_.end());
-        pathRoots_.erase(std::unique(begin, pathRoots_.end()), pathRoots_.end());
-        group.rootCount = static_cast<std::uint32_t>(pathRoots_.size()) - group.rootsAt;
-        groups_.push_back(group);
+        group.paths = sites_.paths_.Add(chains_, site, uses_);
+        sites_.groups_.push_back(group);
     }
-    index_.Build(groups_.size(), [this](std::size_t i) { return groups_[i].hash; });
-}
 
-void HostTable::PublishAddresses(std::span<const parental::AddressListEntry> addresses, PathRoots& roots) {
-    std::vector<AddressKey> keys;
-    keys.reserve(addresses.size());
-    std::vector<PrefixTree::Pattern> patterns;
-    patterns.reserve(addresses.size());
-    for (const parental::AddressListEntry& entry : addresses) {
-        keys.emplace_back(entry.address);
-        patterns.push_back({keys.back().View(), static_cast<std::uint32_t>(addresses_.size())});
-        addresses_.push_back({entry.kind, entry.wholeAddress, RootOf(entry.paths, roots)});
+    void AddAddresses(std::uint32_t site) {
+        std::vector<AddressKey> keys;
+        keys.reserve(addresses_.size());
+        std::vector<PrefixTree::Pattern> patterns;
+        patterns.reserve(addresses_.size());
+        for (const parental::AddressListEntry& entry : addresses_) {
+            keys.emplace_back(entry.address);
+            patterns.push_back({keys.back().View(), static_cast<std::uint32_t>(sites_.addresses_.size())});
+            const PathListNode* const chain = entry.paths;
+            sites_.addresses_.push_back(
+                {entry.kind, entry.wholeAddress, sites_.paths_.Add({&chain, 1}, site++, uses_)});
+        }
+        sites_.addressRoot_ = sites_.addressKeys_.Add(patterns);
     }
-    addressRoot_ = addressKeys_.Add(patterns);
+
+    BlockedSites& sites_;
+    const Hosts hosts_;
+    const std::span<const parental::AddressListEntry> addresses_;
+    ChainUses uses_;
+    std::vector<const PathListNode*> chains_;  // of one host
+};
+
+void BlockedSites::Publish(std::span<const parental::HostListEntry> hosts,
+                           std::span<const parental::AddressListEntry> addresses) {
+    BlockedSites sites;
+    sites.hasHosts_ = !hosts.empty();
+    Builder(sites, hosts, addresses).Build();
+    *this = std::move(sites);
 }
 
 // QUIRK: only the first occurrence of the text in the host counts.  Test: FirstOccurrenceOfTheTextDecides
-bool HostTable::OccursIn(std::string_view host, const Group& group) const {
+bool BlockedSites::OccursIn(std::string_view host, const Group& group) const {
     const std::string_view listed(texts_.data() + group.textAt, group.textLength);
     const std::size_t at = base::FindText(host, listed);
     if (at == std::string_view::npos) return false;
@@ -131,16 +159,13 @@ bool HostTable::OccursIn(std::string_view host, const Group& group) const {
     return end == host.size() || host[end] == '/' || host[end] == ':';
 }
 
-bool HostTable::HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const {
+bool BlockedSites::HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const {
     if (group.exactHost || (group.wholeSiteWhenTls && mode == kTls)) return true;
-    if (mode == kTls) return false;
-    for (std::uint32_t i = 0; i < group.rootCount; ++i)
-        if (HoldsPath(paths_, pathRoots_[group.rootsAt + i], path)) return true;
-    return false;
+    return mode != kTls && paths_.Holds(group.paths, path);
 }
 
-bool HostTable::HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
-                           std::uint8_t mode) const {
+bool BlockedSites::HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
+                              std::uint8_t mode) const {
     for (std::size_t i = 0; i < labels.count; ++i) {
         const std::uint32_t hash = labels.values[i];
         for (std::size_t at = index_.First(hash); at < groups_.size() && groups_[at].hash == hash; ++at) {
@@ -152,7 +177,7 @@ bool HostTable::HitsLabels(const LabelHashes& labels, std::string_view host, std
     return false;
 }
 
-bool HostTable::HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const {
+bool BlockedSites::HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const {
     if (addressRoot_ == PrefixTree::kNone) return false;
     const AddressKey key(address);
     const PaddedText padded(key.View(), LetterCase::kKept);
@@ -167,11 +192,11 @@ bool HostTable::HitsAddress(const IpAddressRecord& address, std::string_view pat
     if (found == PrefixTree::kNone) return false;
     const Address& entry = addresses_[found];
     if (entry.wholeAddress == kWholeSiteWhenTls) return mode == kTls;
-    return entry.kind == 1 || (mode != kTls && HoldsPath(paths_, entry.paths, path));
+    return entry.kind == 1 || (mode != kTls && paths_.Holds(entry.paths, path));
 }
 
-Lookup HostTable::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
-                        std::uint8_t mode) const noexcept {
+Lookup BlockedSites::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+                           std::uint8_t mode) const noexcept {
     if (!hasHosts_) return Lookup::kFailed;
     if (host.empty()) return Lookup::kMiss;
     LabelHashes labels;
@@ -185,8 +210,8 @@ Lookup HostTable::Match(std::string_view host, std::string_view path, const IpAd
     return Lookup::kMiss;
 }
 
-Lookup HostTable::MatchWithWwwVariant(std::string_view host, std::string_view path, const IpAddressRecord& address,
-                                      std::uint8_t mode) const noexcept {
+Lookup BlockedSites::MatchWithWwwVariant(std::string_view host, std::string_view path, const IpAddressRecord& address,
+                                         std::uint8_t mode) const noexcept {
     if (mode == TARN_KIND_HTTP_SECURE) mode = kTls;
     if (Match(host, path, address, mode) == Lookup::kHit) return Lookup::kHit;
     if (host.starts_with("www."))

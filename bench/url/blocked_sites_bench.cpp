@@ -1,7 +1,7 @@
 // A profile's host table against the plain walk (which bisects by label hash), with the "www." retry.
 #include <benchmark/benchmark.h>
 
-#include "lists/host_table.h"
+#include "lists/blocked_sites.h"
 #include "lists/plain_walk.h"
 #include "lists/record_owners.h"
 #include "url/site_corpus.h"
@@ -35,10 +35,10 @@ Setup MakeSetup(std::size_t size) {
     return setup;
 }
 
-void HostTableLookup(benchmark::State& state) {
+void BlockedSitesLookup(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
     const lists::plain::SiteTables tables = setup.owner.Tables();
-    lists::HostTable table;
+    lists::BlockedSites table;
     table.Publish(tables.hosts, tables.addresses);
     const auto ask = [&](std::size_t i) {
         return table.MatchWithWwwVariant(setup.hosts[i], setup.paths[i], kNoAddress, 1) == lists::Lookup::kHit;
@@ -50,7 +50,7 @@ void HostTableLookup(benchmark::State& state) {
     if (Agree(state, ask, plain)) AskAll(state, ask);
 }
 
-void HostTablePlainWalk(benchmark::State& state) {
+void BlockedSitesPlainWalk(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
     const lists::plain::SiteTables tables = setup.owner.Tables();
     AskAll(state, [&](std::size_t i) {
@@ -59,12 +59,12 @@ void HostTablePlainWalk(benchmark::State& state) {
     });
 }
 
-void HostTablePublish(benchmark::State& state) {
+void BlockedSitesPublish(benchmark::State& state) {
     const Setup setup = MakeSetup(static_cast<std::size_t>(state.range(0)));
     const lists::plain::SiteTables tables = setup.owner.Tables();
     for (auto unused : state) {
         (void)unused;
-        lists::HostTable table;
+        lists::BlockedSites table;
         table.Publish(tables.hosts, tables.addresses);
         benchmark::DoNotOptimize(table);
     }
@@ -82,9 +82,9 @@ void LabelHashesOfAHost(benchmark::State& state) {
     }
 }
 
-BENCHMARK(HostTableLookup)->Arg(1000)->Arg(100000)->Arg(1000000);
-BENCHMARK(HostTablePlainWalk)->Arg(1000)->Arg(100000)->Arg(1000000);
-BENCHMARK(HostTablePublish)->Apply(Sizes);
+BENCHMARK(BlockedSitesLookup)->Arg(1000)->Arg(100000)->Arg(1000000);
+BENCHMARK(BlockedSitesPlainWalk)->Arg(1000)->Arg(100000)->Arg(1000000);
+BENCHMARK(BlockedSitesPublish)->Apply(Sizes);
 BENCHMARK(LabelHashesOfAHost);
 
 }  // namespace

@@ -1,23 +1,24 @@
 // The white lists of whole URLs in the form that scans ask: the two internal ones and the user's.
-// Records are copied when published; when a list is asked, and what a match means, is the scan's business.
-#ifndef TARN_LISTS_URL_LISTS_H
-#define TARN_LISTS_URL_LISTS_H
+// Publish copies the record. Any number of threads may ask while nobody publishes or clears.
+#ifndef TARN_LISTS_WHITE_LISTS_H
+#define TARN_LISTS_WHITE_LISTS_H
 
 #include <string_view>
+#include <type_traits>
 
 #include "tarn/companions.h"
 
-#include "lists/pattern_tree.h"
+#include "lists/radix_tree.h"
 
 namespace tarn::lists {
 
-// An internal white list. An entry is a pattern that the URL begins with, or holds anywhere when it begins with "*";
+// An entry of an internal white list is a pattern that the URL begins with, or holds anywhere when it begins with "*";
 // behind it stands "/", "?", "#" or the end. Letter case does not count.
-class UrlList {
+class InternalWhiteList {
  public:
     // Empty entries, "/" and "*" match nothing; one "/" at the end of an entry does not count.
     void Publish(const UrlListRecord& record);
-    void Clear() { *this = {}; }
+    void Clear() noexcept { *this = {}; }
     [[nodiscard]] bool Matches(std::string_view url) const noexcept;
 
  private:
@@ -28,18 +29,20 @@ class UrlList {
     SuffixTree substrings_;
     SuffixTree::Root substringRoot_ = SuffixTree::kNone;
 };
+static_assert(std::is_nothrow_move_assignable_v<InternalWhiteList>);
 
 // The user's white list: prefixes of host-and-path that end before "/" or with it. Letter case does not count.
-class PrefixWhiteList {
+class UserWhiteList {
  public:
     void Publish(const UrlListRecord& record);
-    void Clear() { *this = {}; }
+    void Clear() noexcept { *this = {}; }
     [[nodiscard]] bool Matches(std::string_view hostAndPath) const noexcept;
 
  private:
     PrefixTree prefixes_;
     PrefixTree::Root root_ = PrefixTree::kNone;
 };
+static_assert(std::is_nothrow_move_assignable_v<UserWhiteList>);
 
 }  // namespace tarn::lists
 

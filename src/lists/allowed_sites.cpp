@@ -1,4 +1,4 @@
-#include "lists/user_lists.h"
+#include "lists/allowed_sites.h"
 
 #include <deque>
 #include <map>
@@ -6,16 +6,16 @@
 #include <vector>
 
 #include "base/bounded_text.h"
+#include "base/chain.h"
 #include "base/text.h"
-#include "lists/published_records.h"
 
 namespace tarn::lists {
 namespace {
 
 constexpr std::uint8_t kSecureOnly = 2;
 
-constexpr auto kAny = [](std::size_t) { return true; };
-constexpr auto kEnough = [](std::size_t, std::uint32_t) { return true; };
+constexpr auto kAnyLength = [](std::size_t) { return true; };
+constexpr auto kAnyPayload = [](std::size_t, std::uint32_t) { return true; };
 
 bool IsSecure(std::uint8_t mode) {
     return mode == TARN_KIND_TLS || mode == TARN_KIND_HTTP_SECURE;
@@ -42,14 +42,13 @@ bool IsDomainOrSubdomain(std::string_view host, std::string_view pattern, std::u
     return allowSubdomain == 1 && at + pattern.size() == host.size() && StandsBehindDot(host, pattern.size());
 }
 
-void UserUrls::Publish(const UserUrlList& record) {
+void AllowedSites::Publish(const UserUrlList& record) {
     std::deque<std::string> texts;
     HostPatterns everywhere;
     HostPatterns secureOnly;
     std::map<std::string, std::vector<PrefixTree::Pattern>> pathsOfHosts;
-    std::size_t limit = record.count;
-    ForEachNode(record.first, limit, [&](const UserUrlEntry& entry) {
-        std::string host = Folded(base::FieldText(entry.host, sizeof entry.host));
+    base::ForEachNode(record.first, record.count, [&](const UserUrlEntry& entry) {
+        std::string host = base::Lowered(base::FieldText(entry.host, sizeof entry.host));
         if (host.empty()) return;
         if (entry.hostOnly == 1) {
             const std::string_view kept = texts.emplace_back(std::move(host));
@@ -60,12 +59,12 @@ void UserUrls::Publish(const UserUrlList& record) {
             // QUIRK: an entry with a path applies in every mode, whatever its kind.
             // Test: EntriesWithPathsIgnoreTheirKind
             const std::string_view path = base::FieldText(entry.path, sizeof entry.path);
-            const std::string_view kept = texts.emplace_back(Folded(WithoutTrailingSlash(path)));
+            const std::string_view kept = texts.emplace_back(base::Lowered(base::WithoutTrailingSlash(path)));
             pathsOfHosts[std::move(host)].push_back({kept, 0});
         }
     });
 
-    UserUrls list;
+    AllowedSites list;
     const auto add = [&list](const HostPatterns& patterns) {
         return Hosts{list.prefixes_.Add(patterns.starts), list.suffixes_.Add(patterns.domains)};
     };
@@ -78,8 +77,8 @@ void UserUrls::Publish(const UserUrlList& record) {
     *this = std::move(list);
 }
 
-bool UserUrls::HoldsHost(const Hosts& hosts, std::string_view text) const {
-    if (prefixes_.Walk(hosts.starts, text.data(), text.size(), kAny, kEnough)) return true;
+bool AllowedSites::HoldsHost(const Hosts& hosts, std::string_view text) const {
+    if (prefixes_.Walk(hosts.starts, text.data(), text.size(), kAnyLength, kAnyPayload)) return true;
     const auto standsBehindDot = [text](std::size_t length) {
         return length < text.size() && StandsBehindDot(text, length);
     };
@@ -92,16 +91,16 @@ bool UserUrls::HoldsHost(const Hosts& hosts, std::string_view text) const {
 
 // pathBehind(length) gives the path to test when the host text took length characters.
 template <class PathBehind>
-bool UserUrls::HoldsPath(std::string_view text, PathBehind pathBehind) const {
+bool AllowedSites::HoldsPath(std::string_view text, PathBehind pathBehind) const {
     const auto holds = [&](std::size_t length, std::uint32_t root) {
         const std::string_view path = pathBehind(length);
         const auto ends = [path](std::size_t at) { return EndsUrlPart(path, at); };
-        return prefixes_.Walk(root, path.data(), path.size(), ends, kEnough);
+        return prefixes_.Walk(root, path.data(), path.size(), ends, kAnyPayload);
     };
-    return prefixes_.Walk(hostsWithPaths_, text.data(), text.size(), kAny, holds);
+    return prefixes_.Walk(hostsWithPaths_, text.data(), text.size(), kAnyLength, holds);
 }
 
-bool UserUrls::MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept {
+bool AllowedSites::MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept {
     const PaddedText paddedHost(host, LetterCase::kFolded);
     if (!paddedHost.Fits()) return false;
     const std::string_view text = paddedHost.View();
@@ -111,7 +110,7 @@ bool UserUrls::MatchesHost(std::string_view host, std::string_view path, std::ui
     return paddedPath.Fits() && HoldsPath(text, [&](std::size_t) { return paddedPath.View(); });
 }
 
-bool UserUrls::MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept {
+bool AllowedSites::MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept {
     const PaddedText padded(url, LetterCase::kFolded);
     if (!padded.Fits()) return false;
     const std::string_view text = padded.View();

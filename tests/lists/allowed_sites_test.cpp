@@ -1,4 +1,4 @@
-#include "lists/user_lists.h"
+#include "lists/allowed_sites.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint8_t kModes[] = {0, 1, 2, 3, 4};
 
 bool ByHost(UserListOwner& owner, std::string_view host, std::string_view path, std::uint8_t mode = 1) {
-    UserUrls urls;
+    AllowedSites urls;
     urls.Publish(owner.Record());
     const bool matches = urls.MatchesHost(host, path, mode);
     EXPECT_EQ(matches, plain::MatchUserListByHost(host, path, mode, owner.Record()));
@@ -21,7 +21,7 @@ bool ByHost(UserListOwner& owner, std::string_view host, std::string_view path, 
 }
 
 bool ByUrl(UserListOwner& owner, std::string_view url, std::uint8_t mode = 1) {
-    UserUrls urls;
+    AllowedSites urls;
     urls.Publish(owner.Record());
     const bool matches = urls.MatchesUrl(url, mode);
     EXPECT_EQ(matches, plain::MatchUserListByUrl(url, mode, owner.Record()));
@@ -62,7 +62,7 @@ TEST(IsDomainOrSubdomain, CaseTable) {
     }
 }
 
-TEST(UserUrls, PatternMatchesWhatBeginsWithIt) {
+TEST(AllowedSites, PatternMatchesWhatBeginsWithIt) {
     UserListOwner owner;
     owner.Add("Example.org", "/x", true);
     EXPECT_TRUE(ByHost(owner, "example.org.attacker.example", "/y"));
@@ -70,7 +70,7 @@ TEST(UserUrls, PatternMatchesWhatBeginsWithIt) {
     EXPECT_TRUE(ByUrl(owner, "example.org/anything"));
 }
 
-TEST(UserUrls, KindTwoAppliesToSecureConnectionsOnly) {
+TEST(AllowedSites, KindTwoAppliesToSecureConnectionsOnly) {
     UserListOwner owner;
     owner.Add("example.org", "", true, 2, 1);
     for (const std::uint8_t mode : kModes) {
@@ -80,13 +80,13 @@ TEST(UserUrls, KindTwoAppliesToSecureConnectionsOnly) {
     }
 }
 
-TEST(UserUrls, EntriesWithPathsIgnoreTheirKind) {
+TEST(AllowedSites, EntriesWithPathsIgnoreTheirKind) {
     UserListOwner owner;
     owner.Add("example.org", "/a", false, 2);
     for (const std::uint8_t mode : kModes) EXPECT_TRUE(ByHost(owner, "example.org", "/a", mode));
 }
 
-TEST(UserUrls, PathNeedsABoundary) {
+TEST(AllowedSites, PathNeedsABoundary) {
     UserListOwner owner;
     owner.Add("example.org", "/Dir/", false, 0, 1);
     for (const char* path : {"/dir", "/DIR/", "/dir/x", "/dir?q", "/dir#f"})
@@ -99,7 +99,7 @@ TEST(UserUrls, PathNeedsABoundary) {
     EXPECT_FALSE(ByUrl(owner, "example.organ/dir")) << "the path follows the host at once";
 }
 
-TEST(UserUrls, APathOfASlashStandsForEveryPath) {
+TEST(AllowedSites, APathOfASlashStandsForEveryPath) {
     UserListOwner owner;
     owner.Add("example.org", "/", false);
     EXPECT_TRUE(ByHost(owner, "example.org", ""));
@@ -108,7 +108,7 @@ TEST(UserUrls, APathOfASlashStandsForEveryPath) {
     EXPECT_TRUE(ByUrl(owner, "example.org?q"));
 }
 
-TEST(UserUrls, EveryHostThatIsAPrefixHasItsPathsTested) {
+TEST(AllowedSites, EveryHostThatIsAPrefixHasItsPathsTested) {
     UserListOwner owner;
     owner.Add("e", "/a", false);
     owner.Add("example.", "/b", false);
@@ -117,12 +117,12 @@ TEST(UserUrls, EveryHostThatIsAPrefixHasItsPathsTested) {
     EXPECT_FALSE(ByHost(owner, "example.net", "/c"));
 }
 
-TEST(UserUrls, CountAndChainBothEndTheList) {
+TEST(AllowedSites, CountAndChainBothEndTheList) {
     UserListOwner owner;
     owner.Add("a", "", true);
     owner.Add("b", "", true);
     UserUrlList record = owner.Record();
-    UserUrls urls;
+    AllowedSites urls;
     record.count = 1;
     urls.Publish(record);
     EXPECT_TRUE(urls.MatchesHost("a", "", 1));
@@ -135,7 +135,7 @@ TEST(UserUrls, CountAndChainBothEndTheList) {
     EXPECT_FALSE(urls.MatchesHost("a", "", 1));
 }
 
-TEST(UserUrls, AChainThatRunsIntoItselfEnds) {
+TEST(AllowedSites, AChainThatRunsIntoItselfEnds) {
     UserListOwner owner;
     UserUrlEntry& a = owner.Add("a", "", true);
     owner.Add("b", "", true);
@@ -144,14 +144,14 @@ TEST(UserUrls, AChainThatRunsIntoItselfEnds) {
         c.next = target;
         UserUrlList record = owner.Record();
         record.count = 0xFFFFFFFF;
-        UserUrls urls;
+        AllowedSites urls;
         urls.Publish(record);
         for (const char* host : {"a", "b", "c"}) EXPECT_TRUE(urls.MatchesHost(host, "", 1));
         EXPECT_FALSE(urls.MatchesHost("d", "", 1));
     }
 }
 
-TEST(UserUrls, FieldsWithoutNulEndAtTheirLastByte) {
+TEST(AllowedSites, FieldsWithoutNulEndAtTheirLastByte) {
     UserListOwner owner;
     UserUrlEntry& entry = owner.Add("", "", false);
     std::memset(entry.host, 'h', sizeof entry.host);
@@ -160,7 +160,7 @@ TEST(UserUrls, FieldsWithoutNulEndAtTheirLastByte) {
     EXPECT_FALSE(ByHost(owner, std::string(254, 'h'), std::string(1022, '/')));
 }
 
-TEST(UserUrls, AgreeWithThePlainWalk) {
+TEST(AllowedSites, AgreeWithThePlainWalk) {
     std::size_t hits = 0;
     constexpr std::size_t kLists = 3000;
     for (std::uint32_t seed = 0; seed < kLists; ++seed) {
@@ -181,7 +181,7 @@ TEST(UserUrls, AgreeWithThePlainWalk) {
             owner.Add(random.Recased(host), random.Recased(path), random.OneIn(2), random.Byte(3), random.Byte(3));
         }
         const UserUrlList record = owner.Record();
-        UserUrls urls;
+        AllowedSites urls;
         urls.Publish(record);
         for (int i = 0; i < 10; ++i) {
             const std::string host = random.Recased(hosts[random.Below(6)]);
