@@ -25,7 +25,7 @@ struct Hellos {
 
 void HelloParsed(benchmark::State& state) {
     const Hellos samples;
-    HostText host;
+    UrlText host;
     std::size_t next = 0;
     for (auto unused : state) {
         (void)unused;

@@ -133,7 +133,7 @@ void ComposedUrl(Bytes input) {
     Require(request->server.port != 0, "a request goes to a port");
     const ExactBlock block(request->data);
     if (request->protocol == &host::TlsProtocol()) {
-        url::HostText name;
+        url::UrlText name;
         Require(url::ExtractTlsServerName(block.View(), name), "a composed hello is read");
         Require(name.Empty() == request->isServerKnown, "an address is no server name");
         Require(name.Empty() || request->view.host.starts_with(name.View()), "the hello names the host");

@@ -114,8 +114,8 @@ void UrlPath(Bytes input) {
 
 void TlsHello(Bytes input) {
     constexpr std::string_view kStale = "stale.example";
-    url::HostText host;
-    url::HostText again;
+    url::UrlText host;
+    url::UrlText again;
     again.Assign(kStale);
     const bool isHello = url::ExtractTlsServerName(input, host);
     Require(url::ExtractTlsServerName(input, again) == isHello, "a hello is read alike twice");

@@ -34,8 +34,8 @@ std::string_view TextOf(const parental::HostListEntry& entry) {
     return entry.text == nullptr ? std::string_view{} : base::FieldText(entry.text, kMaxTextLength + 1);
 }
 
-// A host without the port (or path) behind it; the brackets of an IPv6 literal stay.
-std::string_view WithoutPort(std::string_view host) {
+// A host without the port or path behind it; the brackets of an IPv6 literal stay.
+std::string_view WithoutPortOrPath(std::string_view host) {
     if (host.starts_with('[')) return host.substr(0, std::min(host.size(), base::FindCharacter(host, ']') + 1));
     return host.substr(0, base::FindEither(host, ':', '/'));
 }
@@ -204,7 +204,7 @@ Lookup BlockedSites::Match(std::string_view host, std::string_view path, const I
     if (HitsLabels(labels, host, path, mode)) return Lookup::kHit;
     if (labels.isIpLiteral) return HitsAddress(address, path, mode) ? Lookup::kHit : Lookup::kMiss;
     // A host with a port is listed without it: its labels end before the port.
-    const std::string_view bare = WithoutPort(host);
+    const std::string_view bare = WithoutPortOrPath(host);
     if (bare.size() != host.size() && ComputeLabelHashes(bare, labels) && HitsLabels(labels, host, path, mode))
         return Lookup::kHit;
     return Lookup::kMiss;

@@ -23,10 +23,9 @@ Step DangerousCategory(ScanState& scan, modules::CategoryLookup& lookup, bool ma
     const bool whiteListed = context.lists.user.Matches(scan.hostAndPath.View());
     const std::uint32_t allow = whiteListed ? TARN_ALLOW : TARN_BLOCK;
     if (malicious) {
-        if (!whiteListed) ActAgainstProgram(scan);
         WriteThreatUrl(scan.verdict, scan.parsed.url.View());
-        return Decide(scan, allow, whiteListed ? TARN_REASON_MALICIOUS_WHITE_LISTED : TARN_REASON_MALICIOUS_CATEGORY,
-                      context.settings.bpPrompt);
+        if (!whiteListed) return BlockAndAct(scan, TARN_REASON_MALICIOUS_CATEGORY);
+        return Decide(scan, TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED, context.settings.bpPrompt);
     }
     WriteUrl(scan.verdict, scan.parsed.url.View());
     return Decide(scan, allow, whiteListed ? TARN_REASON_PHISHING_WHITE_LISTED : TARN_REASON_PHISHING,
@@ -49,8 +48,7 @@ Step MaliciousPattern(ScanState& scan) {
     WriteThreatUrl(scan.verdict, hostAndPath);
     if (context.lists.browsingProtectionInternal.Matches(hostAndPath) || context.lists.user.Matches(hostAndPath))
         return Decide(scan, TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED, context.settings.bpPrompt);
-    ActAgainstProgram(scan);
-    return Decide(scan, TARN_BLOCK, TARN_REASON_MALICIOUS, context.settings.bpPrompt);
+    return BlockAndAct(scan, TARN_REASON_MALICIOUS);
 }
 
 }  // namespace

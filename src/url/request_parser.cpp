@@ -14,8 +14,9 @@ using base::FindTextBeforeNul;
 
 constexpr std::size_t kNone = std::string_view::npos;
 
-std::string_view LookedAt(base::Bytes data) {
-    return {reinterpret_cast<const char*>(data.data()), std::min(data.size(), kMaxRequestLength)};
+// The part of a request that is parsed.
+std::string_view HeadOf(base::Bytes data) {
+    return base::TextOf(data).substr(0, kMaxRequestLength);
 }
 
 // Where the request target begins; 0 for any method but the three.
@@ -45,7 +46,7 @@ std::string_view WithoutOuterDots(std::string_view host) {
     return host;
 }
 
-void StoreLower(std::string_view text, HostText& out) {
+void StoreLower(std::string_view text, UrlText& out) {
     base::CopyLower(out.Data(), text);
     out.SetLength(text.size());
 }
@@ -53,7 +54,7 @@ void StoreLower(std::string_view text, HostText& out) {
 }  // namespace
 
 bool ParseHttpRequest(base::Bytes request, ParsedRequest& out) {
-    const std::string_view text = LookedAt(request);
+    const std::string_view text = HeadOf(request);
     const std::size_t targetStart = TargetStart(text);
     if (targetStart == 0) return false;
     const bool isConnect = text.front() == 'C';
@@ -100,7 +101,7 @@ bool ParseHttpRequest(base::Bytes request, ParsedRequest& out) {
 bool ParseFtpCommand(base::Bytes data, UrlText& matchPath, UrlText& displayPath) {
     matchPath.Clear();
     if (data.empty()) return false;
-    std::string_view text = LookedAt(data);
+    std::string_view text = HeadOf(data);
     text = text.substr(0, FindCharacter(text, '\0'));
 
     std::string_view command = "RETR ";

@@ -1,5 +1,5 @@
 // Turns the first bytes of an HTTP request or an FTP command into host, path and display URL.
-// TLS hellos have a parser of their own; which rules look at the three texts is decided by the scan.
+// TLS hellos have a parser of their own. Pure functions: any thread may call them.
 #ifndef TARN_URL_REQUEST_PARSER_H
 #define TARN_URL_REQUEST_PARSER_H
 
@@ -11,14 +11,13 @@ namespace tarn::url {
 
 inline constexpr std::size_t kMaxRequestLength = 2047;  // bytes of a request that are looked at
 
-using base::HostText;
 using base::kHostCapacity;
 using base::UrlText;
 
 struct ParsedRequest {
-    HostText host;  // lower case, without port
-    UrlText path;   // lower case, without query; empty for a request of "/"
-    UrlText url;    // host as sent, with its port, and path in the request's letter case
+    UrlText host;  // lower case, without port; at most 259 characters
+    UrlText path;  // lower case, without query; empty for a request of "/"
+    UrlText url;   // host as sent, with its port, and path in the request's letter case
 
     void Clear() {
         host.Clear();

@@ -36,7 +36,7 @@ void WriteAddressText(ScanState& scan) {
 // The host of a hello is its server name or, when it names none or is refused, the name whose DNS answer held the
 // remote address. Both keep the letter case that they came in; the scan judges them in lower case.
 void ParseHello(ScanState& scan, base::Bytes data) {
-    HostText& host = scan.parsed.host;
+    UrlText& host = scan.parsed.host;
     const bool named = ExtractTlsServerName(data, host) && !host.Empty();
     if (!named && scan.context.dnsRing.FindHostByAddress(scan.request.remoteAddress, host.Data(), kHostCapacity))
         host.SetLength(std::strlen(host.Text()));

@@ -9,7 +9,7 @@
 namespace tarn::url {
 namespace {
 
-constexpr std::size_t kMaxMaliciousHost = 255;  // characters behind a leading "www."
+constexpr std::size_t kMaxMaliciousHost = 255;  // characters, a leading "www." included
 
 }  // namespace
 
@@ -18,8 +18,8 @@ Step MaliciousSite(ScanState& scan) {
     if (context.settings.bpStatus == 0) return Step::kContinue;
 
     std::string_view host = scan.parsed.host.View();
-    if (host.starts_with("www.")) host.remove_prefix(4);
     if (host.size() > kMaxMaliciousHost) return Step::kFailed;
+    if (host.starts_with("www.")) host.remove_prefix(4);
 
     const std::optional<std::string_view> threat = context.lists.malicious.Find(host, scan.parsed.path.View());
     if (!threat) return Step::kContinue;
@@ -28,8 +28,7 @@ Step MaliciousSite(ScanState& scan) {
     WriteThreatUrl(scan.verdict, scan.hostAndPath.View());
     if (context.lists.user.Matches(scan.hostAndPath.View()))
         return Decide(scan, TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED, context.settings.bpPrompt);
-    ActAgainstProgram(scan);
-    return Decide(scan, TARN_BLOCK, TARN_REASON_MALICIOUS, context.settings.bpPrompt);
+    return BlockAndAct(scan, TARN_REASON_MALICIOUS);
 }
 
 Step PhishingSite(ScanState& scan) {
@@ -78,10 +77,16 @@ Step HttpsInspection(ScanState& scan) {
     return Step::kDone;
 }
 
-void ActAgainstProgram(ScanState& scan) {
+Step BlockAndAct(ScanState& scan, std::uint32_t reason) {
     const ScanContext& context = scan.context;
-    context.browsingProtection.ActOnMaliciousUrl(scan.request.processId, scan.hostAndPath.View(), context.processes,
-                                                 context.system);
+    Decide(scan, TARN_BLOCK, reason, context.settings.bpPrompt);
+    try {
+        context.browsingProtection.ActOnMaliciousUrl(scan.request.processId, scan.hostAndPath.View(), context.processes,
+                                                     context.system);
+    } catch (...) {
+        // The verdict stands, whatever became of the action.
+    }
+    return Step::kDone;
 }
 
 }  // namespace tarn::url

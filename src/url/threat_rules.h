@@ -7,15 +7,16 @@
 
 namespace tarn::url {
 
-// Fails when the host has more than 255 characters behind its "www.".
+// Fails when the host has more than 255 characters, a leading "www." included.
 Step MaliciousSite(ScanState& scan);
 Step PhishingSite(ScanState& scan);
 Step IdsBlockedSite(ScanState& scan);
 // Fails when the inspection blocks and the requesting user cannot be found.
 Step HttpsInspection(ScanState& scan);
 
-// Browsing protection's action against the program that asked for what is being blocked.
-void ActAgainstProgram(ScanState& scan);
+// Blocks with a reason of browsing protection, then acts against the program that asked. A failing action of whatever
+// kind leaves the verdict as it is.
+Step BlockAndAct(ScanState& scan, std::uint32_t reason);
 
 }  // namespace tarn::url
 

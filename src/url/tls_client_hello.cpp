@@ -1,64 +1,67 @@
 #include "url/tls_client_hello.h"
 
 #include <cstdint>
-#include <optional>
-#include <string_view>
 
 namespace tarn::url {
 namespace {
 
 constexpr std::uint8_t kHandshakeRecord = 22;
 constexpr std::uint8_t kClientHello = 1;
+constexpr std::uint16_t kSsl30 = 0x0300;
 constexpr std::uint16_t kServerNameExtension = 0;
-constexpr std::size_t kSessionIdLengthAt = 43;
-constexpr std::size_t kMinLength = 44;
 
-// QUIRK: a one-byte length of 128 and above is sign-extended, so it never fits.
+// QUIRK: a one-byte length of 128 and above is refused, whatever the length of the data.
 // Test: TlsClientHello_LengthBytesOf128AndAbove_AreRefused
-constexpr std::size_t WidenSigned(std::uint8_t byte) {
-    return static_cast<std::uint16_t>(static_cast<std::int16_t>(static_cast<std::int8_t>(byte)));
+bool SkipShortVector(base::ByteReader& reader) {
+    constexpr std::uint8_t kMaxLength = 127;
+    std::uint8_t length = 0;
+    return reader.Be(length) && length <= kMaxLength && reader.Skip(length);
 }
 
-// The extension block, or nothing when an inner length passes the end.
-std::optional<base::Bytes> Extensions(base::Bytes data) {
-    base::ByteReader reader(data);
-    std::uint8_t sessionIdLength = 0;
-    std::uint16_t cipherSuitesLength = 0;
-    std::uint8_t compressionMethodsLength = 0;
-    std::uint16_t extensionsLength = 0;
-    base::Bytes extensions;
-    if (!reader.Skip(kSessionIdLengthAt) || !reader.Be(sessionIdLength)) return std::nullopt;
-    if (!reader.Skip(WidenSigned(sessionIdLength)) || !reader.Be(cipherSuitesLength)) return std::nullopt;
-    if (!reader.Skip(cipherSuitesLength) || !reader.Be(compressionMethodsLength)) return std::nullopt;
-    if (!reader.Skip(WidenSigned(compressionMethodsLength)) || !reader.Be(extensionsLength)) return std::nullopt;
-    if (!reader.Take(extensionsLength, extensions)) return std::nullopt;
-    return extensions;
+// From the record header to the length of the extension block.
+bool SkipToExtensions(base::ByteReader& reader, std::uint16_t& extensionsLength) {
+    constexpr std::size_t kRecordVersionAndLength = 4;
+    constexpr std::size_t kHandshakeLength = 3;
+    constexpr std::size_t kRandom = 32;
+    std::uint8_t record = 0;
+    std::uint8_t message = 0;
+    std::uint16_t version = 0;
+    base::Bytes cipherSuites;
+    if (!reader.Be(record) || record != kHandshakeRecord || !reader.Skip(kRecordVersionAndLength)) return false;
+    if (!reader.Be(message) || message != kClientHello || !reader.Skip(kHandshakeLength)) return false;
+    if (!reader.Be(version) || version == kSsl30 || !reader.Skip(kRandom)) return false;
+    return SkipShortVector(reader) && reader.Prefixed<std::uint16_t>(cipherSuites) && SkipShortVector(reader) &&
+           reader.Be(extensionsLength);
+}
+
+// The name behind the header of a server_name extension: list length, name type, name.
+bool ReadServerName(base::Bytes extension, UrlText& host) {
+    constexpr std::size_t kListLengthAndNameType = 3;
+    base::ByteReader reader(extension);
+    base::Bytes bytes;
+    if (!reader.Skip(kListLengthAndNameType) || !reader.Prefixed<std::uint16_t>(bytes)) return false;
+    if (bytes.size() >= kHostCapacity) return false;
+    const std::string_view name = base::TextOf(bytes);
+    return host.Assign(name.substr(0, name.find('\0')));
 }
 
 }  // namespace
 
-bool ExtractTlsServerName(base::Bytes data, HostText& host) {
-    if (data.size() < kMinLength || data[0] != kHandshakeRecord || data[5] != kClientHello) return false;
-    if (data[9] == 3 && data[10] == 0) return false;  // SSL 3.0
-    const std::optional<base::Bytes> extensions = Extensions(data);
-    if (!extensions) return false;
+bool ExtractTlsServerName(base::Bytes data, UrlText& host) {
+    base::ByteReader reader(data);
+    std::uint16_t extensionsLength = 0;
+    if (!SkipToExtensions(reader, extensionsLength)) return false;
+    const base::Bytes toEnd = reader.Rest();
+    base::Bytes extensions;
+    if (!reader.Take(extensionsLength, extensions)) return false;
 
-    base::ByteReader walk(*extensions);
-    while (walk.Remaining() > 0) {
-        std::uint16_t type = 0;
-        std::uint16_t length = 0;
-        if (!walk.Be(type) || !walk.Be(length)) break;
-        if (type == kServerNameExtension && length != 0) {
-            // The name is bounded by the data, not by its extension: the extension's own length is not tested here.
-            base::ByteReader name(
-                data.subspan(static_cast<std::size_t>(extensions->data() - data.data()) + walk.Position()));
-            std::uint16_t nameLength = 0;
-            base::Bytes bytes;
-            if (!name.Skip(3) || !name.Be(nameLength) || !name.Take(nameLength, bytes)) return false;
-            std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-            text = text.substr(0, text.find('\0'));
-            return bytes.size() < kHostCapacity && host.Assign(text);
-        }
+    base::ByteReader walk(extensions);
+    std::uint16_t type = 0;
+    std::uint16_t length = 0;
+    while (walk.Be(type) && walk.Be(length)) {
+        // QUIRK: the name is bounded by the data; its extension's own length is not tested.
+        // Test: AServerNameIsReadWhateverItsExtensionsLengthSays
+        if (type == kServerNameExtension && length != 0) return ReadServerName(toEnd.subspan(walk.Position()), host);
         if (!walk.Skip(length)) break;
     }
     host.Clear();

@@ -1,5 +1,5 @@
 // Takes the server name out of a TLS ClientHello (RFC 8446, 4.1.2; server_name: RFC 6066, 3).
-// One buffer that begins with the record header; records are not reassembled, that the caller knows.
+// Reads one buffer that begins with the record header. Does not reassemble records.
 #ifndef TARN_URL_TLS_CLIENT_HELLO_H
 #define TARN_URL_TLS_CLIENT_HELLO_H
 
@@ -10,7 +10,7 @@ namespace tarn::url {
 
 // True with an empty host for a hello without a server name; false for what is no hello, for lengths that pass the end
 // and for a name of 260 characters or more. host keeps the letter case and is untouched on false.
-bool ExtractTlsServerName(base::Bytes data, HostText& host);
+bool ExtractTlsServerName(base::Bytes data, UrlText& host);
 
 }  // namespace tarn::url
 

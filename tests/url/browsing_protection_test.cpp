@@ -138,6 +138,50 @@ TEST_F(MaliciousVerdicts, APatternHitAndAMaliciousCategoryActToo) {
     EXPECT_EQ(quarantine.urls, (std::vector<std::u16string>{u"bad.example/pattern", u"bad.example/category"}));
 }
 
+TEST_F(MaliciousVerdicts, TheVerdictStandsBeforeTheActionBegins) {
+    settings.bpStatus = 1;
+    LookUpCategories();
+    PublishMalicious("listed.example", true, {Threat("Threat", "/")});
+    std::vector<std::string> seen;
+    quarantine.whileLoaded = [&] { seen.push_back(Verdict() + ' ' + verdict.text.threat.url); };
+    Get("listed.example", "/a");
+    processes.executable = u"C:\\second";
+    script.patternFlag = 1;
+    Get("pattern.example", "/b");
+    processes.executable = u"C:\\third";
+    script.categories = {2};
+    Get("category.example", "/c");
+    EXPECT_EQ(seen,
+              (std::vector<std::string>{"0/2 listed.example/a", "0/2 pattern.example/b", "0/1 category.example/c"}));
+}
+
+TEST_F(MaliciousVerdicts, AnActionThatThrowsLeavesTheVerdict) {
+    settings.bpStatus = 1;
+    LookUpCategories();
+    PublishMalicious("listed.example", true, {});
+    quarantine.whileLoaded = [] { throw std::bad_alloc(); };
+    EXPECT_TRUE(Get("listed.example", "/a"));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_TRUE(PromptIs(11, 12));
+    processes.executable = u"C:\\second";
+    script.patternFlag = 1;
+    EXPECT_TRUE(Get("pattern.example", "/b"));
+    EXPECT_EQ(Verdict(), "0/2");
+    processes.executable = u"C:\\third";
+    script.categories = {2};
+    EXPECT_TRUE(Get("category.example", "/c"));
+    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_EQ(quarantine.loads, 3);
+}
+
+TEST_F(MaliciousVerdicts, TheActionIsAskedWithAnEmptyUrlToo) {
+    settings.bpStatus = 1;
+    PublishMalicious("", true, {});
+    EXPECT_TRUE(Scan("no request"));
+    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_EQ(quarantine.urls, std::vector<std::u16string>{u""});
+}
+
 TEST_F(MaliciousVerdicts, APhishingVerdictNeverActs) {
     settings.apStatus = 1;
     PublishPhishing("bad.example", true);

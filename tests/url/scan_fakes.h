@@ -4,6 +4,7 @@
 #define TARN_TESTS_URL_SCAN_FAKES_H
 
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -56,6 +57,7 @@ struct QuarantineScript {
     bool answer = true;
     int loads = 0;
     int frees = 0;
+    std::function<void()> whileLoaded;  // called before the module answers
     std::vector<std::u16string> paths;
     std::vector<std::u16string> urls;
     QuarantineRequest last{};
@@ -68,6 +70,7 @@ inline std::uint8_t TARN_CALL QuarantineFile(const char16_t* path, std::uint64_t
     EXPECT_EQ(a | b | c | d, 0U);
     *out1 = 1;
     *out2 = 2;
+    if (quarantineScript->whileLoaded) quarantineScript->whileLoaded();
     quarantineScript->paths.emplace_back(path);
     quarantineScript->urls.emplace_back(request->url);
     quarantineScript->last = *request;

@@ -67,7 +67,7 @@ Data Hello(const Data& extensions, const Shape& shape = {}) {
 std::optional<std::string> NameOf(const Data& data, std::size_t length) {
     const auto block = std::make_unique<std::uint8_t[]>(length);
     std::memcpy(block.get(), data.data(), length);
-    HostText host;
+    UrlText host;
     host.Assign("untouched");
     if (ExtractTlsServerName({block.get(), length}, host)) return std::string(host.View());
     EXPECT_EQ(host.View(), "untouched");
@@ -96,6 +96,14 @@ TEST(TlsClientHello, OnlySsl3IsRefused) {
     EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.minor = 0})), std::nullopt);
 }
 
+TEST(TlsClientHello, VersionsOtherThanSsl3AreNotTested) {
+    for (const std::uint8_t major : {std::uint8_t{2}, std::uint8_t{4}, std::uint8_t{0}}) {
+        Data hello = Hello(ServerName("a.example"), {.minor = 0});
+        hello[9] = major;
+        EXPECT_EQ(NameOf(hello), "a.example") << "client version " << int{major} << ".0";
+    }
+}
+
 TEST(TlsClientHello, OtherRecordsAndMessagesAreRefused) {
     Data record = Hello(ServerName("a.example"));
     record[0] = 23;
@@ -111,7 +119,8 @@ TEST(TlsClientHello, SessionIdLengths) {
 }
 
 TEST(TlsClientHello, TlsClientHello_LengthBytesOf128AndAbove_AreRefused) {
-    for (const std::size_t length : {128, 255}) {
+    // The long ones have length bytes of 128 and 255 and data enough for the number that a sign extension makes of it.
+    for (const std::size_t length : {128, 255, 0xFF80, 0xFFFF}) {
         EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.sessionId = length})), std::nullopt) << length;
         EXPECT_EQ(NameOf(Hello(ServerName("a.example"), {.compressionMethods = length})), std::nullopt) << length;
     }
@@ -141,6 +150,19 @@ TEST(TlsClientHello, AnExtensionThatRunsPastTheBlockEndsTheWalk) {
     lying[3] = 200;
     EXPECT_EQ(NameOf(Hello(Join({lying, ServerName("a.example")}))), "");
     EXPECT_EQ(NameOf(Hello({0, 10, 0})), "") << "a header cut by the block's end";
+}
+
+TEST(TlsClientHello, AServerNameIsReadWhateverItsExtensionsLengthSays) {
+    for (const int length : {1, 2, 13, 15, 255}) {
+        Data name = ServerName("a.example");  // 14 bytes behind the header
+        name[2] = 0;
+        name[3] = static_cast<std::uint8_t>(length);
+        EXPECT_EQ(NameOf(Hello(name)), "a.example") << length;
+    }
+    // The name may even lie behind the extension block, as long as the data holds it.
+    Data hello = Hello(ServerName("a.example"));
+    hello[hello.size() - 19] = 5;  // the low byte of the block's length: the header and one byte of 18
+    EXPECT_EQ(NameOf(hello), "a.example");
 }
 
 TEST(TlsClientHello, ANameThatRunsPastTheDataIsRefused) {
