@@ -74,15 +74,9 @@ std::uint8_t TARN_CALL ScriptedQuarantine(const char16_t*, std::uint64_t, const 
 }
 
 void BindScriptedModules(modules::Companions& companions) {
-    companions.categorisation.functions.SCGetURLCategories = GetCategories;
-    companions.categorisation.functions.SCReleaseCategories = ReleaseCategories;
-    companions.categorisation.functions.SCGetCategoryName = GetCategoryName;
-    companions.categorisation.loaded = true;
-    companions.urlPatterns.functions.WSCheckURLMaliciousPattern = CheckPattern;
-    companions.urlPatterns.loaded = true;
-    companions.httpsInspection.functions.TiScanHttpsPacket = InspectHttps;
-    companions.httpsInspection.functions.TiShowPopup = [] {};
-    companions.httpsInspection.loaded = true;
+    companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories, .SCGetCategoryName = GetCategoryName, .SCReleaseCategories = ReleaseCategories};
+    companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
+    companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = InspectHttps, .TiShowPopup = [] {}};
 }
 
 }  // namespace tarn::fuzz

@@ -7,7 +7,7 @@
 
 #include "tarn/companions.h"
 
-#include "modules/companion_table.h"
+#include "modules/companions.h"
 #include "policy/policy.h"
 #include "policy/site_judge.h"
 

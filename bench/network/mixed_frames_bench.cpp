@@ -57,11 +57,8 @@ struct Scanner {
 
     explicit Scanner(decltype(&Categories<2>) categories) {
         settings.idsIpsStatus = 1;
-        companions.categorisation.functions.SCGetURLCategories = categories;
-        companions.categorisation.functions.SCReleaseCategories = Release;
-        companions.categorisation.loaded = true;
-        companions.packetSignatures.functions.PKSScanPacket = CleanFrame;
-        companions.packetSignatures.loaded = true;
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = categories, .SCReleaseCategories = Release};
+        companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = CleanFrame};
     }
     std::size_t Blocked(const Traffic& traffic) {
         std::size_t blocked = 0;
@@ -98,7 +95,7 @@ void MixedScannedUnderAttack(benchmark::State& state) {
 }
 void MixedScannedModuleCallsAlone(benchmark::State& state) {
     const Scanner scanner(Categories<5>);
-    const auto scan = scanner.companions.packetSignatures.functions.PKSScanPacket;
+    const auto scan = scanner.companions.packetSignatures->PKSScanPacket;
     Measure(state, kFrames, [&] {
         std::size_t clean = 0;
         PacketVerdict verdict{};

@@ -59,11 +59,8 @@ class Scanner {
         for (std::size_t i = 0; i < rules.size(); ++i) rules[i].id = static_cast<std::uint16_t>(i);
         settings_.idsRules.CopySelected(
             {.ruleCount = static_cast<std::uint32_t>(rules.size()), .extra = 0, .rules = rules.data()}, 50);
-        companions.categorisation.functions.SCGetURLCategories = Categories;
-        companions.categorisation.functions.SCReleaseCategories = Release;
-        companions.categorisation.loaded = true;
-        companions.packetSignatures.functions.PKSScanPacket = CleanFrame;
-        companions.packetSignatures.loaded = true;
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = Categories, .SCReleaseCategories = Release};
+        companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = CleanFrame};
         for (std::uint32_t i = 0; i < 4000; ++i) attackers_->Add(NumberedAddress(0x0A000000 + 2 * i));
     }
 
@@ -103,7 +100,7 @@ void PacketScannedKnownAttacker(benchmark::State& state) {
 void PacketScannedSignatureFound(benchmark::State& state) {
     answeredCategory = 5;
     Scanner scanner;
-    scanner.companions.packetSignatures.functions.PKSScanPacket = AttackFrame;
+    scanner.companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = AttackFrame};
     scanner.Run(state, TARN_PACKET_BLOCK, 31);
 }
 
@@ -111,16 +108,16 @@ void PacketScannedSignatureFound(benchmark::State& state) {
 void PacketScannedModuleCallsAlone(benchmark::State& state) {
     answeredCategory = 5;
     const Scanner scanner;
-    const auto& categorisation = scanner.companions.categorisation.functions;
-    const auto scan = scanner.companions.packetSignatures.functions.PKSScanPacket;
+    const auto& categorisation = scanner.companions.categorisation;
+    const auto scan = scanner.companions.packetSignatures->PKSScanPacket;
     const FrameBytes frame = CapturedFrame();
     PacketVerdict verdict{};
     for (auto unused : state) {
         (void)unused;
         std::uint16_t* categories = nullptr;
         std::uint16_t count = 0;
-        categorisation.SCGetURLCategories("192.0.2.31", &categories, &count, 0);
-        categorisation.SCReleaseCategories(categories);
+        categorisation->SCGetURLCategories("192.0.2.31", &categories, &count, 0);
+        categorisation->SCReleaseCategories(categories);
         scan(frame.data(), static_cast<std::uint32_t>(frame.size()), 9999, 1, &verdict);
         if (count != 1 || verdict.action != 2) state.SkipWithError("a wrong answer");
     }

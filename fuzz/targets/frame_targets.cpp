@@ -47,11 +47,8 @@ struct PacketWorld {
     PacketWorld() {
         settings.idsIpsStatus = 1;
         settings.idsIpsFlags = 0x00010000;
-        companions.categorisation.functions.SCGetURLCategories = CategoriesOfAddress;
-        companions.categorisation.functions.SCReleaseCategories = ReleaseCategories;
-        companions.categorisation.loaded = true;
-        companions.packetSignatures.functions.PKSScanPacket = ScanForSignature;
-        companions.packetSignatures.loaded = true;
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = CategoriesOfAddress, .SCReleaseCategories = ReleaseCategories};
+        companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = ScanForSignature};
         std::array<IdsRule, 2> rules{};
         for (IdsRule& rule : rules) std::memset(&rule.name, 'x', sizeof rule.name + sizeof rule.description);
         rules[0].id = 7;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/hash.h"
+#include "fakes/no_modules.h"
 #include "machine/product_data.h"
 #include "parental/logon_check.h"
 #include "parental/saved_sessions.h"
@@ -91,25 +92,24 @@ void SavedSessions(Bytes input) {
     const std::size_t count = saved.size() / sizeof(SavedSessionRecord);
 
     modules::Companions companions;
-    companions.statusReader.functions.ReadPCSystemControlSettings = ReadSessions;
-    companions.statusReader.functions.ReleasePCSystemControlSettings = ReleaseSessions;
-    companions.statusReader.functions.WritePCSystemControlSettings = WriteSessions;
-    companions.statusReader.loaded = true;
+    companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = ReadSessions, .ReleasePCSystemControlSettings = ReleaseSessions, .WritePCSystemControlSettings = WriteSessions};
+    fakes::NoModules system;
     const UtcClock clock;
     std::uint32_t error = 0;
     parental::UserSessionTable table;
-    parental::LoadUserSessions(table, settings, companions, clock, error);
+    modules::ModuleCalls calls(companions, system, error);
+    parental::LoadUserSessions(table, settings, calls, clock);
     Require(table.Records().size() == count, "every saved account is loaded");
     for (const parental::UserSessionRecord& record : table.Records())
         Require(std::ranges::find(record.userName, u'\0') != record.userName.end(), "a name is terminated");
 
     // What is saved is loaded as the same again.
-    Require(parental::SaveUserSessions(table, companions, clock, error), "the accounts are saved");
+    Require(parental::SaveUserSessions(table, calls, clock), "the accounts are saved");
     const ByteList first = storedSessions;
     Require(first.size() == count * sizeof(SavedSessionRecord), "every account is saved");
     parental::UserSessionTable again;
-    parental::LoadUserSessions(again, settings, companions, clock, error);
-    Require(parental::SaveUserSessions(again, companions, clock, error) && storedSessions == first,
+    parental::LoadUserSessions(again, settings, calls, clock);
+    Require(parental::SaveUserSessions(again, calls, clock) && storedSessions == first,
             "saving and loading change nothing");
 
     const std::size_t before = table.Records().size();

@@ -1,13 +1,12 @@
 // The thirteen exports: null checks, preset verdicts, and the one place that stops exceptions.
-// Nothing is decided here; each export hands its records to the room that judges them.
+// Host threads call them at the same time; the library's instance comes from library_instance.h.
 #include <cstdint>
 
 #include "tarn/tarn.h"
 
-#include "api/library.h"
+#include "api/library_instance.h"
 #include "api/lifecycle.h"
 #include "api/settings_change.h"
-#include "machine/machine_win32.h"
 #include "network/connection_drop.h"
 #include "network/packet_scan.h"
 #include "parental/logon_check.h"
@@ -20,14 +19,11 @@ namespace {
 
 using tarn::api::Library;
 
-tarn::machine::WindowsMachine platform;
-Library theLibrary(platform);
-
 // No exception crosses the library's boundary: one that gets here is a failure of the call.
 template <class Work>
 std::uint8_t AtBoundary(Work&& work) noexcept {
     try {
-        return work(theLibrary) ? 1 : 0;
+        return work(tarn::api::TheLibrary()) ? 1 : 0;
     } catch (...) {
         return 0;
     }
@@ -61,8 +57,7 @@ void TARN_CALL WSShutDown(std::uint64_t a, std::uint64_t b, std::uint64_t c, std
 std::uint32_t TARN_CALL WSSettingsChanged(std::uint32_t kind, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
     if (kind > tarn::api::kLastSettingsKind) return 0;
     return AtBoundary([&](Library& library) {
-        tarn::modules::PassThrough passed(a, b, c);
-        return tarn::api::ChangeSettings(library, static_cast<tarn::api::SettingsKind>(kind), passed);
+        return tarn::api::ChangeSettings(library, static_cast<tarn::api::SettingsKind>(kind), {a, b, c});
     });
 }
 
@@ -103,7 +98,7 @@ std::uint8_t TARN_CALL WSDropConnection(const std::uint8_t* frame) {
     if (frame == nullptr) return 0;
     return AtBoundary([&](Library& library) {
         const auto row = tarn::network::RowOfConnection(frame);
-        return row && library.platform.SetTcpRow(*row);
+        return row && library.machine.SetTcpRow(*row);
     });
 }
 
@@ -118,9 +113,10 @@ std::uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request) 
 std::uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, LogonVerdict* verdict) {
     if (event == nullptr || verdict == nullptr) return 0;
     return AtBoundary([&](Library& library) {
-        const tarn::base::WriteHold hold(library.parentalLock);
-        return tarn::parental::ScanLogonEvent(*event, *verdict, library.sessions, library.parental,
-                                              library.platform.Clock());
+        return library.parental.Write([&](tarn::api::ParentalTables& tables) {
+            return tarn::parental::ScanLogonEvent(*event, *verdict, tables.sessions, tables.settings,
+                                                  library.machine.Clock());
+        });
     });
 }
 

@@ -13,36 +13,36 @@ namespace {
 
 constexpr std::size_t kNamesCapacity = 2048;  // units of the exclusion list's text, the NUL included
 
-bool InstalledFile(machine::Machine& platform, std::u16string_view name, base::PathBuffer& file) {
+bool InstalledFile(machine::Machine& machine, std::u16string_view name, base::PathBuffer& file) {
     base::PathBuffer folder;
-    return platform.Modules().InstallFolder(folder) &&
+    return machine.Modules().InstallFolder(folder) &&
            base::Succeeded(base::FormatText(file, {base::FieldText(folder), name}));
 }
 
 // The ini file and the clock as the social reminder asks for them.
 class InstalledSocialFacts final : public SocialFacts {
  public:
-    explicit InstalledSocialFacts(machine::Machine& platform)
-        : platform_(platform), hasFile_(InstalledFile(platform, u"socialset.ini", file_)) {}
+    explicit InstalledSocialFacts(machine::Machine& machine)
+        : machine_(machine), hasFile_(InstalledFile(machine, u"socialset.ini", file_)) {}
 
     std::optional<std::uint32_t> OnlineHandle() override {
         if (!hasFile_) return std::nullopt;
-        return platform_.ReadIniInteger(file_, kSection, u"FBOnlineHandle", 0);
+        return machine_.ReadIniInteger(file_, kSection, u"FBOnlineHandle", 0);
     }
 
     std::optional<std::string_view> LikeText() override {
         std::array<char16_t, kLikeCapacity> wide{};
-        const std::size_t length = platform_.ReadIniText(file_, kSection, u"FBLike", wide);
+        const std::size_t length = machine_.ReadIniText(file_, kSection, u"FBLike", wide);
         if (length == 0 || length >= kLikeCapacity - 1) return std::nullopt;
         // A number is ASCII; any other unit ends it.
         for (std::size_t i = 0; i < length; ++i) like_[i] = wide[i] < 0x80 ? static_cast<char>(wide[i]) : '?';
         return std::string_view(like_.data(), length);
     }
 
-    SocialDateTime Now() override { return FromSystemTime(platform_.Clock().Now()); }
+    SocialDateTime Now() override { return FromSystemTime(machine_.Clock().Now()); }
 
     std::optional<SocialDateTime> ToLocal(std::int64_t seconds) override {
-        const std::optional<TarnSystemTime> local = platform_.Clock().ToLocal(seconds);
+        const std::optional<TarnSystemTime> local = machine_.Clock().ToLocal(seconds);
         if (!local) return std::nullopt;
         return FromSystemTime(*local);
     }
@@ -50,7 +50,7 @@ class InstalledSocialFacts final : public SocialFacts {
     std::int64_t ToSeconds(const SocialDateTime& local) override {
         const TarnSystemTime time{local.year, local.month,  local.dayOfWeek, local.day,
                                   local.hour, local.minute, local.second,    0};
-        return platform_.Clock().ToSeconds(time).value_or(-1);
+        return machine_.Clock().ToSeconds(time).value_or(-1);
     }
 
  private:
@@ -61,7 +61,7 @@ class InstalledSocialFacts final : public SocialFacts {
         return {time.year, time.month, time.dayOfWeek, time.day, time.hour, time.minute, time.second};
     }
 
-    machine::Machine& platform_;
+    machine::Machine& machine_;
     base::PathBuffer file_;
     bool hasFile_;
     std::array<char, kLikeCapacity> like_{};
@@ -69,26 +69,26 @@ class InstalledSocialFacts final : public SocialFacts {
 
 }  // namespace
 
-bool ReadDnsBlockSwitch(machine::Machine& platform, std::uint32_t& dnsBlockSwitch) {
+bool ReadDnsBlockSwitch(machine::Machine& machine, std::uint32_t& dnsBlockSwitch) {
     base::PathBuffer file;
-    if (!InstalledFile(platform, u"dnsblock.ini", file)) return false;
-    dnsBlockSwitch = platform.ReadIniInteger(file, u"WEB_SECURITY", u"BLOCK_URL_IN_DNS", 0);
+    if (!InstalledFile(machine, u"dnsblock.ini", file)) return false;
+    dnsBlockSwitch = machine.ReadIniInteger(file, u"WEB_SECURITY", u"BLOCK_URL_IN_DNS", 0);
     return true;
 }
 
-url::BrowserExclusions ReadBrowserExclusions(machine::Machine& platform) {
+url::BrowserExclusions ReadBrowserExclusions(machine::Machine& machine) {
     constexpr const char16_t* kSection = u"BROWSER_EXCLUSION_LIST";
     base::PathBuffer file;
-    if (!InstalledFile(platform, u"browskip.ini", file)) return {};
-    const std::uint32_t count = platform.ReadIniInteger(file, kSection, u"COUNT", 0);
+    if (!InstalledFile(machine, u"browskip.ini", file)) return {};
+    const std::uint32_t count = machine.ReadIniInteger(file, kSection, u"COUNT", 0);
     if (count == 0) return {};
     std::array<char16_t, kNamesCapacity> names{};
-    platform.ReadIniText(file, kSection, u"NAMES", names);
+    machine.ReadIniText(file, kSection, u"NAMES", names);
     return url::ParseBrowserExclusions(base::FieldText(names), count);
 }
 
-bool ReadSocialReminder(machine::Machine& platform) {
-    InstalledSocialFacts facts(platform);
+bool ReadSocialReminder(machine::Machine& machine) {
+    InstalledSocialFacts facts(machine);
     bool due = false;
     std::int64_t elapsedSeconds = 0;
     return IsSocialReminderDue(facts, due, elapsedSeconds) == SocialResult::kOk && due;

@@ -1,6 +1,6 @@
 // What is read from the ini files of the install folder: the DNS-block switch, the browser exclusion list and the
 // social-network reminder.
-// A file that is missing gives the defaults.
+// A file that is missing gives the defaults. Files are read in the thread of the caller; nothing is kept.
 #ifndef TARN_API_INI_SETTINGS_H
 #define TARN_API_INI_SETTINGS_H
 
@@ -12,13 +12,13 @@
 namespace tarn::api {
 
 // False, with the switch untouched, when the file's path cannot be built.
-bool ReadDnsBlockSwitch(machine::Machine& platform, std::uint32_t& dnsBlockSwitch);
+bool ReadDnsBlockSwitch(machine::Machine& machine, std::uint32_t& dnsBlockSwitch);
 
 // Empty when the file's path cannot be built.
-[[nodiscard]] url::BrowserExclusions ReadBrowserExclusions(machine::Machine& platform);
+[[nodiscard]] url::BrowserExclusions ReadBrowserExclusions(machine::Machine& machine);
 
-// Not due, too, when the decision ends with an error.
-[[nodiscard]] bool ReadSocialReminder(machine::Machine& platform);
+// An error counts as not due.
+[[nodiscard]] bool ReadSocialReminder(machine::Machine& machine);
 
 }  // namespace tarn::api
 

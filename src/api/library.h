@@ -1,47 +1,40 @@
-// Everything that the process keeps, one member per subsystem. Only this floor knows the instance; below it every
-// function receives the piece that it needs.
+// The one object that holds what the exports share, one member per subsystem. Below this layer every function receives
+// the piece that it needs. Scans use it from any thread at once; the other exports change it while no scan runs.
 #ifndef TARN_API_LIBRARY_H
 #define TARN_API_LIBRARY_H
 
 #include <cstdint>
-#include <memory>
+#include <optional>
 
+#include "api/parental_tables.h"
 #include "api/schedule_worker.h"
-#include "base/reader_writer_lock.h"
-#include "base/sync.h"
+#include "base/contract_relics.h"
 #include "lists/published_lists.h"
 #include "machine/machine.h"
-#include "modules/companion_table.h"
-#include "modules/settings.h"
+#include "modules/companions.h"
+#include "modules/module_calls.h"
+#include "modules/settings_state.h"
 #include "network/dns_answer_ring.h"
 #include "network/ids_blocked_list.h"
 #include "network/packet_scan.h"
 #include "network/reported_attackers.h"
-#include "parental/settings_copy.h"
-#include "parental/user_sessions.h"
 #include "smb/smb_tables.h"
 #include "url/browsing_protection.h"
 #include "url/scan_context.h"
 
 namespace tarn::api {
 
-// The eight reader/writer locks stand with what they guard: the condemned addresses, browsing protection's state, the
-// schedule flag, the four SMB tables and, below, the parental-control tables. No path holds two of them at once.
+// The eight reader/writer locks stand with what they guard: the blocked addresses, browsing protection's state, the
+// schedule flag, the four SMB tables and the parental-control tables. No path holds two of them at once.
 struct Library {
-    explicit Library(machine::Machine& systemPlatform)
-        : platform(systemPlatform), scheduleWorker(systemPlatform.Clock()) {}
+    explicit Library(machine::Machine& ownMachine) noexcept : machine(ownMachine), scheduleWorker(ownMachine.Clock()) {}
 
-    machine::Machine& platform;
+    machine::Machine& machine;
     bool ready = false;  // between a WSInit that succeeded and WSDeinit
     modules::Companions companions;
     modules::SettingsState settings;
     lists::PublishedLists lists;
-
-    base::ReaderWriterLock parentalLock;  // writing: replacing the copy, every use of the sessions
-    parental::SettingsCopy parental;
-    lists::PublishedProfiles profiles;  // one for each entry of the copy
-    parental::UserSessionTable sessions;
-
+    ParentalControl parental;
     ScheduleWorker scheduleWorker;
     network::DnsAnswerRing dnsRing;
     network::IdsBlockedList idsBlockedList;
@@ -50,20 +43,37 @@ struct Library {
     network::ReportedAttackerList reportedAttackers;  // has the other critical section; survives WSDeinit
     url::ManagedClient managedClient;
     std::uint32_t dnsBlockSwitch = 0;
-    std::unique_ptr<std::uint8_t[]> connectionBuffer;  // nothing fills it today
+    base::ContractRelics relics;
 
-    // QUIRK: made and deleted with the library, never entered.  Test: Locks_SpareCriticalSection_IsThere
-    base::CriticalSection spare;
-
+    // For one operation, made on its stack.
+    [[nodiscard]] modules::ModuleCalls Calls(std::uint32_t& error,
+                                             std::optional<modules::PassedValues> passed = std::nullopt) {
+        return {companions, machine.Modules(), error, passed};
+    }
     [[nodiscard]] url::ScanContext Scan() {
-        return {
-            companions,         platform.Modules(),      settings,       lists,   parental,       profiles,
-            managedClient,      scheduleWorker.Allows(), idsBlockedList, dnsRing, dnsBlockSwitch, platform.Processes(),
-            browsingProtection, platform.Clock()};
+        return {.companions = companions,
+                .system = machine.Modules(),
+                .settings = settings,
+                .lists = lists,
+                .parental = parental.Settings(),
+                .profiles = parental.Profiles(),
+                .managedClient = managedClient,
+                .scheduleAllows = scheduleWorker.Allows(),
+                .idsBlockedList = idsBlockedList,
+                .dnsRing = dnsRing,
+                .dnsBlockSwitch = dnsBlockSwitch,
+                .processes = machine.Processes(),
+                .browsingProtection = browsingProtection,
+                .clock = machine.Clock()};
     }
     [[nodiscard]] network::PacketScanContext PacketScan() {
-        return {companions, settings, parental.strictness, reportedAttackers};
+        return {.companions = companions,
+                .settings = settings,
+                .strictness = parental.Settings().strictness,
+                .reportedAttackers = reportedAttackers};
     }
+    // Nothing of other modules is held and no thread runs, so that the object can go.
+    [[nodiscard]] bool IsAtRest() const { return !companions.AnyLoaded() && !scheduleWorker.IsRunning(); }
 };
 
 }  // namespace tarn::api

@@ -1,5 +1,5 @@
 // Start-up and shut-down of the library: the order of the steps, and what a failing step undoes.
-// Each step's work is its own room's; the exports only call in here.
+// Runs on the thread of the export, while no scan runs.
 #ifndef TARN_API_LIFECYCLE_H
 #define TARN_API_LIFECYCLE_H
 
@@ -10,7 +10,8 @@
 namespace tarn::api {
 
 // From nothing to ready. mode 1 = restart with the saved DNS answers, 0 = fresh start. A library that is ready is ended
-// first. A step that fails undoes the steps before it in reverse order and gives false.
+// first; of one that is not, a running worker is stopped and loaded modules are unloaded. A step that fails or throws
+// undoes the steps before it in reverse order; failing gives false.
 bool Start(Library& library, std::uint8_t mode, std::uint32_t& error);
 
 // Undoes Start. Safe before it and when called twice.

@@ -7,6 +7,7 @@ namespace tarn::api {
 using parental::ScheduleEnd;
 
 bool ScheduleWorker::Start(const parental::SettingsCopy& settings, std::uint32_t& error) {
+    TARN_ASSERT(!thread_.Exists());
     error = 0;
     const parental::PcUserEntry* first = settings.First();
     if (first == nullptr || !parental::ScheduleIsOn(first->leading)) {
@@ -19,7 +20,7 @@ bool ScheduleWorker::Start(const parental::SettingsCopy& settings, std::uint32_t
     }
     Write(false);
     settingsLoaded_ = settings.loaded && parental::CopyWeek(first->schedule, week_);
-    toldStarted_ = false;
+    startSignalled_ = false;
     if (!thread_.Start(Run, this)) {
         error = base::LastSystemError();
         stop_.Close();
@@ -44,7 +45,7 @@ bool ScheduleWorker::Stop() {
 std::uint32_t ScheduleWorker::Run(void* self) {
     auto& worker = *static_cast<ScheduleWorker*>(self);
     const ScheduleEnd end = worker.FollowSchedule();
-    worker.TellStarted();
+    worker.SignalStarted();
     return static_cast<std::uint32_t>(end);
 }
 
@@ -58,10 +59,10 @@ ScheduleEnd ScheduleWorker::FollowSchedule() {
     }
     for (;;) {
         const TarnSystemTime now = clock_.Now();
-        if (!machine::DaysSince1970(now)) return ScheduleEnd::kStopped;  // not a time that can be reckoned with
+        if (!machine::DaysSince1970(now)) return ScheduleEnd::kStopped;  // the clock gives no date
         const parental::ScheduleTurn turn = parental::NextTurn(intervals.View(), now);
         Write(turn.allowed);
-        TellStarted();
+        SignalStarted();
         if (stop_.Wait(turn.waitSeconds * 1000) != base::Event::WaitResult::kTimedOut) break;
     }
     Write(false);
@@ -73,9 +74,9 @@ void ScheduleWorker::Write(bool allows) {
 }
 
 // The starter waits for this once, whichever way the thread gets there first.
-void ScheduleWorker::TellStarted() {
-    if (toldStarted_) return;
-    toldStarted_ = true;
+void ScheduleWorker::SignalStarted() {
+    if (startSignalled_) return;
+    startSignalled_ = true;
     started_.Release(1);
 }
 

@@ -1,10 +1,11 @@
 // The library's only thread: it wakes at each boundary of the weekly schedule and writes the flag that URL scans read.
-// What a moment of the week means is decided by the parental floor's weekly schedule.
+// It owns the thread, which holds the library in memory until it ends. Settings exports start and stop it.
 #ifndef TARN_API_SCHEDULE_WORKER_H
 #define TARN_API_SCHEDULE_WORKER_H
 
 #include <cstdint>
 
+#include "base/assert.h"
 #include "base/guarded.h"
 #include "base/sync.h"
 #include "machine/local_time.h"
@@ -16,11 +17,11 @@ namespace tarn::api {
 class ScheduleWorker {
  public:
     explicit ScheduleWorker(const machine::LocalClock& clock) : clock_(clock) {}
-    ~ScheduleWorker() = default;
+    ~ScheduleWorker() { TARN_ASSERT(!thread_.Exists()); }
     ScheduleWorker(const ScheduleWorker&) = delete;
     ScheduleWorker& operator=(const ScheduleWorker&) = delete;
 
-    // With a schedule that is switched on: starts the thread on a private copy of it, and returns when the thread has
+    // Not while a thread runs. With a schedule that is switched on: starts the thread on a private copy of it, and returns when the thread has
     // written its first flag or has ended. Otherwise sets the flag. False, with the system's error in the cell, when
     // the event or the thread cannot be made.
     bool Start(const parental::SettingsCopy& settings, std::uint32_t& error);
@@ -40,14 +41,14 @@ class ScheduleWorker {
     static std::uint32_t Run(void* self);
     parental::ScheduleEnd FollowSchedule();
     void Write(bool allows);
-    void TellStarted();
+    void SignalStarted();
 
     const machine::LocalClock& clock_;
     base::Guarded<bool> allows_;
     base::Event stop_;
     base::WorkerThread thread_;
     base::Semaphore started_;
-    bool toldStarted_ = false;
+    bool startSignalled_ = false;
     bool settingsLoaded_ = false;
     parental::WeekRanges week_;  // the thread's own: the settings may be replaced while it runs
     parental::ScheduleEnd lastEnd_ = parental::ScheduleEnd::kStopped;

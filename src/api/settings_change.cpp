@@ -1,176 +1,135 @@
 #include "api/settings_change.h"
 
-#include "api/parental_load.h"
 #include "api/settings_load.h"
-#include "modules/companion_loader.h"
-#include "modules/settings.h"
+#include "modules/module_calls.h"
 
 namespace tarn::api {
 namespace {
 
-using modules::PassThrough;
+using modules::ModuleCalls;
 
-bool ReloadCategorisation(Library& library, std::uint32_t& error, PassThrough* passed = nullptr) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadCategorisation(library.companions, system, error, passed);
+bool ReloadCategorisation(ModuleCalls& calls) {
+    calls.Unload<modules::Categorisation>();
     base::PathBuffer folder;
-    return system.InstallFolder(folder) && modules::LoadCategorisation(library.companions, system, folder, error);
+    return calls.System().InstallFolder(folder) && calls.Load<modules::Categorisation>(folder);
 }
 
-bool ChangeAntiPhishingStatus(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
+bool ChangeAntiPhishingStatus(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    return modules::ReadAPStatus(library.companions, settings.apStatus, error, &passed) &&
-           modules::ReadAPReportPromptStatus(library.companions, settings.apPrompt, error) &&
-           ReloadCategorisation(library, error);
+    return calls.ReadAPStatus(settings.apStatus) && calls.ReadAPReportPromptStatus(settings.apPrompt) &&
+           ReloadCategorisation(calls);
 }
 
-bool ChangeBrowsingProtectionStatus(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
+bool ChangeBrowsingProtectionStatus(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    return modules::ReadBPStatus(library.companions, settings.bpStatus, error, &passed) &&
-           modules::ReadBPReportPromptStatus(library.companions, settings.bpPrompt, error) &&
-           ReloadCategorisation(library, error);
+    return calls.ReadBPStatus(settings.bpStatus) && calls.ReadBPReportPromptStatus(settings.bpPrompt) &&
+           ReloadCategorisation(calls);
 }
 
-bool ChangeIdsIpsStatus(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
-    return modules::ReadIDSIPSStatus(library.companions, library.settings.idsIpsStatus, error, &passed);
-}
-
-bool ChangeUserWhiteList(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
+bool ChangeUserWhiteList(Library& library, ModuleCalls& calls) {
     library.lists.user.Clear();
-    modules::ReleaseBPUserWhiteList(library.companions, library.settings.bpUserWhiteList, &passed);
-    return LoadUserWhiteList(library, error);
+    calls.ReleaseBPUserWhiteList(library.settings.bpUserWhiteList);
+    return LoadUserWhiteList(library, calls);
 }
 
-bool ChangeParentalControl(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
-    SaveAndClearUserSessions(library, error, &passed);
-    if (!LoadParentalControl(library, error, &passed)) return false;
+bool RestartWorker(Library& library, ModuleCalls& calls) {
     library.scheduleWorker.Stop();
-    if (!library.scheduleWorker.Start(library.parental, error)) {
-        FreeParentalControl(library);
+    return library.scheduleWorker.Start(library.parental.Settings(), calls.Error());
+}
+
+bool ChangeParentalControl(Library& library, ModuleCalls& calls) {
+    library.parental.SaveAndClearSessions(calls, library.machine);
+    if (!library.parental.Load(calls)) return false;
+    if (!RestartWorker(library, calls)) {
+        library.parental.Free();
         return false;
     }
-    return ReloadCategorisation(library, error) && RebuildUserSessions(library, error);
+    if (!ReloadCategorisation(calls)) return false;
+    library.parental.RebuildSessions(calls, library.machine);
+    return true;
 }
 
-bool ChangeIdsIpsSettings(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
+bool ChangeIdsIpsSettings(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    if (modules::ReadIDSIPSSettings(library.companions, settings.idsIpsFlags, settings.idsIpsExtra, error, &passed))
-        return true;
+    if (calls.ReadIDSIPSSettings(settings.idsIpsFlags, settings.idsIpsExtra)) return true;
     // QUIRK: a failed read of the IDS settings also turns the IDS status off.
     // Test: IdsSettings_ReadFails_TurnsStatusOff
     settings.idsIpsStatus = 0;
     return false;
 }
 
-bool ChangeHttpsInspection(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
-    machine::ModuleSystem& system = library.platform.Modules();
-    const bool mayRun = modules::HttpsInspectionMayRun(system.HttpsFacts());
-    if (mayRun) modules::UnloadHttpsInspection(library.companions, system, &passed);
-    if (!ReloadCategorisation(library, error, &passed)) return false;
+bool ChangeHttpsInspection(ModuleCalls& calls) {
+    const bool mayRun = modules::HttpsInspectionMayRun(calls.System().HttpsFacts());
+    if (mayRun) calls.Unload<modules::HttpsInspection>();
+    if (!ReloadCategorisation(calls)) return false;
     base::PathBuffer folder;
-    if (mayRun && system.InstallFolder(folder)) modules::LoadHttpsInspection(library.companions, system, folder);
+    if (mayRun && calls.System().InstallFolder(folder)) calls.Load<modules::HttpsInspection>(folder);
     return true;
 }
 
-bool ChangeEverything(Library& library, PassThrough& passed) {
-    std::uint32_t error = 0;
-    ReleaseSettings(library, error, &passed);
-    if (!LoadSettings(library, kModeRestart, error)) return false;
-    library.scheduleWorker.Stop();
-    if (library.scheduleWorker.Start(library.parental, error) && ReloadCategorisation(library, error)) return true;
-    ReleaseSettings(library, error);
+bool ChangeEverything(Library& library, ModuleCalls& calls) {
+    ReleaseSettings(library, calls);
+    if (!LoadSettings(library, calls, kModeRestart)) return false;
+    if (RestartWorker(library, calls) && ReloadCategorisation(calls)) return true;
+    ReleaseSettings(library, calls);
     return false;
 }
 
-void ReloadUrlPatterns(Library& library, const base::PathBuffer& folder, std::uint32_t& error) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadUrlPatterns(library.companions, system, error);
-    modules::LoadUrlPatterns(library.companions, system, folder);
-}
-
-bool ReloadPacketSignatures(Library& library, const base::PathBuffer& folder, std::uint32_t& error) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadPacketSignatures(library.companions, system, error);
-    return modules::LoadPacketSignatures(library.companions, system, folder, error);
-}
-
-bool ReloadSettingsReader(Library& library, const base::PathBuffer& folder) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadSettingsReader(library.companions, system);
-    return modules::LoadSettingsReader(library.companions, system, folder);
-}
-
-// QUIRK: unlike at start-up nobody asks whether HTTPS inspection may run on this system.
-// Test: UpdatedHttpsInspection_IsLoadedWhateverTheSystem
-bool ReloadHttpsInspection(Library& library, const base::PathBuffer& folder) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadHttpsInspection(library.companions, system);
-    return modules::LoadHttpsInspection(library.companions, system, folder);
-}
-
-bool ReloadStatusReader(Library& library, const base::PathBuffer& folder) {
-    machine::ModuleSystem& system = library.platform.Modules();
-    modules::UnloadStatusReader(library.companions, system);
-    return modules::LoadStatusReader(library.companions, system, folder);
-}
-
-void ReloadBrowsingProtectionSettings(Library& library, std::uint32_t& error) {
+void ReloadBrowsingProtectionSettings(Library& library, ModuleCalls& calls) {
     library.lists.malicious.Clear();
-    modules::ReleaseBPSettings(library.companions, library.settings.bpSettings);
-    LoadBrowsingProtectionSettings(library, error);
+    calls.ReleaseBPSettings(library.settings.bpSettings);
+    LoadBrowsingProtectionSettings(library, calls);
 }
 
-void ReloadIdsRules(Library& library, std::uint32_t& error) {
-    modules::ReleaseIDSSettings(library.companions, library.settings.idsRules);
-    LoadIdsRules(library, error);
+void ReloadIdsRules(Library& library, ModuleCalls& calls) {
+    calls.ReleaseIDSSettings(library.settings.idsRules);
+    LoadIdsRules(library, calls);
 }
 
 }  // namespace
 
-bool ChangeSettings(Library& library, SettingsKind kind, PassThrough& passed) {
+bool ChangeSettings(Library& library, SettingsKind kind, const modules::PassedValues& passed) {
+    std::uint32_t error = 0;
+    ModuleCalls calls = library.Calls(error, passed);
     switch (kind) {
         case SettingsKind::kAntiPhishingStatus:
-            return ChangeAntiPhishingStatus(library, passed);
+            return ChangeAntiPhishingStatus(library, calls);
         case SettingsKind::kBrowsingProtectionStatus:
-            return ChangeBrowsingProtectionStatus(library, passed);
+            return ChangeBrowsingProtectionStatus(library, calls);
         case SettingsKind::kIdsIpsStatus:
-            return ChangeIdsIpsStatus(library, passed);
+            return calls.ReadIDSIPSStatus(library.settings.idsIpsStatus);
         case SettingsKind::kUserWhiteList:
-            return ChangeUserWhiteList(library, passed);
+            return ChangeUserWhiteList(library, calls);
         case SettingsKind::kParentalControl:
-            return ChangeParentalControl(library, passed);
+            return ChangeParentalControl(library, calls);
         case SettingsKind::kIdsIpsSettings:
-            return ChangeIdsIpsSettings(library, passed);
+            return ChangeIdsIpsSettings(library, calls);
         case SettingsKind::kHttpsInspection:
         case SettingsKind::kHttpsInspectionToo:
-            return ChangeHttpsInspection(library, passed);
+            return ChangeHttpsInspection(calls);
         case SettingsKind::kEverything:
-            return ChangeEverything(library, passed);
+            return ChangeEverything(library, calls);
     }
     return false;
 }
 
 bool ReloadUpdated(Library& library, std::uint32_t updated) {
     std::uint32_t error = 0;
+    ModuleCalls calls = library.Calls(error);
     base::PathBuffer folder;
-    if (!library.platform.Modules().InstallFolder(folder)) return false;
+    if (!calls.System().InstallFolder(folder)) return false;
     const auto has = [updated](std::uint32_t bit) { return (updated & bit) != 0; };
 
-    if (has(kUpdatedBrowsingProtection)) ReloadBrowsingProtectionSettings(library, error);
-    if (has(kUpdatedCategorisation | kUpdatedCategorisationToo) && !ReloadCategorisation(library, error)) return false;
-    if (has(kUpdatedUrlPatterns)) ReloadUrlPatterns(library, folder, error);
-    if (has(kUpdatedPacketSignatures) && !ReloadPacketSignatures(library, folder, error)) return false;
-    if (has(kUpdatedSettingsReader) && !ReloadSettingsReader(library, folder)) return false;
-    if (has(kUpdatedHttpsInspection) && !ReloadHttpsInspection(library, folder)) return false;
-    if (has(kUpdatedStatusReader) && !ReloadStatusReader(library, folder)) return false;
-    if (has(kUpdatedIdsSettings)) ReloadIdsRules(library, error);
+    if (has(kUpdatedBrowsingProtection)) ReloadBrowsingProtectionSettings(library, calls);
+    if (has(kUpdatedCategorisation | kUpdatedCategorisationToo) && !ReloadCategorisation(calls)) return false;
+    if (has(kUpdatedUrlPatterns)) calls.Reload<modules::UrlPatterns>(folder);
+    if (has(kUpdatedPacketSignatures) && !calls.Reload<modules::PacketSignatures>(folder)) return false;
+    if (has(kUpdatedSettingsReader) && !calls.Reload<modules::SettingsReader>(folder)) return false;
+    // QUIRK: unlike at start-up nobody asks whether HTTPS inspection may run on this system.
+    // Test: UpdatedHttpsInspection_IsLoadedWhateverTheSystem
+    if (has(kUpdatedHttpsInspection) && !calls.Reload<modules::HttpsInspection>(folder)) return false;
+    if (has(kUpdatedStatusReader) && !calls.Reload<modules::StatusReader>(folder)) return false;
+    if (has(kUpdatedIdsSettings)) ReloadIdsRules(library, calls);
     return true;
 }
 

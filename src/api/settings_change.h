@@ -1,12 +1,12 @@
 // What the host's notices of changed settings and updated files set off: which records are read again, which modules
-// reloaded, what is rebuilt from them. The loads themselves are start-up's and the module loader's.
+// reloaded, what is rebuilt from them. Runs on the thread of the export, while no scan runs.
 #ifndef TARN_API_SETTINGS_CHANGE_H
 #define TARN_API_SETTINGS_CHANGE_H
 
 #include <cstdint>
 
 #include "api/library.h"
-#include "modules/pass_through.h"
+#include "modules/module_calls.h"
 
 namespace tarn::api {
 
@@ -34,8 +34,8 @@ inline constexpr std::uint32_t kUpdatedBrowsingProtection = 0x40;
 inline constexpr std::uint32_t kUpdatedCategorisationToo = 0x80;
 inline constexpr std::uint32_t kUpdatedIdsSettings = 0x1000;
 
-// Reads one kind of setting again. passed goes to the first module call that the kind makes.
-bool ChangeSettings(Library& library, SettingsKind kind, modules::PassThrough& passed);
+// Reads one kind of setting again. passed goes to the first module call that is made.
+bool ChangeSettings(Library& library, SettingsKind kind, const modules::PassedValues& passed);
 
 // Reloads the modules and records whose bits are set, in the order of the contract. A module that does not load ends
 // it with false: those before it stay reloaded, those behind it untouched.

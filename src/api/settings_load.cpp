@@ -1,42 +1,43 @@
 #include "api/settings_load.h"
 
 #include "api/ini_settings.h"
-#include "api/parental_load.h"
-#include "modules/companion_loader.h"
+#include "base/scope_exit.h"
 
 namespace tarn::api {
 namespace {
 
-void RestoreDnsAnswers(Library& library, std::uint32_t& error) {
-    modules::ReadDNSCacheSettings(library.companions, error, [&](const DnsCacheRecord& saved) {
+using modules::ModuleCalls;
+
+void RestoreDnsAnswers(Library& library, ModuleCalls& calls) {
+    calls.ReadDNSCacheSettings([&](const DnsCacheRecord& saved) {
         if (saved.count < 1 || saved.count > TARN_DNS_RING_SLOTS || saved.entries == nullptr) return false;
         library.dnsRing.Restore({saved.entries, saved.count}, saved.writeIndex);
         return true;
     });
 }
 
-void LoadStatuses(Library& library, std::uint32_t& error) {
+void LoadStatuses(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    LoadUserWhiteList(library, error);
-    modules::ReadBPStatus(library.companions, settings.bpStatus, error);
-    modules::ReadIDSIPSStatus(library.companions, settings.idsIpsStatus, error);
-    modules::ReadIDSIPSSettings(library.companions, settings.idsIpsFlags, settings.idsIpsExtra, error);
-    modules::ReadAPStatus(library.companions, settings.apStatus, error);
-    LoadBrowsingProtectionSettings(library, error);
+    LoadUserWhiteList(library, calls);
+    calls.ReadBPStatus(settings.bpStatus);
+    calls.ReadIDSIPSStatus(settings.idsIpsStatus);
+    calls.ReadIDSIPSSettings(settings.idsIpsFlags, settings.idsIpsExtra);
+    calls.ReadAPStatus(settings.apStatus);
+    LoadBrowsingProtectionSettings(library, calls);
 }
 
-void LoadLists(Library& library, std::uint32_t& error) {
+void LoadLists(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    if (modules::ReadBPInternalWhiteList(library.companions, settings.bpInternalWhiteList, error))
+    if (calls.ReadBPInternalWhiteList(settings.bpInternalWhiteList))
         library.lists.browsingProtectionInternal.Publish(settings.bpInternalWhiteList);
-    if (modules::ReadWSInternalWhiteList(library.companions, settings.wsInternalWhiteList, error))
+    if (calls.ReadWSInternalWhiteList(settings.wsInternalWhiteList))
         library.lists.webSecurityInternal.Publish(settings.wsInternalWhiteList);
-    modules::ReadAPSettings(library.companions, error, [&](const PhishingSiteList& record) {
+    calls.ReadAPSettings([&](const PhishingSiteList& record) {
         library.lists.phishing.Publish(record);
         return true;
     });
-    modules::ReadBPReportPromptStatus(library.companions, settings.bpPrompt, error);
-    modules::ReadAPReportPromptStatus(library.companions, settings.apPrompt, error);
+    calls.ReadBPReportPromptStatus(settings.bpPrompt);
+    calls.ReadAPReportPromptStatus(settings.apPrompt);
 }
 
 // The settings state without what it owns of the modules; those records are handed back or forgotten before.
@@ -50,60 +51,60 @@ void ZeroSettings(Library& library) {
     settings.bpUserWhiteList = settings.bpInternalWhiteList = settings.wsInternalWhiteList = {};
     settings.idsRules.Clear();
     library.lists = {};
-    FreeParentalControl(library);
+    library.parental.Free();
     library.dnsRing.Free();
 }
 
 }  // namespace
 
-bool LoadUserWhiteList(Library& library, std::uint32_t& error) {
+bool LoadUserWhiteList(Library& library, ModuleCalls& calls) {
     UrlListRecord& record = library.settings.bpUserWhiteList;
     library.lists.user.Clear();
-    if (!modules::ReadBPUserWhiteList(library.companions, record, error)) return false;
+    if (!calls.ReadBPUserWhiteList(record)) return false;
     library.lists.user.Publish(record);
     return true;
 }
 
-void LoadBrowsingProtectionSettings(Library& library, std::uint32_t& error) {
+void LoadBrowsingProtectionSettings(Library& library, ModuleCalls& calls) {
     ThreatSiteList& record = library.settings.bpSettings;
     library.lists.malicious.Clear();
-    if (modules::ReadBPSettings(library.companions, record, error)) library.lists.malicious.Publish(record);
+    if (calls.ReadBPSettings(record)) library.lists.malicious.Publish(record);
 }
 
-void LoadIdsRules(Library& library, std::uint32_t& error) {
-    modules::ReadIDSSettings(library.companions, library.platform.Modules().SystemClassification(),
-                             library.settings.idsRules, error);
+void LoadIdsRules(Library& library, ModuleCalls& calls) {
+    calls.ReadIDSSettings(library.machine.Modules().SystemClassification(), library.settings.idsRules);
 }
 
-bool LoadSettings(Library& library, std::uint8_t mode, std::uint32_t& error) {
+bool LoadSettings(Library& library, ModuleCalls& calls, std::uint8_t mode) {
     ZeroSettings(library);
     if (!library.dnsRing.Allocate()) return false;
-    library.settings.socialReminderDue = ReadSocialReminder(library.platform);
-    if (mode == kModeRestart) RestoreDnsAnswers(library, error);
-    if (mode == kModeFreshStart && !library.managedClient.installed)
-        modules::ResetBPUserWhitelist(library.companions, error);
-    LoadStatuses(library, error);
-    LoadParentalControl(library, error);
-    RebuildUserSessions(library, error);
-    LoadLists(library, error);
-    modules::ReadAgentStatus(library.platform.Modules(), library.settings.agentStatus);
-    LoadIdsRules(library, error);
+    library.settings.socialReminderDue = ReadSocialReminder(library.machine);
+    if (mode == kModeRestart) RestoreDnsAnswers(library, calls);
+    // From here on the answers that a release saves are those that were restored.
+    base::ScopeExit release([&] { ReleaseSettings(library, calls); });
+    if (mode == kModeFreshStart && !library.managedClient.installed) calls.ResetBPUserWhitelist();
+    LoadStatuses(library, calls);
+    library.parental.Load(calls);
+    library.parental.RebuildSessions(calls, library.machine);
+    LoadLists(library, calls);
+    calls.ReadAgentStatus(library.settings.agentStatus);
+    LoadIdsRules(library, calls);
+    release.Dismiss();
     return true;
 }
 
-void ReleaseSettings(Library& library, std::uint32_t& error, modules::PassThrough* passed) {
+void ReleaseSettings(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
-    const modules::Companions& companions = library.companions;
     library.lists = {};  // nothing may be asked of a record that is handed back
-    modules::ReleaseWSInternalWhiteList(companions, settings.wsInternalWhiteList, passed);
-    error = 0;
-    modules::WriteDNSCacheSettings(companions, library.dnsRing.Saved(), error);
+    calls.ReleaseWSInternalWhiteList(settings.wsInternalWhiteList);
+    calls.Error() = 0;
+    calls.WriteDNSCacheSettings(library.dnsRing.Saved());
     library.dnsRing.Free();
-    SaveAndClearUserSessions(library, error);
-    FreeParentalControl(library);
-    modules::ReleaseBPSettings(companions, settings.bpSettings);
-    modules::ReleaseBPUserWhiteList(companions, settings.bpUserWhiteList);
-    modules::ReleaseIDSSettings(companions, settings.idsRules);
+    library.parental.SaveAndClearSessions(calls, library.machine);
+    library.parental.Free();
+    calls.ReleaseBPSettings(settings.bpSettings);
+    calls.ReleaseBPUserWhiteList(settings.bpUserWhiteList);
+    calls.ReleaseIDSSettings(settings.idsRules);
     // QUIRK: the browsing-protection internal white list is forgotten, not released.
     // Test: SettingsRelease_BrowsingProtectionInternalList_IsNotReleased
     settings.bpInternalWhiteList = {};

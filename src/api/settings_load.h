@@ -1,12 +1,12 @@
 // Reads every settings record in the order of the contract, publishes the lists that scans ask, and releases it all.
-// What a failed read means stands in modules/settings; no failed read fails the load.
+// Runs on the thread of a settings export; no failed read fails the load (see modules/module_calls.h for its meaning).
 #ifndef TARN_API_SETTINGS_LOAD_H
 #define TARN_API_SETTINGS_LOAD_H
 
 #include <cstdint>
 
 #include "api/library.h"
-#include "modules/pass_through.h"
+#include "modules/module_calls.h"
 
 namespace tarn::api {
 
@@ -15,17 +15,16 @@ inline constexpr std::uint8_t kModeFreshStart = 0;
 inline constexpr std::uint8_t kModeRestart = 1;
 
 // mode 1 restores the saved DNS answers; mode 0 empties the user's white list unless a managed client is installed.
-// False only when memory for the DNS answers is missing.
-bool LoadSettings(Library& library, std::uint8_t mode, std::uint32_t& error);
+// False only when memory for the DNS answers is missing. Other missing memory throws, with everything released again.
+bool LoadSettings(Library& library, modules::ModuleCalls& calls, std::uint8_t mode);
 
 // Withdraws what was published, hands every kept record back to its module and zeroes the settings state.
-// passed: what the host hands on to the first module call of a settings change.
-void ReleaseSettings(Library& library, std::uint32_t& error, modules::PassThrough* passed = nullptr);
+void ReleaseSettings(Library& library, modules::ModuleCalls& calls);
 
 // One setting each, for changes: read, and published when the read succeeds; otherwise empty.
-bool LoadUserWhiteList(Library& library, std::uint32_t& error);
-void LoadBrowsingProtectionSettings(Library& library, std::uint32_t& error);
-void LoadIdsRules(Library& library, std::uint32_t& error);
+bool LoadUserWhiteList(Library& library, modules::ModuleCalls& calls);
+void LoadBrowsingProtectionSettings(Library& library, modules::ModuleCalls& calls);
+void LoadIdsRules(Library& library, modules::ModuleCalls& calls);
 
 }  // namespace tarn::api
 

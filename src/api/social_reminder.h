@@ -1,9 +1,8 @@
 // Decides whether the social-network reminder is due: not handled online, and the last "like" missing or 15 days old.
-// Reading the ini file and converting times is the edge's; nothing in the library reads the answer back.
+// A pure decision on the facts that it is handed; nothing in the library reads the answer back.
 #ifndef TARN_API_SOCIAL_REMINDER_H
 #define TARN_API_SOCIAL_REMINDER_H
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -45,10 +44,6 @@ enum class SocialResult {
 
 // due and elapsedSeconds are written as far as the decision gets.
 SocialResult IsSocialReminderDue(SocialFacts& facts, bool& due, std::int64_t& elapsedSeconds);
-
-// The social network's hosts; kept with the settings, consulted by no rule.
-inline constexpr std::array<std::string_view, 4> kSocialHosts = {"pixel.facebook.com", "fbcdn-photos-",
-                                                                 "static.xx.fbcdn.net", "fbstatic-a.akamaihd.net"};
 
 }  // namespace tarn::api
 

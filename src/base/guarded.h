@@ -1,5 +1,5 @@
 // A value together with its ReaderWriterLock: the value is reachable only under the lock.
-// What may be called while the lock is held is the caller's business: no registry access, no module call without need.
+// Any thread may call; what runs under the lock makes no module call and no registry access without need.
 #ifndef TARN_BASE_GUARDED_H
 #define TARN_BASE_GUARDED_H
 
@@ -28,6 +28,9 @@ class Guarded {
         const WriteHold hold(lock_);
         return std::forward<F>(use)(value_);
     }
+
+    // The value without the lock, for those who never run beside a writer of what they read.
+    [[nodiscard]] const T& Unlocked() const { return value_; }
 
  private:
     mutable ReaderWriterLock lock_;

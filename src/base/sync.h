@@ -70,6 +70,7 @@ class WorkerThread {
     WorkerThread(const WorkerThread&) = delete;
     WorkerThread& operator=(const WorkerThread&) = delete;
 
+    // Not while a thread exists. Until it ends, the thread keeps the module that holds this code loaded.
     bool Start(Work work, void* argument);
     [[nodiscard]] bool Exists() const { return handle_ != nullptr; }
     // Waits without limit for the end, closes the handle and gives the exit code. 0 without a thread.

@@ -16,12 +16,20 @@ CRITICAL_SECTION* Section(unsigned char* storage) {
 struct Start {
     WorkerThread::Work work;
     void* argument;
+    HMODULE module;  // a reference to the module of this code, so that it stays until the thread has left it
 };
 
 DWORD WINAPI Run(void* given) {
     const Start start = *static_cast<const Start*>(given);
     delete static_cast<Start*>(given);
-    return start.work(start.argument);
+    const std::uint32_t code = start.work(start.argument);
+    FreeLibraryAndExitThread(start.module, code);  // does not return here, where no code may be left
+}
+
+HMODULE OwnModule() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&Run), &module);
+    return module;
 }
 
 }  // namespace
@@ -78,13 +86,20 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 }
 
 bool WorkerThread::Start(Work work, void* argument) {
-    auto start = std::unique_ptr<base::Start>(new (std::nothrow) base::Start{work, argument});
+    auto start = std::unique_ptr<base::Start>(new (std::nothrow) base::Start{work, argument, nullptr});
     if (start == nullptr) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return false;
     }
+    start->module = OwnModule();
+    if (start->module == nullptr) return false;
     handle_ = CreateThread(nullptr, 0, Run, start.get(), 0, nullptr);
-    if (handle_ == nullptr) return false;
+    if (handle_ == nullptr) {
+        const DWORD error = GetLastError();
+        FreeLibrary(start->module);
+        SetLastError(error);
+        return false;
+    }
     static_cast<void>(start.release());
     return true;
 }

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include "modules/binding.h"
-#include "modules/companion_loader.h"
-#include "modules/settings.h"
+#include "modules/install_file.h"
+#include "modules/module_calls.h"
 
 namespace tarn::modules {
 namespace {
@@ -19,10 +18,10 @@ bool ProxySwitchAllows(machine::ModuleSystem& system) {
     return !ProxySwitchIsOn(start.bytes[0], start.bytes[1]);
 }
 
-bool FeaturesAllow(machine::ModuleSystem& system, std::uint32_t& error) {
-    if (!system.ManagedClientInstalled()) return true;
+bool FeaturesAllow(ModuleCalls& calls) {
+    if (!calls.System().ManagedClientInstalled()) return true;
     DisabledFeatures features;
-    if (!ReadDisabledFeatures(system, features, error)) return false;
+    if (!calls.ReadDisabledFeatures(features)) return false;
     return !(features.bytes[5] == 1 && features.bytes[8] == 1);
 }
 
@@ -34,19 +33,19 @@ bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second) {
     return character == u'1' || character == u'2';
 }
 
-bool OnlineLookupAllowed(const Companions& companions, machine::ModuleSystem& system, std::uint32_t& error) {
-    if (!ProxySwitchAllows(system)) return false;
-    if (!FeaturesAllow(system, error)) return false;
-    if (!system.HostExecutableKnown()) return false;
+bool OnlineLookupAllowed(ModuleCalls& calls) {
+    if (!ProxySwitchAllows(calls.System())) return false;
+    if (!FeaturesAllow(calls)) return false;
+    if (!calls.System().HostExecutableKnown()) return false;
     std::uint8_t cloud = 1;
-    ReadWebSecCloudStatus(companions, cloud, error);
+    calls.ReadWebSecCloudStatus(cloud);
     if (cloud == 0) return false;
     std::uint8_t browsingProtection = 0;
     std::uint8_t antiPhishing = 0;
-    ReadBPStatus(companions, browsingProtection, error);
-    ReadAPStatus(companions, antiPhishing, error);
+    calls.ReadBPStatus(browsingProtection);
+    calls.ReadAPStatus(antiPhishing);
     std::uint8_t parentalMode = 0;
-    if (!ReadPCModeUnreleased(companions, parentalMode, error)) return false;
+    if (!calls.ReadPCModeUnreleased(parentalMode)) return false;
     return browsingProtection != 0 || antiPhishing != 0 || parentalMode != 0;
 }
 
@@ -56,24 +55,24 @@ std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_
     return categories.first(std::min(limit, categories.size()));
 }
 
-CategoryLookup::CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode)
+CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode)
     : module_(module) {
-    if (!module.loaded || module.functions.SCGetURLCategories == nullptr) return;
-    succeeded_ = module.functions.SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
+    if (!module || module->SCGetURLCategories == nullptr) return;
+    succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
 }
 
 void CategoryLookup::Release() {
     if (array_ == nullptr) return;
-    if (module_.loaded && module_.functions.SCReleaseCategories != nullptr)
-        module_.functions.SCReleaseCategories(array_);
+    if (module_ && module_->SCReleaseCategories != nullptr)
+        module_->SCReleaseCategories(array_);
     array_ = nullptr;
 }
 
-bool ReadCategoryName(const Companion<Categorisation>& module, std::uint16_t category, CategoryName& name) {
+bool ReadCategoryName(const LoadedModule<Categorisation>& module, std::uint16_t category, CategoryName& name) {
     name.fill(u'\0');
-    if (!module.loaded || module.functions.SCGetCategoryName == nullptr) return false;
+    if (!module || module->SCGetCategoryName == nullptr) return false;
     const bool read =
-        module.functions.SCGetCategoryName(category, name.data(), static_cast<std::uint32_t>(name.size())) != 0;
+        module->SCGetCategoryName(category, name.data(), static_cast<std::uint32_t>(name.size())) != 0;
     name.back() = u'\0';
     if (!read) name.fill(u'\0');
     return read;

@@ -1,5 +1,5 @@
 // The client of the categorisation module: whether it may ask online, one look-up with its release, and how many of
-// the returned categories count. What a category means for a verdict is the scans' business.
+// the returned categories count. Look-ups run on any scanning thread, the online decision where the module is loaded.
 #ifndef TARN_MODULES_CATEGORISATION_H
 #define TARN_MODULES_CATEGORISATION_H
 
@@ -8,13 +8,13 @@
 #include <cstdint>
 #include <span>
 
-#include "machine/module_system.h"
 #include "modules/companion_table.h"
+#include "modules/loaded_module.h"
 
 namespace tarn::modules {
 
 // The decision handed to SCInit, made at each load of the module. Needs the status reader.
-bool OnlineLookupAllowed(const Companions& companions, machine::ModuleSystem& system, std::uint32_t& error);
+bool OnlineLookupAllowed(ModuleCalls& calls);
 
 // The scrambled two-byte switch of the proxy file: the characters "1" and "2" forbid the online look-up.
 bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);
@@ -41,7 +41,7 @@ enum CategoryLookupMode : std::uint32_t {
 class CategoryLookup {
  public:
     // The caller asks no host that begins with "[". mode: a CategoryLookupMode.
-    CategoryLookup(const Companion<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
+    CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
     ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;
     CategoryLookup& operator=(const CategoryLookup&) = delete;
@@ -54,7 +54,7 @@ class CategoryLookup {
     void Release();
 
  private:
-    const Companion<Categorisation>& module_;
+    const LoadedModule<Categorisation>& module_;
     std::uint16_t* array_ = nullptr;
     std::uint16_t count_ = 0;
     bool succeeded_ = false;
@@ -63,7 +63,7 @@ class CategoryLookup {
 using CategoryName = std::array<char16_t, 100>;
 
 // False leaves the name empty.
-bool ReadCategoryName(const Companion<Categorisation>& module, std::uint16_t category, CategoryName& name);
+bool ReadCategoryName(const LoadedModule<Categorisation>& module, std::uint16_t category, CategoryName& name);
 
 }  // namespace tarn::modules
 

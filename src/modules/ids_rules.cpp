@@ -3,25 +3,40 @@
 #include <algorithm>
 #include <cstring>
 
+#include "machine/system_code.h"
+
 namespace tarn::modules {
 namespace {
 
 constexpr std::size_t kSystemStride = 2;  // bytes between two identifiers; the first one counts
 
+namespace code = machine::system_code;
+
 struct Row {
     std::uint32_t first;
     std::uint32_t last;
-    std::uint8_t system;
+    std::uint8_t identifier;
 };
 
 constexpr Row kRows[] = {
-    {50017, 50019, 50}, {50028, 50028, 50}, {50015, 50016, 51},  {50003, 50012, 51},  {50014, 50014, 51},
-    {50013, 50013, 52}, {50001, 50002, 60}, {50026, 50026, 60},  {50029, 50029, 60},  {50030, 50033, 61},
-    {50034, 50037, 62}, {50038, 50040, 63}, {50041, 50043, 100}, {50046, 50049, 100},
+    {code::k50DataCentre, code::k50Workstation, 50},
+    {code::k50Server, code::k50Server, 50},
+    {code::k51Personal, code::k51Professional, 51},
+    {code::k52ItaniumDataCentre, code::k52SecondRelease, 51},
+    {code::k52Other, code::k52Other, 51},
+    {code::k52WorkstationX64, code::k52WorkstationX64, 52},
+    {code::k60Workstation, code::k60Server, 60},
+    {code::k60Workstation64, code::k60Workstation64, 60},
+    {code::k60Server64, code::k60Server64, 60},
+    {code::k61Server, code::k61Workstation64, 61},
+    {code::k62Workstation, code::k62Server64, 62},
+    {code::k63Workstation, code::k63Server64, 63},
+    {code::k10Workstation, code::k10Server64, 100},
+    {code::k10Server64From17623, code::k10Workstation64From22000, 100},
 };
 
 bool AppliesTo(const IdsRule& rule, std::uint8_t system) {
-    if (rule.systemCount == 0 || rule.systems == nullptr) return rule.systemCount == 0;
+    if (rule.systemCount == 0 || rule.systems == nullptr) return true;  // names none, so it is for every one
     for (std::size_t i = 0; i < rule.systemCount; ++i)
         if (rule.systems[i * kSystemStride] == system) return true;
     return false;
@@ -31,7 +46,7 @@ bool AppliesTo(const IdsRule& rule, std::uint8_t system) {
 
 std::uint8_t IdsSystemOf(std::uint32_t classification) {
     for (const Row& row : kRows)
-        if (classification >= row.first && classification <= row.last) return row.system;
+        if (classification >= row.first && classification <= row.last) return row.identifier;
     return 0;
 }
 

@@ -1,5 +1,5 @@
 // The IDS rules that apply to the running system, in the library's own deep copies.
-// Reading the record is settings' business, what a rule means for a verdict the packet scan's.
+// The table owns its copies; packet scans on any thread look rules up, settings exports replace them.
 #ifndef TARN_MODULES_IDS_RULES_H
 #define TARN_MODULES_IDS_RULES_H
 
@@ -29,7 +29,7 @@ class IdsRuleTable {
 
     // A record without rules, kept as it stands, pointer and all.
     void Keep(const IdsSettingsRecord& record);
-    // Copies the rules of every system and those that name this one, in order. False, with an empty table, when memory
+    // Copies the rules that name no system and those that name this one, in order. False, with an empty table, when memory
     // is missing.
     bool CopySelected(const IdsSettingsRecord& record, std::uint8_t system);
     void Clear();

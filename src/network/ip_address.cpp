@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "base/trace_scope.h"
+#include "base/contract_relics.h"
 
 namespace tarn::network {
 namespace {

@@ -123,10 +123,10 @@ bool BlocksBruteForce(const PacketScanContext& context, const EthernetFrame& fra
 void ScanForSignatures(const PacketScanContext& context, const std::uint8_t* frame, std::uint32_t frameLength,
                        std::uint16_t ruleId, std::uint8_t inbound, PacketVerdict& verdict) {
     const auto& module = context.companions.packetSignatures;
-    if (!module.loaded || module.functions.PKSScanPacket == nullptr) return;
+    if (!module || module->PKSScanPacket == nullptr) return;
     // QUIRK: after a failed scan the record stays as the module left it, an attack's 0 included.
     // Test: AFailedSignatureScanLeavesTheRecord
-    if (module.functions.PKSScanPacket(frame, frameLength, ruleId, inbound, &verdict) == 0) return;
+    if (module->PKSScanPacket(frame, frameLength, ruleId, inbound, &verdict) == 0) return;
     if (verdict.action == kNoAttack) verdict.action = TARN_PACKET_ALLOW;
     if (verdict.action != kAttackFound) return;
 

@@ -7,8 +7,8 @@
 
 #include "tarn/records.h"
 
-#include "modules/companion_table.h"
-#include "modules/settings.h"
+#include "modules/companions.h"
+#include "modules/settings_state.h"
 #include "network/reported_attackers.h"
 
 namespace tarn::network {

@@ -1,5 +1,5 @@
 // A block of items from malloc that frees itself: what every array of the settings copy is kept in.
-// It never throws; an allocation that fails is told by false and leaves the array empty.
+// It never throws; an allocation that fails gives false and leaves the array empty.
 #ifndef TARN_PARENTAL_OWNED_ARRAY_H
 #define TARN_PARENTAL_OWNED_ARRAY_H
 
@@ -11,6 +11,8 @@
 #include <span>
 #include <type_traits>
 #include <utility>
+
+#include "base/assert.h"
 
 namespace tarn::parental {
 
@@ -82,14 +84,20 @@ class OwnedArray {
     [[nodiscard]] T* end() { return items_ + size_; }
     [[nodiscard]] const T* begin() const { return items_; }
     [[nodiscard]] const T* end() const { return items_ + size_; }
-    [[nodiscard]] T& operator[](std::size_t index) { return items_[index]; }
-    [[nodiscard]] const T& operator[](std::size_t index) const { return items_[index]; }
-    [[nodiscard]] T& front() { return items_[0]; }
-    [[nodiscard]] const T& front() const { return items_[0]; }
+    [[nodiscard]] T& operator[](std::size_t index) {
+        TARN_ASSERT(index < size_);
+        return items_[index];
+    }
+    [[nodiscard]] const T& operator[](std::size_t index) const {
+        TARN_ASSERT(index < size_);
+        return items_[index];
+    }
+    [[nodiscard]] T& front() { return (*this)[0]; }
+    [[nodiscard]] const T& front() const { return (*this)[0]; }
     [[nodiscard]] std::span<const T> View() const { return {items_, size_}; }
 
  private:
-    // Room for count items, none of them made yet.
+    // Memory for count items, none of them constructed yet.
     bool Reserve(std::size_t count, const CopyMemory& memory) {
         static_assert(alignof(T) <= alignof(std::max_align_t));
         Clear();

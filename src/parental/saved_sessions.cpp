@@ -6,7 +6,7 @@
 
 #include "tarn/companions.h"
 
-#include "modules/settings.h"
+#include "base/scope_exit.h"
 
 namespace tarn::parental {
 namespace {
@@ -35,9 +35,9 @@ SavedSessionRecord ToSaved(const UserSessionRecord& record, const machine::Local
 
 }  // namespace
 
-bool LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                      const machine::LocalClock& clock, std::uint32_t& error) {
-    modules::ReadPCSystemControlSettings(companions, error, [&](const PcSystemControlRecord& state) {
+void LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, modules::ModuleCalls& calls,
+                      const machine::LocalClock& clock) {
+    calls.ReadPCSystemControlSettings([&](const PcSystemControlRecord& state) {
         if (state.records == nullptr) return true;
         for (std::size_t i = 0; i < state.count; ++i) {
             UserSessionRecord record = FromSaved(state.records[i], clock);
@@ -46,11 +46,9 @@ bool LoadUserSessions(UserSessionTable& table, const SettingsCopy& settings, con
         }
         return true;
     });
-    return true;
 }
 
-bool SaveUserSessions(const UserSessionTable& table, const modules::Companions& companions,
-                      const machine::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
+bool SaveUserSessions(const UserSessionTable& table, modules::ModuleCalls& calls, const machine::LocalClock& clock,
                       const CopyMemory& memory) {
     const std::span<const UserSessionRecord> records = table.Records();
     OwnedArray<SavedSessionRecord> saved;
@@ -58,21 +56,22 @@ bool SaveUserSessions(const UserSessionTable& table, const modules::Companions& 
     std::ranges::transform(records, saved.begin(),
                            [&](const UserSessionRecord& record) { return ToSaved(record, clock); });
     const PcSystemControlRecord state{static_cast<std::uint32_t>(saved.size()), saved.data()};
-    return modules::WritePCSystemControlSettings(companions, state, error, passed);
+    return calls.WritePCSystemControlSettings(state);
 }
 
-bool RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, const modules::Companions& companions,
-                         machine::LiveSessionSource& live, const machine::LocalClock& clock, std::uint32_t& error) {
+void RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, modules::ModuleCalls& calls,
+                         machine::LiveSessionSource& live, const machine::LocalClock& clock) {
+    base::ScopeExit forget([&] { table.Forget(); });
     table.StartRebuild();
-    return LoadUserSessions(table, settings, companions, clock, error) &&
-           EnumerateLiveSessions(table, settings, live, clock);
+    LoadUserSessions(table, settings, calls, clock);
+    EnumerateLiveSessions(table, settings, live, clock);
+    forget.Dismiss();
 }
 
-bool SaveAndClearUserSessions(UserSessionTable& table, const modules::Companions& companions,
-                              const machine::LocalClock& clock, std::uint32_t& error, modules::PassThrough* passed,
+bool SaveAndClearUserSessions(UserSessionTable& table, modules::ModuleCalls& calls, const machine::LocalClock& clock,
                               const CopyMemory& memory) {
     if (!table.IsWorthSaving()) return true;
-    const bool saved = SaveUserSessions(table, companions, clock, error, passed, memory);
+    const bool saved = SaveUserSessions(table, calls, clock, memory);
     table.Forget();
     return saved;
 }

@@ -1,5 +1,5 @@
 // The library's own deep copy of the parental-control settings: header, user entries and their site tables.
-// Reading and releasing the record is the settings' business; what the switches mean is told by the rules that ask.
+// The copy owns all that it points to; scans read it, settings exports replace it.
 #ifndef TARN_PARENTAL_SETTINGS_COPY_H
 #define TARN_PARENTAL_SETTINGS_COPY_H
 

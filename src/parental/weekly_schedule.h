@@ -38,7 +38,6 @@ struct ScheduleTurn {
 // What the schedule's thread ends with.
 enum class ScheduleEnd : std::uint32_t {
     kStopped = 0,      // also when there is no local time
-    kNothingToDo = 1,  // no event, or no parental settings
     kNoSchedule = 2,   // settings not loaded, or the interval list cannot be built
     kNeverAllowed = 3  // no interval at all
 };

@@ -36,9 +36,9 @@ Step DangerousCategory(ScanState& scan, modules::CategoryLookup& lookup, bool ma
 Step MaliciousPattern(ScanState& scan) {
     const ScanContext& context = scan.context;
     const auto& patterns = context.companions.urlPatterns;
-    if (context.settings.bpStatus == 0 || !patterns.loaded) return Step::kDone;
+    if (context.settings.bpStatus == 0 || !patterns) return Step::kDone;
     std::uint8_t malicious = 0;
-    const bool answered = patterns.functions.WSCheckURLMaliciousPattern(scan.request.kind, scan.parsed.host.Text(),
+    const bool answered = patterns->WSCheckURLMaliciousPattern(scan.request.kind, scan.parsed.host.Text(),
                                                                         scan.parsed.path.Text(),
                                                                         scan.request.remotePort, &malicious) != 0;
     if (!answered || malicious == 0) return Step::kDone;
@@ -61,7 +61,7 @@ Step Categories(ScanState& scan) {
         return Step::kDone;
     }
     if (!LookUpIsWanted(context)) return Step::kDone;
-    if (scan.parsed.url.View().front() == '[' || !context.companions.categorisation.loaded) return Step::kFailed;
+    if (scan.parsed.url.View().front() == '[' || !context.companions.categorisation) return Step::kFailed;
 
     UrlText question;
     if (scan.request.kind == TARN_KIND_FTP && !question.Assign("ftp://")) return Step::kFailed;

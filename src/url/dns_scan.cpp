@@ -33,7 +33,7 @@ std::span<const IpAddressRecord> KeptAddresses(const DnsAnswerEntry& answer) {
 // The categories are fetched ahead of the connection; what they are decides nothing here.
 void FetchCategories(const ScanState& scan, std::string_view name) {
     const auto& module = scan.context.companions.categorisation;
-    if (name.starts_with('[') || !module.loaded) return;
+    if (name.starts_with('[') || !module) return;
     UrlText question;
     if (scan.request.kind == TARN_KIND_FTP) question.Append("ftp://");
     question.Append(name);

@@ -5,7 +5,7 @@
 
 #include "base/bounded_text.h"
 #include "base/text.h"
-#include "base/trace_scope.h"
+#include "base/contract_relics.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
 #include "url/tls_client_hello.h"

@@ -59,12 +59,12 @@ Step IdsBlockedSite(ScanState& scan) {
 Step HttpsInspection(ScanState& scan) {
     const auto& inspection = scan.context.companions.httpsInspection;
     const ScanRequest& request = scan.request;
-    if (request.kind != TARN_KIND_TLS || !inspection.loaded) return Step::kContinue;
+    if (request.kind != TARN_KIND_TLS || !inspection) return Step::kContinue;
     std::uint32_t remoteIpv4 = 0;
     std::memcpy(&remoteIpv4, request.remoteAddress.bytes, sizeof remoteIpv4);
     std::uint8_t block = 0;
     const bool answered =
-        inspection.functions.TiScanHttpsPacket(request.processId, scan.hostAndPath.Text(), remoteIpv4,
+        inspection->TiScanHttpsPacket(request.processId, scan.hostAndPath.Text(), remoteIpv4,
                                                request.remotePort, request.data, request.dataLength, &block) != 0;
     if (!answered || block == 0) return Step::kContinue;
 

@@ -83,7 +83,7 @@ class ExtensionScan {
         const bool categorySwitch = first_ != nullptr && first_->leading.categorySwitch != 0;
         if (!categorySwitch && context_.settings.bpStatus == 0 && context_.settings.apStatus == 0) return true;
         const auto& module = context_.companions.categorisation;
-        if (url_.url.View().starts_with('[') || !module.loaded) return false;
+        if (url_.url.View().starts_with('[') || !module) return false;
         modules::CategoryLookup lookup(module, url_.url.Text(), kDecidesNow);
         if (!lookup.Succeeded()) return false;
         if (lookup.Categories().empty()) return true;
@@ -111,9 +111,9 @@ class ExtensionScan {
 
     bool MatchesPattern() const {
         const auto& patterns = context_.companions.urlPatterns;
-        if (!patterns.loaded) return false;
+        if (!patterns) return false;
         std::uint8_t malicious = 0;
-        return patterns.functions.WSCheckURLMaliciousPattern(TARN_KIND_TLS, url_.host.Text(), url_.path.Text(), 0,
+        return patterns->WSCheckURLMaliciousPattern(TARN_KIND_TLS, url_.host.Text(), url_.path.Text(), 0,
                                                              &malicious) != 0 &&
                malicious != 0;
     }

@@ -1,5 +1,4 @@
-// A platform without a system: no companion module loads, the clock stands where the test puts it, ini files are texts.
-// Real modules, files and processes are the system tests' business.
+// A machine without a system: no companion module loads, the clock stands where the test puts it, ini files are texts.
 #ifndef TARN_TESTS_API_FAKE_PLATFORM_H
 #define TARN_TESTS_API_FAKE_PLATFORM_H
 
@@ -11,27 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "fakes/no_modules.h"
 #include "machine/machine.h"
 
 namespace tarn::api {
-
-class BareModules final : public machine::ModuleSystem {
- public:
-    void* Load(const char16_t*) override { return nullptr; }
-    void* Find(void*, const char*) override { return nullptr; }
-    void Free(void*) override {}
-    bool InstallFolder(base::PathBuffer& folder) override {
-        return hasFolder && base::Succeeded(base::CopyText(folder, folderText));
-    }
-    bool HostExecutableKnown() override { return true; }
-    bool ManagedClientInstalled() override { return false; }
-    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
-    std::uint32_t SystemClassification() override { return 0; }
-    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
-
-    bool hasFolder = true;
-    std::u16string folderText = u"C:\\suite\\";
-};
 
 class NoProcesses final : public machine::ProcessInspector {
  public:
@@ -98,7 +80,7 @@ class FakePlatform final : public machine::Machine {
         return true;
     }
 
-    BareModules modules;
+    fakes::NoModules modules;
     NoProcesses processes;
     NoSessions sessions;
     SetClock clock;

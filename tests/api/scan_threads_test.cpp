@@ -31,11 +31,12 @@ std::uint8_t TARN_CALL ScanSmb(const std::uint8_t* frame, std::uint32_t length, 
     return smb::ScanSmbFrame({frame, length}, direction, theLibrary->smbTables, *result) ? 1 : 0;
 }
 std::uint8_t TARN_CALL CheckLogon(const LogonEvent* event, LogonVerdict* verdict) {
-    const base::WriteHold hold(theLibrary->parentalLock);
-    return parental::ScanLogonEvent(*event, *verdict, theLibrary->sessions, theLibrary->parental,
-                                    theLibrary->platform.Clock())
-               ? 1
-               : 0;
+    return theLibrary->parental.Write([&](ParentalTables& tables) {
+        return parental::ScanLogonEvent(*event, *verdict, tables.sessions, tables.settings,
+                                        theLibrary->machine.Clock())
+                   ? 1
+                   : 0;
+    });
 }
 std::uint8_t TARN_CALL Condemn(const IdsBlockRequest* request) {
     theLibrary->idsBlockedList.Add(*request);
@@ -58,13 +59,11 @@ class ScanThreads : public testing::Test {
     ScanThreads() {
         theLibrary = library.get();
         library->settings.bpStatus = library->settings.apStatus = library->settings.idsIpsStatus = 1;
-        library->companions.categorisation.functions.SCGetURLCategories = MaliciousCategory;
-        library->companions.categorisation.functions.SCReleaseCategories = ReleaseCategory;
-        library->companions.categorisation.loaded = true;
+        library->companions.categorisation = modules::Categorisation{.SCGetURLCategories = MaliciousCategory, .SCReleaseCategories = ReleaseCategory};
         EXPECT_TRUE(library->dnsRing.Allocate());
         PublishLists();
         TakeProfile();
-        EXPECT_TRUE(library->scheduleWorker.Start(library->parental, error));
+        EXPECT_TRUE(library->scheduleWorker.Start(library->parental.Settings(), error));
     }
     ~ScanThreads() override {
         EXPECT_TRUE(library->scheduleWorker.Stop());
@@ -95,8 +94,10 @@ class ScanThreads : public testing::Test {
         record.mode = TARN_PC_ONE_FOR_ALL;
         record.entryCount = 1;
         record.entries = &entry;
-        ASSERT_TRUE(parental::CopyPcSettings(record, library->parental));
-        library->profiles = lists::PublishProfiles(library->parental);
+        library->parental.Write([&](ParentalTables& tables) {
+            ASSERT_TRUE(parental::CopyPcSettings(record, tables.settings));
+            tables.profiles = lists::PublishProfiles(tables.settings);
+        });
     }
 
     static constexpr HostCalls kCalls{ScanUrl, ScanPacket, ScanSmb, CheckLogon, Condemn};
@@ -114,8 +115,10 @@ TEST_F(ScanThreads, EveryVerdictIsTheOneThatItsThreadKnows) {
     // No tick of the account that all threads reported is lost.
     EXPECT_EQ(report.sharedTicks, kHostThreads * 12 * kRounds);
     std::uint32_t counted = 0;
-    for (const auto& record : library->sessions.Records())
-        if (record.sid[8] == 200) counted = record.usageTicks;
+    library->parental.Write([&](ParentalTables& tables) {
+        for (const auto& record : tables.sessions.Records())
+            if (record.sid[8] == 200) counted = record.usageTicks;
+    });
     EXPECT_EQ(counted, report.sharedTicks);
 }
 
@@ -124,7 +127,7 @@ TEST_F(ScanThreads, TheWorkerIsReplacedBetweenScans) {
     const HostReport report =
         RunHostThreads(kCalls, {2, [&](std::size_t round) {
                                     EXPECT_TRUE(library->scheduleWorker.Stop());
-                                    EXPECT_TRUE(library->scheduleWorker.Start(library->parental, error));
+                                    EXPECT_TRUE(library->scheduleWorker.Start(library->parental.Settings(), error));
                                     return round < 20;
                                 }});
     EXPECT_EQ(report.wrong, 0U) << report.firstWrong;

@@ -95,7 +95,7 @@ TEST_F(StartFailure, TheInstallFolderIsNeededTwice) {
         if (!started) {
             ++refused;
             EXPECT_THAT(platform.modules.inner.Loaded(), IsEmpty());
-            EXPECT_FALSE(library->parental.loaded);
+            EXPECT_FALSE(library->parental.Settings().loaded);
             EXPECT_TRUE(lost == 2 || lost == questions) << "not the browser exclusions, which come first";
         }
         Stop(*library, error);

@@ -11,7 +11,7 @@
 #include "machine/install_folder_win32.h"
 #include "machine/machine_win32.h"
 #include "machine/os_version_win32.h"
-#include "modules/companion_loader.h"
+#include "modules/module_calls.h"
 
 namespace tarn::machine {
 namespace {

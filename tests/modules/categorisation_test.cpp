@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "modules/companion_loader.h"
+#include "modules/module_calls.h"
 #include "modules/fake_modules.h"
 
 namespace tarn::modules {
@@ -54,17 +54,18 @@ class OnlineLookup : public testing::Test {
     OnlineLookup() {
         base::PathBuffer folder;
         fake.InstallFolder(folder);
-        EXPECT_TRUE(LoadSettingsReader(companions, fake, folder));
-        EXPECT_TRUE(LoadStatusReader(companions, fake, folder));
+        EXPECT_TRUE(calls.Load<SettingsReader>(folder));
+        EXPECT_TRUE(calls.Load<StatusReader>(folder));
         fake.Give("ReadBPStatus", std::uint8_t{1});
         fake.Give("ReadWebSecCloudStatus", std::uint8_t{1});
         fake.Take();
     }
-    bool Allowed() { return OnlineLookupAllowed(companions, fake, error); }
+    bool Allowed() { return OnlineLookupAllowed(calls); }
 
     FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
+    ModuleCalls calls{companions, fake, error};
 };
 
 TEST_F(OnlineLookup, AbsentProxyFileAllows) {
@@ -172,7 +173,7 @@ TEST_F(OnlineLookup, WithoutTheParentalRecordItIsForbidden) {
     fake.failing = {"ReadPCSettings"};
     EXPECT_FALSE(Allowed());
     fake.failing = {};
-    companions.statusReader.loaded = false;
+    companions.statusReader = {};
     EXPECT_FALSE(Allowed());
 }
 
@@ -201,13 +202,14 @@ class Lookup : public testing::Test {
     Lookup() {
         base::PathBuffer folder;
         fake.InstallFolder(folder);
-        EXPECT_TRUE(LoadCategorisation(companions, fake, folder, error));
+        EXPECT_TRUE(calls.Load<Categorisation>(folder));
         fake.Take();
     }
 
     FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
+    ModuleCalls calls{companions, fake, error};
 };
 
 TEST_F(Lookup, AnArrayIsReleasedExactlyOnce) {
@@ -256,7 +258,7 @@ TEST_F(Lookup, AFailedLookupReleasesWhatItWasHanded) {
 }
 
 TEST_F(Lookup, WithoutTheModuleNothingIsCalled) {
-    UnloadCategorisation(companions, fake, error);
+    calls.Unload<Categorisation>();
     fake.Take();
     {
         const CategoryLookup lookup(companions.categorisation, "a.example", 0);

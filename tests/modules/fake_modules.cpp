@@ -21,11 +21,16 @@ struct Name {
 
 constexpr std::uint32_t kModuleError = 1234;
 
+void NoteCell(std::uint32_t* error) {
+    EXPECT_NE(error, nullptr);
+    FakeModules::Current().errorCells.push_back(error);
+}
+
 template <Name name, class Out>
 std::uint8_t Read(std::uint64_t reserved, Out* out, std::uint32_t* error) {
     const std::string text = name.text;
     EXPECT_EQ(reserved, 0U) << text;
-    EXPECT_NE(error, nullptr) << text;
+    NoteCell(error);
     const bool presetToOne = text == "ReadWebSecCloudStatus";
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(out);
     EXPECT_TRUE(
@@ -53,30 +58,30 @@ void Release(Out* out) {
 template <Name name, class Record>
 std::uint8_t Write(std::uint64_t reserved, const Record* record, std::uint32_t* error) {
     EXPECT_EQ(reserved, 0U);
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     EXPECT_NE(record, nullptr);
     const auto count = record->count;
     return FakeModules::Current().Called(name.text, std::to_string(count)) ? 1 : 0;
 }
 
 std::uint8_t ResetBPUserWhitelist(std::uint64_t, std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     return FakeModules::Current().Called("ResetBPUserWhitelist") ? 1 : 0;
 }
 
 std::uint8_t ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     const bool succeeds = FakeModules::Current().Called("ReadEPSServerIP", std::to_string(capacity));
     base::CopyText(buffer, capacity, succeeds ? u"192.0.2.77" : u"rubbish");
     return succeeds ? 1 : 0;
 }
 
 std::uint8_t SCInit(std::uint8_t online, std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     return FakeModules::Current().Called("SCInit", std::to_string(online)) ? 1 : 0;
 }
 void SCDeinit(std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     FakeModules::Current().Called("SCDeinit");
 }
 std::uint8_t SCGetURLCategories(const char* text, std::uint16_t** categories, std::uint16_t* count,
@@ -107,12 +112,13 @@ std::uint8_t SCSaveCacheFile(std::uint64_t, std::uint64_t, std::uint64_t, std::u
 }
 
 std::uint8_t PKSInit(void** context, std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
+    FakeModules::Current().packetContextCell = context;
     *context = FakeModules::Current().packetContext;
     return FakeModules::Current().Called("PKSInit") ? 1 : 0;
 }
 void PKSDeinit(void* context, std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     EXPECT_EQ(context, FakeModules::Current().packetContext);
     FakeModules::Current().Called("PKSDeinit");
 }
@@ -141,7 +147,7 @@ std::uint8_t WSInitUrlsig() {
     return FakeModules::Current().Called("WSInitUrlsig") ? 1 : 0;
 }
 void WSDeInitUrlsig(std::uint32_t* error) {
-    EXPECT_NE(error, nullptr);
+    NoteCell(error);
     FakeModules::Current().Called("WSDeInitUrlsig");
 }
 

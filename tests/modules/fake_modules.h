@@ -1,5 +1,5 @@
 // A module system in memory: nine modules whose functions note their calls and answer as a test tells them.
-// What the right order and number of calls is, the tests say; a call into a module that is not loaded fails any test.
+// A call into a module that is not loaded fails any test.
 #ifndef TARN_TESTS_MODULES_FAKE_MODULES_H
 #define TARN_TESTS_MODULES_FAKE_MODULES_H
 
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "machine/module_system.h"
-#include "modules/companion_table.h"
+#include "modules/companions.h"
 
 namespace tarn::modules {
 
@@ -37,7 +37,7 @@ class FakeModules final : public machine::ModuleSystem {
     std::set<std::string> missingFiles;
     std::set<std::string> missingFunctions;
     std::set<std::string> failing;  // functions that answer false, 0 or nothing
-    void* packetContext = &packetContextCell_;
+    void* packetContext = &packetContextTarget_;
     std::vector<std::uint16_t> categories = {10, 20, 30};
     bool returnsArrayOnFailure = false;
 
@@ -56,6 +56,8 @@ class FakeModules final : public machine::ModuleSystem {
     std::vector<std::u16string> filesRead;  // paths whose start was read
     std::map<std::string, std::vector<std::uint8_t>> released;  // what a release was handed
     std::size_t liveArrays = 0;                                 // category arrays that were not released
+    void** packetContextCell = nullptr;                         // where PKSInit stored its context
+    std::vector<std::uint32_t*> errorCells;                     // that reads and starts were handed
 
     [[nodiscard]] std::set<std::string> Loaded() const;
     [[nodiscard]] std::size_t Count(const std::string& entry) const;
@@ -86,7 +88,7 @@ class FakeModules final : public machine::ModuleSystem {
     std::map<void*, Instance> instances_;
     std::map<std::string, std::vector<std::uint8_t>> given_;
     std::vector<std::unique_ptr<int>> handles_;
-    int packetContextCell_ = 0;
+    int packetContextTarget_ = 0;
 };
 
 }  // namespace tarn::modules

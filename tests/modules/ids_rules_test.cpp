@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "modules/companion_loader.h"
 #include "modules/fake_modules.h"
-#include "modules/settings.h"
+#include "modules/module_calls.h"
 
 namespace tarn::modules {
 namespace {
@@ -161,7 +160,8 @@ TEST(IdsRuleTable, NullArraysWithACountAreEmpty) {
     rules.Add(1, {}).systemCount = 3;
     rules.Add(2, {});
     ASSERT_TRUE(table.CopySelected(rules.Record(), 100));
-    EXPECT_THAT(Ids(table), ElementsAre(2)) << "a rule that names systems and has none applies to none";
+    EXPECT_THAT(Ids(table), ElementsAre(1, 2)) << "a rule without identifiers is for every system, whatever its count";
+    EXPECT_EQ(table.Record().rules[0].systems, nullptr);
 }
 
 TEST(IdsRuleTable, EachMissingBlockFailsAndLeavesNothing) {
@@ -220,7 +220,7 @@ class IdsSettings : public testing::Test {
     IdsSettings() {
         base::PathBuffer folder;
         fake.InstallFolder(folder);
-        EXPECT_TRUE(LoadSettingsReader(companions, fake, folder));
+        EXPECT_TRUE(calls.Load<SettingsReader>(folder));
         fake.Take();
         Rules former;
         former.Add(99, {});
@@ -234,12 +234,13 @@ class IdsSettings : public testing::Test {
         if (bytes.size() == sizeof record) std::memcpy(&record, bytes.data(), sizeof record);
         return record;
     }
-    bool Read(std::uint32_t classification) { return ReadIDSSettings(companions, classification, table, error); }
+    bool Read(std::uint32_t classification) { return calls.ReadIDSSettings(classification, table); }
 
     FakeModules fake;
     Companions companions;
     IdsRuleTable table{};  // holds one rule of before
     std::uint32_t error = 0;
+    ModuleCalls calls{companions, fake, error};
 };
 
 TEST_F(IdsSettings, RulesAreCopiedAndTheRecordGivenBackAtOnce) {
@@ -255,7 +256,7 @@ TEST_F(IdsSettings, RulesAreCopiedAndTheRecordGivenBackAtOnce) {
     EXPECT_EQ(Released().rules, given.rules);
     EXPECT_EQ(Released().ruleCount, 3U);
 
-    ReleaseIDSSettings(companions, table);
+    calls.ReleaseIDSSettings(table);
     EXPECT_THAT(fake.Take(), ElementsAre("ReleaseIDSSettings"));
     EXPECT_EQ(Released().rules, nullptr) << "the own copies never reach the module";
     EXPECT_EQ(Released().ruleCount, 0U);
@@ -272,7 +273,7 @@ TEST_F(IdsSettings, CountZeroIsKeptWithItsPointerUntilTheRelease) {
     EXPECT_EQ(table.Record().ruleCount, 0U);
     EXPECT_EQ(table.Record().extra, 8);
     EXPECT_EQ(table.Record().rules, given.rules);
-    ReleaseIDSSettings(companions, table);
+    calls.ReleaseIDSSettings(table);
     EXPECT_EQ(Released().rules, given.rules);
     EXPECT_EQ(Released().extra, 8);
     EXPECT_EQ(table.Record().rules, nullptr);
@@ -290,9 +291,10 @@ TEST_F(IdsSettings, AFailedReadLeavesAnEmptyTableAndIsNotReleased) {
     EXPECT_THAT(fake.Take(), ElementsAre("ReadIDSSettings"));
     EXPECT_EQ(table.Record().ruleCount, 0U);
     EXPECT_EQ(table.Record().rules, nullptr);
-    companions.settingsReader.loaded = false;
+    companions.settingsReader = {};
+    fake.Take();
     EXPECT_FALSE(Read(50042));
-    ReleaseIDSSettings(companions, table);
+    calls.ReleaseIDSSettings(table);
     EXPECT_THAT(fake.Take(), IsEmpty());
 }
 
@@ -302,7 +304,7 @@ TEST_F(IdsSettings, WhenMemoryIsMissingTheRecordIsStillGivenBack) {
     fake.Give("ReadIDSSettings", rules.Record());
     IdsRuleTable poor(kCountedMemory);
     blocksLeft = 0;
-    EXPECT_FALSE(ReadIDSSettings(companions, 50042, poor, error));
+    EXPECT_FALSE(calls.ReadIDSSettings(50042, poor));
     EXPECT_THAT(fake.Take(), ElementsAre("ReadIDSSettings", "ReleaseIDSSettings"));
     EXPECT_EQ(poor.Record().ruleCount, 0U);
 }

@@ -1,10 +1,13 @@
 // Every module loaded and unloaded by itself, as a settings change does, and the two that are asked once.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <tuple>
+#include <map>
+#include <type_traits>
+#include <utility>
 
-#include "modules/companion_loader.h"
+#include "fakes/no_modules.h"
 #include "modules/fake_modules.h"
+#include "modules/module_calls.h"
 
 namespace tarn::modules {
 namespace {
@@ -20,141 +23,191 @@ class OneModule : public testing::Test {
     Companions companions;
     base::PathBuffer folder{};
     std::uint32_t error = 0;
+    ModuleCalls calls{companions, fake, error};
 };
 
-template <class Functions>
+template <class Module>
 std::vector<std::string> NamesOf() {
-    return std::apply([](const auto&... imports) { return std::vector<std::string>{imports.name...}; },
-                      Functions::Imports());
+    std::vector<std::string> names;
+    Module module;
+    Module::VisitSlots(module, [&](const char* name, const auto&) {
+        names.emplace_back(name);
+        return true;
+    });
+    return names;
 }
 
-// The names of the slots that hold a pointer.
-template <class Functions>
-std::vector<std::string> BoundIn(const Functions& functions) {
-    std::vector<std::string> bound;
-    std::apply(
-        [&](const auto&... imports) {
-            ((functions.*(imports.slot) != nullptr ? bound.emplace_back(imports.name) : bound.emplace_back()), ...);
-        },
-        Functions::Imports());
-    std::erase(bound, "");
-    return bound;
+// A system that answers each name with an address of its own.
+class NamedAddresses final : public fakes::NoModules {
+ public:
+    void* Load(const char16_t*) override { return this; }
+    void* Find(void*, const char* function) override { return &addresses[function]; }
+    std::map<std::string, char> addresses;
+};
+
+template <class Module>
+void ExpectBoundByName() {
+    NamedAddresses system;
+    const LoadedModule<Module> module(system, u"");
+    ASSERT_TRUE(module);
+    Module::VisitSlots(*module.operator->(), [&](const char* name, const auto& slot) {
+        EXPECT_EQ(reinterpret_cast<void*>(slot), &system.addresses.at(name)) << name;
+        return true;
+    });
+    EXPECT_EQ(system.addresses.size(), NamesOf<Module>().size()) << "no name twice";
 }
 
-// Each function missing in turn: the load asks no further, frees what it loaded, and keeps or zeroes what it says.
-template <class Functions, class Load>
-void ExpectAllOrNothing(FakeModules& fake, Companion<Functions>& companion, bool zeroesHandle, bool zeroesPointers,
-                        Load&& load) {
-    const std::vector<std::string> names = NamesOf<Functions>();
-    const std::string file(Functions::kFile.begin(), Functions::kFile.end());
+TEST(CompanionTable, EverySlotHoldsTheFunctionOfItsName) {
+    ExpectBoundByName<SettingsReader>();
+    ExpectBoundByName<StatusReader>();
+    ExpectBoundByName<PacketSignatures>();
+    ExpectBoundByName<Categorisation>();
+    ExpectBoundByName<HttpsInspection>();
+    ExpectBoundByName<UrlPatterns>();
+    ExpectBoundByName<Quarantine>();
+    ExpectBoundByName<DisabledFeaturesReader>();
+    ExpectBoundByName<AgentStatusReader>();
+    // One by hand, apart from the list.
+    NamedAddresses system;
+    const LoadedModule<StatusReader> module(system, u"");
+    EXPECT_EQ(reinterpret_cast<void*>(module->ReadBPStatus), &system.addresses.at("ReadBPStatus"));
+    EXPECT_EQ(reinterpret_cast<void*>(module->ReadAPStatus), &system.addresses.at("ReadAPStatus"));
+}
+
+// A row of the list compiles only where the slot of its name is.
+template <class Self, class Visit>
+concept ImportsBPStatus = requires(Self self, Visit visit) { TARN_IMPORT(ReadBPStatus, ReadStatusFn) true; };
+struct AnyVisit {
+    template <class Slot>
+    bool operator()(const char*, Slot&) const;
+};
+static_assert(ImportsBPStatus<StatusReader, AnyVisit>);
+static_assert(!ImportsBPStatus<SettingsReader, AnyVisit>, "a name without its slot must not compile");
+
+static_assert(!std::is_copy_constructible_v<LoadedModule<StatusReader>>);
+static_assert(std::is_nothrow_move_constructible_v<LoadedModule<StatusReader>>);
+static_assert(std::is_nothrow_move_assignable_v<LoadedModule<StatusReader>>);
+
+TEST(LoadedModuleTest, IsFreedOnceByItsLastOwner) {
+    FakeModules fake;
+    {
+        LoadedModule<UrlPatterns> first(fake, u"C:\\Suite\\urlsig.dll");
+        ASSERT_TRUE(first);
+        LoadedModule<UrlPatterns> second(std::move(first));
+        EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): empty is what it must be
+        EXPECT_TRUE(second);
+        first = std::move(second);
+        EXPECT_TRUE(first);
+        EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move)
+        EXPECT_THAT(fake.Take(), ElementsAre("load urlsig.dll"));
+    }
+    EXPECT_THAT(fake.Take(), ElementsAre("free urlsig.dll"));
+    {
+        LoadedModule<UrlPatterns> module(fake, u"C:\\Suite\\urlsig.dll");
+        module = {};
+        EXPECT_THAT(fake.Take(), ElementsAre("load urlsig.dll", "free urlsig.dll"));
+    }
+    EXPECT_THAT(fake.Take(), IsEmpty());
+}
+
+TEST(LoadedModuleTest, FunctionsOfTheProgramAreNotFreed) {
+    { const LoadedModule<HttpsInspection> module(HttpsInspection{.TiShowPopup = [] {}}); }
+    const LoadedModule<HttpsInspection> module(HttpsInspection{.TiShowPopup = [] {}});
+    ASSERT_TRUE(module);
+    EXPECT_NE(module->TiShowPopup, nullptr);
+}
+
+// Each function missing in turn: the load asks no further, frees what it loaded and keeps nothing.
+template <class Module>
+void ExpectAllOrNothing(FakeModules& fake, ModuleCalls& calls, Companions& companions,
+                        const base::PathBuffer& folder) {
+    const std::vector<std::string> names = NamesOf<Module>();
+    const std::string file(Module::kFile.begin(), Module::kFile.end());
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (names[i] == "ReadAPReportPromptStatus") continue;
         SCOPED_TRACE(names[i]);
-        companion = {};
         fake.finds.clear();
         fake.missingFunctions = {names[i]};
-        EXPECT_FALSE(load());
+        EXPECT_FALSE(calls.Load<Module>(folder));
         EXPECT_THAT(fake.Take(), ElementsAre("load " + file, "free " + file));
-        const auto upTo = [&](std::size_t count) {
-            return std::vector<std::string>(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(count));
-        };
-        EXPECT_EQ(fake.finds, upTo(i + 1));
-        EXPECT_EQ(BoundIn(companion.functions), zeroesPointers ? upTo(0) : upTo(i));
-        EXPECT_EQ(companion.handle == nullptr, zeroesHandle);
-        EXPECT_FALSE(companion.loaded);
+        EXPECT_EQ(fake.finds, std::vector<std::string>(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i) + 1));
+        EXPECT_FALSE(companions.Get<Module>());
     }
     fake.missingFunctions.clear();
-    companion = {};
 }
 
 TEST_F(OneModule, AnyMissingFunctionUnloadsIt) {
-    ExpectAllOrNothing(fake, companions.settingsReader, false, false,
-                       [&] { return LoadSettingsReader(companions, fake, folder); });
-    ExpectAllOrNothing(fake, companions.statusReader, false, false,
-                       [&] { return LoadStatusReader(companions, fake, folder); });
-    ExpectAllOrNothing(fake, companions.packetSignatures, false, false,
-                       [&] { return LoadPacketSignatures(companions, fake, folder, error); });
-    ExpectAllOrNothing(fake, companions.categorisation, true, false,
-                       [&] { return LoadCategorisation(companions, fake, folder, error); });
-    ExpectAllOrNothing(fake, companions.httpsInspection, true, true,
-                       [&] { return LoadHttpsInspection(companions, fake, folder); });
-    ExpectAllOrNothing(fake, companions.urlPatterns, false, false,
-                       [&] { return LoadUrlPatterns(companions, fake, folder); });
-}
-
-TEST_F(OneModule, HttpsInspectionForgetsItsPointersBeforeItLoads) {
-    ASSERT_TRUE(LoadHttpsInspection(companions, fake, folder));
-    UnloadHttpsInspection(companions, fake);
-    EXPECT_NE(companions.httpsInspection.functions.TiScanHttpsPacket, nullptr) << "stale, and never used";
-    EXPECT_EQ(companions.httpsInspection.handle, nullptr);
-    fake.missingFiles = {"tlsinsp.dll"};
-    EXPECT_FALSE(LoadHttpsInspection(companions, fake, folder));
-    EXPECT_THAT(BoundIn(companions.httpsInspection.functions), IsEmpty());
-    fake.missingFiles = {};
-    fake.failing = {"IntializeSSL"};
-    EXPECT_FALSE(LoadHttpsInspection(companions, fake, folder));
-    EXPECT_THAT(BoundIn(companions.httpsInspection.functions), IsEmpty());
-    EXPECT_EQ(companions.httpsInspection.handle, nullptr);
-    EXPECT_THAT(fake.Loaded(), IsEmpty());
+    ExpectAllOrNothing<SettingsReader>(fake, calls, companions, folder);
+    ExpectAllOrNothing<StatusReader>(fake, calls, companions, folder);
+    ExpectAllOrNothing<PacketSignatures>(fake, calls, companions, folder);
+    ExpectAllOrNothing<Categorisation>(fake, calls, companions, folder);
+    ExpectAllOrNothing<HttpsInspection>(fake, calls, companions, folder);
+    ExpectAllOrNothing<UrlPatterns>(fake, calls, companions, folder);
 }
 
 TEST_F(OneModule, AFailedStartUnloadsIt) {
-    fake.failing = {"PKSInit", "SCInit", "WSInitUrlsig"};
-    EXPECT_FALSE(LoadPacketSignatures(companions, fake, folder, error));
-    EXPECT_FALSE(companions.packetSignatures.loaded);
-    EXPECT_NE(companions.packetSignatures.handle, nullptr) << "stale, and never used";
-    EXPECT_FALSE(LoadCategorisation(companions, fake, folder, error));
-    EXPECT_FALSE(companions.categorisation.loaded);
-    EXPECT_EQ(companions.categorisation.handle, nullptr);
-    EXPECT_FALSE(LoadUrlPatterns(companions, fake, folder));
-    EXPECT_FALSE(companions.urlPatterns.loaded);
+    fake.failing = {"PKSInit", "SCInit", "IntializeSSL", "WSInitUrlsig"};
+    EXPECT_FALSE(calls.Load<PacketSignatures>(folder));
+    EXPECT_FALSE(calls.Load<Categorisation>(folder));
+    EXPECT_FALSE(calls.Load<HttpsInspection>(folder));
+    EXPECT_FALSE(calls.Load<UrlPatterns>(folder));
+    EXPECT_FALSE(companions.AnyLoaded());
     EXPECT_THAT(fake.Loaded(), IsEmpty());
     EXPECT_THAT(fake.Take(),
                 ElementsAre("load pktsig.dll", "PKSInit", "free pktsig.dll", "load sitecls.dll", "SCInit 0",
-                            "free sitecls.dll", "load urlsig.dll", "WSInitUrlsig", "free urlsig.dll"));
+                            "free sitecls.dll", "load tlsinsp.dll", "IntializeSSL", "free tlsinsp.dll",
+                            "load urlsig.dll", "WSInitUrlsig", "free urlsig.dll"));
 }
 
 TEST_F(OneModule, ReloadsAndUnloads) {
     for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(LoadSettingsReader(companions, fake, folder));
-        ASSERT_TRUE(LoadStatusReader(companions, fake, folder));
-        ASSERT_TRUE(LoadPacketSignatures(companions, fake, folder, error));
-        ASSERT_TRUE(LoadCategorisation(companions, fake, folder, error));
+        ASSERT_TRUE(calls.Load<SettingsReader>(folder));
+        ASSERT_TRUE(calls.Load<StatusReader>(folder));
+        ASSERT_TRUE(calls.Load<PacketSignatures>(folder));
+        ASSERT_TRUE(calls.Load<Categorisation>(folder));
         EXPECT_EQ(fake.Loaded().size(), 4U);
-        UnloadCategorisation(companions, fake, error);
-        EXPECT_EQ(companions.categorisation.handle, nullptr);
-        UnloadPacketSignatures(companions, fake, error);
-        UnloadStatusReader(companions, fake);
-        UnloadSettingsReader(companions, fake);
-        EXPECT_NE(companions.settingsReader.handle, nullptr) << "stale, and never used";
+        fake.Take();
+        ASSERT_TRUE(calls.Reload<PacketSignatures>(folder));
+        EXPECT_THAT(fake.Take(), ElementsAre("PKSDeinit", "free pktsig.dll", "load pktsig.dll", "PKSInit"));
+        calls.Unload<Categorisation>();
+        calls.Unload<PacketSignatures>();
+        calls.Unload<StatusReader>();
+        calls.Unload<SettingsReader>();
         EXPECT_THAT(fake.Loaded(), IsEmpty());
-        EXPECT_FALSE(companions.settingsReader.loaded || companions.statusReader.loaded ||
-                     companions.packetSignatures.loaded || companions.categorisation.loaded);
+        EXPECT_FALSE(companions.AnyLoaded());
     }
+}
+
+TEST_F(OneModule, ItsContextStandsWhereItsStartWasTold) {
+    // A module may keep the address that PKSInit was given.
+    ASSERT_TRUE(calls.Load<PacketSignatures>(folder));
+    EXPECT_EQ(fake.packetContextCell, &companions.packetSignatures->context);
+    EXPECT_EQ(companions.packetSignatures->context, fake.packetContext);
+    calls.Unload<PacketSignatures>();
 }
 
 TEST_F(OneModule, AgentStatusIsAskedOnce) {
     std::uint8_t status = 55;
-    EXPECT_TRUE(ReadAgentStatus(fake, status));
+    EXPECT_TRUE(calls.ReadAgentStatus(status));
     EXPECT_EQ(status, 9);
     EXPECT_THAT(fake.Take(), ElementsAre("load agentst.dll", "GetYALStatus", "free agentst.dll"));
 
     status = 55;
     fake.failing = {"GetYALStatus"};
-    EXPECT_FALSE(ReadAgentStatus(fake, status));
+    EXPECT_FALSE(calls.ReadAgentStatus(status));
     EXPECT_EQ(status, 0) << "what a failed call left counts for nothing";
     EXPECT_THAT(fake.Take(), ElementsAre("load agentst.dll", "GetYALStatus", "free agentst.dll"));
 
     status = 55;
     fake.missingFunctions = {"GetYALStatus"};
-    EXPECT_FALSE(ReadAgentStatus(fake, status));
+    EXPECT_FALSE(calls.ReadAgentStatus(status));
     EXPECT_EQ(status, 0);
     EXPECT_THAT(fake.Take(), ElementsAre("load agentst.dll", "free agentst.dll"));
 
     fake.missingFiles = {"agentst.dll"};
-    EXPECT_FALSE(ReadAgentStatus(fake, status));
+    EXPECT_FALSE(calls.ReadAgentStatus(status));
     fake.hasInstallFolder = false;
-    EXPECT_FALSE(ReadAgentStatus(fake, status));
+    EXPECT_FALSE(calls.ReadAgentStatus(status));
     EXPECT_THAT(fake.Take(), IsEmpty());
 }
 
@@ -164,16 +217,16 @@ TEST_F(OneModule, DisabledFeaturesAreAskedOnce) {
     given.bytes[63] = 7;
     fake.Give("ReadDisableFeaturesSettings", given);
     DisabledFeatures features;
-    EXPECT_TRUE(ReadDisabledFeatures(fake, features, error));
+    EXPECT_TRUE(calls.ReadDisabledFeatures(features));
     EXPECT_EQ(features.bytes[5], 1);
     EXPECT_EQ(features.bytes[63], 7);
     EXPECT_THAT(fake.Take(), ElementsAre("load OPTSTORE.DLL", "ReadDisableFeaturesSettings", "free OPTSTORE.DLL"));
 
     fake.failing = {"ReadDisableFeaturesSettings"};
-    EXPECT_FALSE(ReadDisabledFeatures(fake, features, error));
+    EXPECT_FALSE(calls.ReadDisabledFeatures(features));
     EXPECT_THAT(fake.Take(), ElementsAre("load OPTSTORE.DLL", "ReadDisableFeaturesSettings", "free OPTSTORE.DLL"));
     fake.missingFunctions = {"ReadDisableFeaturesSettings"};
-    EXPECT_FALSE(ReadDisabledFeatures(fake, features, error));
+    EXPECT_FALSE(calls.ReadDisabledFeatures(features));
     EXPECT_THAT(fake.Take(), ElementsAre("load OPTSTORE.DLL", "free OPTSTORE.DLL"));
     EXPECT_THAT(fake.Loaded(), IsEmpty());
 }
@@ -183,17 +236,17 @@ TEST_F(OneModule, PathsOfModulesThatAreAskedOnceAreNeverCut) {
     std::uint8_t status = 0;
     // "OPTSTORE.DLL" has 12 units and its path 256 with the NUL; "agentst.dll" has 11 and 260.
     fake.installFolder = std::u16string(242, u'd') + u"\\";
-    EXPECT_TRUE(ReadDisabledFeatures(fake, features, error));
+    EXPECT_TRUE(calls.ReadDisabledFeatures(features));
     fake.installFolder = std::u16string(243, u'd') + u"\\";
     fake.loads.clear();
-    EXPECT_FALSE(ReadDisabledFeatures(fake, features, error));
+    EXPECT_FALSE(calls.ReadDisabledFeatures(features));
     EXPECT_THAT(fake.loads, IsEmpty());
 
     fake.installFolder = std::u16string(247, u'd') + u"\\";
-    EXPECT_TRUE(ReadAgentStatus(fake, status));
+    EXPECT_TRUE(calls.ReadAgentStatus(status));
     fake.installFolder = std::u16string(248, u'd') + u"\\";
     fake.loads.clear();
-    EXPECT_FALSE(ReadAgentStatus(fake, status));
+    EXPECT_FALSE(calls.ReadAgentStatus(status));
     EXPECT_THAT(fake.loads, IsEmpty());
 }
 

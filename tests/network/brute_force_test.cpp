@@ -226,7 +226,7 @@ TEST_F(PacketScan, AFailedCategoryQueryGoesOnToTheSignatures) {
     script.arrayReturned = false;
     EXPECT_TRUE(Scan(To(445)));
     EXPECT_THAT(script.journal, ElementsAre("categories 203.0.113.7 mode 0", "signatures length 54 rule 7 inbound 1"));
-    companions.categorisation.loaded = false;
+    companions.categorisation = {};
     EXPECT_TRUE(Scan(To(445)));
     EXPECT_TRUE(AskedSignaturesOnly());
     EXPECT_FALSE(attackers.Contains(AddressRecord(kPeer)));
@@ -242,7 +242,7 @@ TEST_F(PacketScan, AKnownAttackerIsBlockedWithoutTextsOrQuery) {
     EXPECT_EQ(TextOf(verdict.description), u"");
     EXPECT_EQ(TextOf(verdict.details), u"");
     EXPECT_THAT(script.journal, IsEmpty());
-    companions.categorisation.loaded = false;
+    companions.categorisation = {};
     EXPECT_TRUE(Scan(To(445)));
     EXPECT_EQ(Verdict(), "4/25") << "known also without the categorisation module";
 }

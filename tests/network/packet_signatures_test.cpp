@@ -64,12 +64,11 @@ TEST_F(PacketScan, AFailedSignatureScanLeavesTheRecord) {
 
 TEST_F(PacketScan, WithoutTheModuleTheFrameIsAllowed) {
     const PacketVerdict allowed = Expected([](PacketVerdict& expected) { expected.action = 1; });
-    companions.packetSignatures.loaded = false;
+    companions.packetSignatures = {};
     EXPECT_TRUE(Scan(To(80)));
     EXPECT_TRUE(VerdictIs(allowed));
-    EXPECT_THAT(script.journal, IsEmpty()) << "a stale pointer is not called";
-    companions.packetSignatures.loaded = true;
-    companions.packetSignatures.functions.PKSScanPacket = nullptr;
+    EXPECT_THAT(script.journal, IsEmpty());
+    companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = nullptr};
     EXPECT_TRUE(Scan(To(80)));
     EXPECT_TRUE(VerdictIs(allowed));
 }
@@ -176,9 +175,8 @@ std::uint8_t TARN_CALL AlwaysClean(const std::uint8_t*, std::uint32_t, std::uint
 }
 
 TEST_F(PacketScan, ManyThreadsScanAtOnce) {
-    companions.categorisation.functions.SCGetURLCategories = AlwaysMalicious;
-    companions.categorisation.functions.SCReleaseCategories = KeepStatic;
-    companions.packetSignatures.functions.PKSScanPacket = AlwaysClean;
+    companions.categorisation = modules::Categorisation{.SCGetURLCategories = AlwaysMalicious, .SCReleaseCategories = KeepStatic};
+    companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = AlwaysClean};
     const PacketScanContext context{companions, settings, strictness, attackers};
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "fakes/no_modules.h"
 #include "parental/failing_memory.h"
 #include "parental/logon_check.h"
 #include "parental/scripted_sessions.h"
@@ -44,10 +45,10 @@ class SavedSessions : public ::testing::Test {
  protected:
     SavedSessions() : noon(*clock.ToSeconds(clock.Now())) {}
 
-    void Load() { EXPECT_TRUE(LoadUserSessions(table, settings, companions, clock, error)); }
-    bool Save() { return SaveUserSessions(table, companions, clock, error); }
-    void Rebuild() { EXPECT_TRUE(RebuildUserSessions(table, settings, companions, live, clock, error)); }
-    bool SaveAndClear() { return SaveAndClearUserSessions(table, companions, clock, error); }
+    void Load() { LoadUserSessions(table, settings, calls, clock); }
+    bool Save() { return SaveUserSessions(table, calls, clock); }
+    void Rebuild() { RebuildUserSessions(table, settings, calls, live, clock); }
+    bool SaveAndClear() { return SaveAndClearUserSessions(table, calls, clock); }
     bool Scan(std::uint32_t code, const AccountSid& sid = Sid(1)) {
         return ScanLogonEvent(Event(code, sid), verdict, table, settings, clock);
     }
@@ -66,6 +67,8 @@ class SavedSessions : public ::testing::Test {
     FakeClock clock;
     LogonVerdict verdict{};
     std::uint32_t error = 0;
+    fakes::NoModules system;
+    modules::ModuleCalls calls{companions, system, error};
     std::int64_t noon;
 };
 
@@ -151,7 +154,7 @@ TEST_F(SavedSessions, AFailedReadIsNoAccountAndNotReleased) {
 
 TEST_F(SavedSessions, WithoutTheModuleNothingIsLoadedOrSaved) {
     state.records = {Saved(Sid(1), noon)};
-    companions.statusReader.loaded = false;
+    companions.statusReader = {};
     Load();
     EXPECT_THAT(table.Records(), IsEmpty());
     EXPECT_FALSE(Save());
@@ -185,14 +188,14 @@ TEST_F(SavedSessions, ATimeThatCannotBeConvertedIsSavedAsZero) {
 TEST_F(SavedSessions, SaveFailsWithoutMemoryOrWhenTheWriteFails) {
     ASSERT_TRUE(Scan(kLogon));
     const FailingMemory none(0);
-    EXPECT_FALSE(SaveUserSessions(table, companions, clock, error, nullptr, none.Functions()));
+    EXPECT_FALSE(SaveUserSessions(table, calls, clock, none.Functions()));
     EXPECT_EQ(state.writes, 0);
     state.writeFails = true;
     EXPECT_FALSE(Save());
     EXPECT_EQ(state.writes, 1);
     const FailingMemory enough;
     state.writeFails = false;
-    EXPECT_TRUE(SaveUserSessions(table, companions, clock, error, nullptr, enough.Functions()));
+    EXPECT_TRUE(SaveUserSessions(table, calls, clock, enough.Functions()));
     EXPECT_EQ(enough.Live(), 0U);
     EXPECT_EQ(enough.Bytes(), sizeof(SavedSessionRecord));
 }
@@ -274,12 +277,12 @@ TEST_F(SavedSessions, ATableThatWasNeverRebuiltIsNotSaved) {
 
 TEST_F(SavedSessions, TheWriteTakesThePassedArguments) {
     Rebuild();
-    modules::PassThrough passed(1, 2, 3);
-    EXPECT_TRUE(SaveAndClearUserSessions(table, companions, clock, error, &passed));
-    EXPECT_FALSE(passed.Pending());
-    modules::PassThrough kept(1, 2, 3);
-    EXPECT_TRUE(SaveAndClearUserSessions(table, companions, clock, error, &kept));
-    EXPECT_TRUE(kept.Pending()) << "they are for the first call that is made";
+    modules::ModuleCalls first(companions, system, error, modules::PassedValues{1, 2, 3});
+    EXPECT_TRUE(SaveAndClearUserSessions(table, first, clock));
+    EXPECT_FALSE(first.ValuesPending());
+    modules::ModuleCalls second(companions, system, error, modules::PassedValues{1, 2, 3});
+    EXPECT_TRUE(SaveAndClearUserSessions(table, second, clock));
+    EXPECT_TRUE(second.ValuesPending()) << "they are for the first call that is made";
 }
 
 TEST_F(SavedSessions, ARestartWithinADayKeepsUsageAndRefusal) {

@@ -11,7 +11,7 @@
 
 #include "tarn/companions.h"
 
-#include "modules/companion_table.h"
+#include "modules/companions.h"
 #include "parental/live_sessions.h"
 #include "parental/record_builders.h"
 #include "parental/session_builders.h"
@@ -63,10 +63,7 @@ class SavedState {
 
     [[nodiscard]] static modules::Companions Companions() {
         modules::Companions companions;
-        companions.statusReader.loaded = true;
-        companions.statusReader.functions.ReadPCSystemControlSettings = &Read;
-        companions.statusReader.functions.ReleasePCSystemControlSettings = &Release;
-        companions.statusReader.functions.WritePCSystemControlSettings = &Write;
+        companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = &Read, .ReleasePCSystemControlSettings = &Release, .WritePCSystemControlSettings = &Write};
         return companions;
     }
 

@@ -51,10 +51,8 @@ std::uint8_t TARN_CALL CallMalicious(const char*, std::uint16_t** categories, st
 
 TEST(TruncatedCaptures, AreBlockedFromTheirPortsOn) {
     modules::Companions companions;
-    companions.packetSignatures.functions.PKSScanPacket = CountSignatureScan;
-    companions.packetSignatures.loaded = true;
-    companions.categorisation.functions.SCGetURLCategories = CallMalicious;
-    companions.categorisation.loaded = true;
+    companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = CountSignatureScan};
+    companions.categorisation = modules::Categorisation{.SCGetURLCategories = CallMalicious};
     modules::SettingsState settings;
     settings.idsIpsStatus = 1;
     network::ReportedAttackerList attackers;

@@ -78,7 +78,7 @@ TEST_F(DnsScan, CategoriesAreFetchedAheadAndDecideNothing) {
 
 TEST_F(DnsScan, NoCategoriesForALiteralOrWithoutTheModule) {
     EXPECT_TRUE(Scan(DnsResponse("[x", {kPublic})));
-    companions.categorisation.loaded = false;
+    companions.categorisation = {};
     EXPECT_TRUE(Scan(DnsResponse("news.example", {kPublic})));
     EXPECT_TRUE(script.journal.empty());
 }

@@ -99,14 +99,9 @@ struct QuietWorld {
         quietAnswers = {};
         ringAllocated = dnsRing.Allocate();
         settings.bpStatus = settings.apStatus = settings.idsIpsStatus = 1;
-        companions.categorisation.functions.SCGetURLCategories = QuietCategories;
-        companions.categorisation.functions.SCReleaseCategories = QuietRelease;
-        companions.categorisation.functions.SCGetCategoryName = QuietCategoryName;
-        companions.categorisation.loaded = true;
-        companions.urlPatterns.functions.WSCheckURLMaliciousPattern = QuietPattern;
-        companions.urlPatterns.loaded = true;
-        companions.httpsInspection.functions.TiScanHttpsPacket = QuietHttps;
-        companions.httpsInspection.loaded = true;
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = QuietCategories, .SCGetCategoryName = QuietCategoryName, .SCReleaseCategories = QuietRelease};
+        companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = QuietPattern};
+        companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = QuietHttps};
     }
 
     [[nodiscard]] ScanContext Context() {

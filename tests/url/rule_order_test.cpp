@@ -30,8 +30,7 @@ class RuleOrder : public ScanFixture {
         managedClient = {};
         allows.Write([](bool& flag) { flag = true; });
         idsBlockedList.Clear();
-        companions.httpsInspection.functions.TiScanHttpsPacket = BlockEverything;
-        companions.httpsInspection.loaded = false;
+        companions.httpsInspection = {};
         script.categories.clear();
         stop = 0;
         remote.bytes[0] = 203;
@@ -100,7 +99,9 @@ std::vector<Rule> RulesInOrder() {
              t.settings.idsIpsStatus = 1;
              t.idsBlockedList.Add(request);
          }},
-        {"HTTPS inspection", "0/15", [](RuleOrder& t) { t.companions.httpsInspection.loaded = true; }},
+        {"HTTPS inspection", "0/15", [](RuleOrder& t) {
+             t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything};
+         }},
         {"stop before the categories", "9/26", [](RuleOrder& t) { t.stop = 1; }},
         {"malicious category", "0/1",
          [](RuleOrder& t) {

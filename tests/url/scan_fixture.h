@@ -72,12 +72,8 @@ class ScanFixture : public testing::Test {
         EXPECT_TRUE(dnsRing.Allocate());
         settings.bpPrompt = {11, 12};
         settings.apPrompt = {21, 22};
-        companions.categorisation.functions.SCGetURLCategories = GetCategories;
-        companions.categorisation.functions.SCReleaseCategories = ReleaseCategories;
-        companions.categorisation.functions.SCGetCategoryName = GetCategoryName;
-        companions.categorisation.loaded = true;
-        companions.urlPatterns.functions.WSCheckURLMaliciousPattern = CheckPattern;
-        companions.urlPatterns.loaded = true;
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories, .SCGetCategoryName = GetCategoryName, .SCReleaseCategories = ReleaseCategories};
+        companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
         remote.bytes[0] = 203;
         remote.bytes[2] = 113;
         remote.bytes[3] = 5;

@@ -29,9 +29,12 @@ class TlsScan : public ScanFixture {
         kind = TARN_KIND_TLS;
         port = 443;
         inspection = &script_;
-        companions.httpsInspection.functions.TiScanHttpsPacket = InspectHttps;
     }
     ~TlsScan() override { inspection = nullptr; }
+
+    void LoadInspection() {
+        companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = InspectHttps};
+    }
 
     void Remember(const std::string& name, const IpAddressRecord& address) {
         DnsAnswerEntry entry{};
@@ -101,7 +104,7 @@ TEST_F(TlsScan, InspectionIsAskedOnlyWhenLoadedAndForTls) {
     script_.block = 1;
     EXPECT_TRUE(Scan(TlsHello("shop.example")));
     EXPECT_EQ(Verdict(), "1/26");
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     kind = TARN_KIND_HTTP_SECURE;
     EXPECT_TRUE(Get("shop.example", "/"));
     EXPECT_EQ(Verdict(), "1/26");
@@ -109,7 +112,7 @@ TEST_F(TlsScan, InspectionIsAskedOnlyWhenLoadedAndForTls) {
 }
 
 TEST_F(TlsScan, InspectionBlocksWithReason15) {
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     script_.block = 1;
     const std::string hello = TlsHello("shop.example");
     EXPECT_TRUE(Scan(hello));
@@ -123,7 +126,7 @@ TEST_F(TlsScan, InspectionBlocksWithReason15) {
 }
 
 TEST_F(TlsScan, InspectionWithoutAUserFailsTheScanBeforeTheVerdict) {
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     script_.block = 1;
     processes.userKnown = false;
     EXPECT_FALSE(Scan(TlsHello("shop.example")));
@@ -131,7 +134,7 @@ TEST_F(TlsScan, InspectionWithoutAUserFailsTheScanBeforeTheVerdict) {
 }
 
 TEST_F(TlsScan, InspectionMustAnswerTrueAndSetTheFlag) {
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     EXPECT_TRUE(Scan(TlsHello("shop.example")));
     EXPECT_EQ(Verdict(), "1/26");
     script_.block = 1;
@@ -141,7 +144,7 @@ TEST_F(TlsScan, InspectionMustAnswerTrueAndSetTheFlag) {
 }
 
 TEST_F(TlsScan, CondemnedAddressesComeBeforeInspection) {
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     script_.block = 1;
     settings.idsIpsStatus = 1;
     IdsBlockRequest request{};

@@ -372,7 +372,7 @@ TEST_F(UrlScan, APatternMissOrFailureAllows) {
     EXPECT_TRUE(Get("a.example", "/x"));
     EXPECT_EQ(Verdict(), "1/26");
     script.patternAnswer = true;
-    companions.urlPatterns.loaded = false;
+    companions.urlPatterns = {};
     EXPECT_TRUE(Get("a.example", "/x"));
     EXPECT_EQ(Verdict(), "1/26");
 }
@@ -387,7 +387,7 @@ TEST_F(UrlScan, AFailedOrImpossibleLookUpFailsTheScanWithTheDefaultVerdict) {
     script.categoriesAnswer = true;
     EXPECT_FALSE(Get("[2001:db8::1]", "/x")) << "an IPv6 literal is never looked up";
     EXPECT_EQ(Verdict(), "1/26");
-    companions.categorisation.loaded = false;
+    companions.categorisation = {};
     EXPECT_FALSE(Get("a.example", "/x"));
     EXPECT_EQ(Verdict(), "1/26");
 }

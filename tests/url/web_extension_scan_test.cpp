@@ -113,9 +113,9 @@ TEST_F(WebExtensionScan, WithoutAnyFeatureNoCategoryIsAsked) {
 
 TEST_F(WebExtensionScan, MissingCategorisationFailsTheScan) {
     JudgeCategories();
-    companions.categorisation.loaded = false;
+    auto loaded = std::move(companions.categorisation);
     EXPECT_FALSE(Report("https://example.org/"));
-    companions.categorisation.loaded = true;
+    companions.categorisation = std::move(loaded);
     script.categoriesAnswer = false;
     EXPECT_FALSE(Report("https://example.org/"));
     EXPECT_FALSE(Report("[https://example.org/"));

@@ -1,12 +1,13 @@
-#include "modules/settings.h"
+#include "modules/module_calls.h"
 
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <utility>
 
-#include "modules/companion_loader.h"
 #include "modules/fake_modules.h"
+#include "modules/settings_state.h"
 
 namespace tarn::modules {
 namespace {
@@ -14,21 +15,19 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class Settings : public testing::Test {
+class ModuleCallsTest : public testing::Test {
  protected:
-    Settings() {
+    ModuleCallsTest() {
         base::PathBuffer folder;
         fake.InstallFolder(folder);
-        EXPECT_TRUE(LoadSettingsReader(companions, fake, folder));
-        EXPECT_TRUE(LoadStatusReader(companions, fake, folder));
+        EXPECT_TRUE(calls.Load<SettingsReader>(folder));
+        EXPECT_TRUE(calls.Load<StatusReader>(folder));
         fake.Take();
     }
 
-    void ForgetModules() { companions.settingsReader.loaded = companions.statusReader.loaded = false; }
-    void ForgetFunctions() {
-        companions.settingsReader.functions = {};
-        companions.statusReader.functions = {};
-    }
+    void ForgetModules() { companions.settingsReader = {}, companions.statusReader = {}; }
+    // Loaded, and nothing is bound.
+    void ForgetFunctions() { companions.settingsReader = SettingsReader{}, companions.statusReader = StatusReader{}; }
 
     // The read gives what expected says; without its module, without its function and when the call fails it gives
     // false and leaves zeros. prepare makes the output look used.
@@ -50,23 +49,22 @@ class Settings : public testing::Test {
         fake.failing = {};
         error = 0;
 
-        const Companions kept = companions;
-        ForgetModules();
+        Companions kept = std::exchange(companions, {});
         out = used;
         EXPECT_FALSE(read(out));
         expectZero(out);
-        companions = kept;
         ForgetFunctions();
         out = used;
         EXPECT_FALSE(read(out));
         expectZero(out);
-        companions = kept;
+        companions = std::move(kept);
         EXPECT_THAT(fake.Take(), IsEmpty());
     }
 
     FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
+    ModuleCalls calls{companions, fake, error};
 };
 
 UrlListRecord UrlList(std::uint32_t count) {
@@ -76,21 +74,21 @@ UrlListRecord UrlList(std::uint32_t count) {
     return record;
 }
 
-TEST_F(Settings, Statuses) {
+TEST_F(ModuleCallsTest, Statuses) {
     const std::function<void(const std::uint8_t&)> isFive = [](const std::uint8_t& s) { EXPECT_EQ(s, 5); };
     const std::function<void(const std::uint8_t&)> isZero = [](const std::uint8_t& s) { EXPECT_EQ(s, 0); };
     fake.Give("ReadBPStatus", std::uint8_t{5});
     fake.Give("ReadAPStatus", std::uint8_t{5});
     fake.Give("ReadIDSIPSStatus", IdsIpsStatus{5, {6, 7}});
     ExpectRead<std::uint8_t>("ReadBPStatus", 99, isFive, isZero,
-                             [&](std::uint8_t& status) { return ReadBPStatus(companions, status, error); });
+                             [&](std::uint8_t& status) { return calls.ReadBPStatus(status); });
     ExpectRead<std::uint8_t>("ReadAPStatus", 99, isFive, isZero,
-                             [&](std::uint8_t& status) { return ReadAPStatus(companions, status, error); });
+                             [&](std::uint8_t& status) { return calls.ReadAPStatus(status); });
     ExpectRead<std::uint8_t>("ReadIDSIPSStatus", 99, isFive, isZero,
-                             [&](std::uint8_t& status) { return ReadIDSIPSStatus(companions, status, error); });
+                             [&](std::uint8_t& status) { return calls.ReadIDSIPSStatus(status); });
 }
 
-TEST_F(Settings, PromptStatuses) {
+TEST_F(ModuleCallsTest, PromptStatuses) {
     const auto expect = [](int report, int prompt) -> std::function<void(const PromptBytes&)> {
         return [=](const PromptBytes& bytes) {
             EXPECT_EQ(bytes.report, report);
@@ -100,15 +98,15 @@ TEST_F(Settings, PromptStatuses) {
     fake.Give("ReadBPReportPromptStatus", PromptBytes{1, 2});
     fake.Give("ReadAPReportPromptStatus", PromptBytes{3, 4});
     ExpectRead<PromptBytes>("ReadBPReportPromptStatus", {9, 9}, expect(1, 2), expect(0, 0),
-                            [&](PromptBytes& bytes) { return ReadBPReportPromptStatus(companions, bytes, error); });
+                            [&](PromptBytes& bytes) { return calls.ReadBPReportPromptStatus(bytes); });
     ExpectRead<PromptBytes>("ReadAPReportPromptStatus", {9, 9}, expect(3, 4), expect(0, 0),
-                            [&](PromptBytes& bytes) { return ReadAPReportPromptStatus(companions, bytes, error); });
+                            [&](PromptBytes& bytes) { return calls.ReadAPReportPromptStatus(bytes); });
 }
 
-TEST_F(Settings, CloudStatusKeepsItsPresetWhenItCannotBeRead) {
+TEST_F(ModuleCallsTest, CloudStatusKeepsItsPresetWhenItCannotBeRead) {
     const auto read = [&] {
         std::uint8_t status = 99;
-        ReadWebSecCloudStatus(companions, status, error);
+        calls.ReadWebSecCloudStatus(status);
         return status;
     };
     fake.Give("ReadWebSecCloudStatus", std::uint8_t{0});
@@ -123,7 +121,7 @@ TEST_F(Settings, CloudStatusKeepsItsPresetWhenItCannotBeRead) {
     EXPECT_EQ(read(), 1);
 }
 
-TEST_F(Settings, IdsIpsSettingsAreReleasedAtOnce) {
+TEST_F(ModuleCallsTest, IdsIpsSettingsAreReleasedAtOnce) {
     struct Kept {
         std::uint32_t flags;
         std::uint8_t extra;
@@ -142,20 +140,20 @@ TEST_F(Settings, IdsIpsSettingsAreReleasedAtOnce) {
             EXPECT_EQ(kept.flags, 0U);
             EXPECT_EQ(kept.extra, 0);
         },
-        [&](Kept& kept) { return ReadIDSIPSSettings(companions, kept.flags, kept.extra, error); });
+        [&](Kept& kept) { return calls.ReadIDSIPSSettings(kept.flags, kept.extra); });
     std::uint32_t flags = 0;
     std::uint8_t extra = 0;
-    EXPECT_TRUE(ReadIDSIPSSettings(companions, flags, extra, error));
+    EXPECT_TRUE(calls.ReadIDSIPSSettings(flags, extra));
     EXPECT_THAT(fake.Take(), ElementsAre("ReadIDSIPSSettings", "ReleaseIDSIPSSettings"));
     EXPECT_EQ(fake.released["ReleaseIDSIPSSettings"].size(), 91U);
     EXPECT_EQ(fake.released["ReleaseIDSIPSSettings"][2], 0xAB) << "the record as it was read";
 }
 
-TEST_F(Settings, ManagementServerAddress) {
+TEST_F(ModuleCallsTest, ManagementServerAddress) {
     std::array<char16_t, 260> used;
     used.fill(u'z');
     using Address = std::array<char16_t, 260>;
-    const auto read = [&](Address& address) { return ReadEPSServerIP(companions, address, error); };
+    const auto read = [&](Address& address) { return calls.ReadEPSServerIP(address); };
     Address address = used;
     EXPECT_TRUE(read(address));
     EXPECT_EQ(base::FieldText(address), u"192.0.2.77");
@@ -170,32 +168,32 @@ TEST_F(Settings, ManagementServerAddress) {
     EXPECT_EQ(address, Address{});
 }
 
-TEST_F(Settings, ResetOfTheUserWhiteList) {
-    EXPECT_TRUE(ResetBPUserWhitelist(companions, error));
+TEST_F(ModuleCallsTest, ResetOfTheUserWhiteList) {
+    EXPECT_TRUE(calls.ResetBPUserWhitelist());
     EXPECT_THAT(fake.Take(), ElementsAre("ResetBPUserWhitelist"));
     fake.failing = {"ResetBPUserWhitelist"};
-    EXPECT_FALSE(ResetBPUserWhitelist(companions, error));
-    fake.Take();
+    EXPECT_FALSE(calls.ResetBPUserWhitelist());
     ForgetModules();
-    EXPECT_FALSE(ResetBPUserWhitelist(companions, error));
+    fake.Take();
+    EXPECT_FALSE(calls.ResetBPUserWhitelist());
     EXPECT_THAT(fake.Take(), IsEmpty());
 }
 
-TEST_F(Settings, ParentalRecord_IsNotReleased) {
+TEST_F(ModuleCallsTest, ParentalRecord_IsNotReleased) {
     PcSettingsRecord given{};
     given.mode = 3;
     fake.Give("ReadPCSettings", given);
     ExpectRead<std::uint8_t>(
         "ReadPCSettings", 99, [](const std::uint8_t& mode) { EXPECT_EQ(mode, 3); },
         [](const std::uint8_t& mode) { EXPECT_EQ(mode, 0); },
-        [&](std::uint8_t& mode) { return ReadPCModeUnreleased(companions, mode, error); });
+        [&](std::uint8_t& mode) { return calls.ReadPCModeUnreleased(mode); });
     std::uint8_t mode = 0;
-    EXPECT_TRUE(ReadPCModeUnreleased(companions, mode, error));
+    EXPECT_TRUE(calls.ReadPCModeUnreleased(mode));
     EXPECT_THAT(fake.Take(), ElementsAre("ReadPCSettings"));
     EXPECT_EQ(fake.released.count("ReleasePCSettings"), 0U);
 }
 
-TEST_F(Settings, WhiteLists) {
+TEST_F(ModuleCallsTest, WhiteLists) {
     const std::function<void(const UrlListRecord&)> isGiven = [](const UrlListRecord& list) {
         EXPECT_EQ(list.count, 4U);
         EXPECT_NE(list.entries, nullptr);
@@ -207,14 +205,14 @@ TEST_F(Settings, WhiteLists) {
     for (const char* read : {"ReadBPUserWhiteList", "ReadBPInternalWhiteList", "ReadWSInternalWhiteList"})
         fake.Give(read, UrlList(4));
     ExpectRead<UrlListRecord>("ReadBPUserWhiteList", UrlList(9), isGiven, isZero,
-                              [&](UrlListRecord& list) { return ReadBPUserWhiteList(companions, list, error); });
+                              [&](UrlListRecord& list) { return calls.ReadBPUserWhiteList(list); });
     ExpectRead<UrlListRecord>("ReadBPInternalWhiteList", UrlList(9), isGiven, isZero,
-                              [&](UrlListRecord& list) { return ReadBPInternalWhiteList(companions, list, error); });
+                              [&](UrlListRecord& list) { return calls.ReadBPInternalWhiteList(list); });
     ExpectRead<UrlListRecord>("ReadWSInternalWhiteList", UrlList(9), isGiven, isZero,
-                              [&](UrlListRecord& list) { return ReadWSInternalWhiteList(companions, list, error); });
+                              [&](UrlListRecord& list) { return calls.ReadWSInternalWhiteList(list); });
 }
 
-TEST_F(Settings, ThreatSites) {
+TEST_F(ModuleCallsTest, ThreatSites) {
     ThreatSiteList given{};
     given.count = 6;
     given.entries = reinterpret_cast<ThreatSiteEntry*>(std::uintptr_t{0x6000});
@@ -225,46 +223,47 @@ TEST_F(Settings, ThreatSites) {
             EXPECT_EQ(list.count, 0U);
             EXPECT_EQ(list.entries, nullptr);
         },
-        [&](ThreatSiteList& list) { return ReadBPSettings(companions, list, error); });
+        [&](ThreatSiteList& list) { return calls.ReadBPSettings(list); });
 }
 
-TEST_F(Settings, AReleaseHandsTheRecordBackAndForgetsIt) {
+TEST_F(ModuleCallsTest, AReleaseHandsTheRecordBackAndForgetsIt) {
     ThreatSiteList threats{};
     threats.count = 6;
-    ReleaseBPSettings(companions, threats);
+    calls.ReleaseBPSettings(threats);
     EXPECT_EQ(fake.released["ReleaseBPSettings"][0], 6);
     EXPECT_EQ(threats.count, 0U);
     UrlListRecord user = UrlList(2);
-    ReleaseBPUserWhiteList(companions, user);
+    calls.ReleaseBPUserWhiteList(user);
     EXPECT_EQ(fake.released["ReleaseBPUserWhiteList"][0], 2);
     EXPECT_EQ(user.count, 0U);
     EXPECT_EQ(user.entries, nullptr);
     UrlListRecord internal = UrlList(3);
-    ReleaseWSInternalWhiteList(companions, internal);
+    calls.ReleaseWSInternalWhiteList(internal);
     EXPECT_EQ(fake.released["ReleaseWSInternalWhiteList"][0], 3);
     EXPECT_EQ(internal.entries, nullptr);
 }
 
-TEST_F(Settings, AReleaseIsCalledForAnEmptyRecordToo) {
+TEST_F(ModuleCallsTest, AReleaseIsCalledForAnEmptyRecordToo) {
     ThreatSiteList threats{};
     UrlListRecord list{};
     IdsRuleTable rules;
-    ReleaseBPSettings(companions, threats);
-    ReleaseBPUserWhiteList(companions, list);
-    ReleaseWSInternalWhiteList(companions, list);
-    ReleaseIDSSettings(companions, rules);
+    calls.ReleaseBPSettings(threats);
+    calls.ReleaseBPUserWhiteList(list);
+    calls.ReleaseWSInternalWhiteList(list);
+    calls.ReleaseIDSSettings(rules);
     EXPECT_THAT(fake.journal, ElementsAre("ReleaseBPSettings", "ReleaseBPUserWhiteList", "ReleaseWSInternalWhiteList",
                                           "ReleaseIDSSettings"));
 }
 
-TEST_F(Settings, WithoutItsModuleAReleaseOnlyForgets) {
+TEST_F(ModuleCallsTest, WithoutItsModuleAReleaseOnlyForgets) {
     ForgetModules();
+    fake.Take();
     ThreatSiteList threats{};
     threats.count = 6;
-    ReleaseBPSettings(companions, threats);
+    calls.ReleaseBPSettings(threats);
     EXPECT_EQ(threats.count, 0U);
     UrlListRecord list = UrlList(2);
-    ReleaseWSInternalWhiteList(companions, list);
+    calls.ReleaseWSInternalWhiteList(list);
     EXPECT_EQ(list.count, 0U);
     EXPECT_THAT(fake.journal, IsEmpty());
 }
@@ -296,45 +295,43 @@ void ExpectUsedAndReleased(FakeModules& fake, Companions& companions, const std:
     EXPECT_FALSE(read(use(true)));
     EXPECT_THAT(fake.Take(), ElementsAre(name));
     fake.failing = {};
-    const Companions kept = companions;
-    companions.settingsReader.loaded = companions.statusReader.loaded = false;
+    Companions kept = std::exchange(companions, {});
     EXPECT_FALSE(read(use(true)));
-    companions = kept;
-    companions.settingsReader.functions = {};
-    companions.statusReader.functions = {};
+    companions.settingsReader = SettingsReader{};
+    companions.statusReader = StatusReader{};
     EXPECT_FALSE(read(use(true)));
-    companions = kept;
+    companions = std::move(kept);
     EXPECT_THAT(fake.Take(), IsEmpty());
     EXPECT_EQ(uses, 2) << "nothing is used that was not read";
 }
 
-TEST_F(Settings, RecordsUsedAtOnce) {
+TEST_F(ModuleCallsTest, RecordsUsedAtOnce) {
     ExpectUsedAndReleased<PhishingSiteList>(fake, companions, "ReadAPSettings",
-                                            [&](auto use) { return ReadAPSettings(companions, error, use); });
+                                            [&](auto use) { return calls.ReadAPSettings(use); });
     ExpectUsedAndReleased<PcSettingsRecord>(fake, companions, "ReadPCSettings",
-                                            [&](auto use) { return ReadPCSettings(companions, error, use); });
+                                            [&](auto use) { return calls.ReadPCSettings(use); });
     ExpectUsedAndReleased<PcSystemControlRecord>(fake, companions, "ReadPCSystemControlSettings", [&](auto use) {
-        return ReadPCSystemControlSettings(companions, error, use);
+        return calls.ReadPCSystemControlSettings(use);
     });
     ExpectUsedAndReleased<DnsCacheRecord>(fake, companions, "ReadDNSCacheSettings",
-                                          [&](auto use) { return ReadDNSCacheSettings(companions, error, use); });
+                                          [&](auto use) { return calls.ReadDNSCacheSettings(use); });
 }
 
-TEST_F(Settings, Writes) {
+TEST_F(ModuleCallsTest, Writes) {
     DnsCacheRecord dns{};
     dns.count = 3000;
     PcSystemControlRecord sessions{};
     sessions.count = 2;
-    EXPECT_TRUE(WriteDNSCacheSettings(companions, dns, error));
-    EXPECT_TRUE(WritePCSystemControlSettings(companions, sessions, error));
+    EXPECT_TRUE(calls.WriteDNSCacheSettings(dns));
+    EXPECT_TRUE(calls.WritePCSystemControlSettings(sessions));
     EXPECT_THAT(fake.Take(), ElementsAre("WriteDNSCacheSettings 3000", "WritePCSystemControlSettings 2"));
     fake.failing = {"WriteDNSCacheSettings", "WritePCSystemControlSettings"};
-    EXPECT_FALSE(WriteDNSCacheSettings(companions, dns, error));
-    EXPECT_FALSE(WritePCSystemControlSettings(companions, sessions, error));
-    fake.Take();
+    EXPECT_FALSE(calls.WriteDNSCacheSettings(dns));
+    EXPECT_FALSE(calls.WritePCSystemControlSettings(sessions));
     ForgetFunctions();
-    EXPECT_FALSE(WriteDNSCacheSettings(companions, dns, error));
-    EXPECT_FALSE(WritePCSystemControlSettings(companions, sessions, error));
+    fake.Take();
+    EXPECT_FALSE(calls.WriteDNSCacheSettings(dns));
+    EXPECT_FALSE(calls.WritePCSystemControlSettings(sessions));
     EXPECT_THAT(fake.Take(), IsEmpty());
 }
 

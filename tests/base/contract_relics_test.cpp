@@ -1,4 +1,4 @@
-#include "base/trace_scope.h"
+#include "base/contract_relics.h"
 
 #include <cstddef>
 #include <gtest/gtest.h>

@@ -1,0 +1,34 @@
+// The long-lived companion modules. The quarantine module is loaded for each action, two readers for each question.
+// The library owns them; scans on any thread read them, settings exports replace them while no scan runs.
+#ifndef TARN_MODULES_COMPANIONS_H
+#define TARN_MODULES_COMPANIONS_H
+
+#include <tuple>
+
+#include "modules/companion_table.h"
+#include "modules/loaded_module.h"
+
+namespace tarn::modules {
+
+// In the order in which they are loaded; they are unloaded from the last to the first.
+struct Companions {
+    LoadedModule<SettingsReader> settingsReader;
+    LoadedModule<StatusReader> statusReader;
+    LoadedModule<PacketSignatures> packetSignatures;
+    LoadedModule<Categorisation> categorisation;
+    LoadedModule<HttpsInspection> httpsInspection;
+    LoadedModule<UrlPatterns> urlPatterns;
+
+    template <class Module>
+    [[nodiscard]] LoadedModule<Module>& Get() {
+        return std::get<LoadedModule<Module>&>(
+            std::tie(settingsReader, statusReader, packetSignatures, categorisation, httpsInspection, urlPatterns));
+    }
+    [[nodiscard]] bool AnyLoaded() const {
+        return settingsReader || statusReader || packetSignatures || categorisation || httpsInspection || urlPatterns;
+    }
+};
+
+}  // namespace tarn::modules
+
+#endif
