@@ -112,18 +112,19 @@ ScanWorld::ScanWorld() {
     static const policy::CategoryIndex kCategories(kPolicy.sites);
     scriptedModules.policy = &kPolicy;
     scriptedModules.categories = &kCategories;
-    BindScriptedModules(companions_);
-    settings_.bpStatus = settings_.apStatus = settings_.idsIpsStatus = 1;
-    settings_.bpPrompt = {11, 12};
-    settings_.apPrompt = {21, 22};
-    managedClient_.serverAddress = {u'c', u'o', u'n', u's', u'o', u'l', u'e'};
-    Require(ring_.Allocate(), "there is memory for the ring");
+    BindScriptedModules(inputs_.companions);
+    inputs_.settings.bpStatus = inputs_.settings.apStatus = inputs_.settings.idsIpsStatus = 1;
+    inputs_.settings.bpPrompt = {11, 12};
+    inputs_.settings.apPrompt = {21, 22};
+    inputs_.managedClient.serverAddress = {u'c', u'o', u'n', u's', u'o', u'l', u'e'};
+    Require(inputs_.dnsRing.Allocate(), "there is memory for the ring");
 
     PcSettingsRecord record{};
-    Require(policy::BuildParental(kPolicy, record) && parental::CopyPcSettings(record, parental_), "there is memory");
+    Require(policy::BuildParental(kPolicy, record) && parental::CopyPcSettings(record, inputs_.parental),
+            "there is memory");
     policy::ReleaseParental(record);
-    profiles_ = lists::PublishProfiles(parental_);
-    idsBlocked_.Add(CondemnedAddress());
+    inputs_.profiles = lists::PublishProfiles(inputs_.parental);
+    inputs_.idsBlockedList.Add(CondemnedAddress());
 }
 
 void ScanWorld::Reset(const ScanChoice& choice) {
@@ -138,31 +139,33 @@ void ScanWorld::Reset(const ScanChoice& choice) {
     facts_ = choice.facts;
     if (const bool hasLists = (facts_ & kCategoriesOnly) == 0; !isPublished || hasLists != hadLists) {
         isPublished = true;
-        lists_ = {};
+        inputs_.lists = {};
         if (hasLists) {
-            publishUrls(lists_.webSecurityInternal, scriptedModules.policy->whiteLists.webSecurity);
-            publishUrls(lists_.browsingProtectionInternal, scriptedModules.policy->whiteLists.browsingProtection);
-            publishUrls(lists_.user, scriptedModules.policy->whiteLists.user);
+            publishUrls(inputs_.lists.webSecurityInternal, scriptedModules.policy->whiteLists.webSecurity);
+            publishUrls(inputs_.lists.browsingProtectionInternal,
+                        scriptedModules.policy->whiteLists.browsingProtection);
+            publishUrls(inputs_.lists.user, scriptedModules.policy->whiteLists.user);
             ThreatSiteList threats{};
             Require(policy::BuildThreatSites(*scriptedModules.policy, threats), "there is memory");
-            lists_.malicious.Publish(threats);
+            inputs_.lists.malicious.Publish(threats);
             policy::ReleaseThreatSites(threats);
             PhishingSiteList phishing{};
             Require(policy::BuildPhishingSites(*scriptedModules.policy, phishing), "there is memory");
-            lists_.phishing.Publish(phishing);
+            inputs_.lists.phishing.Publish(phishing);
             policy::ReleasePhishingSites(phishing);
         }
     }
-    browsingProtection_.Clear();
-    if (ring_.Saved().writeIndex != 0) {
-        ring_.Free();
-        Require(ring_.Allocate(), "there is memory for the ring");
+    inputs_.browsingProtection.Clear();
+    if (inputs_.dnsRing.Saved().writeIndex != 0) {
+        inputs_.dnsRing.Free();
+        Require(inputs_.dnsRing.Allocate(), "there is memory for the ring");
     }
-    allows_.Write([&](bool& allows) { allows = (facts_ & kScheduleForbids) == 0; });
-    managedClient_.installed = (facts_ & kManaged) != 0;
-    dnsBlockSwitch_ = (facts_ & kDnsBlocks) != 0 ? 1 : 0;
-    settings_.agentStatus = (facts_ & kAgentStatus) != 0 ? 1 : 0;
-    if (parental_.entries.size() != 0) parental_.entries[0].leading.profileSwitch = (facts_ & kProfileOff) != 0 ? 0 : 1;
+    inputs_.allows.Write([&](bool& allows) { allows = (facts_ & kScheduleForbids) == 0; });
+    inputs_.managedClient.installed = (facts_ & kManaged) != 0;
+    inputs_.dnsBlockSwitch = (facts_ & kDnsBlocks) != 0 ? 1 : 0;
+    inputs_.settings.agentStatus = (facts_ & kAgentStatus) != 0 ? 1 : 0;
+    if (inputs_.parental.entries.size() != 0)
+        inputs_.parental.entries[0].leading.profileSwitch = (facts_ & kProfileOff) != 0 ? 0 : 1;
     scriptedModules.fail = (facts_ & kModuleFails) != 0;
 }
 
@@ -181,10 +184,8 @@ ScanOutcome ScanWorld::Run(Scan scan, const ScanChoice& choice, ExactBlock& data
     Processes processes((facts_ & kUserKnown) != 0);
     Modules system;
     const Clock clock;
-    const url::ScanContext context{companions_,         system,  settings_,   lists_, parental_,       profiles_,
-                                   managedClient_,      allows_, idsBlocked_, ring_,  dnsBlockSwitch_, processes,
-                                   browsingProtection_, clock};
-    outcome.isValid = scan(context, request, outcome.verdict, outcome.prompt);
+    outcome.isValid =
+        scan(inputs_.Context(system, processes, clock), request, outcome.verdict, outcome.prompt, &outcome.endedBy);
     Require(scriptedModules.unreleased == 0, "every category list is released");
     Require(scriptedModules.loaded == 0, "every module is freed");
     return outcome;
@@ -196,6 +197,7 @@ void RequireOutcome(const ScanOutcome& outcome) {
     constexpr std::array<std::uint32_t, 3> kAllows{TARN_BLOCK, TARN_ALLOW, TARN_STOPPED_BEFORE_CATEGORIES};
     const std::uint32_t allow = verdict.allow;  // a copy: the record is packed
     Require(std::ranges::find(kAllows, allow) != kAllows.end(), "the answer is known");
+    Require(allow == TARN_ALLOW || !outcome.endedBy.empty(), "what is not allowed was ended by a rule");
     switch (verdict.reason) {
         case TARN_REASON_MALICIOUS:
         case TARN_REASON_MALICIOUS_WHITE_LISTED:

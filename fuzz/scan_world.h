@@ -4,12 +4,12 @@
 #define TARN_FUZZ_SCAN_WORLD_H
 
 #include <cstdint>
+#include <string_view>
 
 #include "tarn/records.h"
 
-#include "network/dns_answer_ring.h"
+#include "support/scan_inputs.h"
 #include "target.h"
-#include "url/scan_context.h"
 
 namespace tarn::fuzz {
 
@@ -29,6 +29,7 @@ struct ScanOutcome {
     bool isValid = false;
     UrlVerdict verdict;
     PromptBytes prompt;
+    std::string_view endedBy;
 };
 
 class ScanWorld {
@@ -37,7 +38,7 @@ class ScanWorld {
     // Back to how the world was, with the facts chosen.
     void Reset(const ScanChoice& choice);
 
-    using Scan = bool (*)(const url::ScanContext&, const ScanRequest&, UrlVerdict&, PromptBytes&);
+    using Scan = bool (*)(const url::ScanContext&, const ScanRequest&, UrlVerdict&, PromptBytes&, std::string_view*);
     // data has one spare byte behind it.
     ScanOutcome Run(Scan scan, const ScanChoice& choice, ExactBlock& data);
 
@@ -48,17 +49,7 @@ class ScanWorld {
     class Modules;
     class Clock;
 
-    modules::Companions companions_;
-    modules::SettingsState settings_{};
-    lists::PublishedLists lists_;
-    parental::SettingsCopy parental_;
-    lists::PublishedProfiles profiles_;
-    url::ManagedClient managedClient_;
-    base::Guarded<bool> allows_{true};
-    network::IdsBlockedList idsBlocked_;
-    network::DnsAnswerRing ring_;
-    url::BrowsingProtection browsingProtection_;
-    std::uint32_t dnsBlockSwitch_ = 0;
+    url::ScanInputs inputs_;
     std::uint8_t facts_ = 0;
 };
 

@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::uint32_t kQuarantineType = 2;
 constexpr std::u16string_view kReason = u"Browsing Protection Malicious URL";
-constexpr std::size_t kUrlCapacity = 1024;  // units, the NUL included
 
 constexpr auto ToLower = [](char16_t unit) { return base::ToLowerAscii(unit); };
 
@@ -62,11 +61,11 @@ bool BrowsingProtection::ActOnMaliciousUrl(std::uint32_t processId, std::string_
     if (!processes.GetProcessImagePath(processId, path, error)) return false;
     const std::u16string_view executable = base::FieldText(path);
     if (IsExcluded(executable) || WasActedOn(executable)) return false;
-    MakeRoom();
+    EmptyFullTable();
 
     modules::QuarantineCall quarantine(system);
     if (!quarantine.Ready()) return false;
-    std::array<char16_t, kUrlCapacity> wideUrl;
+    std::array<char16_t, TARN_URL_CAPACITY> wideUrl;
     if (!processes.ToWide(url, wideUrl)) return false;
     state_.Write([&](State& state) { state.actedOn.emplace(executable, base::FieldText(wideUrl)); });
     return quarantine.Quarantine(path.data(), MakeRequest(wideUrl.data()));
@@ -93,7 +92,7 @@ bool BrowsingProtection::WasActedOn(std::u16string_view executable) const {
 }
 
 // A table that is full is emptied as a whole, so that earlier executables can be acted on again.
-void BrowsingProtection::MakeRoom() {
+void BrowsingProtection::EmptyFullTable() {
     if (ActedOnCount() < kMostActedOn) return;
     state_.Write([](State& state) { state.actedOn.clear(); });
 }

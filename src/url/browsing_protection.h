@@ -1,5 +1,5 @@
 // Browsing protection's action against the program that asked for a malicious URL: once for each executable, and never
-// against a browser of the exclusion list. When the action is due is decided by the rules of the URL scan.
+// against a browser of the exclusion list. Any thread may call; no module is called under the lock.
 #ifndef TARN_URL_BROWSING_PROTECTION_H
 #define TARN_URL_BROWSING_PROTECTION_H
 
@@ -34,7 +34,7 @@ class BrowsingProtection {
     void Reset(BrowserExclusions exclusions);
     void Clear() { Reset({}); }
 
-    // url is host and path. True when the quarantine module was asked and agreed.
+    // url is host and path, and may be empty. True when the quarantine module was asked and agreed.
     bool ActOnMaliciousUrl(std::uint32_t processId, std::string_view url, machine::ProcessInspector& processes,
                            machine::ModuleSystem& system);
 
@@ -48,7 +48,7 @@ class BrowsingProtection {
 
     [[nodiscard]] bool IsExcluded(std::u16string_view executable) const;
     [[nodiscard]] bool WasActedOn(std::u16string_view executable) const;
-    void MakeRoom();
+    void EmptyFullTable();
 
     base::Guarded<State> state_;
 };

@@ -1,5 +1,5 @@
 // Whether any URL-scanning feature is on, so that a host can skip the scans altogether.
-// What each feature does is told by the scans.
+// A pure function of the context.
 #ifndef TARN_URL_FEATURE_STATUS_H
 #define TARN_URL_FEATURE_STATUS_H
 

@@ -1,9 +1,8 @@
-#include "url/parental_rules.h"
-
 #include <algorithm>
 
 #include "base/bounded_text.h"
 #include "modules/categorisation.h"
+#include "url/rules.h"
 
 namespace tarn::url {
 namespace {
@@ -15,7 +14,8 @@ const parental::PcUserEntry& Profile(const ScanContext& context, std::size_t ind
 bool Allows(const lists::AllowedSites& sites, const ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
     if (sites.MatchesHost(scan.parsed.host.View(), scan.parsed.path.View(), kind)) return true;
-    return kind == TARN_KIND_TLS && sites.MatchesUrl(scan.addressText.View(), kind);
+    // A URL that an extension reports has no address.
+    return kind == TARN_KIND_TLS && !scan.addressText.Empty() && sites.MatchesUrl(scan.addressText.View(), kind);
 }
 
 bool ListsSite(const lists::BlockedSites& sites, const ScanState& scan) {
@@ -46,10 +46,13 @@ std::size_t ProfileBehind(const ScanContext& context, std::size_t profile, const
 
 }  // namespace
 
+Step FirstProfileAllowedList(ScanState& scan) {
+    const lists::PublishedProfiles& profiles = scan.context.profiles;
+    return !profiles.empty() && Allows(profiles.front().allowed, scan) ? Step::kDone : Step::kContinue;
+}
+
 Step ParentalAllowedList(ScanState& scan) {
-    const ScanContext& context = scan.context;
-    if (!IsOneForAll(context) || context.profiles.empty()) return Step::kContinue;
-    return Allows(context.profiles.front().allowed, scan) ? Step::kDone : Step::kContinue;
+    return IsOneForAll(scan.context) ? FirstProfileAllowedList(scan) : Step::kContinue;
 }
 
 Step ParentalSchedule(ScanState& scan) {
@@ -103,6 +106,18 @@ std::optional<std::uint16_t> BlockedCategory(std::span<const std::uint16_t> cons
     return std::nullopt;
 }
 
+// The category's name stays empty when the module does not give it.
+Step BlockParentalCategory(ScanState& scan, std::uint16_t category, const machine::ProcessUser& user) {
+    UrlVerdict& verdict = scan.verdict;
+    modules::CategoryName name;
+    modules::ReadCategoryName(scan.context.companions.categorisation, category, name);
+    WriteUrl(verdict, scan.parsed.url.View());
+    verdict.categoryId = category;
+    base::StoreField<sizeof verdict.categoryName / sizeof(char16_t)>(verdict.categoryName, base::FieldText(name));
+    WriteUserName(verdict, user);
+    return Decide(scan, TARN_BLOCK, TARN_REASON_PARENTAL_CATEGORY, scan.context.parental.prompt);
+}
+
 Step ParentalCategories(ScanState& scan, std::span<const std::uint16_t> considered) {
     const ScanContext& context = scan.context;
     machine::ProcessUser user;
@@ -116,19 +131,9 @@ Step ParentalCategories(ScanState& scan, std::span<const std::uint16_t> consider
         asked = true;
         if (!IsOneForAll(context) && !BelongsTo(context, i, user)) continue;
 
-        WriteUrl(scan.verdict, scan.parsed.url.View());
-        WriteCategory(scan.verdict, context, *category);
-        WriteUserName(scan.verdict, user);
-        return Decide(scan, TARN_BLOCK, TARN_REASON_PARENTAL_CATEGORY, context.parental.prompt);
+        return BlockParentalCategory(scan, *category, user);
     }
-    return Step::kDone;
-}
-
-void WriteCategory(UrlVerdict& verdict, const ScanContext& context, std::uint16_t category) {
-    modules::CategoryName name;
-    modules::ReadCategoryName(context.companions.categorisation, category, name);
-    verdict.categoryId = category;
-    base::StoreField<sizeof verdict.categoryName / sizeof(char16_t)>(verdict.categoryName, base::FieldText(name));
+    return Step::kContinue;
 }
 
 }  // namespace tarn::url

@@ -1,5 +1,3 @@
-#include "url/request_rules.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -8,6 +6,7 @@
 #include "base/contract_relics.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
+#include "url/rules.h"
 #include "url/tls_client_hello.h"
 
 namespace tarn::url {
@@ -43,7 +42,6 @@ void ParseHello(ScanState& scan, base::Bytes data) {
     else if (!named)
         host.Clear();
     base::LowerAscii(host.Data(), host.Length());
-    scan.parsed.url.Assign(host.View());
     WriteAddressText(scan);
 }
 
@@ -68,26 +66,31 @@ Step ParseRequest(ScanState& scan) {
     return Step::kContinue;
 }
 
-// An FTP command names no host, and a TLS hello may not either: the remote address stands in for it. Kinds 1 and 4
-// never take this step.
+// An FTP command names no host: the remote address stands in for it. A TLS connection whose name nobody knows is
+// allowed as it is. Kinds 1 and 4 never take this step.
 Step HostFromAddress(ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
-    const bool ftp = kind == TARN_KIND_FTP && scan.parsed.host.Empty() && !scan.parsed.path.Empty();
-    const bool tls = kind == TARN_KIND_TLS && scan.parsed.host.Empty() && scan.parsed.path.Empty();
-    if (!ftp && !tls) return Step::kContinue;
+    if (!scan.parsed.host.Empty()) return Step::kContinue;
+    if (kind == TARN_KIND_TLS) return Step::kDone;
+    if (kind != TARN_KIND_FTP || scan.parsed.path.Empty()) return Step::kContinue;
 
-    if (ftp) WriteAddressText(scan);
-    UrlText url;
-    if (!scan.parsed.host.Assign(scan.addressText.View())) return Step::kFailed;
-    if (!url.Assign(scan.parsed.host.View()) || !url.Append(scan.parsed.url.View())) return Step::kFailed;
-    if (!scan.parsed.url.Assign(url.View())) return Step::kFailed;
-    return tls ? Step::kDone : Step::kContinue;
+    WriteAddressText(scan);
+    const UrlText displayPath = scan.parsed.url;
+    scan.parsed.host.Assign(scan.addressText.View());
+    scan.parsed.url.Assign(scan.addressText.View());
+    return scan.parsed.url.Append(displayPath.View()) ? Step::kContinue : Step::kFailed;
 }
 
 Step ComposeHostAndPath(ScanState& scan) {
     if (!scan.hostAndPath.Assign(scan.parsed.host.View()) || !scan.hostAndPath.Append(scan.parsed.path.View()))
         return Step::kFailed;
     return Step::kContinue;
+}
+
+Step NameHttpsScheme(ScanState& scan) {
+    if (scan.request.kind != TARN_KIND_TLS) return Step::kContinue;
+    scan.parsed.url.Assign("https://");
+    return scan.parsed.url.Append(scan.hostAndPath.View()) ? Step::kContinue : Step::kFailed;
 }
 
 Step InternalWhiteList(ScanState& scan) {
@@ -115,8 +118,6 @@ Step VideoSharingException(ScanState& scan) {
     if (scan.context.settings.agentStatus != 0 &&
         base::FindIgnoringCase(hostAndPath, kVideoSharingSite) != std::string_view::npos)
         return Step::kDone;
-    if (scan.request.kind != TARN_KIND_TLS) return Step::kContinue;
-    if (!scan.parsed.url.Assign("https://") || !scan.parsed.url.Append(hostAndPath)) return Step::kFailed;
     return Step::kContinue;
 }
 

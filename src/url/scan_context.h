@@ -1,6 +1,6 @@
 // What a URL scan reads and whom it asks: settings, published lists, companion modules.
-// A scan adds DNS answers and acted-on programs, and changes nothing else; the library's owner puts the pieces
-// together.
+// References into the library, made for one scan. A scan adds DNS answers and acted-on programs and changes nothing
+// else.
 #ifndef TARN_URL_SCAN_CONTEXT_H
 #define TARN_URL_SCAN_CONTEXT_H
 

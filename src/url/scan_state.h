@@ -1,5 +1,5 @@
-// What the rules of one URL scan share: the request, its working strings, the verdict they fill.
-// The order of the rules is url_scan's, what each rule means is its own file's.
+// What the rules of one URL scan share: the request, its working texts, the verdict they fill.
+// Lives on the stack of one scan; the context, the request and the two records outlive it.
 #ifndef TARN_URL_SCAN_STATE_H
 #define TARN_URL_SCAN_STATE_H
 
@@ -26,22 +26,27 @@ struct ScanState {
     UrlVerdict& verdict;
     PromptBytes& prompt;
 
-    ParsedRequest parsed;  // host, path and display URL
-    UrlText hostAndPath;   // host followed by path: what every white list is asked with
-    UrlText addressText;   // the remote address as text, for kind 3 and for requests without a host
+    ParsedRequest parsed;      // host, path and display URL
+    UrlText hostAndPath;       // host followed by path: what every white list is asked with
+    UrlText addressText;       // the remote address as text, for kind 3 and for requests without a host
+    std::string_view endedBy;  // the name of the rule that ended the scan; a literal
 };
 
-// The verdict of a rule that decided. Texts longer than their field are cut; both are always terminated.
+// The verdict of a rule that decided, with the prompt bytes of its feature.
 inline Step Decide(ScanState& scan, std::uint32_t allow, std::uint32_t reason, const PromptBytes& prompt) {
     scan.verdict.allow = allow;
     scan.verdict.reason = reason;
     scan.prompt = prompt;
     return Step::kDone;
 }
+// The block of a feature that has no prompt bytes.
+inline Step Block(ScanState& scan, std::uint32_t reason) {
+    scan.verdict.allow = TARN_BLOCK;
+    scan.verdict.reason = reason;
+    return Step::kDone;
+}
 
-// What a hit of the pattern matcher is called.
-inline constexpr std::string_view kPatternThreatName = "Malicious Url";
-
+// Texts longer than their field are cut; all are terminated.
 void WriteUserName(UrlVerdict& verdict, const machine::ProcessUser& user);
 void WriteUrl(UrlVerdict& verdict, std::string_view url);
 void WriteThreatName(UrlVerdict& verdict, std::string_view name);

@@ -1,10 +1,9 @@
-#include "url/threat_rules.h"
-
 #include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "base/bounded_text.h"
+#include "url/rules.h"
 
 namespace tarn::url {
 namespace {
@@ -51,9 +50,7 @@ Step IdsBlockedSite(ScanState& scan) {
 
     base::CopyText(scan.verdict.blockedPath, sizeof scan.verdict.blockedPath, path);
     base::CopyText(scan.verdict.blockedHost, sizeof scan.verdict.blockedHost, host);
-    scan.verdict.allow = TARN_BLOCK;
-    scan.verdict.reason = TARN_REASON_IDS_BLOCKED;
-    return Step::kDone;
+    return Block(scan, TARN_REASON_IDS_BLOCKED);
 }
 
 Step HttpsInspection(ScanState& scan) {
@@ -72,9 +69,7 @@ Step HttpsInspection(ScanState& scan) {
     if (!scan.context.processes.GetProcessUser(request.processId, user)) return Step::kFailed;
     WriteUrl(scan.verdict, scan.hostAndPath.View());
     WriteUserName(scan.verdict, user);
-    scan.verdict.allow = TARN_BLOCK;
-    scan.verdict.reason = TARN_REASON_HTTPS_INSPECTION;
-    return Step::kDone;
+    return Block(scan, TARN_REASON_HTTPS_INSPECTION);
 }
 
 Step BlockAndAct(ScanState& scan, std::uint32_t reason) {

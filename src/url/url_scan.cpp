@@ -1,27 +1,24 @@
 #include "url/url_scan.h"
 
-#include "url/category_rules.h"
-#include "url/dns_scan.h"
-#include "url/parental_rules.h"
-#include "url/request_rules.h"
+#include "url/rules.h"
 #include "url/scan_state.h"
-#include "url/threat_rules.h"
 
 namespace tarn::url {
 namespace {
 
-struct Rule {
-    const char* name;
-    Step (*judge)(ScanState& scan);
-};
-
-// The order is the contract: where two rules would match, the earlier one wins.
-constexpr Rule kRules[] = {
+// A DNS message is judged whatever the kind of the request says, so it comes before the test of the kind.
+constexpr Rule kPreparation[] = {
     {"DNS message", DnsMessage},
     {"known kind", EndOnUnknownKind},
     {"parse", ParseRequest},
     {"host from address", HostFromAddress},
     {"host and path", ComposeHostAndPath},
+    // Ahead of the rules that do not read the display URL; it always fits.
+    {"https scheme", NameHttpsScheme},
+};
+
+// The order is the contract: where two rules would match, the earlier one wins.
+constexpr Rule kRules[] = {
     {"internal white list", InternalWhiteList},
     {"management server", ManagementServer},
     {"parental allowed list", ParentalAllowedList},
@@ -38,18 +35,27 @@ constexpr Rule kRules[] = {
 
 }  // namespace
 
-bool ScanUrl(const ScanContext& context, const ScanRequest& request, UrlVerdict& verdict, PromptBytes& prompt) {
+std::span<const Rule> UrlPreparation() {
+    return kPreparation;
+}
+
+std::span<const Rule> UrlRules() {
+    return kRules;
+}
+
+bool ScanUrl(const ScanContext& context, const ScanRequest& request, UrlVerdict& verdict, PromptBytes& prompt,
+             std::string_view* endedBy) {
+    if (endedBy != nullptr) *endedBy = {};
     if (request.data == nullptr || request.dataLength == 0) return false;
     verdict.allow = TARN_ALLOW;
     verdict.reason = TARN_REASON_DEFAULT;
     request.data[request.dataLength] = 0;
 
     ScanState scan(context, request, verdict, prompt);
-    for (const Rule& rule : kRules) {
-        const Step step = rule.judge(scan);
-        if (step != Step::kContinue) return step == Step::kDone;
-    }
-    return true;
+    Step step = AskInOrder(kPreparation, scan);
+    if (step == Step::kContinue) step = AskInOrder(kRules, scan);
+    if (endedBy != nullptr) *endedBy = scan.endedBy;
+    return step != Step::kFailed;
 }
 
 }  // namespace tarn::url

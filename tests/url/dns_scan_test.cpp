@@ -1,5 +1,3 @@
-#include "url/dns_scan.h"
-
 #include <gtest/gtest.h>
 
 #include "dns_message.h"

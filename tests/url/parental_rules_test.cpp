@@ -1,5 +1,3 @@
-#include "url/parental_rules.h"
-
 #include <gtest/gtest.h>
 
 #include "scan_fixture.h"

@@ -13,6 +13,7 @@
 #include "tarn/companions.h"
 
 #include "fakes/latin_text.h"
+#include "support/scan_inputs.h"
 #include "url/url_scan.h"
 #include "url/web_extension_scan.h"
 
@@ -94,38 +95,25 @@ class QuietModules final : public machine::ModuleSystem {
 };
 
 // Every feature is on, every module is loaded, every list is empty.
-struct QuietWorld {
+struct QuietWorld : ScanInputs {
     QuietWorld() {
         quietAnswers = {};
         ringAllocated = dnsRing.Allocate();
+        dnsBlockSwitch = 1;
         settings.bpStatus = settings.apStatus = settings.idsIpsStatus = 1;
         companions.categorisation = modules::Categorisation{.SCGetURLCategories = QuietCategories, .SCGetCategoryName = QuietCategoryName, .SCReleaseCategories = QuietRelease};
         companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = QuietPattern};
         companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = QuietHttps};
     }
 
-    [[nodiscard]] ScanContext Context() {
-        return {companions, system,         settings, lists,          parental,  profiles,           managedClient,
-                allows,     idsBlockedList, dnsRing,  dnsBlockSwitch, processes, browsingProtection, clock};
-    }
+    [[nodiscard]] ScanContext Context() { return ScanInputs::Context(system, processes, clock); }
     bool Scan(ScanRequest& request) { return ScanUrl(Context(), request, verdict, prompt); }
     bool ScanExtension(ScanRequest& request) { return ScanWebExtensionUrl(Context(), request, verdict, prompt); }
 
-    modules::Companions companions;
     QuietModules system;
-    modules::SettingsState settings{};
-    lists::PublishedLists lists;
-    parental::SettingsCopy parental;
-    lists::PublishedProfiles profiles;
-    ManagedClient managedClient;
-    base::Guarded<bool> allows{true};
-    network::IdsBlockedList idsBlockedList;
-    network::DnsAnswerRing dnsRing;
-    bool ringAllocated = false;
-    std::uint32_t dnsBlockSwitch = 1;
     QuietProcesses processes;
-    BrowsingProtection browsingProtection;
     QuietClock clock;
+    bool ringAllocated = false;
 
     UrlVerdict verdict{};
     PromptBytes prompt{};

@@ -1,7 +1,8 @@
-// The order of the rules: of any two that match a request the earlier one decides. Every pair whose verdicts differ is
-// tried; two rules that both allow cannot be told apart, here or by a host.
+// The order of the rules: of any two that match a request the earlier one decides. Every pair is tried; two rules that
+// both allow cannot be told apart by a host, only by the name of the one that ended the scan.
 #include <functional>
 #include <gtest/gtest.h>
+#include <set>
 
 #include "scan_fixture.h"
 #include "tls_hello.h"
@@ -58,62 +59,62 @@ class RuleOrder : public ScanFixture {
     using ScanFixture::stop;
 };
 
-struct Rule {
-    const char* name;
+// What makes one rule decide, and how.
+struct Cause {
+    Step (*rule)(ScanState&);
     std::string verdict;
     std::function<void(RuleOrder&)> match;
 };
 
 const std::string kAllowed = "1/26";
 
-std::vector<Rule> RulesInOrder() {
+// In the order of the contract.
+std::vector<Cause> CausesInOrder() {
     return {
-        {"internal white list", kAllowed, [](RuleOrder& t) { t.PublishUrls(t.lists.webSecurityInternal, {kHost}); }},
-        {"management server", kAllowed,
+        {InternalWhiteList, kAllowed, [](RuleOrder& t) { t.PublishUrls(t.lists.webSecurityInternal, {kHost}); }},
+        {ManagementServer, kAllowed,
          [](RuleOrder& t) {
              t.managedClient.installed = true;
              base::CopyText(t.managedClient.serverAddress, std::u16string(kHost.begin(), kHost.end()));
          }},
-        {"parental allowed list", kAllowed, [](RuleOrder& t) { t.profile.allowed = {kHost}; }},
-        {"parental schedule", "0/5", [](RuleOrder& t) { t.allows.Write([](bool& flag) { flag = false; }); }},
-        {"video-sharing exception", kAllowed, [](RuleOrder& t) { t.settings.agentStatus = 1; }},
-        {"parental block lists", "0/6",
+        {ParentalAllowedList, kAllowed, [](RuleOrder& t) { t.profile.allowed = {kHost}; }},
+        {ParentalSchedule, "0/5", [](RuleOrder& t) { t.allows.Write([](bool& flag) { flag = false; }); }},
+        {VideoSharingException, kAllowed, [](RuleOrder& t) { t.settings.agentStatus = 1; }},
+        {ParentalBlockLists, "0/6",
          [](RuleOrder& t) {
              t.profile.sites = {{kHost, ""}};
          }},
-        {"private address", kAllowed, [](RuleOrder& t) { t.remote.bytes[0] = 10; }},
-        {"malicious list", "0/2",
+        {PrivateAddress, kAllowed, [](RuleOrder& t) { t.remote.bytes[0] = 10; }},
+        {MaliciousSite, "0/2",
          [](RuleOrder& t) {
              t.settings.bpStatus = 1;
              t.PublishMalicious(kHost, true, {});
          }},
-        {"phishing list", "0/0 " + kHost,
+        {PhishingSite, "0/0 " + kHost,
          [](RuleOrder& t) {
              t.settings.apStatus = 1;
              t.PublishPhishing(kHost, true);
          }},
-        {"intrusion-prevention blocked list", "0/22",
+        {IdsBlockedSite, "0/22",
          [](RuleOrder& t) {
              IdsBlockRequest request{};
              std::memcpy(request.hostName, kHost.data(), kHost.size());
              t.settings.idsIpsStatus = 1;
              t.idsBlockedList.Add(request);
          }},
-        {"HTTPS inspection", "0/15", [](RuleOrder& t) {
-             t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything};
-         }},
-        {"stop before the categories", "9/26", [](RuleOrder& t) { t.stop = 1; }},
-        {"malicious category", "0/1",
+        {HttpsInspection, "0/15", [](RuleOrder& t) { t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything}; }},
+        {Categories, "9/26", [](RuleOrder& t) { t.stop = 1; }},
+        {Categories, "0/1",
          [](RuleOrder& t) {
              t.settings.bpStatus = 1;
              t.script.categories.push_back(2);
          }},
-        {"phishing category", "0/0 https://" + kHost,
+        {Categories, "0/0 https://" + kHost,
          [](RuleOrder& t) {
              t.settings.apStatus = 1;
              t.script.categories.insert(t.script.categories.begin(), 3);
          }},
-        {"parental categories", "0/7",
+        {Categories, "0/7",
          [](RuleOrder& t) {
              t.profile.categorySwitch = 1;
              t.profile.blockedCategories = {41};
@@ -122,39 +123,85 @@ std::vector<Rule> RulesInOrder() {
     };
 }
 
+std::string_view NameOf(const Cause& cause) {
+    for (const Rule& rule : UrlRules())
+        if (rule.judge == cause.rule) return rule.name;
+    return "no rule of the table";
+}
+
+TEST_F(RuleOrder, TheTableHoldsTheRulesOfTheContractInItsOrder) {
+    std::vector<Step (*)(ScanState&)> expected;
+    for (const Cause& cause : CausesInOrder())
+        if (expected.empty() || expected.back() != cause.rule) expected.push_back(cause.rule);
+    std::vector<Step (*)(ScanState&)> found;
+    for (const Rule& rule : UrlRules()) found.push_back(rule.judge);
+    EXPECT_EQ(found, expected);
+}
+
+TEST_F(RuleOrder, EveryNameIsThereOnce) {
+    std::set<std::string_view> names;
+    for (const std::span<const Rule> table : {UrlPreparation(), UrlRules()})
+        for (const Rule& rule : table) {
+            EXPECT_FALSE(rule.name.empty());
+            EXPECT_TRUE(names.insert(rule.name).second) << rule.name;
+        }
+}
+
 TEST_F(RuleOrder, EveryRuleMatchesByItself) {
     StartAnew();
     EXPECT_EQ(Judge(), kAllowed);
+    EXPECT_EQ(endedBy, "") << "no rule decided";
     EXPECT_EQ(processes.asked.size(), 0U);
-    for (const Rule& rule : RulesInOrder()) {
+    for (const Cause& cause : CausesInOrder()) {
         StartAnew();
-        rule.match(*this);
-        EXPECT_EQ(Judge(), rule.verdict) << rule.name;
+        cause.match(*this);
+        EXPECT_EQ(Judge(), cause.verdict) << NameOf(cause);
+        EXPECT_EQ(endedBy, NameOf(cause));
     }
 }
 
 TEST_F(RuleOrder, OfTwoThatMatchTheEarlierDecides) {
-    const std::vector<Rule> rules = RulesInOrder();
-    std::size_t told = 0;
-    for (std::size_t i = 0; i < rules.size(); ++i)
-        for (std::size_t j = i + 1; j < rules.size(); ++j) {
-            if (rules[i].verdict == rules[j].verdict) continue;
+    const std::vector<Cause> causes = CausesInOrder();
+    std::size_t differing = 0;
+    for (std::size_t i = 0; i < causes.size(); ++i)
+        for (std::size_t j = i + 1; j < causes.size(); ++j) {
             StartAnew();
-            rules[i].match(*this);
-            rules[j].match(*this);
-            EXPECT_EQ(Judge(), rules[i].verdict) << rules[i].name << " and " << rules[j].name;
-            ++told;
+            causes[i].match(*this);
+            causes[j].match(*this);
+            EXPECT_EQ(Judge(), causes[i].verdict) << NameOf(causes[i]) << " and " << NameOf(causes[j]);
+            EXPECT_EQ(endedBy, NameOf(causes[i])) << "not " << NameOf(causes[j]);
+            differing += causes[i].rule != causes[j].rule || causes[i].verdict != causes[j].verdict ? 1U : 0U;
         }
-    EXPECT_EQ(told, rules.size() * (rules.size() - 1) / 2 - 10) << "five rules allow: ten pairs say the same";
+    EXPECT_EQ(differing, causes.size() * (causes.size() - 1) / 2) << "every pair can be told apart";
 }
 
 TEST_F(RuleOrder, WhatMatchesEverywhereFallsBackRuleByRule) {
-    const std::vector<Rule> rules = RulesInOrder();
-    for (std::size_t first = 0; first < rules.size(); ++first) {
+    const std::vector<Cause> causes = CausesInOrder();
+    for (std::size_t first = 0; first < causes.size(); ++first) {
         StartAnew();
-        for (std::size_t i = first; i < rules.size(); ++i) rules[i].match(*this);
-        EXPECT_EQ(Judge(), rules[first].verdict) << rules[first].name;
+        for (std::size_t i = first; i < causes.size(); ++i) causes[i].match(*this);
+        EXPECT_EQ(Judge(), causes[first].verdict) << NameOf(causes[first]);
+        EXPECT_EQ(endedBy, NameOf(causes[first]));
     }
+}
+
+TEST_F(RuleOrder, WhatThePreparationEndsIsNamedToo) {
+    StartAnew();
+    const auto endOf = [&](const std::string& data) {
+        TakeProfiles({profile});
+        Scan(data);
+        return endedBy;
+    };
+    const auto isStep = [](std::string_view name, Step (*step)(ScanState&)) {
+        for (const Rule& rule : UrlPreparation())
+            if (rule.judge == step) return rule.name == name;
+        return false;
+    };
+    EXPECT_TRUE(isStep(endOf(TlsHello("")), HostFromAddress)) << endedBy;
+    kind = 9;
+    EXPECT_TRUE(isStep(endOf(TlsHello(kHost)), EndOnUnknownKind)) << endedBy;
+    port = 53;
+    EXPECT_TRUE(isStep(endOf("no message"), DnsMessage)) << "whatever the kind: " << endedBy;
 }
 
 }  // namespace

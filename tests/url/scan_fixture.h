@@ -14,6 +14,7 @@
 #include "base/hash.h"
 #include "profile_records.h"
 #include "scan_fakes.h"
+#include "support/scan_inputs.h"
 #include "url/url_scan.h"
 
 namespace tarn::url {
@@ -64,7 +65,7 @@ inline std::uint8_t TARN_CALL CheckPattern(std::uint8_t kind, const char* host, 
     return moduleScript->patternAnswer ? 1 : 0;
 }
 
-class ScanFixture : public testing::Test {
+class ScanFixture : public testing::Test, protected ScanInputs {
  protected:
     ScanFixture() {
         moduleScript = &script;
@@ -145,7 +146,7 @@ class ScanFixture : public testing::Test {
         request.kind = kind;
         std::memset(&verdict, 0xCD, sizeof verdict);
         prompt = {0xCD, 0xCD};
-        const bool result = ScanUrl(Context(), request, verdict, prompt);
+        const bool result = ScanUrl(Context(), request, verdict, prompt, &endedBy);
         scanned.assign(reinterpret_cast<const char*>(block.get()), data.size() + 1);
         return result;
     }
@@ -168,24 +169,10 @@ class ScanFixture : public testing::Test {
 
     ModuleScript script;
     QuarantineScript quarantine;
-    ScanContext Context() {
-        return {companions, system,         settings, lists,          parental,  profiles,           managedClient,
-                allows,     idsBlockedList, dnsRing,  dnsBlockSwitch, processes, browsingProtection, clock};
-    }
+    ScanContext Context() { return ScanInputs::Context(system, processes, clock); }
 
-    modules::Companions companions;
     FakeModules system;
-    modules::SettingsState settings{};
-    lists::PublishedLists lists;
-    parental::SettingsCopy parental;
-    lists::PublishedProfiles profiles;
-    ManagedClient managedClient;
-    base::Guarded<bool> allows{true};
-    network::IdsBlockedList idsBlockedList;
-    network::DnsAnswerRing dnsRing;
-    std::uint32_t dnsBlockSwitch = 0;
     FakeProcesses processes;
-    BrowsingProtection browsingProtection;
     FakeClock clock;
     std::uint8_t strictness = 0;
 
@@ -195,7 +182,8 @@ class ScanFixture : public testing::Test {
     std::uint8_t stop = 0;
     UrlVerdict verdict{};
     PromptBytes prompt{};
-    std::string scanned;  // the caller's buffer after the scan, the spare byte included
+    std::string_view endedBy;  // the rule that ended the last scan
+    std::string scanned;       // the caller's buffer after the scan, the spare byte included
 
  private:
     template <class Use>

@@ -15,11 +15,15 @@ class WebExtensionScan : public ScanFixture {
         const auto block = std::make_unique<char[]>(url.size() + 1);
         std::memcpy(block.get(), url.c_str(), url.size() + 1);
         ScanRequest request{};
+        request.processId = 4711;  // neither this nor address, port and stop byte are read
+        request.remoteAddress = remote;
+        request.remotePort = 0x5000;
+        request.stopBeforeCategories = 1;
         request.data = reinterpret_cast<std::uint8_t*>(block.get());
         request.kind = kind;
         std::memset(&verdict, 0xCD, sizeof verdict);
         prompt = {0xCD, 0xCD};
-        return ScanWebExtensionUrl(Context(), request, verdict, prompt);
+        return ScanWebExtensionUrl(Context(), request, verdict, prompt, &endedBy);
     }
     // Categories are asked: a first entry whose category switch is on.
     void JudgeCategories(std::vector<std::uint16_t> blocked = {}) {

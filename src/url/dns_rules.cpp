@@ -1,5 +1,3 @@
-#include "url/dns_scan.h"
-
 #include <algorithm>
 #include <array>
 #include <span>
@@ -10,13 +8,12 @@
 #include "modules/categorisation.h"
 #include "network/dns_response.h"
 #include "network/ip_address.h"
-#include "url/parental_rules.h"
+#include "url/rules.h"
 
 namespace tarn::url {
 namespace {
 
 constexpr std::uint16_t kDnsPort = 53;
-constexpr std::uint32_t kAheadOfConnection = 1;  // the mode of a look-up that only fills the module's cache
 
 using NameText = base::FixedText<sizeof(DnsAnswerEntry{}.hostName)>;
 
@@ -37,7 +34,7 @@ void FetchCategories(const ScanState& scan, std::string_view name) {
     UrlText question;
     if (scan.request.kind == TARN_KIND_FTP) question.Append("ftp://");
     question.Append(name);
-    const modules::CategoryLookup lookup(module, question.Text(), kAheadOfConnection);
+    const modules::CategoryLookup lookup(module, question.Text(), modules::kAheadOfConnection);
 }
 
 bool BlockingIsOn(const ScanContext& context) {
