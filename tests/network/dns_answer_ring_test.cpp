@@ -226,6 +226,18 @@ TEST(DnsAnswerRing, AddressesThatCrowdOneSetOfTheIndexAreAllFound) {
     EXPECT_EQ(Find(ring, stranger), "last");
 }
 
+TEST(DnsAnswerRing, ADroppedAddressIsFoundUntilItsAnswerLeavesTheRing) {
+    const std::vector<IpAddressRecord> crowd = AddressesOfOneSet(9);
+    DnsAnswerRing ring;
+    ASSERT_TRUE(ring.Allocate());
+    for (std::size_t i = 0; i < crowd.size(); ++i) ring.Store(Answer("crowd" + std::to_string(i), {crowd[i]}));
+    StoreOthers(ring, DnsAnswerRing::kSlots - crowd.size());
+    EXPECT_EQ(Find(ring, crowd[0]), "crowd0") << "in the oldest slot";
+    StoreOthers(ring, 1);
+    EXPECT_EQ(Find(ring, crowd[0]), "(none)");
+    EXPECT_EQ(Find(ring, crowd[1]), "crowd1");
+}
+
 TEST(DnsAnswerRing, NewestWinsAfterOverlappingStores) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
@@ -268,8 +280,10 @@ TEST(DnsAnswerRing, ALateStoreTakesNoWayFromANewerAnswer) {
     late.Index();
     EXPECT_EQ(Find(ring, crowd[8]), "late") << "by the walk";
     for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
-    // The late answer has left the ring; the eight are still there, and found although the walk is over.
-    StoreOthers(ring, DnsAnswerRing::kSlots - 8);
+    StoreOthers(ring, DnsAnswerRing::kSlots - 9);
+    EXPECT_EQ(Find(ring, crowd[8]), "late") << "by the walk, as long as its answer is in the ring";
+    // Now the late answer has left it; the eight are still there, and found although the walk is over.
+    StoreOthers(ring, 1);
     EXPECT_EQ(Find(ring, crowd[8]), "(none)");
     for (std::size_t i = 0; i < 8; ++i) EXPECT_EQ(Find(ring, crowd[i]), "crowd" + std::to_string(i));
 }
