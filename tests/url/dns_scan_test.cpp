@@ -74,6 +74,17 @@ TEST_F(DnsScan, CategoriesAreFetchedAheadAndDecideNothing) {
     EXPECT_EQ(script.journal.front(), "categories ftp://news.example mode 1");
 }
 
+TEST_F(DnsScan, AFailingFetchOfCategoriesDecidesNothing) {
+    script.categoriesAnswer = false;
+    script.categories = {2};  // handed over all the same, and released
+    EXPECT_TRUE(Scan(DnsResponse("news.example", {kPublic})));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_EQ(script.journal, (std::vector<std::string>{"categories news.example mode 1", "release"}));
+    BlockGames();
+    EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic})));
+    EXPECT_EQ(Verdict(), "0/6");
+}
+
 TEST_F(DnsScan, NoCategoriesForALiteralOrWithoutTheModule) {
     EXPECT_TRUE(Scan(DnsResponse("[x", {kPublic})));
     companions.categorisation = {};

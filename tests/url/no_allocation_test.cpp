@@ -167,6 +167,41 @@ TEST_F(NoAllocation, TheCountersSeeNewAndMalloc) {
     EXPECT_EQ(allocations, middle + 1);
 }
 
+// Made and cleared as start and end of the library do it, also with content.
+template <class List>
+std::uint64_t CountOfEmptyLife() {
+    const std::uint64_t before = allocations;
+    List list;
+    List other;
+    list = std::move(other);
+    static_assert(noexcept(list.Clear()));
+    list.Clear();
+    return allocations - before;
+}
+
+TEST_F(NoAllocation, EmptyListsOwnNothing) {
+    EXPECT_EQ(CountOfEmptyLife<lists::InternalWhiteList>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::UserWhiteList>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::MaliciousList>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::PhishingList>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::BlockedSites>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::AllowedSites>(), 0U);
+    EXPECT_EQ(CountOfEmptyLife<lists::PublishedLists>(), 0U);
+    const std::uint64_t before = allocations;
+    const lists::PublishedProfile profile;
+    EXPECT_TRUE(profile.sites.Empty());
+    EXPECT_EQ(allocations, before);
+}
+
+TEST_F(NoAllocation, ClearingFullListsTakesNoMemory) {
+    const std::uint64_t before = allocations;
+    world.lists.Clear();
+    world.profiles.clear();
+    world.browsingProtection.Clear();
+    EXPECT_EQ(allocations, before);
+    EXPECT_FALSE(world.lists.malicious.Find("malicious.test", "/").has_value());
+}
+
 TEST_F(NoAllocation, Http_AllowedBeforeTheLists) {
     EXPECT_EQ(Http("no request at all", TARN_ALLOW, kDefault), 0U);
     EXPECT_EQ(Http(Get("www.white.test"), TARN_ALLOW, kDefault), 0U);

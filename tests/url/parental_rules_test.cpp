@@ -174,6 +174,41 @@ TEST_F(ParentalRules, TheScheduleTimeListAllowsAndTheTimeIsWrittenAllTheSame) {
     EXPECT_EQ(Verdict(), "1/26") << "by the address text";
 }
 
+TEST_F(ParentalRules, PathAndKindReachTheAllowedList) {
+    ProfileShape shape = Blocking("site.example");
+    shape.allowed = {{"site.example", "/open"}, {"secure.example", "", 2}};
+    shape.sites.push_back({"secure.example", ""});
+    TakeProfiles({shape});
+    EXPECT_TRUE(Get("site.example", "/open/x"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_TRUE(Get("site.example", "/closed"));
+    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_TRUE(Get("secure.example", "/"));
+    EXPECT_EQ(Verdict(), "0/6") << "an entry of kind 2 and a connection of kind 1";
+    kind = TARN_KIND_HTTP_SECURE;
+    EXPECT_TRUE(Get("secure.example", "/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    kind = TARN_KIND_TLS;
+    EXPECT_TRUE(Scan(TlsHello("secure.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(ParentalRules, PathAndKindReachTheScheduleTimeList) {
+    ProfileShape shape;
+    shape.scheduleAllowed = {{"site.example", "/open"}, {"secure.example", "", 2}};
+    TakeProfiles({shape});
+    allows.Write([](bool& flag) { flag = false; });
+    EXPECT_TRUE(Get("site.example", "/open"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_TRUE(Get("site.example", "/closed"));
+    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_TRUE(Get("secure.example", "/"));
+    EXPECT_EQ(Verdict(), "0/5");
+    kind = TARN_KIND_TLS;
+    EXPECT_TRUE(Scan(TlsHello("secure.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
 TEST_F(ParentalRules, WithoutAProfileTheScheduleIsNotAsked) {
     allows.Write([](bool& flag) { flag = false; });
     EXPECT_TRUE(Get("news.example", "/"));

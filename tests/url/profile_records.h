@@ -24,14 +24,25 @@ struct ProfileSite {
     std::vector<IpAddressRecord> addresses{};
 };
 
+// A host with its subdomains, or with a path below which it is allowed.
+struct ProfileAllowed {
+    ProfileAllowed(std::string allowedHost, std::string allowedPath = "", std::uint8_t allowedKind = 0)
+        : host(std::move(allowedHost)), path(std::move(allowedPath)), kind(allowedKind) {}
+    ProfileAllowed(const char* allowedHost) : ProfileAllowed(std::string(allowedHost)) {}
+
+    std::string host;
+    std::string path;
+    std::uint8_t kind;
+};
+
 struct ProfileShape {
     std::uint8_t sid = 1;  // first byte of the identifier
     bool profileSwitch = true;
     std::uint8_t blockListSwitch = 1;
     std::uint8_t categorySwitch = 0;
     std::vector<ProfileSite> sites{};
-    std::vector<std::string> allowed{};
-    std::vector<std::string> scheduleAllowed{};
+    std::vector<ProfileAllowed> allowed{};
+    std::vector<ProfileAllowed> scheduleAllowed{};
     std::vector<std::uint16_t> blockedCategories{};
 };
 
@@ -87,14 +98,15 @@ class ProfileRecords {
         return next;
     }
 
-    // Each text is a host with its subdomains.
-    UserUrlList ListOf(const std::vector<std::string>& hosts) {
+    UserUrlList ListOf(const std::vector<ProfileAllowed>& hosts) {
         UserUrlEntry* next = nullptr;
         for (auto host = hosts.rbegin(); host != hosts.rend(); ++host) {
             UserUrlEntry& entry = urls_.emplace_back();
             entry = {};
-            Put(entry.host, *host);
-            entry.hostOnly = 1;
+            Put(entry.host, host->host);
+            Put(entry.path, host->path);
+            entry.kind = host->kind;
+            entry.hostOnly = host->path.empty() ? 1 : 0;
             entry.includeSubdomains = 1;
             entry.next = next;
             next = &entry;

@@ -125,6 +125,27 @@ TEST_F(TlsScan, InspectionBlocksWithReason15) {
                                  std::to_string(hello.size()));
 }
 
+TEST_F(TlsScan, InspectionGetsTheFirstFourBytesOfAnIpv6Address) {
+    companions.httpsInspection.loaded = true;
+    remote = {TARN_FAMILY_IPV6, {0x20, 0x01, 0x0D, 0xB8, 9, 9, 9, 9}};
+    EXPECT_TRUE(Scan(TlsHello("shop.example")));
+    EXPECT_TRUE(script_.asked.starts_with("4711 shop.example " +
+                                          std::to_string(0x20U + (0x01U << 8) + (0x0DU << 16) + (0xB8U << 24)) + " "))
+        << script_.asked;
+}
+
+TEST_F(TlsScan, AnIpv6AddressIsAskedAsEightGroups) {
+    remote = {TARN_FAMILY_IPV6, {0x20, 0x01, 0x0D, 0xB8, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFE}};
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {});
+    EXPECT_TRUE(Scan(TlsHello("bad.example")));
+    EXPECT_EQ(Verdict(), "0/2");
+    PublishUrls(lists.webSecurityInternal, {"2001:0db8:0100:0000:0000:0000:0000:00fe"});
+    EXPECT_TRUE(Scan(TlsHello("bad.example")));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_EQ(endedBy, "internal white list");
+}
+
 TEST_F(TlsScan, InspectionWithoutAUserFailsTheScanBeforeTheVerdict) {
     LoadInspection();
     script_.block = 1;

@@ -92,6 +92,67 @@ TEST_F(UrlScan, AUrlThatDoesNotFitIsAFailedParse) {
     EXPECT_EQ(Verdict(), "1/26");
 }
 
+TEST_F(UrlScan, AnFtpUrlThatDoesNotFitFailsTheScan) {
+    kind = TARN_KIND_FTP;
+    port = 21;
+    // Without a line end nothing is put in front: 11 characters of address and the argument.
+    EXPECT_TRUE(Scan("RETR " + std::string(1012, 'a')));
+    EXPECT_FALSE(Scan("RETR " + std::string(1013, 'a')));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_FALSE(Scan("RETR " + std::string(1015, 'a')));
+}
+
+TEST_F(UrlScan, AnFtpUrlNamesAnIpv6AddressAsEightGroups) {
+    kind = TARN_KIND_FTP;
+    port = 21;
+    remote = {TARN_FAMILY_IPV6, {0x20, 0x01, 0x0D, 0xB8, 1}};
+    settings.apStatus = 1;
+    PublishPhishing("2001:0db8:0100:0000:0000:0000:0000:0000", true);
+    EXPECT_TRUE(Scan("RETR File\r\n"));
+    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_STREQ(verdict.text.url, "2001:0db8:0100:0000:0000:0000:0000:0000/file");
+}
+
+TEST_F(UrlScan, AnEmptyHostOfAnHttpRequestStaysEmpty) {
+    settings.apStatus = 1;
+    PublishPhishing("203.0.113.5", true);
+    for (const std::uint8_t http : {std::uint8_t{TARN_KIND_HTTP}, std::uint8_t{TARN_KIND_HTTP_SECURE}}) {
+        kind = http;
+        EXPECT_TRUE(Get(".", "/x"));
+        EXPECT_EQ(Verdict(), "1/26") << "the address does not stand in";
+    }
+    PublishPhishing("", true);
+    EXPECT_TRUE(Get(".", "/x"));
+    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_STREQ(verdict.text.url, "/x");
+}
+
+TEST_F(UrlScan, TheVideoSharingSiteIsFoundInThePathToo) {
+    settings.bpStatus = 1;
+    PublishMalicious("bad.example", true, {});
+    EXPECT_TRUE(Get("bad.example", "/watch/YouTube.com/x"));
+    EXPECT_EQ(Verdict(), "0/2");
+    settings.agentStatus = 1;
+    EXPECT_TRUE(Get("bad.example", "/watch/YouTube.com/x"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_EQ(endedBy, "video-sharing exception");
+    EXPECT_TRUE(Get("bad.example", "/watch/youtube.org/x"));
+    EXPECT_EQ(Verdict(), "0/2");
+}
+
+TEST_F(UrlScan, ThePatternMatcherIsGivenTheKind) {
+    LookUpCategories();
+    settings.bpStatus = 1;
+    for (const auto& [data, asked] :
+         {std::pair{TARN_KIND_FTP, "pattern 2 203.0.113.5 /dir/file port "}, {TARN_KIND_HTTP_SECURE, "pattern 4 "}}) {
+        kind = static_cast<std::uint8_t>(data);
+        script.journal.clear();
+        EXPECT_TRUE(kind == TARN_KIND_FTP ? Scan("RETR Dir/File\r\n") : Get("a.example", "/"));
+        ASSERT_EQ(script.journal.size(), 2U);
+        EXPECT_TRUE(script.journal[1].starts_with(asked)) << script.journal[1];
+    }
+}
+
 TEST_F(UrlScan, InternalWhiteListEndsBeforeTheThreats) {
     settings.bpStatus = 1;
     PublishMalicious("bad.example", true, {Threat("Worm", "")});

@@ -97,6 +97,72 @@ TEST_F(WebExtensionScan, TheBlockListSwitchMustBeOne) {
     EXPECT_EQ(Verdict(), "1/26");
 }
 
+TEST_F(WebExtensionScan, TheListsAreAskedInModeThree) {
+    ProfileShape shape;
+    shape.allowed = {{"secure.example", "", 2}};
+    shape.sites = {{"secure.example", ""}, {"tls.example", "", 0, 2}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://secure.example/"));
+    EXPECT_EQ(Verdict(), "1/26") << "an allowed site for secure connections";
+    EXPECT_TRUE(Report("https://tls.example/"));
+    EXPECT_EQ(Verdict(), "0/6") << "a blocked site for secure connections";
+}
+
+TEST_F(WebExtensionScan, ThePathStandsWithoutItsSlash) {
+    ProfileShape shape;
+    shape.allowed = {{"one.example", "open"}, {"two.example", "/open"}};
+    shape.sites = {{"one.example", ""}, {"two.example", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://one.example/open/x"));
+    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_TRUE(Report("https://two.example/open/x"));
+    EXPECT_EQ(Verdict(), "0/6");
+}
+
+TEST_F(WebExtensionScan, TheProfileSwitchIsNotAsked) {
+    ProfileShape shape;
+    shape.profileSwitch = false;
+    shape.sites = {{"games.example", ""}};
+    shape.categorySwitch = 1;
+    shape.blockedCategories = {41};
+    script.categories = {41};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://games.example/"));
+    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_TRUE(Report("https://six.example/"));
+    EXPECT_EQ(Verdict(), "0/7");
+}
+
+TEST_F(WebExtensionScan, TheHostKeepsItsLetterCase) {
+    ProfileShape shape;
+    shape.sites = {{"games.example", ""}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://Games.example/"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, TheAddressIsAllZero) {
+    ProfileShape shape;
+    shape.sites = {{"one.example", "", 1, 1, 0, {IpAddressRecord{}}}};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://198.51.100.7/"));
+    EXPECT_EQ(Verdict(), "0/6") << "a literal is asked by the address of the connection";
+    shape.sites[0].addresses = {remote};
+    TakeProfiles({shape});
+    EXPECT_TRUE(Report("https://198.51.100.7/"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
+TEST_F(WebExtensionScan, CategoriesBlockOnlyWithTheSwitchOn) {
+    ProfileShape shape;
+    shape.blockedCategories = {41};
+    TakeProfiles({shape});
+    settings.bpStatus = 1;
+    script.categories = {41};
+    EXPECT_TRUE(Report("https://six.example/"));
+    EXPECT_EQ(Verdict(), "1/26");
+}
+
 TEST_F(WebExtensionScan, AHostOf260CharactersFailsOnlyWhereItIsLookedUp) {
     ProfileShape shape;
     shape.sites = {{"games.example", ""}};
@@ -179,6 +245,27 @@ TEST_F(WebExtensionScan, APatternIsAskedForSitesWithCategoriesOnly) {
     EXPECT_EQ(Verdict(), "1/9");
 }
 
+TEST_F(WebExtensionScan, APatternNeedsTheModuleAndItsAnswer) {
+    JudgeCategories();
+    settings.bpStatus = 1;
+    script.patternFlag = 1;
+    script.categories = {9};
+    script.patternAnswer = false;
+    EXPECT_TRUE(Report("https://bad.example/"));
+    EXPECT_EQ(Verdict(), "1/26") << "the flag of a call that failed";
+    script.patternAnswer = true;
+    companions.urlPatterns.loaded = false;
+    EXPECT_TRUE(Report("https://bad.example/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    companions.urlPatterns.loaded = true;
+    settings.bpStatus = 0;
+    EXPECT_TRUE(Report("https://bad.example/"));
+    EXPECT_EQ(Verdict(), "1/26");
+    settings.bpStatus = 1;
+    EXPECT_TRUE(Report("https://bad.example/"));
+    EXPECT_EQ(Verdict(), "0/2");
+}
+
 TEST_F(WebExtensionScan, TheInternalListAllowsEveryHitWithTheDefaultReason) {
     JudgeCategories();
     settings.bpStatus = settings.apStatus = 1;
@@ -201,6 +288,27 @@ TEST_F(WebExtensionScan, ABlockedCategoryEmptiesTheUserName) {
     EXPECT_EQ(UserName(), u"");
     EXPECT_TRUE(processes.asked.empty());
     EXPECT_TRUE(PromptIs(31, 32));
+}
+
+TEST_F(WebExtensionScan, TheRuleThatEndedTheScanIsNamed) {
+    ProfileShape shape;
+    shape.allowed = {"good.example"};
+    shape.sites = {{"games.example", ""}};
+    TakeProfiles({shape});
+    const auto endOf = [&](const char* url) {
+        Report(url);
+        return endedBy;
+    };
+    ASSERT_EQ(WebExtensionRules().size(), 5U);
+    EXPECT_EQ(endOf("no URL"), WebExtensionRules()[0].name);
+    EXPECT_EQ(endOf("https://good.example/"), WebExtensionRules()[2].name);
+    EXPECT_EQ(endOf("https://games.example/"), WebExtensionRules()[3].name);
+    EXPECT_EQ(endOf("https://other.example/"), "");
+    settings.bpStatus = 1;
+    script.categories = {2};
+    EXPECT_EQ(endOf("https://other.example/"), WebExtensionRules()[4].name);
+    TakeProfiles({shape}, TARN_PC_ABSENT);
+    EXPECT_EQ(endOf("https://good.example/"), WebExtensionRules()[1].name);
 }
 
 TEST_F(WebExtensionScan, WithoutAFirstEntryTheListsAreEmptyAndTheSwitchesOff) {
