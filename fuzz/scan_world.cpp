@@ -36,7 +36,7 @@ policy::Policy ReadDefaultPolicy() {
     return std::move(read.policy);
 }
 
-IdsBlockRequest CondemnedAddress() {
+IdsBlockRequest BlockedAddress() {
     IdsBlockRequest request{};
     base::CopyText(request.requestText, sizeof request.requestText, "/attack/kit.js http/1.1");
     base::CopyText(request.hostName, sizeof request.hostName, "www.condemned.example");
@@ -124,7 +124,7 @@ ScanWorld::ScanWorld() {
             "there is memory");
     policy::ReleaseParental(record);
     inputs_.profiles = lists::PublishProfiles(inputs_.parental);
-    inputs_.idsBlockedList.Add(CondemnedAddress());
+    inputs_.idsBlockedList.Add(BlockedAddress());
 }
 
 void ScanWorld::Reset(const ScanChoice& choice) {
@@ -228,7 +228,7 @@ void RequireOutcome(const ScanOutcome& outcome) {
         case TARN_REASON_SCHEDULE:
             Require(
                 IsTerminated<char16_t>(&verdict.userName, sizeof verdict.userName) && verdict.localTime.year == 2026,
-                "user and time are told");
+                "user and time are written");
             break;
         default:
             Require(verdict.reason == TARN_REASON_DEFAULT, "the reason is known");

@@ -94,8 +94,8 @@ class ListRecords {
     PcUserEntryRecord profile_{};
 };
 
-// A pair for the list of condemned addresses.
-inline IdsBlockRequest CondemnedAddress(SiteCorpus& corpus) {
+// A pair for the list of blocked addresses.
+inline IdsBlockRequest BlockedAddress(SiteCorpus& corpus) {
     const std::string host = corpus.Host();
     IdsBlockRequest request{};
     base::CopyText(request.hostName, sizeof request.hostName, host);

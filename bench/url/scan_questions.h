@@ -66,7 +66,7 @@ inline ScanQuestions TlsQuestions(Judged judged) {
     return MakeQuestions(TARN_KIND_TLS, 443, judged,
                          [](SiteCorpus& corpus, std::size_t) { return TlsHello(corpus.UnlistedHost()); });
 }
-// Hellos without a name, to addresses that the DNS questions have told.
+// Hellos without a name, to addresses that the DNS answers have named.
 inline ScanQuestions TlsQuestionsByAddress(Judged judged) {
     return MakeQuestions(TARN_KIND_TLS, 443, judged, [](SiteCorpus&, std::size_t) { return TlsHello(""); });
 }

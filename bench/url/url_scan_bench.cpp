@@ -23,7 +23,7 @@ class World {
         ready = parental::CopyPcSettings(records.Parental(), world.parental) && world.ringAllocated;
         world.profiles = lists::PublishProfiles(world.parental);
         SiteCorpus corpus(50);
-        for (std::size_t i = 0; i < entries; ++i) world.idsBlockedList.Add(CondemnedAddress(corpus));
+        for (std::size_t i = 0; i < entries; ++i) world.idsBlockedList.Add(BlockedAddress(corpus));
         ScanQuestions fillers = RingFillers();
         for (OwnedRequest& request : fillers.requests) world.Scan(request.Get());
         ScanQuestions answers = DnsQuestions();

@@ -13,8 +13,8 @@ namespace {
 
 constexpr auto kAnyPayload = [](std::size_t, std::uint32_t) { return true; };
 
-// Which of the sixteen characters from at on end a part of the URL; text comes from a PaddedText, whose room behind the
-// end is read too.
+// Which of the sixteen characters from at on end a part of the URL; text comes from a PaddedText, whose zeros behind
+// the end are read too.
 unsigned UrlPartEnds(std::string_view text, std::size_t at) {
     const base::Block16 block = base::Block16::Load(text.data() + at);
     unsigned ends = block.EqualMask('/') | block.EqualMask('?') | block.EqualMask('#');

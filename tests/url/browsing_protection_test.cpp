@@ -190,7 +190,7 @@ TEST_F(MaliciousVerdicts, APhishingVerdictNeverActs) {
     EXPECT_TRUE(quarantine.paths.empty());
 }
 
-TEST_F(MaliciousVerdicts, CondemnedAddressesBlockWithHostAndPathInTheirOwnAreas) {
+TEST_F(MaliciousVerdicts, BlockedAddressesEndWithHostAndPathInTheirOwnAreas) {
     IdsBlockRequest request{};
     std::memcpy(request.hostName, "www.bad.example", 15);
     std::memcpy(request.requestText, "/Path HTTP/1.1", 14);

@@ -73,7 +73,7 @@ namespace tarn::url {
 namespace {
 
 const IpAddressRecord kRemote{TARN_FAMILY_IPV4, {203, 0, 113, 5}};
-const IpAddressRecord kTold{TARN_FAMILY_IPV4, {203, 0, 113, 77}};  // an answer of the ring
+const IpAddressRecord kAnswered{TARN_FAMILY_IPV4, {203, 0, 113, 77}};  // an answer of the ring
 constexpr std::uint32_t kDefault = TARN_REASON_DEFAULT;
 
 std::string Get(const std::string& host, const std::string& target = "/some/path.html?id=7") {
@@ -99,21 +99,22 @@ struct NoAllocation : testing::Test {
         phishing.Sort();
         world.lists.phishing.Publish(phishing.Record());
         Profile(0);
-        IdsBlockRequest condemned{};
-        base::CopyText(condemned.hostName, sizeof condemned.hostName, "condemned.test");
-        base::CopyText(condemned.requestText, sizeof condemned.requestText, "/some/path.html HTTP/1.1");
-        world.idsBlockedList.Add(condemned);
+        IdsBlockRequest idsBlocked{};
+        base::CopyText(idsBlocked.hostName, sizeof idsBlocked.hostName, "idsblocked.test");
+        base::CopyText(idsBlocked.requestText, sizeof idsBlocked.requestText, "/some/path.html HTTP/1.1");
+        world.idsBlockedList.Add(idsBlocked);
         DnsAnswerEntry answer{};
         answer.addressCount = 1;
-        base::CopyText(answer.hostName, sizeof answer.hostName, "Told.Test");
-        answer.addresses[0] = kTold;
+        base::CopyText(answer.hostName, sizeof answer.hostName, "Answered.Test");
+        answer.addresses[0] = kAnswered;
         world.dnsRing.Store(answer);
     }
 
     void Profile(std::uint8_t categorySwitch) {
         ProfileShape shape;
         shape.categorySwitch = categorySwitch;
-        shape.sites = {{"blocked.test", ""}, {"paths.test", "/some", 0, 1, 0}, {"numbered.test", "", 1, 1, 0, {kTold}}};
+        shape.sites = {
+            {"blocked.test", ""}, {"paths.test", "/some", 0, 1, 0}, {"numbered.test", "", 1, 1, 0, {kAnswered}}};
         shape.allowed = {"allowed.test"};
         shape.scheduleAllowed = {"always.test"};
         shape.blockedCategories = {50};
@@ -217,7 +218,7 @@ TEST_F(NoAllocation, Http_DecidedByTheLists) {
     EXPECT_EQ(Http(Get("paths.test"), TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
     EXPECT_EQ(Http(Get("excused.test"), TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED), 0U);
     EXPECT_EQ(Http(Get("phishing.test"), TARN_BLOCK, TARN_REASON_PHISHING), 0U);
-    EXPECT_EQ(Http(Get("condemned.test"), TARN_BLOCK, TARN_REASON_IDS_BLOCKED), 0U);
+    EXPECT_EQ(Http(Get("idsblocked.test"), TARN_BLOCK, TARN_REASON_IDS_BLOCKED), 0U);
     EXPECT_EQ(Http(Get(std::string(250, 'h'), '/' + std::string(900, 'p')), TARN_ALLOW, kDefault), 0U);
 }
 
@@ -269,8 +270,8 @@ TEST_F(NoAllocation, Tls) {
     EXPECT_EQ(Tls(TlsHello("phishing.test"), kRemote, TARN_ALLOW, kDefault), 0U);
     EXPECT_EQ(Tls(TlsHello("blocked.test"), kRemote, TARN_BLOCK, TARN_REASON_PARENTAL_SITE), 0U);
     EXPECT_EQ(Tls(TlsHello(""), kRemote, TARN_ALLOW, kDefault), 0U);
-    EXPECT_EQ(Tls(TlsHello(""), kTold, TARN_ALLOW, kDefault), 0U);
-    EXPECT_EQ(Tls("\x16\x03", kTold, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls(TlsHello(""), kAnswered, TARN_ALLOW, kDefault), 0U);
+    EXPECT_EQ(Tls("\x16\x03", kAnswered, TARN_ALLOW, kDefault), 0U);
     const IpAddressRecord ipv6{TARN_FAMILY_IPV6, {0x20, 1, 0xD, 0xB8, 1}};
     EXPECT_EQ(Tls(TlsHello("plain.test"), ipv6, TARN_ALLOW, kDefault), 0U);
     quietAnswers.httpsBlock = 1;

@@ -1,5 +1,5 @@
 // The order of the rules: of any two that match a request the earlier one decides. Every pair is tried; two rules that
-// both allow cannot be told apart by a host, only by the name of the one that ended the scan.
+// both allow are the same to a host and differ only in the name of the one that ended the scan.
 #include <functional>
 #include <gtest/gtest.h>
 #include <set>

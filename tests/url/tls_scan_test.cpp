@@ -164,7 +164,7 @@ TEST_F(TlsScan, InspectionMustAnswerTrueAndSetTheFlag) {
     EXPECT_EQ(Verdict(), "1/26");
 }
 
-TEST_F(TlsScan, CondemnedAddressesComeBeforeInspection) {
+TEST_F(TlsScan, BlockedAddressesComeBeforeInspection) {
     LoadInspection();
     script_.block = 1;
     settings.idsIpsStatus = 1;
