@@ -42,8 +42,11 @@ struct Answers {
     std::uint8_t malicious;  // of every URL
     std::uint8_t httpsBlock;
     PacketVerdict packetVerdict;
-    char passedTo[64];              // the function that is to tell the host's values behind its arguments
-    QuarantineRequest quarantined;  // the last request; its URL pointer ends with the call
+    char passedTo[64];                       // the function that is to tell the host's values behind its arguments
+    std::uint8_t firstCallNotesPassed;       // the next function that is called tells them, whichever it is
+    const std::uint32_t* expectedErrorCell;  // when set, a function that is handed another one notes it
+    QuarantineRequest quarantined;           // the last request; its URL pointer ends with the call
+    char16_t quarantinedUrl[1024];
     // What was saved last.
     std::uint32_t savedSessions;
     SavedSessionRecord savedRecords[16];  // the first ones

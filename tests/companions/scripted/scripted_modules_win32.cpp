@@ -18,8 +18,19 @@ void Note(const std::string& line) {
 // A host's own values stand behind the arguments of one call of a settings change; other callers leave there what
 // happens to be there, so they are told only where the test expects them.
 void NotePassed(const char* function, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-    if (std::strcmp(ScriptAnswers()->passedTo, function) != 0) return;
+    tarn::script::Answers& answers = *ScriptAnswers();
+    const bool first = answers.firstCallNotesPassed != 0;
+    answers.firstCallNotesPassed = 0;
+    if (!first && std::strcmp(answers.passedTo, function) != 0) return;
     Note(std::string(function) + " passed " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c));
+}
+
+// What every function that takes a reserved argument or an error cell has a right to.
+void CheckArguments(const char* function, std::uint64_t reserved, const std::uint32_t* error) {
+    if (reserved != 0) Note(std::string(function) + " reserved " + std::to_string(reserved));
+    if (error == nullptr) Note("null error cell");
+    const std::uint32_t* const expected = ScriptAnswers()->expectedErrorCell;
+    if (expected != nullptr && error != expected) Note(std::string(function) + " other error cell");
 }
 
 // Scans of several threads ask at once.
@@ -34,9 +45,10 @@ std::string Narrow(const char16_t* text) {
 }
 
 template <class Record>
-std::uint8_t Read(const char* function, const Record& answer, Record* out, std::uint32_t* error) {
+std::uint8_t Read(const char* function, std::uint64_t reserved, const Record& answer, Record* out,
+                  std::uint32_t* error) {
     Note(function);
-    if (error == nullptr) Note("null error cell");
+    CheckArguments(function, reserved, error);
     const std::uint32_t result = ScriptResult(function);
     if (result == 0) {
         if (error != nullptr) *error = 1234;
@@ -57,17 +69,18 @@ void Release(const char* function, const Record* out) {
 
 }  // namespace
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID endOfProcess) {
     if (reason == DLL_PROCESS_ATTACH) Note("load " TARN_SCRIPTED_MODULE);
-    if (reason == DLL_PROCESS_DETACH) Note("unload " TARN_SCRIPTED_MODULE);
+    // At the end of the process the journal may be gone already.
+    if (reason == DLL_PROCESS_DETACH && endOfProcess == nullptr) Note("unload " TARN_SCRIPTED_MODULE);
     return TRUE;
 }
 
-#define READ(function, Record, field)                                                                  \
-    std::uint8_t TARN_CALL function(std::uint64_t, Record* out, std::uint32_t* error, std::uint64_t a, \
-                                    std::uint64_t b, std::uint64_t c) {                                \
-        NotePassed(#function, a, b, c);                                                                \
-        return Read(#function, ScriptAnswers()->field, out, error);                                    \
+#define READ(function, Record, field)                                                                           \
+    std::uint8_t TARN_CALL function(std::uint64_t reserved, Record* out, std::uint32_t* error, std::uint64_t a, \
+                                    std::uint64_t b, std::uint64_t c) {                                         \
+        NotePassed(#function, a, b, c);                                                                         \
+        return Read(#function, reserved, ScriptAnswers()->field, out, error);                                   \
     }
 #define RELEASE(function, Record)                                                             \
     void TARN_CALL function(Record* out, std::uint64_t a, std::uint64_t b, std::uint64_t c) { \
@@ -105,13 +118,19 @@ READ(ReadPCSystemControlSettings, PcSystemControlRecord, systemControl)
 RELEASE(ReleasePCSystemControlSettings, PcSystemControlRecord)
 READ(ReadDisableFeaturesSettings, DisabledFeatures, disabledFeatures)
 
-std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t, std::uint32_t*) {
+std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t reserved, std::uint32_t* error, std::uint64_t a,
+                                            std::uint64_t b, std::uint64_t c) {
+    NotePassed("ResetBPUserWhitelist", a, b, c);
     Note("ResetBPUserWhitelist");
+    CheckArguments("ResetBPUserWhitelist", reserved, error);
     return static_cast<std::uint8_t>(ScriptResult("ResetBPUserWhitelist"));
 }
 
-std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord* record, std::uint32_t* error) {
+std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t reserved, const DnsCacheRecord* record, std::uint32_t* error,
+                                             std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("WriteDNSCacheSettings", a, b, c);
     Note("WriteDNSCacheSettings error " + std::to_string(*error));
+    CheckArguments("WriteDNSCacheSettings", reserved, error);
     ScriptAnswers()->savedDnsCount = record->count;
     ScriptAnswers()->savedDnsIndex = record->writeIndex;
     ScriptAnswers()->savedDnsHasEntries = record->entries != nullptr ? 1 : 0;
@@ -121,9 +140,11 @@ std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t, const DnsCacheRecord
     return static_cast<std::uint8_t>(ScriptResult("WriteDNSCacheSettings"));
 }
 
-std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSystemControlRecord* record, std::uint32_t*,
-                                                    std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t reserved, const PcSystemControlRecord* record,
+                                                    std::uint32_t* error, std::uint64_t a, std::uint64_t b,
+                                                    std::uint64_t c) {
     NotePassed("WritePCSystemControlSettings", a, b, c);
+    CheckArguments("WritePCSystemControlSettings", reserved, error);
     tarn::script::Answers& answers = *ScriptAnswers();
     answers.savedSessions = record->count;
     const std::size_t kept = std::min<std::size_t>(record->count, std::size(answers.savedRecords));
@@ -133,14 +154,18 @@ std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t, const PcSyste
     return static_cast<std::uint8_t>(ScriptResult("WritePCSystemControlSettings"));
 }
 
-std::uint8_t TARN_CALL ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint32_t*) {
+std::uint8_t TARN_CALL ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint32_t* error) {
     Note("ReadEPSServerIP " + std::to_string(capacity));
+    CheckArguments("ReadEPSServerIP", 0, error);
     if (ScriptResult("ReadEPSServerIP") == 0) return 0;
     std::memcpy(buffer, ScriptAnswers()->serverAddress, sizeof ScriptAnswers()->serverAddress);
     return 1;
 }
 
-std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t*) {
+std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t* error, std::uint64_t a, std::uint64_t b,
+                              std::uint64_t c) {
+    NotePassed("SCInit", a, b, c);
+    CheckArguments("SCInit", 0, error);
     Note("SCInit " + std::to_string(onlineAllowed));
     return static_cast<std::uint8_t>(ScriptResult("SCInit"));
 }
@@ -185,8 +210,9 @@ std::uint8_t TARN_CALL SCSaveCacheFile(std::uint64_t a, std::uint64_t b, std::ui
     return 1;
 }
 
-std::uint8_t TARN_CALL PKSInit(void** context, std::uint32_t*) {
+std::uint8_t TARN_CALL PKSInit(void** context, std::uint32_t* error) {
     Note("PKSInit");
+    CheckArguments("PKSInit", 0, error);
     *context = reinterpret_cast<void*>(std::uintptr_t{77});
     return static_cast<std::uint8_t>(ScriptResult("PKSInit"));
 }
@@ -203,7 +229,8 @@ std::uint8_t TARN_CALL PKSScanPacket(const std::uint8_t*, std::uint32_t length, 
     return 1;
 }
 
-std::uint32_t TARN_CALL IntializeSSL(void) {
+std::uint32_t TARN_CALL IntializeSSL(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("IntializeSSL", a, b, c);
     Note("IntializeSSL");
     return ScriptResult("IntializeSSL");
 }
@@ -252,10 +279,15 @@ std::uint8_t TARN_CALL ZRQuarantineFile(const char16_t* path, std::uint64_t a, c
          Narrow(path));
     Note("for " + Narrow(request->url));
     ScriptAnswers()->quarantined = *request;
+    std::memset(ScriptAnswers()->quarantinedUrl, 0xCD, sizeof ScriptAnswers()->quarantinedUrl);
+    const std::size_t units = std::char_traits<char16_t>::length(request->url) + 1;
+    std::memcpy(ScriptAnswers()->quarantinedUrl, request->url,
+                std::min(units * sizeof(char16_t), sizeof ScriptAnswers()->quarantinedUrl));
     return static_cast<std::uint8_t>(ScriptResult("ZRQuarantineFile"));
 }
 
-std::uint8_t TARN_CALL GetYALStatus(std::uint8_t* status) {
+std::uint8_t TARN_CALL GetYALStatus(std::uint8_t* status, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    NotePassed("GetYALStatus", a, b, c);
     Note("GetYALStatus");
     if (ScriptResult("GetYALStatus") == 0) return 0;
     *status = ScriptAnswers()->agentStatus;

@@ -1,0 +1,119 @@
+// Browsing protection's action against this program itself: with odd URLs, with a path that has no long form, and
+// behind WSShutDown.
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "system/rules_fixture_win32.h"
+
+namespace tarn::system_test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using url::ProfileShape;
+
+class ActionRules : public RulesFixture {
+ protected:
+    // Every page falls into the malicious category.
+    void MakeEveryPageMalicious() {
+        TakeProfiles({ProfileShape{}});
+        answers.bpStatus = 1;
+        Categorise({2});
+    }
+    // The host and path of the page as the quarantine module got it as a UTF-16 text; the action counts anew each time.
+    std::u16string QuarantinedUrl(const std::string& host, const std::string& target) {
+        tarn.WSShutDown(0, 0, 0, 0);
+        answers.quarantinedUrl[0] = u'\xFFFF';
+        EXPECT_TRUE(Visit(host, target));
+        EXPECT_EQ(Verdict(), "0/1");
+        return answers.quarantinedUrl[0] == u'\xFFFF' ? u"(not asked)" : std::u16string(answers.quarantinedUrl);
+    }
+    Lines Actions() {
+        NewLines();
+        EXPECT_TRUE(Visit("bad.example", "/x"));
+        EXPECT_EQ(Verdict(), "0/2");
+        return NewLines();
+    }
+};
+
+std::u16string SystemsWideForm(const std::string& text) {
+    wchar_t wide[2048] = L"";
+    EXPECT_GT(MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, wide, 2048), 0);
+    const std::wstring units = wide;
+    return {units.begin(), units.end()};
+}
+
+// ---- The URL ----
+
+TEST_F(ActionRules, AnEmptyUrlIsAText) {
+    // A host of nothing but a port leaves host and path empty; the URL that is looked up is ":80".
+    MakeEveryPageMalicious();
+    ASSERT_TRUE(Init(1));
+    EXPECT_EQ(QuarantinedUrl(":80", "/"), u"");
+}
+
+TEST_F(ActionRules, TheUrlIsConvertedAsTheSystemDoes) {
+    MakeEveryPageMalicious();
+    ASSERT_TRUE(Init(1));
+    for (const std::string path : {"/caf\xC3\xA9", "/\xE9t\xE9", "/plain"})
+        EXPECT_EQ(QuarantinedUrl("bad.example", path), SystemsWideForm("bad.example" + path)) << path;
+}
+
+TEST_F(ActionRules, TheLongestUrlFits) {
+    MakeEveryPageMalicious();
+    ASSERT_TRUE(Init(1));
+    const std::string host = "bad.example";
+    for (const std::size_t length : {1022U, 1023U}) {
+        const std::string path = "/" + std::string(length - host.size() - 1, 'p');
+        const std::string expected = host + path;
+        EXPECT_EQ(QuarantinedUrl(host, path), std::u16string(expected.begin(), expected.end()));
+    }
+}
+
+// ---- The path of the program ----
+
+DWORD WINAPI RefusePrograms(const wchar_t* path, wchar_t* longPath, DWORD capacity) {
+    const std::wstring_view text = path;
+    if (!text.ends_with(L".exe")) return GetLongPathNameW(path, longPath, capacity);
+    SetLastError(ERROR_ACCESS_DENIED);
+    return 0;
+}
+
+TEST_F(ActionRules, APathWithoutALongFormStandsAsItIs) {
+    MakeMalicious("bad.example", "Worm");
+    const ImportPatch patch(Library(), "GetLongPathNameW", RefusePrograms);
+    ASSERT_TRUE(patch.IsInPlace());
+    ASSERT_TRUE(Init(1));
+    wchar_t own[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, own, MAX_PATH);
+    EXPECT_THAT(Actions(),
+                ElementsAre("load isolate.dll", "ZRQuarantineFile 0 2 " + std::filesystem::path(own).string(),
+                            "for bad.example/x", "unload isolate.dll"));
+}
+
+// ---- What WSShutDown clears ----
+
+TEST_F(ActionRules, AShutDownForgetsTheProgramsThatWereActedOn) {
+    MakeMalicious("bad.example", "Worm");
+    ASSERT_TRUE(Init(1));
+    EXPECT_THAT(Actions(), SizeIs(4));
+    EXPECT_THAT(Actions(), IsEmpty());
+    tarn.WSShutDown(0, 0, 0, 0);
+    EXPECT_THAT(Actions(), SizeIs(4));
+}
+
+TEST_F(ActionRules, AShutDownForgetsTheExclusionList) {
+    MakeMalicious("bad.example", "Worm");
+    ExcludeThisProgram();
+    ASSERT_TRUE(Init(1));
+    EXPECT_THAT(Actions(), IsEmpty());
+    tarn.WSShutDown(0, 0, 0, 0);
+    EXPECT_THAT(Actions(), Contains(StartsWith("ZRQuarantineFile")));
+}
+
+}  // namespace
+}  // namespace tarn::system_test
