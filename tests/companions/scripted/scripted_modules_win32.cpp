@@ -2,6 +2,7 @@
 // journals its loading and unloading under its own name (TARN_SCRIPTED_MODULE).
 #include <algorithm>
 #include <atomic>
+#include <cstdarg>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -23,6 +24,14 @@ void NotePassed(const char* function, std::uint64_t a, std::uint64_t b, std::uin
     answers.firstCallNotesPassed = 0;
     if (!first && std::strcmp(answers.passedTo, function) != 0) return;
     Note(std::string(function) + " passed " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c));
+}
+// Beyond the fourth, arguments stand in the caller's frame, where one that passes fewer has something else: a function
+// may only look there, so it does not declare them.
+void NotePassed(const char* function, va_list behind) {
+    const auto a = va_arg(behind, std::uint64_t);
+    const auto b = va_arg(behind, std::uint64_t);
+    const auto c = va_arg(behind, std::uint64_t);
+    NotePassed(function, a, b, c);
 }
 
 // What every function that takes a reserved argument or an error cell has a right to.
@@ -76,11 +85,16 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID endOfProcess) {
     return TRUE;
 }
 
-#define READ(function, Record, field)                                                                           \
-    std::uint8_t TARN_CALL function(std::uint64_t reserved, Record* out, std::uint32_t* error, std::uint64_t a, \
-                                    std::uint64_t b, std::uint64_t c) {                                         \
-        NotePassed(#function, a, b, c);                                                                         \
-        return Read(#function, reserved, ScriptAnswers()->field, out, error);                                   \
+#define NOTE_PASSED(function, lastArgument) \
+    va_list behind;                         \
+    va_start(behind, lastArgument);         \
+    NotePassed(function, behind);           \
+    va_end(behind)
+
+#define READ(function, Record, field)                                                                 \
+    std::uint8_t TARN_CALL function(std::uint64_t reserved, Record* out, std::uint32_t* error, ...) { \
+        NOTE_PASSED(#function, error);                                                                \
+        return Read(#function, reserved, ScriptAnswers()->field, out, error);                         \
     }
 #define RELEASE(function, Record)                                                             \
     void TARN_CALL function(Record* out, std::uint64_t a, std::uint64_t b, std::uint64_t c) { \
@@ -118,17 +132,16 @@ READ(ReadPCSystemControlSettings, PcSystemControlRecord, systemControl)
 RELEASE(ReleasePCSystemControlSettings, PcSystemControlRecord)
 READ(ReadDisableFeaturesSettings, DisabledFeatures, disabledFeatures)
 
-std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t reserved, std::uint32_t* error, std::uint64_t a,
-                                            std::uint64_t b, std::uint64_t c) {
-    NotePassed("ResetBPUserWhitelist", a, b, c);
+std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t reserved, std::uint32_t* error, ...) {
+    NOTE_PASSED("ResetBPUserWhitelist", error);
     Note("ResetBPUserWhitelist");
     CheckArguments("ResetBPUserWhitelist", reserved, error);
     return static_cast<std::uint8_t>(ScriptResult("ResetBPUserWhitelist"));
 }
 
 std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t reserved, const DnsCacheRecord* record, std::uint32_t* error,
-                                             std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-    NotePassed("WriteDNSCacheSettings", a, b, c);
+                                             ...) {
+    NOTE_PASSED("WriteDNSCacheSettings", error);
     Note("WriteDNSCacheSettings error " + std::to_string(*error));
     CheckArguments("WriteDNSCacheSettings", reserved, error);
     ScriptAnswers()->savedDnsCount = record->count;
@@ -141,9 +154,8 @@ std::uint8_t TARN_CALL WriteDNSCacheSettings(std::uint64_t reserved, const DnsCa
 }
 
 std::uint8_t TARN_CALL WritePCSystemControlSettings(std::uint64_t reserved, const PcSystemControlRecord* record,
-                                                    std::uint32_t* error, std::uint64_t a, std::uint64_t b,
-                                                    std::uint64_t c) {
-    NotePassed("WritePCSystemControlSettings", a, b, c);
+                                                    std::uint32_t* error, ...) {
+    NOTE_PASSED("WritePCSystemControlSettings", error);
     CheckArguments("WritePCSystemControlSettings", reserved, error);
     tarn::script::Answers& answers = *ScriptAnswers();
     answers.savedSessions = record->count;
@@ -162,9 +174,8 @@ std::uint8_t TARN_CALL ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity,
     return 1;
 }
 
-std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t* error, std::uint64_t a, std::uint64_t b,
-                              std::uint64_t c) {
-    NotePassed("SCInit", a, b, c);
+std::uint8_t TARN_CALL SCInit(std::uint8_t onlineAllowed, std::uint32_t* error, ...) {
+    NOTE_PASSED("SCInit", error);
     CheckArguments("SCInit", 0, error);
     Note("SCInit " + std::to_string(onlineAllowed));
     return static_cast<std::uint8_t>(ScriptResult("SCInit"));
