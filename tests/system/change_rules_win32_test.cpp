@@ -207,6 +207,8 @@ struct Passing {
     std::uint32_t kind;
     Lines missing;  // modules that are not loaded when the change comes
     std::string first;
+
+    friend std::ostream& operator<<(std::ostream& out, const Passing& passing) { return out << passing.name; }
 };
 
 class PassedValues : public ChangeRules, public testing::WithParamInterface<Passing> {

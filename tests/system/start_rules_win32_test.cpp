@@ -156,12 +156,20 @@ TEST_F(StartRules, AFailedStartForgetsTheExclusionList) {
     Deinit();
     ScriptSetResult("PKSInit", 0);
     EXPECT_FALSE(Init(1));
-    EXPECT_EQ(Update(0x62), 1);
+    EXPECT_EQ(Update(0x22), 1);
+    EXPECT_EQ(Update(0x40), 1);
     EXPECT_EQ(Change(1), 1U);
     EXPECT_TRUE(actedOn());
 }
 
 // ---- A managed client ----
+
+bool managed = false;
+SC_HANDLE WINAPI ServiceOfAManagedClient(SC_HANDLE, const wchar_t*, DWORD) {
+    if (managed) return OpenSCManagerW(nullptr, nullptr, GENERIC_READ);  // any handle that the library can close
+    SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
+    return nullptr;
+}
 
 TEST_F(StartRules, AMachineThatIsNoLongerManagedLosesItsServer) {
     WriteProductData(5, 1);
@@ -169,24 +177,18 @@ TEST_F(StartRules, AMachineThatIsNoLongerManagedLosesItsServer) {
     MakeMalicious("server.example", "Worm");
     const std::u16string address = u"server.example";
     std::ranges::copy(address, answers.serverAddress);
-    static SC_HANDLE service = nullptr;
-    const auto open = [](SC_HANDLE, const wchar_t*, DWORD) -> SC_HANDLE {
-        SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
-        return std::exchange(service, nullptr);
-    };
-    SC_HANDLE(WINAPI* const openService)(SC_HANDLE, const wchar_t*, DWORD) = open;
-    const ImportPatch patch(Library(), "OpenServiceW", openService);
+    const ImportPatch patch(Library(), "OpenServiceW", ServiceOfAManagedClient);
     ASSERT_TRUE(patch.IsInPlace());
     const auto serverPasses = [&] {
         EXPECT_TRUE(Visit("server.example", "/x"));
         return Verdict() == "1/26";
     };
-    service = OpenSCManagerW(nullptr, nullptr, GENERIC_READ);  // any handle that the library can close
-    ASSERT_NE(service, nullptr);
+    managed = true;
     answers.expectedErrorCell = &error;
     ASSERT_TRUE(Init(2));
     EXPECT_THAT(NewLines(), testing::Contains("ReadEPSServerIP 260"));
     EXPECT_TRUE(serverPasses());
+    managed = false;
     ASSERT_TRUE(Init(0));
     const Lines lines = NewLines();
     EXPECT_THAT(lines, testing::Not(testing::Contains("ReadEPSServerIP 260")));
