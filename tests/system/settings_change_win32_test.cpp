@@ -302,7 +302,7 @@ TEST_F(SettingsChange, RecordsSurviveTheReloadOfTheirReader) {
     EXPECT_THAT(NewLines(), Contains("ReleaseBPSettings record")) << "through the reloaded module";
 }
 
-TEST_F(SettingsChange, UpdatedHttpsInspection_IsLoadedWhenItsInitialiserSucceeds) {
+TEST_F(SettingsChange, UpdatedHttpsInspection_ThatDoesNotLoadIsAFailure) {
     ScriptSetResult("IntializeSSL", 0);
     EXPECT_EQ(Update(0x10), 0);
     EXPECT_THAT(LoadedCompanions(), Not(Contains("tlsinsp.dll")));
