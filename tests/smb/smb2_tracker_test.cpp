@@ -113,9 +113,9 @@ TEST_F(Smb2Tracker, AllOfTheMessageIdCounts) {
     EXPECT_TRUE(monitor.FromClient(Smb2CreateRequest(u"six", {.messageId = kSameLowerHalf})));
     EXPECT_EQ(Pending(), 2U);
     EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(kCreated, {.messageId = kSameLowerHalf})));
-    EXPECT_EQ(monitor.Event()->file, u"six");
+    EXPECT_EQ(monitor.Event(), (FileEvent{std::u16string(kShare), u"six", 1}));
     EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(kCreated, {.messageId = kId})));
-    EXPECT_EQ(monitor.Event()->file, u"five");
+    EXPECT_EQ(monitor.Event(), (FileEvent{std::u16string(kShare), u"five", 1}));
 }
 
 TEST_F(Smb2Tracker, OtherCommandsAreIgnored) {

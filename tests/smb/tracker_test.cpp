@@ -34,6 +34,8 @@ struct Dialect {
     std::size_t (*pending)(const TablesSnapshot& tables);
     std::size_t (*owners)(const TablesSnapshot& tables);
     const TreeTable& (*firstOwner)(const TablesSnapshot& tables);
+
+    friend void PrintTo(const Dialect& dialect, std::ostream* out) { *out << dialect.name; }
 };
 
 Smb2Keys Keys2(const Keys& keys) {
@@ -85,6 +87,10 @@ struct Tracker : testing::TestWithParam<Dialect> {
         answer = Answers(smb.created(action, keys), keys);
         return monitor.Event();
     }
+    // What a report of this outcome says of a file on kShare.
+    static FileEvent Reported(const std::u16string& file, std::uint16_t action) {
+        return {std::u16string(kShare), file, action};
+    }
     // The share of a created file's event; empty without one.
     std::u16string ShareOf(const Keys& keys) {
         const std::optional<FileEvent> event = Create(u"f", kCreated, keys);
@@ -99,7 +105,7 @@ struct Tracker : testing::TestWithParam<Dialect> {
 
 TEST_P(Tracker, ACreatedFileIsReportedWithShareAndName) {
     Connect();
-    EXPECT_EQ(Create(u"new.txt"), (FileEvent{std::u16string(kShare), u"new.txt", 1}));
+    EXPECT_EQ(Create(u"new.txt"), Reported(u"new.txt", 1));
     EXPECT_TRUE(answer);
     EXPECT_EQ(monitor.result.resultKind, 7U);
     EXPECT_EQ(monitor.result.eventClass, 16U);
@@ -115,8 +121,8 @@ TEST_P(Tracker, TheOutcomeDecidesTheReport) {
     EXPECT_EQ(Create(u"f", 1), std::nullopt) << "opened";
     EXPECT_TRUE(answer);
     EXPECT_TRUE(monitor.SaysNothing());
-    EXPECT_EQ(Create(u"f", 3)->action, 2);
-    EXPECT_EQ(Create(u"f", 0)->action, kActionUntouched);
+    EXPECT_EQ(Create(u"f", 3), Reported(u"f", 2));
+    EXPECT_EQ(Create(u"f", 0), Reported(u"f", kActionUntouched));
 }
 
 TEST_P(Tracker, AnUnknownTreeReportsNothing) {
@@ -151,7 +157,7 @@ TEST_P(Tracker, TheFirstRequestUnderAnIdIsKept) {
     EXPECT_TRUE(Asks(smb.create(u"first", {})));
     EXPECT_TRUE(Asks(smb.create(u"second", {.client = kOtherClient}), {.client = kOtherClient}));
     EXPECT_TRUE(Answers(smb.created(kCreated, {})));
-    EXPECT_EQ(monitor.Event()->file, u"first");
+    EXPECT_EQ(monitor.Event(), Reported(u"first", 1));
     EXPECT_FALSE(Answers(smb.created(kCreated, {})));
     EXPECT_TRUE(monitor.SaysNothing());
 }
@@ -196,11 +202,11 @@ TEST_P(Tracker, AConnectedTreeKeepsItsFirstPath) {
 
 TEST_P(Tracker, ASecondCreateReusesTheRecordAndReportsAgain) {
     Connect();
-    EXPECT_EQ(Create(u"f", 2)->action, 1);
+    EXPECT_EQ(Create(u"f", 2), Reported(u"f", 1));
     const TablesSnapshot once = monitor.Snapshot();
-    EXPECT_EQ(Create(u"f", 3)->action, 2);
+    EXPECT_EQ(Create(u"f", 3), Reported(u"f", 2));
     EXPECT_EQ(monitor.Snapshot(), once);
-    EXPECT_EQ(Create(u"F", 2)->file, u"F") << "names differ by case";
+    EXPECT_EQ(Create(u"F", 2), Reported(u"F", 1)) << "names differ by case";
     const TablesSnapshot twice = monitor.Snapshot();
     EXPECT_EQ(smb.firstOwner(twice).begin()->second.files.size(), 2U);
 }
