@@ -87,6 +87,7 @@ inline DWORD WINAPI LongForm(const wchar_t* path, wchar_t* longPath, DWORD size)
 
 inline BOOL WINAPI TokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS kind, void* out, DWORD size, DWORD* needed) {
     if (systemScript.sizeError != ERROR_INSUFFICIENT_BUFFER && size == 0) {
+        GetTokenInformation(token, kind, out, size, needed);  // the size is right, only the error is another
         SetLastError(systemScript.sizeError);
         return FALSE;
     }
