@@ -74,7 +74,9 @@ std::uint8_t TARN_CALL ScriptedQuarantine(const char16_t*, std::uint64_t, const 
 }
 
 void BindScriptedModules(modules::Companions& companions) {
-    companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories, .SCGetCategoryName = GetCategoryName, .SCReleaseCategories = ReleaseCategories};
+    companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories,
+                                                        .SCGetCategoryName = GetCategoryName,
+                                                        .SCReleaseCategories = ReleaseCategories};
     companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
     companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = InspectHttps, .TiShowPopup = [] {}};
 }

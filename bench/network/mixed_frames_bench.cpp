@@ -57,7 +57,8 @@ struct Scanner {
 
     explicit Scanner(decltype(&Categories<2>) categories) {
         settings.idsIpsStatus = 1;
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = categories, .SCReleaseCategories = Release};
+        companions.categorisation =
+            modules::Categorisation{.SCGetURLCategories = categories, .SCReleaseCategories = Release};
         companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = CleanFrame};
     }
     std::size_t Blocked(const Traffic& traffic) {

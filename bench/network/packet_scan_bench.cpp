@@ -59,7 +59,8 @@ class Scanner {
         for (std::size_t i = 0; i < rules.size(); ++i) rules[i].id = static_cast<std::uint16_t>(i);
         settings_.idsRules.CopySelected(
             {.ruleCount = static_cast<std::uint32_t>(rules.size()), .extra = 0, .rules = rules.data()}, 50);
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = Categories, .SCReleaseCategories = Release};
+        companions.categorisation =
+            modules::Categorisation{.SCGetURLCategories = Categories, .SCReleaseCategories = Release};
         companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = CleanFrame};
         for (std::uint32_t i = 0; i < 4000; ++i) attackers_->Add(NumberedAddress(0x0A000000 + 2 * i));
     }

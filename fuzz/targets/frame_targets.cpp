@@ -47,7 +47,8 @@ struct PacketWorld {
     PacketWorld() {
         settings.idsIpsStatus = 1;
         settings.idsIpsFlags = 0x00010000;
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = CategoriesOfAddress, .SCReleaseCategories = ReleaseCategories};
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = CategoriesOfAddress,
+                                                            .SCReleaseCategories = ReleaseCategories};
         companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = ScanForSignature};
         std::array<IdsRule, 2> rules{};
         for (IdsRule& rule : rules) std::memset(&rule.name, 'x', sizeof rule.name + sizeof rule.description);

@@ -92,7 +92,9 @@ void SavedSessions(Bytes input) {
     const std::size_t count = saved.size() / sizeof(SavedSessionRecord);
 
     modules::Companions companions;
-    companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = ReadSessions, .ReleasePCSystemControlSettings = ReleaseSessions, .WritePCSystemControlSettings = WriteSessions};
+    companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = ReadSessions,
+                                                    .ReleasePCSystemControlSettings = ReleaseSessions,
+                                                    .WritePCSystemControlSettings = WriteSessions};
     fakes::NoModules system;
     const UtcClock clock;
     std::uint32_t error = 0;

@@ -3,7 +3,12 @@
  * Every export but WSDeinit tests its pointers first: a null one gives false (0) and changes nothing. Unless said
  * otherwise a uint8_t result is a boolean that says whether the call was handled; the verdict stands in the caller's
  * record. Scans may be called from many threads at once. WSInit, WSDeinit, WSShutDown and the two settings exports are
- * called while no scan runs. */
+ * called while no scan runs, and one at a time.
+ *
+ * Call WSDeinit before FreeLibrary. Without it the companion modules stay loaded until the process ends, and nothing is
+ * saved. While a weekly schedule runs, its thread keeps the library loaded as well: no code is unmapped under it, and
+ * whoever loads the library again finds the state as it was; WSInit or WSDeinit then ends the thread. At process exit
+ * the library does nothing: what is to be saved is saved by WSShutDown or WSDeinit before. */
 #ifndef TARN_H
 #define TARN_H
 

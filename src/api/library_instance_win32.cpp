@@ -1,7 +1,6 @@
-#include "api/library_instance.h"
-
 #include <new>
 
+#include "api/library_instance.h"
 #include "machine/machine_win32.h"
 
 namespace tarn::api {

@@ -23,8 +23,7 @@ void ParentalControl::Free() {
 
 void ParentalControl::RebuildSessions(modules::ModuleCalls& calls, machine::Machine& machine) {
     tables_.Write([&](ParentalTables& tables) {
-        parental::RebuildUserSessions(tables.sessions, tables.settings, calls, machine.LiveSessions(),
-                                      machine.Clock());
+        parental::RebuildUserSessions(tables.sessions, tables.settings, calls, machine.LiveSessions(), machine.Clock());
     });
 }
 

@@ -21,9 +21,9 @@ class ScheduleWorker {
     ScheduleWorker(const ScheduleWorker&) = delete;
     ScheduleWorker& operator=(const ScheduleWorker&) = delete;
 
-    // Not while a thread runs. With a schedule that is switched on: starts the thread on a private copy of it, and returns when the thread has
-    // written its first flag or has ended. Otherwise sets the flag. False, with the system's error in the cell, when
-    // the event or the thread cannot be made.
+    // Not while a thread runs. With a schedule that is switched on: starts the thread on a private copy of it, and
+    // returns when the thread has written its first flag or has ended. Otherwise sets the flag. False, with the
+    // system's error in the cell, when the event or the thread cannot be made.
     bool Start(const parental::SettingsCopy& settings, std::uint32_t& error);
 
     // Ends the thread, whatever it waits for. Without a thread nothing happens. False when the event cannot be

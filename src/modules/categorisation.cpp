@@ -63,16 +63,14 @@ CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const
 
 void CategoryLookup::Release() {
     if (array_ == nullptr) return;
-    if (module_ && module_->SCReleaseCategories != nullptr)
-        module_->SCReleaseCategories(array_);
+    if (module_ && module_->SCReleaseCategories != nullptr) module_->SCReleaseCategories(array_);
     array_ = nullptr;
 }
 
 bool ReadCategoryName(const LoadedModule<Categorisation>& module, std::uint16_t category, CategoryName& name) {
     name.fill(u'\0');
     if (!module || module->SCGetCategoryName == nullptr) return false;
-    const bool read =
-        module->SCGetCategoryName(category, name.data(), static_cast<std::uint32_t>(name.size())) != 0;
+    const bool read = module->SCGetCategoryName(category, name.data(), static_cast<std::uint32_t>(name.size())) != 0;
     name.back() = u'\0';
     if (!read) name.fill(u'\0');
     return read;

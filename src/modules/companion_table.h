@@ -19,16 +19,16 @@ TARN_COMPANION_FILES(TARN_FILE)
 
 // A row of the list as a slot, and as a visit of its name and slot.
 #define TARN_SLOT(function, type) type function = nullptr;
-#define TARN_IMPORT(function, type) visit(#function, self.function) &&
+#define TARN_IMPORT(function, type) visit(#function, self.function)&&
 
 // What every module's struct has. VisitSlots runs visit(name, slot) in binding order until one gives false.
-#define TARN_COMPANION(module, functions)                         \
+#define TARN_COMPANION(module, functions)                          \
     static constexpr std::u16string_view kFile = files::k##module; \
-    functions(TARN_SLOT)                                           \
-    template <class Self, class Visit>                              \
-    static bool VisitSlots(Self& self, Visit&& visit) {               \
-        return functions(TARN_IMPORT) true;                         \
-    }
+    template <class Self, class Visit>                             \
+    static bool VisitSlots(Self& self, Visit&& visit) {            \
+        return functions(TARN_IMPORT) true;                        \
+    }                                                              \
+    functions(TARN_SLOT)
 
 // Start runs when everything is bound, and its failure fails the load; Stop runs before the module is freed.
 

@@ -29,8 +29,8 @@ class IdsRuleTable {
 
     // A record without rules, kept as it stands, pointer and all.
     void Keep(const IdsSettingsRecord& record);
-    // Copies the rules that name no system and those that name this one, in order. False, with an empty table, when memory
-    // is missing.
+    // Copies the rules that name no system and those that name this one, in order. False, with an empty table, when
+    // memory is missing.
     bool CopySelected(const IdsSettingsRecord& record, std::uint8_t system);
     void Clear();
 

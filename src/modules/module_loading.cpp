@@ -7,7 +7,8 @@ namespace tarn::modules {
 bool HttpsInspectionMayRun(const machine::HttpsInspectionFacts& facts) {
     if (!facts.baselineKnown || facts.olderThanBaseline) return false;
     if (facts.classification == machine::system_code::k52WorkstationX64) return false;
-    return facts.productTypeKnown && facts.productType != machine::kDomainController && facts.productType != machine::kServer;
+    return facts.productTypeKnown && facts.productType != machine::kDomainController &&
+           facts.productType != machine::kServer;
 }
 
 bool PacketSignatures::Start(ModuleCalls& calls) {

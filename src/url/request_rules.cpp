@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "base/bounded_text.h"
-#include "base/text.h"
 #include "base/contract_relics.h"
+#include "base/text.h"
 #include "network/ip_address.h"
 #include "url/request_parser.h"
 #include "url/rules.h"

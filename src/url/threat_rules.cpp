@@ -61,8 +61,8 @@ Step HttpsInspection(ScanState& scan) {
     std::memcpy(&remoteIpv4, request.remoteAddress.bytes, sizeof remoteIpv4);
     std::uint8_t block = 0;
     const bool answered =
-        inspection->TiScanHttpsPacket(request.processId, scan.hostAndPath.Text(), remoteIpv4,
-                                               request.remotePort, request.data, request.dataLength, &block) != 0;
+        inspection->TiScanHttpsPacket(request.processId, scan.hostAndPath.Text(), remoteIpv4, request.remotePort,
+                                      request.data, request.dataLength, &block) != 0;
     if (!answered || block == 0) return Step::kContinue;
 
     machine::ProcessUser user;

@@ -33,10 +33,10 @@ std::uint8_t TARN_CALL ScanSmb(const std::uint8_t* frame, std::uint32_t length, 
 std::uint8_t TARN_CALL CheckLogon(const LogonEvent* event, LogonVerdict* verdict) {
     return theLibrary->parental.Write([&](ParentalTables& tables) {
         return parental::ScanLogonEvent(*event, *verdict, tables.sessions, tables.settings,
-                                        theLibrary->machine.Clock())
-                   ? 1
-                   : 0;
-    });
+                                        theLibrary->machine.Clock());
+    })
+               ? 1
+               : 0;
 }
 std::uint8_t TARN_CALL Condemn(const IdsBlockRequest* request) {
     theLibrary->idsBlockedList.Add(*request);
@@ -59,7 +59,8 @@ class ScanThreads : public testing::Test {
     ScanThreads() {
         theLibrary = library.get();
         library->settings.bpStatus = library->settings.apStatus = library->settings.idsIpsStatus = 1;
-        library->companions.categorisation = modules::Categorisation{.SCGetURLCategories = MaliciousCategory, .SCReleaseCategories = ReleaseCategory};
+        library->companions.categorisation =
+            modules::Categorisation{.SCGetURLCategories = MaliciousCategory, .SCReleaseCategories = ReleaseCategory};
         EXPECT_TRUE(library->dnsRing.Allocate());
         PublishLists();
         TakeProfile();

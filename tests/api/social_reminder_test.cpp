@@ -225,9 +225,5 @@ TEST(SocialReminder, FieldsOutOfRangeAreErrors) {
     }
 }
 
-TEST(SocialReminder, TheHostsOfTheNetworkFitTheirEntries) {
-    for (const std::string_view host : kSocialHosts) EXPECT_TRUE(!host.empty() && host.size() < 256) << host;
-}
-
 }  // namespace
 }  // namespace tarn::api

@@ -3,56 +3,14 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "api/fake_platform.h"
 #include "api/library.h"
 #include "api/lifecycle.h"
-#include "modules/fake_modules.h"
+#include "api/machine_with_modules.h"
 
 namespace tarn::api {
 namespace {
 
 using testing::IsEmpty;
-
-// Modules that load, in a folder that can be lost.
-class LosingModules final : public machine::ModuleSystem {
- public:
-    void* Load(const char16_t* path) override { return inner.Load(path); }
-    void* Find(void* module, const char* function) override { return inner.Find(module, function); }
-    void Free(void* module) override { inner.Free(module); }
-    bool InstallFolder(base::PathBuffer& folder) override {
-        if (++asked == lostAt) return false;
-        return inner.InstallFolder(folder);
-    }
-    bool HostExecutableKnown() override { return inner.HostExecutableKnown(); }
-    bool ManagedClientInstalled() override { return inner.ManagedClientInstalled(); }
-    machine::FileStart ReadFileStart(const base::PathBuffer& path) override { return inner.ReadFileStart(path); }
-    std::uint32_t SystemClassification() override { return inner.SystemClassification(); }
-    machine::HttpsInspectionFacts HttpsFacts() override { return inner.HttpsFacts(); }
-
-    modules::FakeModules inner;
-    int asked = 0;
-    int lostAt = 0;  // the call that fails, counted from 1; 0 = none
-};
-
-class PlatformWithModules final : public machine::Machine {
- public:
-    machine::ModuleSystem& Modules() override { return modules; }
-    machine::ProcessInspector& Processes() override { return bare.Processes(); }
-    const machine::LocalClock& Clock() override { return bare.Clock(); }
-    machine::LiveSessionSource& LiveSessions() override { return bare.LiveSessions(); }
-    std::uint32_t ReadIniInteger(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
-                                 std::uint32_t defaultValue) override {
-        return bare.ReadIniInteger(file, section, key, defaultValue);
-    }
-    std::size_t ReadIniText(const base::PathBuffer& file, const char16_t* section, const char16_t* key,
-                            std::span<char16_t> text) override {
-        return bare.ReadIniText(file, section, key, text);
-    }
-    bool SetTcpRow(const machine::TcpTableRow& row) override { return bare.SetTcpRow(row); }
-
-    LosingModules modules;
-    FakePlatform bare;
-};
 
 class StartFailure : public testing::Test {
  protected:
@@ -72,7 +30,7 @@ class StartFailure : public testing::Test {
 
     TimeRange wholeDay{0, 0, 23, 59};
     PcUserEntryRecord entry{};
-    PlatformWithModules platform;
+    MachineWithModules platform;
     std::unique_ptr<Library> library = std::make_unique<Library>(platform);
     std::uint32_t error = 0;
 };

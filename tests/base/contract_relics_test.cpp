@@ -36,5 +36,9 @@ TEST(TraceScope, ANameThatDoesNotFitIsUnknown) {
     EXPECT_EQ(FunctionOf(std::u16string(259, u'n').c_str()), std::u16string(259, u'n'));
 }
 
+TEST(ContractRelics, SocialHostsAreHosts) {
+    for (const std::string_view host : kSocialHosts) EXPECT_TRUE(!host.empty() && host.size() < 256) << host;
+}
+
 }  // namespace
 }  // namespace tarn::base

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "modules/module_calls.h"
 #include "modules/fake_modules.h"
+#include "modules/module_calls.h"
 
 namespace tarn::modules {
 namespace {

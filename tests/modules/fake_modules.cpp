@@ -5,6 +5,8 @@
 #include <memory>
 #include <utility>
 
+#include "support/uncounted.h"
+
 namespace tarn::modules {
 namespace {
 
@@ -21,6 +23,10 @@ struct Name {
 
 constexpr std::uint32_t kModuleError = 1234;
 
+bool AnyByteSet(const std::vector<std::uint8_t>& bytes) {
+    return std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte != 0; });
+}
+
 void NoteCell(std::uint32_t* error) {
     EXPECT_NE(error, nullptr);
     FakeModules::Current().errorCells.push_back(error);
@@ -28,6 +34,7 @@ void NoteCell(std::uint32_t* error) {
 
 template <Name name, class Out>
 std::uint8_t Read(std::uint64_t reserved, Out* out, std::uint32_t* error) {
+    const support::Uncounted pause;
     const std::string text = name.text;
     EXPECT_EQ(reserved, 0U) << text;
     NoteCell(error);
@@ -44,32 +51,42 @@ std::uint8_t Read(std::uint64_t reserved, Out* out, std::uint32_t* error) {
     if (const auto* given = FakeModules::Current().Given(text); given != nullptr) {
         EXPECT_EQ(given->size(), sizeof(Out)) << text;
         std::memcpy(static_cast<void*>(out), given->data(), std::min(given->size(), sizeof(Out)));
+        if (AnyByteSet(*given)) ++FakeModules::Current().held[text];
     }
     return 1;
 }
 
 template <Name name, class Out>
 void Release(Out* out) {
-    FakeModules::Current().Called(name.text);
+    const support::Uncounted pause;
+    FakeModules& fake = FakeModules::Current();
+    fake.Called(name.text);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(out);
-    FakeModules::Current().released[name.text].assign(bytes, bytes + sizeof(Out));
+    auto& released = fake.released[name.text];
+    released.assign(bytes, bytes + sizeof(Out));
+    if (AnyByteSet(released)) --fake.held["Read" + std::string(name.text).substr(std::strlen("Release"))];
 }
 
 template <Name name, class Record>
 std::uint8_t Write(std::uint64_t reserved, const Record* record, std::uint32_t* error) {
+    const support::Uncounted pause;
     EXPECT_EQ(reserved, 0U);
     NoteCell(error);
     EXPECT_NE(record, nullptr);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(record);
+    FakeModules::Current().written[name.text].assign(bytes, bytes + sizeof(Record));
     const auto count = record->count;
     return FakeModules::Current().Called(name.text, std::to_string(count)) ? 1 : 0;
 }
 
 std::uint8_t ResetBPUserWhitelist(std::uint64_t, std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     return FakeModules::Current().Called("ResetBPUserWhitelist") ? 1 : 0;
 }
 
 std::uint8_t ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     const bool succeeds = FakeModules::Current().Called("ReadEPSServerIP", std::to_string(capacity));
     base::CopyText(buffer, capacity, succeeds ? u"192.0.2.77" : u"rubbish");
@@ -77,15 +94,18 @@ std::uint8_t ReadEPSServerIP(char16_t* buffer, std::uint32_t capacity, std::uint
 }
 
 std::uint8_t SCInit(std::uint8_t online, std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     return FakeModules::Current().Called("SCInit", std::to_string(online)) ? 1 : 0;
 }
 void SCDeinit(std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     FakeModules::Current().Called("SCDeinit");
 }
 std::uint8_t SCGetURLCategories(const char* text, std::uint16_t** categories, std::uint16_t* count,
                                 std::uint32_t mode) {
+    const support::Uncounted pause;
     FakeModules& fake = FakeModules::Current();
     const bool succeeds = fake.Called("SCGetURLCategories", std::string(text) + " " + std::to_string(mode));
     if (!succeeds && !fake.returnsArrayOnFailure) return 0;
@@ -96,63 +116,77 @@ std::uint8_t SCGetURLCategories(const char* text, std::uint16_t** categories, st
     return succeeds ? 1 : 0;
 }
 std::uint8_t SCGetCategoryName(std::uint16_t category, char16_t* buffer, std::uint32_t capacity) {
+    const support::Uncounted pause;
     const bool succeeds = FakeModules::Current().Called("SCGetCategoryName", std::to_string(category));
     std::fill_n(buffer, capacity, u'x');
     if (succeeds && category != 0xFFFF) base::CopyText(buffer, capacity, u"Shopping");
     return succeeds ? 1 : 0;
 }
 std::uint8_t SCReleaseCategories(std::uint16_t* categories) {
+    const support::Uncounted pause;
     FakeModules::Current().Called("SCReleaseCategories");
     --FakeModules::Current().liveArrays;
     delete[] categories;
     return 1;
 }
 std::uint8_t SCSaveCacheFile(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t) {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("SCSaveCacheFile") ? 1 : 0;
 }
 
 std::uint8_t PKSInit(void** context, std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     FakeModules::Current().packetContextCell = context;
     *context = FakeModules::Current().packetContext;
     return FakeModules::Current().Called("PKSInit") ? 1 : 0;
 }
 void PKSDeinit(void* context, std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     EXPECT_EQ(context, FakeModules::Current().packetContext);
     FakeModules::Current().Called("PKSDeinit");
 }
 std::uint8_t PKSScanPacket(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t, PacketVerdict*) {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("PKSScanPacket") ? 1 : 0;
 }
 
 std::uint32_t IntializeSSL() {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("IntializeSSL") ? 7 : 0;
 }
 void DeIntializeSSL() {
+    const support::Uncounted pause;
     FakeModules::Current().Called("DeIntializeSSL");
 }
 std::uint8_t TiScanHttpsPacket(std::uint32_t, const char*, std::uint32_t, std::uint16_t, const std::uint8_t*,
                                std::uint32_t, std::uint8_t*) {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("TiScanHttpsPacket") ? 1 : 0;
 }
 void TiShowPopup() {
+    const support::Uncounted pause;
     FakeModules::Current().Called("TiShowPopup");
 }
 
 std::uint8_t WSCheckURLMaliciousPattern(std::uint8_t, const char*, const char*, std::uint16_t, std::uint8_t*) {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("WSCheckURLMaliciousPattern") ? 1 : 0;
 }
 std::uint8_t WSInitUrlsig() {
+    const support::Uncounted pause;
     return FakeModules::Current().Called("WSInitUrlsig") ? 1 : 0;
 }
 void WSDeInitUrlsig(std::uint32_t* error) {
+    const support::Uncounted pause;
     NoteCell(error);
     FakeModules::Current().Called("WSDeInitUrlsig");
 }
 
 std::uint8_t ZRQuarantineFile(const char16_t* path, std::uint64_t a, const QuarantineRequest* request, std::uint64_t b,
                               std::uint64_t c, std::uint64_t d, std::uint64_t* out1, std::uint32_t* out2) {
+    const support::Uncounted pause;
     EXPECT_EQ(a + b + c + d, 0U);
     EXPECT_NE(out1, nullptr);
     EXPECT_NE(out2, nullptr);
@@ -167,6 +201,7 @@ std::uint8_t ZRQuarantineFile(const char16_t* path, std::uint64_t a, const Quara
 }
 
 std::uint8_t GetYALStatus(std::uint8_t* status) {
+    const support::Uncounted pause;
     *status = 9;
     return FakeModules::Current().Called("GetYALStatus") ? 1 : 0;
 }
@@ -280,6 +315,7 @@ std::vector<std::string> FakeModules::Take() {
 }
 
 void* FakeModules::Load(const char16_t* path) {
+    const support::Uncounted pause;
     const std::u16string text = path;
     loads.push_back(text);
     if (!text.starts_with(installFolder)) return nullptr;
@@ -293,6 +329,7 @@ void* FakeModules::Load(const char16_t* path) {
 }
 
 void* FakeModules::Find(void* module, const char* function) {
+    const support::Uncounted pause;
     finds.emplace_back(function);
     const auto instance = instances_.find(module);
     if (instance == instances_.end() || !instance->second.loaded) {
@@ -308,6 +345,7 @@ void* FakeModules::Find(void* module, const char* function) {
 }
 
 void FakeModules::Free(void* module) {
+    const support::Uncounted pause;
     const auto instance = instances_.find(module);
     if (instance == instances_.end() || !instance->second.loaded) {
         ADD_FAILURE() << "a module that is not loaded is freed";
@@ -327,6 +365,7 @@ bool FakeModules::ManagedClientInstalled() {
     return managed;
 }
 machine::FileStart FakeModules::ReadFileStart(const base::PathBuffer& path) {
+    const support::Uncounted pause;
     filesRead.emplace_back(base::FieldText(path));
     return proxyFile;
 }
@@ -338,6 +377,7 @@ machine::HttpsInspectionFacts FakeModules::HttpsFacts() {
 }
 
 bool FakeModules::Called(const std::string& function, const std::string& arguments) {
+    const support::Uncounted pause;
     journal.push_back(arguments.empty() ? function : function + " " + arguments);
     for (const Export& entry : Exports()) {
         if (function != entry.name) continue;

@@ -1,4 +1,4 @@
-// A module system in memory: nine modules whose functions note their calls and answer as a test tells them.
+// A module system in memory: nine modules whose functions note their calls and answer as a test sets them.
 // A call into a module that is not loaded fails any test.
 #ifndef TARN_TESTS_MODULES_FAKE_MODULES_H
 #define TARN_TESTS_MODULES_FAKE_MODULES_H
@@ -55,9 +55,11 @@ class FakeModules final : public machine::ModuleSystem {
     std::vector<std::u16string> loads;      // full paths asked for
     std::vector<std::u16string> filesRead;  // paths whose start was read
     std::map<std::string, std::vector<std::uint8_t>> released;  // what a release was handed
-    std::size_t liveArrays = 0;                                 // category arrays that were not released
-    void** packetContextCell = nullptr;                         // where PKSInit stored its context
-    std::vector<std::uint32_t*> errorCells;                     // that reads and starts were handed
+    std::map<std::string, std::vector<std::uint8_t>> written;   // what a write was handed
+    std::map<std::string, int> held;         // by read: records that are not all zero and were not released yet
+    std::size_t liveArrays = 0;              // category arrays that were not released
+    void** packetContextCell = nullptr;      // where PKSInit stored its context
+    std::vector<std::uint32_t*> errorCells;  // that reads and starts were handed
 
     [[nodiscard]] std::set<std::string> Loaded() const;
     [[nodiscard]] std::size_t Count(const std::string& entry) const;

@@ -310,9 +310,8 @@ TEST_F(ModuleCallsTest, RecordsUsedAtOnce) {
                                             [&](auto use) { return calls.ReadAPSettings(use); });
     ExpectUsedAndReleased<PcSettingsRecord>(fake, companions, "ReadPCSettings",
                                             [&](auto use) { return calls.ReadPCSettings(use); });
-    ExpectUsedAndReleased<PcSystemControlRecord>(fake, companions, "ReadPCSystemControlSettings", [&](auto use) {
-        return calls.ReadPCSystemControlSettings(use);
-    });
+    ExpectUsedAndReleased<PcSystemControlRecord>(fake, companions, "ReadPCSystemControlSettings",
+                                                 [&](auto use) { return calls.ReadPCSystemControlSettings(use); });
     ExpectUsedAndReleased<DnsCacheRecord>(fake, companions, "ReadDNSCacheSettings",
                                           [&](auto use) { return calls.ReadDNSCacheSettings(use); });
 }

@@ -76,7 +76,9 @@ TEST(CompanionTable, EverySlotHoldsTheFunctionOfItsName) {
 
 // A row of the list compiles only where the slot of its name is.
 template <class Self, class Visit>
-concept ImportsBPStatus = requires(Self self, Visit visit) { TARN_IMPORT(ReadBPStatus, ReadStatusFn) true; };
+concept ImportsBPStatus = requires(Self self, Visit visit) {
+    TARN_IMPORT(ReadBPStatus, ReadStatusFn) true;
+};
 struct AnyVisit {
     template <class Slot>
     bool operator()(const char*, Slot&) const;
@@ -111,7 +113,9 @@ TEST(LoadedModuleTest, IsFreedOnceByItsLastOwner) {
 }
 
 TEST(LoadedModuleTest, FunctionsOfTheProgramAreNotFreed) {
-    { const LoadedModule<HttpsInspection> module(HttpsInspection{.TiShowPopup = [] {}}); }
+    {
+        const LoadedModule<HttpsInspection> module(HttpsInspection{.TiShowPopup = [] {}});
+    }
     const LoadedModule<HttpsInspection> module(HttpsInspection{.TiShowPopup = [] {}});
     ASSERT_TRUE(module);
     EXPECT_NE(module->TiShowPopup, nullptr);
@@ -119,8 +123,7 @@ TEST(LoadedModuleTest, FunctionsOfTheProgramAreNotFreed) {
 
 // Each function missing in turn: the load asks no further, frees what it loaded and keeps nothing.
 template <class Module>
-void ExpectAllOrNothing(FakeModules& fake, ModuleCalls& calls, Companions& companions,
-                        const base::PathBuffer& folder) {
+void ExpectAllOrNothing(FakeModules& fake, ModuleCalls& calls, Companions& companions, const base::PathBuffer& folder) {
     const std::vector<std::string> names = NamesOf<Module>();
     const std::string file(Module::kFile.begin(), Module::kFile.end());
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -130,7 +133,8 @@ void ExpectAllOrNothing(FakeModules& fake, ModuleCalls& calls, Companions& compa
         fake.missingFunctions = {names[i]};
         EXPECT_FALSE(calls.Load<Module>(folder));
         EXPECT_THAT(fake.Take(), ElementsAre("load " + file, "free " + file));
-        EXPECT_EQ(fake.finds, std::vector<std::string>(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i) + 1));
+        EXPECT_EQ(fake.finds,
+                  std::vector<std::string>(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i) + 1));
         EXPECT_FALSE(companions.Get<Module>());
     }
     fake.missingFunctions.clear();
@@ -153,10 +157,9 @@ TEST_F(OneModule, AFailedStartUnloadsIt) {
     EXPECT_FALSE(calls.Load<UrlPatterns>(folder));
     EXPECT_FALSE(companions.AnyLoaded());
     EXPECT_THAT(fake.Loaded(), IsEmpty());
-    EXPECT_THAT(fake.Take(),
-                ElementsAre("load pktsig.dll", "PKSInit", "free pktsig.dll", "load sitecls.dll", "SCInit 0",
-                            "free sitecls.dll", "load tlsinsp.dll", "IntializeSSL", "free tlsinsp.dll",
-                            "load urlsig.dll", "WSInitUrlsig", "free urlsig.dll"));
+    EXPECT_THAT(fake.Take(), ElementsAre("load pktsig.dll", "PKSInit", "free pktsig.dll", "load sitecls.dll",
+                                         "SCInit 0", "free sitecls.dll", "load tlsinsp.dll", "IntializeSSL",
+                                         "free tlsinsp.dll", "load urlsig.dll", "WSInitUrlsig", "free urlsig.dll"));
 }
 
 TEST_F(OneModule, ReloadsAndUnloads) {

@@ -117,18 +117,17 @@ TEST_F(PassedValuesTest, AFunctionThatTakesFewerIsNotDisturbed) {
 class FirstCalls : public testing::Test {
  protected:
     FirstCalls() {
-        companions.statusReader = StatusReader{.ReadBPStatus = As<ReadStatusFn>(&ReadStatus),
-                                               .ReadIDSIPSStatus = As<ReadIDSIPSStatusFn>(&ReadIdsIpsStatus),
-                                               .ReadPCSettings = As<ReadPCSettingsFn>(&ReadParental),
-                                               .ReadAPStatus = As<ReadStatusFn>(&ReadStatus),
-                                               .ReleaseBPUserWhiteList = As<ReleaseWhiteListFn>(&ReleaseList),
-                                               .ReadWebSecCloudStatus = As<ReadStatusFn>(&ReadStatus),
-                                               .WriteDNSCacheSettings = As<WriteDNSCacheSettingsFn>(&WriteAnswers),
-                                               .ReadIDSIPSSettings = As<ReadIDSIPSSettingsFn>(&ReadIdsIpsSettings),
-                                               .WritePCSystemControlSettings =
-                                                   As<WritePCSystemControlSettingsFn>(&WriteSessions)};
-        companions.settingsReader =
-            SettingsReader{.ReleaseWSInternalWhiteList = As<ReleaseWhiteListFn>(&ReleaseList)};
+        companions.statusReader =
+            StatusReader{.ReadBPStatus = As<ReadStatusFn>(&ReadStatus),
+                         .ReadIDSIPSStatus = As<ReadIDSIPSStatusFn>(&ReadIdsIpsStatus),
+                         .ReadPCSettings = As<ReadPCSettingsFn>(&ReadParental),
+                         .ReadAPStatus = As<ReadStatusFn>(&ReadStatus),
+                         .ReleaseBPUserWhiteList = As<ReleaseWhiteListFn>(&ReleaseList),
+                         .ReadWebSecCloudStatus = As<ReadStatusFn>(&ReadStatus),
+                         .WriteDNSCacheSettings = As<WriteDNSCacheSettingsFn>(&WriteAnswers),
+                         .ReadIDSIPSSettings = As<ReadIDSIPSSettingsFn>(&ReadIdsIpsSettings),
+                         .WritePCSystemControlSettings = As<WritePCSystemControlSettingsFn>(&WriteSessions)};
+        companions.settingsReader = SettingsReader{.ReleaseWSInternalWhiteList = As<ReleaseWhiteListFn>(&ReleaseList)};
         companions.categorisation = Categorisation{.SCDeinit = As<SCDeinitFn>(&EndWithError)};
         companions.httpsInspection = HttpsInspection{.DeIntializeSSL = As<DeIntializeSSLFn>(&EndWithoutArguments)};
     }

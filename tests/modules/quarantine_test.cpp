@@ -57,7 +57,7 @@ TEST(QuarantineCall, WithoutItsFileOrFolderItIsNotReady) {
     fake.hasInstallFolder = false;
     EXPECT_FALSE(QuarantineCall(fake).Ready());
     fake.hasInstallFolder = true;
-    fake.installFolder = std::u16string(248, u'd') + u"\\";  // 249 + 11 leave no room for the NUL
+    fake.installFolder = std::u16string(248, u'd') + u"\\";  // 249 + 11 leave no unit for the NUL
     fake.loads.clear();
     EXPECT_FALSE(QuarantineCall(fake).Ready());
     EXPECT_THAT(fake.loads, IsEmpty());

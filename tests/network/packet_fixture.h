@@ -100,7 +100,8 @@ class PacketScan : public testing::Test {
         packetScript = &script;
         settings.idsIpsStatus = 1;
         settings.idsIpsFlags = 0x11AB2233;
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = ScriptedCategories, .SCReleaseCategories = ScriptedRelease};
+        companions.categorisation =
+            modules::Categorisation{.SCGetURLCategories = ScriptedCategories, .SCReleaseCategories = ScriptedRelease};
         companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = ScriptedSignatures};
         EXPECT_TRUE(SetRules(settings.idsRules, {MakeRule(7, u"Seven"), MakeRule(9, u"Nine", 1)}));
     }

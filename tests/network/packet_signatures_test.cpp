@@ -175,7 +175,8 @@ std::uint8_t TARN_CALL AlwaysClean(const std::uint8_t*, std::uint32_t, std::uint
 }
 
 TEST_F(PacketScan, ManyThreadsScanAtOnce) {
-    companions.categorisation = modules::Categorisation{.SCGetURLCategories = AlwaysMalicious, .SCReleaseCategories = KeepStatic};
+    companions.categorisation =
+        modules::Categorisation{.SCGetURLCategories = AlwaysMalicious, .SCReleaseCategories = KeepStatic};
     companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = AlwaysClean};
     const PacketScanContext context{companions, settings, strictness, attackers};
     std::atomic<int> wrong{0};

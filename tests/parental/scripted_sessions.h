@@ -63,7 +63,9 @@ class SavedState {
 
     [[nodiscard]] static modules::Companions Companions() {
         modules::Companions companions;
-        companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = &Read, .ReleasePCSystemControlSettings = &Release, .WritePCSystemControlSettings = &Write};
+        companions.statusReader = modules::StatusReader{.ReadPCSystemControlSettings = &Read,
+                                                        .ReleasePCSystemControlSettings = &Release,
+                                                        .WritePCSystemControlSettings = &Write};
         return companions;
     }
 

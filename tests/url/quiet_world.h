@@ -101,7 +101,9 @@ struct QuietWorld : ScanInputs {
         ringAllocated = dnsRing.Allocate();
         dnsBlockSwitch = 1;
         settings.bpStatus = settings.apStatus = settings.idsIpsStatus = 1;
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = QuietCategories, .SCGetCategoryName = QuietCategoryName, .SCReleaseCategories = QuietRelease};
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = QuietCategories,
+                                                            .SCGetCategoryName = QuietCategoryName,
+                                                            .SCReleaseCategories = QuietRelease};
         companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = QuietPattern};
         companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = QuietHttps};
     }

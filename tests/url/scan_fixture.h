@@ -73,7 +73,9 @@ class ScanFixture : public testing::Test, protected ScanInputs {
         EXPECT_TRUE(dnsRing.Allocate());
         settings.bpPrompt = {11, 12};
         settings.apPrompt = {21, 22};
-        companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories, .SCGetCategoryName = GetCategoryName, .SCReleaseCategories = ReleaseCategories};
+        companions.categorisation = modules::Categorisation{.SCGetURLCategories = GetCategories,
+                                                            .SCGetCategoryName = GetCategoryName,
+                                                            .SCReleaseCategories = ReleaseCategories};
         companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
         remote.bytes[0] = 203;
         remote.bytes[2] = 113;

@@ -32,9 +32,7 @@ class TlsScan : public ScanFixture {
     }
     ~TlsScan() override { inspection = nullptr; }
 
-    void LoadInspection() {
-        companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = InspectHttps};
-    }
+    void LoadInspection() { companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = InspectHttps}; }
 
     void Remember(const std::string& name, const IpAddressRecord& address) {
         DnsAnswerEntry entry{};

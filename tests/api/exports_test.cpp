@@ -1,0 +1,171 @@
+// The thirteen exports compiled into this program: null pointers, preset verdicts, and the barrier for exceptions.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+
+#include "tarn/tarn.h"
+
+#include "api/full_settings.h"
+#include "api/library_instance.h"
+#include "api/machine_with_modules.h"
+
+namespace tarn::api {
+
+Library* exportedLibrary = nullptr;
+Library& TheLibrary() {
+    return *exportedLibrary;
+}
+
+namespace {
+
+using testing::IsEmpty;
+
+std::uint8_t ThrowingCategories(const char*, std::uint16_t**, std::uint16_t*, std::uint32_t) {
+    throw std::runtime_error("categories");
+}
+std::uint8_t ThrowingStatus(std::uint64_t, std::uint8_t*, std::uint32_t*) {
+    throw std::runtime_error("status");
+}
+void ThrowingEnd(std::uint32_t*) {
+    throw std::runtime_error("end");
+}
+std::uint8_t ThrowingScan(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t, PacketVerdict*) {
+    throw std::runtime_error("scan");
+}
+std::uint8_t ThrowingSave(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t) {
+    throw std::runtime_error("save");
+}
+
+class Exports : public testing::Test {
+ protected:
+    Exports() { exportedLibrary = library.get(); }
+    ~Exports() override {
+        machine.modules.replacements.clear();
+        WSDeinit(&error);
+        EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
+        exportedLibrary = nullptr;
+    }
+
+    MachineWithModules machine;
+    FullSettings settings;
+    std::unique_ptr<Library> library = std::make_unique<Library>(machine);
+    std::uint32_t error = 0;
+    UrlVerdict verdict{};
+    PromptBytes prompt{};
+    std::string url = "https://shop.example/";
+};
+
+TEST_F(Exports, ANullPointerGivesFalseAndTouchesNothing) {
+    ScanRequest request{};
+    PacketVerdict packet{};
+    LogonEvent event{};
+    LogonVerdict logon{};
+    SmbScanResult smb{};
+    const std::uint8_t frame[64] = {};
+    EXPECT_EQ(WSInit(1, nullptr), 0);
+    EXPECT_EQ(WSUpdateSettingsChanged(nullptr), 0);
+    EXPECT_EQ(WSScanUrl(nullptr, &verdict, &prompt), 0);
+    EXPECT_EQ(WSScanUrl(&request, nullptr, &prompt), 0);
+    EXPECT_EQ(WSScanUrl(&request, &verdict, nullptr), 0);
+    EXPECT_EQ(WSWebExtScanUrl(nullptr, &verdict, &prompt), 0);
+    EXPECT_EQ(WSWebExtScanUrl(&request, nullptr, &prompt), 0);
+    EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, nullptr), 0);
+    EXPECT_EQ(WSGetUrlScanFeatureStatus(nullptr), 0);
+    EXPECT_EQ(WSScanPacket(nullptr, 64, 1, 1, 0, &packet), 0);
+    EXPECT_EQ(WSScanPacket(frame, 0, 1, 1, 0, &packet), 0);
+    EXPECT_EQ(WSScanPacket(frame, sizeof frame, 1, 1, 0, nullptr), 0);
+    EXPECT_EQ(WSDropConnection(nullptr), 0);
+    EXPECT_EQ(WSAddURLToIDSBlockedList(nullptr), 0);
+    EXPECT_EQ(WSScanLogonEventForPCCTRL(nullptr, &logon), 0);
+    EXPECT_EQ(WSScanLogonEventForPCCTRL(&event, nullptr), 0);
+    EXPECT_EQ(WSScanSMBPacket(nullptr, 64, 0, &smb), 0);
+    EXPECT_EQ(WSScanSMBPacket(frame, 0, 0, &smb), 0);
+    EXPECT_EQ(WSScanSMBPacket(frame, sizeof frame, 0, nullptr), 0);
+    EXPECT_THAT(machine.modules.inner.journal, IsEmpty());
+    EXPECT_EQ(verdict.allow + verdict.reason, 0U) << "no verdict is preset";
+    EXPECT_EQ(packet.action + packet.reason, 0U);
+    EXPECT_EQ(logon.action + logon.reason, 0U);
+    EXPECT_EQ(smb.resultKind + 0, 0U);
+    EXPECT_EQ(library->idsBlockedList.Size(), 0U);
+    EXPECT_FALSE(library->ready);
+}
+
+TEST_F(Exports, AKindThatIsNoneChangesNothing) {
+    EXPECT_EQ(WSSettingsChanged(9, 1, 2, 3), 0U);
+    EXPECT_EQ(WSSettingsChanged(0xFFFFFFFF, 1, 2, 3), 0U);
+    EXPECT_THAT(machine.modules.inner.journal, IsEmpty());
+}
+
+TEST_F(Exports, WithoutAnErrorCellTheEndReleasesEverything) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(1, &error), 1);
+    EXPECT_EQ(WSDeinit(nullptr), 1);
+    EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
+    EXPECT_FALSE(library->ready);
+}
+
+TEST_F(Exports, BeforeAStartEverythingIsSafe) {
+    WSShutDown(1, 2, 3, 4);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    std::uint8_t status = 9;
+    EXPECT_EQ(WSGetUrlScanFeatureStatus(&status), 1);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(machine.modules.inner.journal, IsEmpty());
+}
+
+TEST_F(Exports, NoExceptionLeavesAScan) {
+    settings.GiveTo(machine.modules.inner);
+    machine.modules.Replace("SCGetURLCategories", &ThrowingCategories);
+    machine.modules.Replace("PKSScanPacket", &ThrowingScan);
+    ASSERT_EQ(WSInit(1, &error), 1);
+    ScanRequest request{};
+    request.data = reinterpret_cast<std::uint8_t*>(url.data());
+    request.dataLength = static_cast<std::uint32_t>(url.size());
+    EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, &prompt), 0);
+    EXPECT_EQ(verdict.allow + 0, TARN_ALLOW + 0U) << "the preset verdict stands";
+    const std::uint8_t frame[64] = {};
+    PacketVerdict packet{};
+    EXPECT_EQ(WSScanPacket(frame, sizeof frame, 1, 1, 0, &packet), 0);
+}
+
+TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
+    machine.modules.Replace("ReadBPStatus", &ThrowingStatus);
+    EXPECT_EQ(WSInit(1, &error), 0);
+    EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
+    // Without the question for the online decision the first such read is that of the settings load.
+    settings.GiveTo(machine.modules.inner);
+    machine.modules.inner.proxyFile.state = machine::FileStart::State::kUnreadable;
+    EXPECT_EQ(WSInit(1, &error), 0);
+    EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
+    EXPECT_EQ(machine.modules.inner.Count("ReadBPUserWhiteList"), 1U);
+    EXPECT_EQ(machine.modules.inner.held["ReadBPUserWhiteList"], 0) << "what was read before is given back";
+    machine.modules.replacements.clear();
+    ASSERT_EQ(WSInit(1, &error), 1) << "and the library can be started";
+    library->companions.statusReader->ReadBPStatus = ThrowingStatus;
+    EXPECT_EQ(WSSettingsChanged(1, 1, 2, 3), 0U);
+}
+
+TEST_F(Exports, NoExceptionLeavesTheEnd) {
+    machine.modules.Replace("WSDeInitUrlsig", &ThrowingEnd);
+    machine.modules.Replace("SCSaveCacheFile", &ThrowingSave);
+    ASSERT_EQ(WSInit(1, &error), 1);
+    WSShutDown(1, 2, 3, 4);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    library->companions.urlPatterns->WSDeInitUrlsig = [](std::uint32_t*) {};
+}
+
+TEST_F(Exports, ADroppedConnectionIsGivenToTheMachine) {
+    std::uint8_t frame[64] = {};
+    frame[12] = 8;     // IPv4
+    frame[14] = 0x45;  // a header of 20 bytes
+    frame[23] = 17;
+    EXPECT_EQ(WSDropConnection(frame), 0) << "UDP";
+    EXPECT_THAT(machine.bare.tcpRows, IsEmpty());
+    frame[23] = 6;
+    EXPECT_EQ(WSDropConnection(frame), 1);
+    EXPECT_THAT(machine.bare.tcpRows, testing::SizeIs(1));
+}
+
+}  // namespace
+}  // namespace tarn::api
