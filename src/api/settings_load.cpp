@@ -1,5 +1,7 @@
 #include "api/settings_load.h"
 
+#include <utility>
+
 #include "api/ini_settings.h"
 #include "base/scope_exit.h"
 
@@ -7,6 +9,14 @@ namespace tarn::api {
 namespace {
 
 using modules::ModuleCalls;
+
+// A list is replaced as a whole: one that cannot be made leaves the former one.
+template <class List, class Record>
+void Publish(List& list, const Record& record) {
+    List made;
+    made.Publish(record);
+    list = std::move(made);
+}
 
 void RestoreDnsAnswers(Library& library, ModuleCalls& calls) {
     calls.ReadDNSCacheSettings([&](const DnsCacheRecord& saved) {
@@ -29,11 +39,11 @@ void LoadStatuses(Library& library, ModuleCalls& calls) {
 void LoadLists(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
     if (calls.ReadBPInternalWhiteList(settings.bpInternalWhiteList))
-        library.lists.browsingProtectionInternal.Publish(settings.bpInternalWhiteList);
+        Publish(library.lists.browsingProtectionInternal, settings.bpInternalWhiteList);
     if (calls.ReadWSInternalWhiteList(settings.wsInternalWhiteList))
-        library.lists.webSecurityInternal.Publish(settings.wsInternalWhiteList);
+        Publish(library.lists.webSecurityInternal, settings.wsInternalWhiteList);
     calls.ReadAPSettings([&](const PhishingSiteList& record) {
-        library.lists.phishing.Publish(record);
+        Publish(library.lists.phishing, record);
         return true;
     });
     calls.ReadBPReportPromptStatus(settings.bpPrompt);
@@ -61,14 +71,14 @@ bool LoadUserWhiteList(Library& library, ModuleCalls& calls) {
     UrlListRecord& record = library.settings.bpUserWhiteList;
     library.lists.user.Clear();
     if (!calls.ReadBPUserWhiteList(record)) return false;
-    library.lists.user.Publish(record);
+    Publish(library.lists.user, record);
     return true;
 }
 
 void LoadBrowsingProtectionSettings(Library& library, ModuleCalls& calls) {
     ThreatSiteList& record = library.settings.bpSettings;
     library.lists.malicious.Clear();
-    if (calls.ReadBPSettings(record)) library.lists.malicious.Publish(record);
+    if (calls.ReadBPSettings(record)) Publish(library.lists.malicious, record);
 }
 
 void LoadIdsRules(Library& library, ModuleCalls& calls) {

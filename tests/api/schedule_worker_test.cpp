@@ -4,6 +4,7 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "api/fake_platform.h"
@@ -86,6 +87,38 @@ TEST_F(ScheduleWorkerTest, AScheduleThatCannotBeBuiltNeverAllows) {
     EXPECT_FALSE(Allows());
     EXPECT_TRUE(worker.Stop());
     EXPECT_EQ(worker.LastEnd(), ScheduleEnd::kNoSchedule);
+}
+
+TEST_F(ScheduleWorkerTest, AScheduleThatCannotBeBuiltClearsTheFlag) {
+    ASSERT_TRUE(Start());
+    ASSERT_TRUE(Allows()) << "no schedule applies";
+    TakeSchedule(0, {{9, 0, 8, 0}});
+    ASSERT_TRUE(Start());
+    EXPECT_FALSE(Allows());
+    EXPECT_TRUE(worker.Stop());
+    EXPECT_EQ(worker.LastEnd(), ScheduleEnd::kNoSchedule);
+}
+
+TEST_F(ScheduleWorkerTest, TheFirstEntryDecidesInAnyMode) {
+    TimeRange range{11, 0, 13, 0};
+    for (const std::uint8_t mode : std::initializer_list<std::uint8_t>{0, 1, 2, 255}) {
+        SCOPED_TRACE(int{mode});
+        PcUserEntryRecord entries[2] = {};
+        entries[1].leading.profileSwitch = entries[1].leading.scheduleSwitch = 1;
+        entries[1].schedule[0] = {1, &range};
+        PcSettingsRecord record{};
+        record.mode = mode;
+        record.entryCount = 2;
+        record.entries = entries;
+        ASSERT_TRUE(parental::CopyPcSettings(record, settings));
+        ASSERT_TRUE(Start());
+        EXPECT_FALSE(worker.IsRunning()) << "the second entry does not count";
+        std::swap(entries[0], entries[1]);
+        ASSERT_TRUE(parental::CopyPcSettings(record, settings));
+        ASSERT_TRUE(Start());
+        EXPECT_TRUE(worker.IsRunning());
+        EXPECT_TRUE(worker.Stop());
+    }
 }
 
 TEST_F(ScheduleWorkerTest, ATimeThatCannotBeReckonedWithEndsTheThread) {
