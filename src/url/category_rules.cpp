@@ -28,9 +28,9 @@ bool MatchesPattern(const ScanState& scan) {
     const auto& patterns = scan.context.companions.urlPatterns;
     if (scan.context.settings.bpStatus == 0 || !patterns) return false;
     std::uint8_t malicious = 0;
-    const bool answered = patterns->WSCheckURLMaliciousPattern(scan.request.kind, scan.parsed.host.Text(),
-                                                                        scan.parsed.path.Text(),
-                                                                        scan.request.remotePort, &malicious) != 0;
+    const bool answered =
+        patterns->WSCheckURLMaliciousPattern(scan.request.kind, scan.parsed.host.Text(), scan.parsed.path.Text(),
+                                             scan.request.remotePort, &malicious) != 0;
     return answered && malicious != 0;
 }
 

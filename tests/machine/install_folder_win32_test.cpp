@@ -1,4 +1,6 @@
 // The install folder as processes in folders of their own find it.
+#include "machine/install_folder_win32.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -6,7 +8,6 @@
 #include <windows.h>
 
 #include "machine/facts_program_win32.h"
-#include "machine/install_folder_win32.h"
 
 namespace tarn::machine {
 namespace {

@@ -102,7 +102,10 @@ std::vector<Cause> CausesInOrder() {
              t.settings.idsIpsStatus = 1;
              t.idsBlockedList.Add(request);
          }},
-        {HttpsInspection, "0/15", [](RuleOrder& t) { t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything}; }},
+        {HttpsInspection, "0/15",
+         [](RuleOrder& t) {
+             t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything};
+         }},
         {Categories, "9/26", [](RuleOrder& t) { t.stop = 1; }},
         {Categories, "0/1",
          [](RuleOrder& t) {
