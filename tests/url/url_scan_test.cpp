@@ -92,27 +92,6 @@ TEST_F(UrlScan, AUrlThatDoesNotFitIsAFailedParse) {
     EXPECT_EQ(Verdict(), "1/26");
 }
 
-TEST_F(UrlScan, AnFtpUrlThatDoesNotFitFailsTheScan) {
-    kind = TARN_KIND_FTP;
-    port = 21;
-    // Without a line end nothing is put in front: 11 characters of address and the argument.
-    EXPECT_TRUE(Scan("RETR " + std::string(1012, 'a')));
-    EXPECT_FALSE(Scan("RETR " + std::string(1013, 'a')));
-    EXPECT_EQ(Verdict(), "1/26");
-    EXPECT_FALSE(Scan("RETR " + std::string(1015, 'a')));
-}
-
-TEST_F(UrlScan, AnFtpUrlNamesAnIpv6AddressAsEightGroups) {
-    kind = TARN_KIND_FTP;
-    port = 21;
-    remote = {TARN_FAMILY_IPV6, {0x20, 0x01, 0x0D, 0xB8, 1}};
-    settings.apStatus = 1;
-    PublishPhishing("2001:0db8:0100:0000:0000:0000:0000:0000", true);
-    EXPECT_TRUE(Scan("RETR File\r\n"));
-    EXPECT_EQ(Verdict(), "0/0");
-    EXPECT_STREQ(verdict.text.url, "2001:0db8:0100:0000:0000:0000:0000:0000/file");
-}
-
 TEST_F(UrlScan, AnEmptyHostOfAnHttpRequestStaysEmpty) {
     settings.apStatus = 1;
     PublishPhishing("203.0.113.5", true);
