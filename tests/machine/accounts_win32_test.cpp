@@ -336,7 +336,8 @@ TEST_F(MovedProgram, KeepsItsPathWithTheSystemsError) {
 // ---- Texts of the system's code page ----
 
 struct Conversion {
-    DWORD refusedFlags = 0;  // which of the flags the code page does not take
+    // Whether the code page takes flags: as this system's says, or as the test says.
+    enum class Flags { kAsTheSystem, kTaken, kRefused } takesFlags = Flags::kAsTheSystem;
     bool secondCallFails = false;
     std::vector<DWORD> flags;
 };
@@ -345,7 +346,8 @@ Conversion conversion;
 int WINAPI ScriptedToWide(UINT codePage, DWORD flags, const char* text, int length, wchar_t* wide, int capacity) {
     EXPECT_EQ(codePage, UINT{CP_ACP});
     conversion.flags.push_back(flags);
-    if ((flags & conversion.refusedFlags) != 0) {
+    if (conversion.takesFlags == Conversion::Flags::kTaken) flags = 0;
+    if (conversion.takesFlags == Conversion::Flags::kRefused && flags != 0) {
         SetLastError(ERROR_INVALID_FLAGS);
         return 0;
     }
@@ -405,10 +407,11 @@ TEST_F(CodePageText, OtherCharactersAreConvertedAsTheCodePageSays) {
 }
 
 TEST_F(CodePageText, PrecomposedCharactersAreAskedForWhereTheCodePageTakesFlags) {
+    conversion.takesFlags = Conversion::Flags::kTaken;
     EXPECT_EQ(Wide1024("abc"), u"abc");
     EXPECT_THAT(conversion.flags, ElementsAre(DWORD{MB_PRECOMPOSED}, DWORD{MB_PRECOMPOSED}));
     conversion = {};
-    conversion.refusedFlags = MB_PRECOMPOSED;
+    conversion.takesFlags = Conversion::Flags::kRefused;
     EXPECT_EQ(Wide1024("abc"), u"abc");
     EXPECT_THAT(conversion.flags, ElementsAre(DWORD{MB_PRECOMPOSED}, 0U, 0U));
 }

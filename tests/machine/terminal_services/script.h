@@ -21,7 +21,7 @@ struct TerminalServicesScript {
     bool withoutNul;  // texts end with their buffer
     std::int32_t unfreed;
     std::int32_t strayFrees;  // of what was not given out, or twice
-    std::int32_t wrongCalls;  // arguments that this library has no business to give
+    std::int32_t wrongCalls;  // arguments that this library must not give
 };
 
 inline constexpr const char* kTerminalServicesScript = "TarnTerminalServicesScript";
