@@ -24,6 +24,7 @@ void DetectManagedClient(Library& library, ModuleCalls& calls) {
 void DropLeftovers(Library& library, ModuleCalls& calls) {
     library.scheduleWorker.Stop();
     calls.UnloadAll();
+    ForgetSettings(library);
 }
 
 }  // namespace

@@ -50,8 +50,9 @@ void LoadLists(Library& library, ModuleCalls& calls) {
     calls.ReadAPReportPromptStatus(settings.apPrompt);
 }
 
-// The settings state without what it owns of the modules; those records are handed back or forgotten before.
-void ZeroSettings(Library& library) {
+}  // namespace
+
+void ForgetSettings(Library& library) {
     modules::SettingsState& settings = library.settings;
     settings.bpStatus = settings.apStatus = settings.idsIpsStatus = settings.idsIpsExtra = settings.agentStatus = 0;
     settings.bpPrompt = settings.apPrompt = {};
@@ -64,8 +65,6 @@ void ZeroSettings(Library& library) {
     library.parental.Free();
     library.dnsRing.Free();
 }
-
-}  // namespace
 
 bool LoadUserWhiteList(Library& library, ModuleCalls& calls) {
     UrlListRecord& record = library.settings.bpUserWhiteList;
@@ -86,7 +85,7 @@ void LoadIdsRules(Library& library, ModuleCalls& calls) {
 }
 
 bool LoadSettings(Library& library, ModuleCalls& calls, std::uint8_t mode) {
-    ZeroSettings(library);
+    ForgetSettings(library);
     if (!library.dnsRing.Allocate()) return false;
     library.settings.socialReminderDue = ReadSocialReminder(library.machine);
     if (mode == kModeRestart) RestoreDnsAnswers(library, calls);
@@ -118,7 +117,7 @@ void ReleaseSettings(Library& library, ModuleCalls& calls) {
     // QUIRK: the browsing-protection internal white list is forgotten, not released.
     // Test: SettingsRelease_BrowsingProtectionInternalList_IsNotReleased
     settings.bpInternalWhiteList = {};
-    ZeroSettings(library);
+    ForgetSettings(library);
 }
 
 }  // namespace tarn::api

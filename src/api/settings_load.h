@@ -18,6 +18,9 @@ inline constexpr std::uint8_t kModeRestart = 1;
 // False only when memory for the DNS answers is missing. Other missing memory throws, with everything released again.
 bool LoadSettings(Library& library, modules::ModuleCalls& calls, std::uint8_t mode);
 
+// Zeroes the settings state; records of modules that it still keeps are forgotten, not released.
+void ForgetSettings(Library& library);
+
 // Withdraws what was published, hands every kept record back to its module and zeroes the settings state.
 void ReleaseSettings(Library& library, modules::ModuleCalls& calls);
 

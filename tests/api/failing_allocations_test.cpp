@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <new>
+#include <type_traits>
 
 #include "tarn/tarn.h"
 
@@ -170,6 +172,28 @@ TEST_F(FailingAllocations, OfTheEndAreNone) {
         ASSERT_EQ(WSInit(1, &error), 1);
     }
     EXPECT_EQ(WSDeinit(&error), 1);
+}
+
+template <class Make>
+std::uint64_t AllocationsOf(Make&& make) {
+    const std::uint64_t before = support::Allocations();
+    make();
+    return support::Allocations() - before;
+}
+
+TEST_F(FailingAllocations, ALibraryIsMadeOfItsLocksAndLists) {
+    // Natively a semaphore is a block of memory; with Windows' own the first of the three is 0.
+    struct Locks {
+        base::ReaderWriterLock eight[8];
+        base::Semaphore started;
+    };
+    const std::uint64_t locks = AllocationsOf([] { const Locks made; });
+    const std::uint64_t lists = AllocationsOf([] { const lists::PublishedLists made; });
+    alignas(Library) static unsigned char storage[sizeof(Library)];
+    Library* made = nullptr;
+    EXPECT_EQ(AllocationsOf([&] { made = new (storage) Library(machine); }), locks + lists);
+    EXPECT_EQ(AllocationsOf([&] { made->~Library(); }), 0U);
+    static_assert(std::is_nothrow_constructible_v<Library, machine::Machine&>);
 }
 
 TEST_F(FailingAllocations, AWorkerThatCannotBeMadeLeavesTheSystemsError) {

@@ -158,6 +158,21 @@ TEST_F(Lifecycle, ModulesOfALibraryThatIsNotReadyAreUnloadedAndNothingIsWritten)
     EXPECT_THAT(Modules().journal, Not(Contains(StartsWith("Write"))));
 }
 
+TEST_F(Lifecycle, SettingsOfALibraryThatIsNotReadyAreForgotten) {
+    settings.GiveTo(Modules());
+    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedStatusReader | kUpdatedSettingsReader));
+    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedBrowsingProtection));
+    ASSERT_TRUE(ChangeSettings(*library, SettingsKind::kBrowsingProtectionStatus, {}));
+    ASSERT_EQ(library->settings.bpStatus, 1);
+    ASSERT_TRUE(library->lists.malicious.Find("malicious.example", "/bad"));
+    Modules().Take();
+    Modules().missingFiles = {"setrd.dll"};
+    EXPECT_FALSE(Start());
+    EXPECT_EQ(library->settings.bpStatus, 0);
+    EXPECT_FALSE(library->lists.malicious.Find("malicious.example", "/bad"));
+    EXPECT_THAT(Modules().Take(), Not(Contains(StartsWith("Release"))));
+}
+
 TEST_F(Lifecycle, AWorkerWithoutModulesIsStopped) {
     settings.GiveTo(Modules());
     ASSERT_TRUE(ReloadUpdated(*library, kUpdatedStatusReader));
