@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 
 namespace tarn::shape {
 namespace {
@@ -201,8 +200,13 @@ bool ReadResourceTypes(const Layout& layout, PeImage& image) {
 }  // namespace
 
 std::vector<std::uint8_t> ReadFileBytes(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ifstream stream(file, std::ios::binary | std::ios::ate);
+    if (!stream) return {};
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(stream.tellg()));
+    stream.seekg(0);
+    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!stream) bytes.clear();
+    return bytes;
 }
 
 std::optional<PeImage> ParsePeImage(Bytes file) {

@@ -16,9 +16,7 @@ namespace tarn::shape {
 namespace {
 
 using testing::ContainerEq;
-using testing::ElementsAreArray;
 using testing::Gt;
-using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAreArray;
 
@@ -123,16 +121,15 @@ TEST_P(Product, IsAHardened64BitDll) {
 // The linker takes what ends the process into the file only where compiled code calls it.
 TEST_P(Product, ChecksItselfAtRunTime) {
     const std::vector<std::uint8_t> file = ReadFileBytes(InProductFolder(GetParam()));
-    const auto names = [&](std::string_view text) {
-        return std::search(file.begin(), file.end(), text.begin(), text.end()) != file.end();
-    };
+    const std::string_view text(reinterpret_cast<const char*>(file.data()), file.size());
+    const auto names = [&](std::string_view name) { return text.find(name) != std::string_view::npos; };
     ASSERT_TRUE(names("WSScanUrl") || names("policy")) << "unreadable";
     EXPECT_EQ(names("__stack_chk_fail"), TARN_IS_HARDENED != 0);
     EXPECT_EQ(names("__glibcxx_assert_fail"), TARN_IS_HARDENED != 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Product, testing::ValuesIn(ProductFiles()),
-                         [](const auto& info) { return info.param.substr(0, info.param.find('.')); });
+                         [](const auto& row) { return row.param.substr(0, row.param.find('.')); });
 
 }  // namespace
 }  // namespace tarn::shape
