@@ -45,7 +45,6 @@ struct StatusReader {
 
 struct PacketSignatures {
     TARN_COMPANION(PacketSignatures, TARN_PACKET_SIGNATURES_FUNCTIONS)
-    void* context = nullptr;  // filled by PKSInit
     bool Start(ModuleCalls& calls);
     void Stop(ModuleCalls& calls);
 };

@@ -18,6 +18,7 @@ struct Companions {
     LoadedModule<Categorisation> categorisation;
     LoadedModule<HttpsInspection> httpsInspection;
     LoadedModule<UrlPatterns> urlPatterns;
+    void* packetContext = nullptr;  // filled by PKSInit; a reload of the module finds it as it was
 
     template <class Module>
     [[nodiscard]] LoadedModule<Module>& Get() {

@@ -1,4 +1,5 @@
-// Every call into the modules that one operation of the library makes: loads, reads, writes, releases, unloads.
+// The calls into the modules of one start, end or change of the library: loads, reads, writes, releases, unloads. Scans
+// call their modules through Companions.
 // Made on the stack of a settings export, for its thread alone; it owns none of what it refers to.
 #ifndef TARN_MODULES_MODULE_CALLS_H
 #define TARN_MODULES_MODULE_CALLS_H
@@ -34,6 +35,7 @@ class ModuleCalls {
 
     [[nodiscard]] machine::ModuleSystem& System() { return system_; }
     [[nodiscard]] std::uint32_t& Error() { return error_; }
+    [[nodiscard]] void*& PacketContext() { return companions_.packetContext; }
     // The host's values still wait for a first call.
     [[nodiscard]] bool ValuesPending() const { return passed_.has_value(); }
 
@@ -165,18 +167,15 @@ class ModuleCalls {
 
 template <class Module>
 bool ModuleCalls::Load(const base::PathBuffer& folder) {
-    LoadedModule<Module>& module = companions_.Get<Module>();
-    TARN_ASSERT(!module);
+    TARN_ASSERT(!companions_.Get<Module>());
     base::PathBuffer path;
     const bool whole = base::Succeeded(base::FormatText(path, {base::FieldText(folder), Module::kFile}));
     if (!whole && requires { Module::kNeedsWholePath; }) return false;
-    // Bound in place: a module may keep the addresses that its start is given.
-    module = LoadedModule<Module>(system_, path.data());
-    base::ScopeExit free([&] { module = {}; });
-    if (!module) return false;
-    if constexpr (requires { module->Start(*this); })
-        if (!module->Start(*this)) return false;
-    free.Dismiss();
+    LoadedModule<Module> loading(system_, path.data());
+    if (!loading) return false;
+    if constexpr (requires { loading->Start(*this); })
+        if (!loading->Start(*this)) return false;
+    companions_.Get<Module>() = std::move(loading);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
+
 bool HttpsInspectionMayRun(const machine::HttpsInspectionFacts& facts) {
     if (!facts.baselineKnown || facts.olderThanBaseline) return false;
     if (facts.classification == machine::system_code::k52WorkstationX64) return false;
@@ -12,10 +13,10 @@ bool HttpsInspectionMayRun(const machine::HttpsInspectionFacts& facts) {
 }
 
 bool PacketSignatures::Start(ModuleCalls& calls) {
-    return calls.Call(PKSInit, &context, &calls.Error()) != 0;
+    return calls.Call(PKSInit, &calls.PacketContext(), &calls.Error()) != 0;
 }
 void PacketSignatures::Stop(ModuleCalls& calls) {
-    calls.Call(PKSDeinit, context, &calls.Error());
+    calls.Call(PKSDeinit, calls.PacketContext(), &calls.Error());
 }
 
 bool Categorisation::Start(ModuleCalls& calls) {

@@ -184,9 +184,10 @@ TEST_F(OneModule, ReloadsAndUnloads) {
 TEST_F(OneModule, ItsContextStandsWhereItsStartWasTold) {
     // A module may keep the address that PKSInit was given.
     ASSERT_TRUE(calls.Load<PacketSignatures>(folder));
-    EXPECT_EQ(fake.packetContextCell, &companions.packetSignatures->context);
-    EXPECT_EQ(companions.packetSignatures->context, fake.packetContext);
+    EXPECT_EQ(fake.packetContextCell, &companions.packetContext);
+    EXPECT_EQ(companions.packetContext, fake.packetContext);
     calls.Unload<PacketSignatures>();
+    EXPECT_EQ(companions.packetContext, fake.packetContext) << "the next PKSInit finds what the last one left";
 }
 
 TEST_F(OneModule, AgentStatusIsAskedOnce) {
