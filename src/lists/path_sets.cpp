@@ -25,12 +25,13 @@ PathSets::Range PathSets::Add(std::span<const PathListNode* const> chains, std::
             Collect(chain, own);
             continue;
         }
-        if (use->set == ChainUses::kNone) {
+        if (!use->isPublished) {
             std::vector<PrefixTree::Pattern> shared;
             Collect(chain, shared);
             use->set = tree_.Add(shared);
+            use->isPublished = true;
         }
-        roots_.push_back(use->set);
+        if (use->set != ChainUses::kNone) roots_.push_back(use->set);
     }
     if (!own.empty()) roots_.push_back(tree_.Add(own));
     range.count = static_cast<std::uint32_t>(roots_.size()) - range.first;

@@ -33,7 +33,8 @@ class ChainUses {
         std::uint32_t firstSite;
         bool isShared = false;
         std::uint32_t takenBy = kNone;  // the last site that took its nodes
-        std::uint32_t set = kNone;      // of a shared chain that is published
+        bool isPublished = false;       // a shared chain, as a set of its own
+        std::uint32_t set = kNone;      // that set; kNone when no node of the chain has a path
         std::uint32_t siteName = 0;     // the malicious list's: what the chain calls a whole site
     };
 

@@ -94,11 +94,12 @@ class MaliciousList::Builder {
             return;
         }
         EndSet();
-        if (use.set == ChainUses::kNone) {
+        if (!use.isPublished) {
             use.siteName = Collect(chain);
             use.set = MakeSet();
+            use.isPublished = true;
         }
-        list_.sets_.push_back(use.set);
+        if (use.set != ChainUses::kNone) list_.sets_.push_back(use.set);
     }
 
     // The name that the chain gives a whole site: that of its first node without a path.
