@@ -103,8 +103,7 @@ void DnsAnswerRing::Restore(std::span<const DnsAnswerEntry> entries, std::uint16
     for (std::uint64_t stamp = kFirstStamp - kSlots; stamp < kFirstStamp; ++stamp) {
         const std::size_t slot = SlotOf(stamp);
         if (slot >= entries.size()) continue;
-        WriteSlot(stamp, entries[slot]);
-        IndexEntry(stamp, entries[slot]);
+        if (WriteSlot(stamp, entries[slot])) IndexEntry(stamp, entries[slot]);
     }
 }
 
@@ -120,8 +119,7 @@ DnsCacheRecord DnsAnswerRing::Saved() const {
 void DnsAnswerRing::Store(const DnsAnswerEntry& entry) {
     if (!memory_) return;
     const std::uint64_t stamp = ClaimStamp();
-    WriteSlot(stamp, entry);
-    IndexEntry(stamp, entry);
+    if (WriteSlot(stamp, entry)) IndexEntry(stamp, entry);
 }
 
 std::uint64_t DnsAnswerRing::ClaimStamp() {
@@ -135,21 +133,22 @@ std::uint64_t DnsAnswerRing::ClaimStamp() {
 
 // The words are stored with release order behind the odd version, and loaded with acquire order before the version is
 // read again, so a reader that saw one new word also sees that the version changed.
-void DnsAnswerRing::WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry) {
+bool DnsAnswerRing::WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry) {
     const std::size_t slot = SlotOf(stamp);
     std::atomic<std::uint64_t>& version = memory_->versions[slot];
     std::uint64_t seen = version.load();
-    // Only a store that was overtaken by a whole round of 3000 meets another one here; the newer answer stays.
+    // Only a store that was overtaken by a whole round of 3000 meets another one here: the newer answer stays, and one
+    // that is being written is left to its writer.
     do {
-        if (seen / 2 > stamp) return;
-        seen &= ~std::uint64_t{1};
-    } while (!version.compare_exchange_weak(seen, seen | 1));
+        if ((seen & 1) != 0 || seen / 2 > stamp) return false;
+    } while (!version.compare_exchange_weak(seen, stamp * 2 + 1));
     std::array<std::uint32_t, kWords> words;
     std::memcpy(words.data(), &entry, sizeof entry);
     std::uint32_t* target = &memory_->entries[slot * kWords];
     for (std::size_t i = 0; i < kWords; ++i)
         std::atomic_ref<std::uint32_t>(target[i]).store(words[i], std::memory_order_release);
     version.store(stamp * 2, std::memory_order_release);
+    return true;
 }
 
 bool DnsAnswerRing::ReadSlot(std::size_t slot, DnsAnswerEntry& entry) const {
