@@ -34,6 +34,7 @@ bool ScheduleWorker::Stop() {
     if (!thread_.Exists()) return true;
     if (!stop_.Signal()) {
         stop_.Close();
+        thread_.Forget();
         return false;
     }
     lastEnd_ = static_cast<ScheduleEnd>(thread_.Join());

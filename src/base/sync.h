@@ -75,6 +75,8 @@ class WorkerThread {
     [[nodiscard]] bool Exists() const { return handle_ != nullptr; }
     // Waits without limit for the end, closes the handle and gives the exit code. 0 without a thread.
     std::uint32_t Join();
+    // Lets the thread run on by itself.
+    void Forget();
 
  private:
     void* handle_ = nullptr;

@@ -130,6 +130,12 @@ std::uint32_t WorkerThread::Join() {
     return code;
 }
 
+// What the thread writes its code to stays.
+void WorkerThread::Forget() {
+    if (handle_ != nullptr) static_cast<NativeThread*>(handle_)->thread.detach();
+    handle_ = nullptr;
+}
+
 std::uint32_t LastSystemError() {
     return static_cast<std::uint32_t>(errno);
 }

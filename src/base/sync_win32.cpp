@@ -114,6 +114,11 @@ std::uint32_t WorkerThread::Join() {
     return code;
 }
 
+void WorkerThread::Forget() {
+    if (handle_ != nullptr) CloseHandle(handle_);
+    handle_ = nullptr;
+}
+
 std::uint32_t LastSystemError() {
     return GetLastError();
 }
