@@ -1,5 +1,5 @@
-// A value together with its ReaderWriterLock: the value is reachable only under the lock.
-// Any thread may call; what runs under the lock makes no module call and no registry access without need.
+// A value together with its ReaderWriterLock: the value is reachable only under the lock, but for Unlocked.
+// Any thread may call; what runs under the lock makes no registry access, and a module call only where it must.
 #ifndef TARN_BASE_GUARDED_H
 #define TARN_BASE_GUARDED_H
 
@@ -29,7 +29,8 @@ class Guarded {
         return std::forward<F>(use)(value_);
     }
 
-    // The value without the lock, for those who never run beside a writer of what they read.
+    // The value without the lock, for those who never run beside a writer of what they read. A test lets only one file
+    // of src/ call it, api/parental_tables.h.
     [[nodiscard]] const T& Unlocked() const { return value_; }
 
  private:

@@ -79,6 +79,10 @@ TEST(TheHouse, AFileIsOneIdea) {
     EXPECT_THAT(CheckAll(CheckLength), IsEmpty());
 }
 
+TEST(TheHouse, OnlyTheParentalTablesAreReadWithoutTheirLock) {
+    EXPECT_THAT(CheckAll(CheckUnlocked), IsEmpty());
+}
+
 TEST(TheHouse, TheLibraryHasNoThreadLocal) {
     EXPECT_THAT(CheckAll(CheckThreadLocal), IsEmpty());
 }

@@ -260,6 +260,12 @@ Complaints CheckLength(const SourceFile& file) {
             " are one idea"};
 }
 
+Complaints CheckUnlocked(const SourceFile& file) {
+    if (!file.path.starts_with("src/") || file.path == "src/api/parental_tables.h") return {};
+    if (file.text.find(".Unlocked()") == std::string::npos) return {};
+    return {file.path + " reaches a guarded value without its lock"};
+}
+
 Complaints CheckThreadLocal(const SourceFile& file) {
     if (!file.path.starts_with("src/") || !ContainsWord(file.text, "thread_local")) return {};
     return {file.path + " uses thread_local"};

@@ -40,6 +40,9 @@ Complaints CheckLength(const SourceFile& file);
 // The library turns thread notifications off, so a thread_local in it would never be freed.
 Complaints CheckThreadLocal(const SourceFile& file);
 
+// Only one file of the library reaches a guarded value without its lock.
+Complaints CheckUnlocked(const SourceFile& file);
+
 // Outside base/byte_reader.h library and host index no untrusted bytes: nothing that a file declares as Bytes stands
 // before a "[", and neither does its data().
 Complaints CheckByteIndexing(const SourceFile& file);

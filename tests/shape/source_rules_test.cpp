@@ -80,6 +80,11 @@ TEST(CheckLength, CountsLines) {
     EXPECT_THAT(CheckLength({"a.cpp", std::string(kMaxLines + 1, '\n')}), testing::SizeIs(1));
 }
 
+TEST(CheckUnlocked, OnlyTheParentalTablesAreReadWithoutTheirLock) {
+    EXPECT_THAT(CheckUnlocked({"src/url/a.cpp", "use(flag.Unlocked());"}), testing::SizeIs(1));
+    EXPECT_THAT(CheckUnlocked({"src/api/parental_tables.h", "tables_.Unlocked().settings"}), IsEmpty());
+}
+
 TEST(CheckThreadLocal, OnlyTheLibraryIsBound) {
     EXPECT_THAT(CheckThreadLocal({"src/url/a.cpp", "static thread_local int x;"}), testing::SizeIs(1));
     EXPECT_THAT(CheckThreadLocal({"src/url/a.cpp", "not_thread_local_at_all"}), IsEmpty());
