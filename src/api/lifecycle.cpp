@@ -24,6 +24,7 @@ void DetectManagedClient(Library& library, ModuleCalls& calls) {
 void DropLeftovers(Library& library, ModuleCalls& calls) {
     library.scheduleWorker.Stop();
     calls.UnloadAll();
+    library.companions.packetContext = nullptr;
     ForgetSettings(library);
 }
 
@@ -37,7 +38,8 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     library.managedClient = {};
     library.idsBlockedList.Clear();
 
-    // Each step's undoing is registered before the step, and runs, the last first, unless the library gets ready.
+    // The undoing of a step is registered before it, or behind it where the step undoes itself when it fails. What is
+    // registered runs, the last first, unless the library gets ready.
     const auto unlessReady = [&library](auto undo) {
         return base::ScopeExit([&library, undo] {
             if (!library.ready) undo();

@@ -1,7 +1,5 @@
 #include "api/settings_load.h"
 
-#include <utility>
-
 #include "api/ini_settings.h"
 #include "base/scope_exit.h"
 
@@ -9,14 +7,6 @@ namespace tarn::api {
 namespace {
 
 using modules::ModuleCalls;
-
-// A list is replaced as a whole: one that cannot be made leaves the former one.
-template <class List, class Record>
-void Publish(List& list, const Record& record) {
-    List made;
-    made.Publish(record);
-    list = std::move(made);
-}
 
 void RestoreDnsAnswers(Library& library, ModuleCalls& calls) {
     calls.ReadDNSCacheSettings([&](const DnsCacheRecord& saved) {
@@ -39,11 +29,11 @@ void LoadStatuses(Library& library, ModuleCalls& calls) {
 void LoadLists(Library& library, ModuleCalls& calls) {
     modules::SettingsState& settings = library.settings;
     if (calls.ReadBPInternalWhiteList(settings.bpInternalWhiteList))
-        Publish(library.lists.browsingProtectionInternal, settings.bpInternalWhiteList);
+        library.lists.browsingProtectionInternal.Publish(settings.bpInternalWhiteList);
     if (calls.ReadWSInternalWhiteList(settings.wsInternalWhiteList))
-        Publish(library.lists.webSecurityInternal, settings.wsInternalWhiteList);
+        library.lists.webSecurityInternal.Publish(settings.wsInternalWhiteList);
     calls.ReadAPSettings([&](const PhishingSiteList& record) {
-        Publish(library.lists.phishing, record);
+        library.lists.phishing.Publish(record);
         return true;
     });
     calls.ReadBPReportPromptStatus(settings.bpPrompt);
@@ -70,14 +60,14 @@ bool LoadUserWhiteList(Library& library, ModuleCalls& calls) {
     UrlListRecord& record = library.settings.bpUserWhiteList;
     library.lists.user.Clear();
     if (!calls.ReadBPUserWhiteList(record)) return false;
-    Publish(library.lists.user, record);
+    library.lists.user.Publish(record);
     return true;
 }
 
 void LoadBrowsingProtectionSettings(Library& library, ModuleCalls& calls) {
     ThreatSiteList& record = library.settings.bpSettings;
     library.lists.malicious.Clear();
-    if (calls.ReadBPSettings(record)) Publish(library.lists.malicious, record);
+    if (calls.ReadBPSettings(record)) library.lists.malicious.Publish(record);
 }
 
 void LoadIdsRules(Library& library, ModuleCalls& calls) {
