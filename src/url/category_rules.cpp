@@ -54,7 +54,7 @@ Step JudgeThreat(ScanState& scan, Threat threat, modules::CategoryLookup& lookup
     const std::string_view hostAndPath = scan.hostAndPath.View();
     const bool internal = context.lists.browsingProtectionInternal.Matches(hostAndPath);
     if (internal && !(threat == Threat::kPattern && policy.namesInternalPatternHits)) return Step::kDone;
-    lookup.Release();
+    if (!lookup.Categories().empty()) lookup.Release();
     const bool whiteListed = internal || context.lists.user.Matches(hostAndPath);
 
     WriteThreat(scan, threat);
