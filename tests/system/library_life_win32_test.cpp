@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/win32_owners.h"
+#include "machine/win32_owners.h"
 #include "system/system_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -26,7 +26,7 @@ class LibraryLife : public SystemFixture {
     Life Live(const std::string& what) {
         const std::filesystem::path output = folder / (what + ".txt");
         SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        base::UniqueFile file(CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+        machine::UniqueFile file(CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
                                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         EXPECT_TRUE(file.Owns());
         STARTUPINFOW start{};
@@ -38,8 +38,8 @@ class LibraryLife : public SystemFixture {
         EXPECT_TRUE(CreateProcessW((OwnFolder() / "life_program.exe").c_str(), line.data(), nullptr, nullptr, TRUE, 0,
                                    nullptr, nullptr, &start, &made))
             << GetLastError();
-        const base::UniqueHandle process(made.hProcess);
-        const base::UniqueHandle thread(made.hThread);
+        const machine::UniqueHandle process(made.hProcess);
+        const machine::UniqueHandle thread(made.hThread);
         Life life;
         life.ended = WaitForSingleObject(process.Get(), kLongest) == WAIT_OBJECT_0;
         if (!life.ended) TerminateProcess(process.Get(), 99);

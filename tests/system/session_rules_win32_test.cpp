@@ -11,7 +11,7 @@
 #include <wtsapi32.h>
 // clang-format on
 
-#include "base/win32_owners.h"
+#include "machine/win32_owners.h"
 #include "system/rules_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -24,8 +24,8 @@ constexpr std::uint32_t kTick = 0;
 constexpr std::uint32_t kLogon = 5;
 constexpr DWORD kLongest = 20'000;
 
-base::UniqueHandle NewEvent() {
-    return base::UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+machine::UniqueHandle NewEvent() {
+    return machine::UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
 
 class SessionRules : public RulesFixture {
@@ -97,8 +97,8 @@ class SessionLock : public SessionRules {
     }
 
     ImportPatch wait_{Library(), "WaitForSingleObject", WatchedWait};
-    base::UniqueHandle waits_ = NewEvent();
-    base::UniqueHandle returned_ = NewEvent();
+    machine::UniqueHandle waits_ = NewEvent();
+    machine::UniqueHandle returned_ = NewEvent();
     std::function<void()> context_;
     std::thread asker_;
 };
@@ -131,7 +131,7 @@ TEST_F(SessionRules, EventsOfManyThreadsAreHandledOneAtATime) {
     answers.keepsSessions = 1;
     ASSERT_TRUE(Init(1));
     EXPECT_EQ(Send(kLogon), 1);
-    const base::UniqueHandle start = NewEvent();
+    const machine::UniqueHandle start = NewEvent();
     std::atomic<std::uint32_t> refused{0};
     std::vector<std::thread> threads;
     for (std::uint32_t i = 0; i < kThreads; ++i)

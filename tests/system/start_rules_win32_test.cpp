@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/win32_owners.h"
+#include "machine/win32_owners.h"
 #include "smb/smb_frames.h"
 #include "system/footprint_win32.h"
 #include "system/rules_fixture_win32.h"
