@@ -124,7 +124,7 @@ TEST_F(TlsScan, InspectionBlocksWithReason15) {
 }
 
 TEST_F(TlsScan, InspectionGetsTheFirstFourBytesOfAnIpv6Address) {
-    companions.httpsInspection.loaded = true;
+    LoadInspection();
     remote = {TARN_FAMILY_IPV6, {0x20, 0x01, 0x0D, 0xB8, 9, 9, 9, 9}};
     EXPECT_TRUE(Scan(TlsHello("shop.example")));
     EXPECT_TRUE(script_.asked.starts_with("4711 shop.example " +

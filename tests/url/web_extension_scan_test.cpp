@@ -1,6 +1,7 @@
 #include "url/web_extension_scan.h"
 
 #include <gtest/gtest.h>
+#include <utility>
 
 #include "scan_fixture.h"
 
@@ -254,10 +255,10 @@ TEST_F(WebExtensionScan, APatternNeedsTheModuleAndItsAnswer) {
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26") << "the flag of a call that failed";
     script.patternAnswer = true;
-    companions.urlPatterns.loaded = false;
+    auto patterns = std::exchange(companions.urlPatterns, {});
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26");
-    companions.urlPatterns.loaded = true;
+    companions.urlPatterns = std::move(patterns);
     settings.bpStatus = 0;
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26");
