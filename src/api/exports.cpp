@@ -1,4 +1,5 @@
-// The thirteen exports: null checks, preset verdicts, and the one place that stops exceptions.
+// The thirteen exports: null checks, and the barrier that no exception passes. Only the action against a program has a
+// catch of its own further down: its failure leaves the verdict as it is.
 // Host threads call them at the same time; the library's instance comes from library_instance.h.
 #include <cstdint>
 

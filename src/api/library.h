@@ -40,7 +40,7 @@ struct Library {
     network::IdsBlockedList idsBlockedList;
     url::BrowsingProtection browsingProtection;
     smb::SmbTables smbTables;
-    network::ReportedAttackerList reportedAttackers;  // has the other critical section; survives WSDeinit
+    network::ReportedAttackerList reportedAttackers;  // has a critical section of its own; survives WSDeinit
     url::ManagedClient managedClient;
     std::uint32_t dnsBlockSwitch = 0;
     base::ContractRelics relics;

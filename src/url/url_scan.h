@@ -1,5 +1,5 @@
 // Judges the first bytes of a connection: the ordered pipeline of rules from the white lists to the categories.
-// Any number of threads may scan at once. Allocates nothing.
+// Any number of threads may scan at once. Allocates only to act against a program.
 #ifndef TARN_URL_URL_SCAN_H
 #define TARN_URL_URL_SCAN_H
 

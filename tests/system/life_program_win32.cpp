@@ -1,5 +1,5 @@
-// A host whose life does not end as the contract asks: it unloads the library without ending it, or ends itself while
-// the library runs. It writes what happens line by line; system_life_test starts it and reads them.
+// A host whose life does not end as it should: it unloads the library without ending it, or ends itself while
+// the library runs. It writes what happens line by line; library_life_test starts it and reads them.
 //   life_program CASE INSTALL_FOLDER
 #include <atomic>
 #include <cstring>
