@@ -1,4 +1,5 @@
-// What the contract demands and nobody can observe: kept in this one file, used by no decision.
+// Kept for hosts and modules that may rely on it; nothing observes it and no decision uses it.
+// The library object owns its ContractRelics; a TraceScope belongs to the function that makes it.
 #ifndef TARN_BASE_CONTRACT_RELICS_H
 #define TARN_BASE_CONTRACT_RELICS_H
 

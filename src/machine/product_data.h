@@ -1,4 +1,5 @@
 // The product configuration file with its CRC-32 check, and the names that its version gives the managed-client agent.
+// The caller owns what is passed; only checkedOnce may be shared by threads.
 #ifndef TARN_MACHINE_PRODUCT_DATA_H
 #define TARN_MACHINE_PRODUCT_DATA_H
 

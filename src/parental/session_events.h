@@ -1,4 +1,5 @@
 // The host's session events by their codes, and what each means for an account and for the logon check.
+// Constants and a pure function: any thread may call.
 #ifndef TARN_PARENTAL_SESSION_EVENTS_H
 #define TARN_PARENTAL_SESSION_EVENTS_H
 
