@@ -113,14 +113,14 @@ void TcpTurns::FromClient(const TransportView& segment, std::uint64_t frame, std
     base::Bytes data = segment.payload;
     const std::int32_t ahead = Distance(sequence, connection.clientNext);
     if (ahead > 0) {
-        Park(connection, sequence, frame, time, data);
+        Keep(connection, sequence, frame, time, data);
         return;
     }
     const std::uint32_t known = connection.clientNext - sequence;
     if (known >= data.size()) return;  // sent again
     sequence += known;
     Append(connection, sequence, frame, time, data.subspan(known));
-    Unpark(connection);
+    AppendPending(connection);
 }
 
 void TcpTurns::FromServer(const TransportView& segment, const Pair& pair, Connection& connection) {
@@ -144,7 +144,7 @@ void TcpTurns::FromServer(const TransportView& segment, const Pair& pair, Connec
         HandOn(pair, connection);
         connection.turn.hasGap = false;
         connection.clientNext = segment.acknowledged;
-        Unpark(connection);
+        AppendPending(connection);
         return;
     }
     HandOn(pair, connection);
@@ -163,19 +163,19 @@ void TcpTurns::Append(Connection& connection, std::uint32_t sequence, std::uint6
     connection.clientNext = sequence + static_cast<std::uint32_t>(data.size());
 }
 
-void TcpTurns::Park(Connection& connection, std::uint32_t sequence, std::uint64_t frame, std::uint64_t time,
+void TcpTurns::Keep(Connection& connection, std::uint32_t sequence, std::uint64_t frame, std::uint64_t time,
                     base::Bytes data) {
     const bool fits = sequence - connection.clientNext <= limits_.window &&
                       connection.pending.size() < limits_.pendingSegments &&
                       data.size() <= limits_.pendingBytes - connection.pendingBytes;
     if (!fits) return;
     const auto place = std::find_if(connection.pending.begin(), connection.pending.end(),
-                                    [&](const Pending& parked) { return Distance(parked.sequence, sequence) > 0; });
+                                    [&](const Pending& kept) { return Distance(kept.sequence, sequence) > 0; });
     connection.pending.insert(place, Pending{sequence, frame, time, {data.begin(), data.end()}});
     connection.pendingBytes += data.size();
 }
 
-void TcpTurns::Unpark(Connection& connection) {
+void TcpTurns::AppendPending(Connection& connection) {
     while (!connection.pending.empty()) {
         const Pending& first = connection.pending.front();
         if (Distance(first.sequence, connection.clientNext) > 0) return;

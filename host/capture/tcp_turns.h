@@ -81,9 +81,9 @@ class TcpTurns {
     void FromServer(const TransportView& segment, const Pair& pair, Connection& connection);
     void Append(Connection& connection, std::uint32_t sequence, std::uint64_t frame, std::uint64_t time,
                 base::Bytes data);
-    void Park(Connection& connection, std::uint32_t sequence, std::uint64_t frame, std::uint64_t time,
+    void Keep(Connection& connection, std::uint32_t sequence, std::uint64_t frame, std::uint64_t time,
               base::Bytes data);
-    void Unpark(Connection& connection);
+    void AppendPending(Connection& connection);
 
     Sink sink_;
     TurnLimits limits_;

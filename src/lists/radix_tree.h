@@ -16,8 +16,8 @@
 
 namespace tarn::lists {
 
-// Path-compressed: a stretch that only one way leads through is one node. Steps stand in one hash table with open
-// addressing, keyed by the node they leave and the exact characters, so a walk costs one or two probes per eight
+// Path-compressed: a chain of nodes with one child each is merged into one node. Steps stand in one hash table with
+// open addressing, keyed by the node they leave and the exact characters, so a walk costs one or two probes per eight
 // characters that some pattern shares with the text, whatever the number of patterns. One tree holds any number of
 // pattern sets, each with its own root. An empty tree owns no memory.
 template <bool kBackward>

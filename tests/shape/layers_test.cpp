@@ -54,44 +54,44 @@ Complaints CheckAll(Rule&& rule) {
     return all;
 }
 
-TEST(TheHouse, HasItsSources) {
+TEST(Sources, AreFound) {
     EXPECT_GT(AllFiles().size(), 10U);
 }
 
-TEST(TheHouse, NoFileIncludesFromALayerAbove) {
+TEST(Sources, NoFileIncludesFromALayerAbove) {
     EXPECT_THAT(CheckAll(CheckLayers), IsEmpty());
 }
 
-TEST(TheHouse, SystemHeadersStandInFilesNamedForThem) {
+TEST(Sources, SystemHeadersStandInFilesNamedForThem) {
     EXPECT_THAT(CheckAll(CheckSystemHeaders), IsEmpty());
 }
 
-TEST(TheHouse, NoHeaderIsIncludedByItsPlaceOnOneMachine) {
+TEST(Sources, NoHeaderIsIncludedByItsPlaceOnOneMachine) {
     EXPECT_THAT(CheckAll(CheckAbsoluteIncludes), IsEmpty());
 }
 
-TEST(TheHouse, GuardsSayFolderAndFile) {
+TEST(Sources, GuardsSayFolderAndFile) {
     EXPECT_THAT(CheckAll(CheckGuard), IsEmpty());
     EXPECT_THAT(CheckGuardsDiffer(AllFiles()), IsEmpty());
 }
 
-TEST(TheHouse, AFileIsOneIdea) {
+TEST(Sources, AFileIsOneIdea) {
     EXPECT_THAT(CheckAll(CheckLength), IsEmpty());
 }
 
-TEST(TheHouse, OnlyTheParentalTablesAreReadWithoutTheirLock) {
+TEST(Sources, OnlyTheParentalTablesAreReadWithoutTheirLock) {
     EXPECT_THAT(CheckAll(CheckUnlocked), IsEmpty());
 }
 
-TEST(TheHouse, TheLibraryHasNoThreadLocal) {
+TEST(Sources, TheLibraryHasNoThreadLocal) {
     EXPECT_THAT(CheckAll(CheckThreadLocal), IsEmpty());
 }
 
-TEST(TheHouse, UntrustedBytesAreReadThroughTheByteReader) {
+TEST(Sources, UntrustedBytesAreReadThroughTheByteReader) {
     EXPECT_THAT(CheckAll(CheckByteIndexing), IsEmpty());
 }
 
-TEST(TheHouse, EveryQuirkNamesATestThatExists) {
+TEST(Sources, EveryQuirkNamesATestThatExists) {
     const std::vector<SourceFile> tests = FilesUnder({"tests"});
     EXPECT_THAT(CheckAll([&](const SourceFile& file) {
                     return file.path.starts_with("tests/shape/") ? Complaints{} : CheckQuirks(file, tests);
@@ -99,15 +99,15 @@ TEST(TheHouse, EveryQuirkNamesATestThatExists) {
                 IsEmpty());
 }
 
-TEST(TheHouse, EveryRoomSaysWhatItDecides) {
+TEST(Sources, EveryFolderSaysWhatItDecides) {
     const fs::path root = TARN_SOURCE_FOLDER;
-    std::vector<fs::path> rooms;
+    std::vector<fs::path> folders;
     for (const auto& entry : fs::directory_iterator(root / "src"))
-        if (entry.is_directory()) rooms.push_back(entry.path());
-    ASSERT_GE(rooms.size(), 7U);
+        if (entry.is_directory()) folders.push_back(entry.path());
+    ASSERT_GE(folders.size(), 7U);
     for (const char* folder : {"companions", "host", "tests", "bench", "fuzz", "examples"})
-        rooms.push_back(root / folder);
-    for (const fs::path& room : rooms) EXPECT_FALSE(ReadWhole(room / "README.md").empty()) << room;
+        folders.push_back(root / folder);
+    for (const fs::path& folder : folders) EXPECT_FALSE(ReadWhole(folder / "README.md").empty()) << folder;
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The rules of the house that a machine can read off the sources: who includes whom, names of guards, sizes.
-// Finding the files is the caller's business; every rule gets texts and returns complaints.
+// The rules for sources that a program can check: who includes whom, names of guards, sizes.
+// The caller finds the files; every rule gets texts and returns complaints.
 #ifndef TARN_TESTS_SHAPE_SOURCE_RULES_H
 #define TARN_TESTS_SHAPE_SOURCE_RULES_H
 
