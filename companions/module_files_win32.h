@@ -1,5 +1,5 @@
 // The files of a reference module: the policy in the module's own folder, and the state kept beside it.
-// What the policy says and what is kept is the modules' business.
+// The modules use what the policy says and choose what is kept; the caller owns what it is given.
 #ifndef TARN_COMPANIONS_MODULE_FILES_WIN32_H
 #define TARN_COMPANIONS_MODULE_FILES_WIN32_H
 

@@ -47,7 +47,7 @@ std::uint8_t TARN_CALL TiScanHttpsPacket(std::uint32_t, const char* hostAndPath,
     return 1;
 }
 
-// The notice is the host tool's business; this module shows none.
+// This module shows no notice.
 void TARN_CALL TiShowPopup(void) {}
 
 }  // extern "C"

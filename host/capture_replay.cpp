@@ -8,7 +8,7 @@ namespace tarn::host {
 
 namespace {
 
-constexpr std::uint16_t kSmbPort = 445;  // the frame scans' business
+constexpr std::uint16_t kSmbPort = 445;  // left to the frame scans
 
 }  // namespace
 

@@ -1,5 +1,5 @@
 // Host and path of a request as they were captured, for people to read; more lenient than any judge.
-// What the library makes of the same bytes is its own business.
+// The library may make something else of the same bytes.
 #ifndef TARN_HOST_REQUEST_VIEW_H
 #define TARN_HOST_REQUEST_VIEW_H
 

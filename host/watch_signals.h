@@ -1,5 +1,5 @@
 // What a long-running command waits for, one thing at a time.
-// Where the signals come from is the environment's business, what they mean the command's.
+// The environment delivers the signals; the command decides what they mean.
 #ifndef TARN_HOST_WATCH_SIGNALS_H
 #define TARN_HOST_WATCH_SIGNALS_H
 

@@ -1,5 +1,5 @@
 // What a policy file says, as plain data: the knowledge behind the reference companion modules.
-// Reading the file is policy_reader's business, turning it into records that of policy_records.
+// policy_reader reads it from a file, policy_records turns it into records. Plain values that own their texts.
 #ifndef TARN_COMPANIONS_POLICY_POLICY_H
 #define TARN_COMPANIONS_POLICY_POLICY_H
 

@@ -1,5 +1,5 @@
 // Reads a policy file (TOML) and reports every mistake in it at once, each with its place and what is allowed there.
-// Where the file lies and what is done with a policy that has mistakes is the callers' business.
+// The caller finds the file and decides about a policy that has mistakes.
 #ifndef TARN_COMPANIONS_POLICY_POLICY_READER_H
 #define TARN_COMPANIONS_POLICY_POLICY_READER_H
 

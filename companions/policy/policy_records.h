@@ -1,5 +1,5 @@
 // Turns a policy into the records that the library reads, and releases them again.
-// Which exported function delivers which record is the modules' business.
+// The modules choose which function delivers which record.
 #ifndef TARN_COMPANIONS_POLICY_POLICY_RECORDS_H
 #define TARN_COMPANIONS_POLICY_POLICY_RECORDS_H
 

@@ -1,5 +1,5 @@
 // One table of a policy file: hands out its values with their types and bounds checked, and collects every mistake with
-// its line, its column and what is allowed there. Which keys exist is the reader's business.
+// its line, its column and what is allowed there. The reader says which keys exist.
 #ifndef TARN_COMPANIONS_POLICY_SECTION_H
 #define TARN_COMPANIONS_POLICY_SECTION_H
 

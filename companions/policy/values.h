@@ -1,5 +1,5 @@
 // Values that a policy writes as text: bytes, addresses, account identifiers, times of day.
-// Where a mistake is reported is the readers' business; these only say whether a text is one.
+// These only say whether a text is a value; the readers report the mistakes.
 #ifndef TARN_COMPANIONS_POLICY_VALUES_H
 #define TARN_COMPANIONS_POLICY_VALUES_H
 

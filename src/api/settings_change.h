@@ -37,7 +37,7 @@ inline constexpr std::uint32_t kUpdatedIdsSettings = 0x1000;
 // Reads one kind of setting again. passed goes to the first module call that is made.
 bool ChangeSettings(Library& library, SettingsKind kind, const modules::PassedValues& passed);
 
-// Reloads the modules and records whose bits are set, in the order of the contract. A module that does not load ends
+// Reloads the modules and records whose bits are set, in a fixed order. A module that does not load ends
 // it with false: those before it stay reloaded, those behind it untouched.
 bool ReloadUpdated(Library& library, std::uint32_t updated);
 

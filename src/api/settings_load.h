@@ -1,4 +1,4 @@
-// Reads every settings record in the order of the contract, publishes the lists that scans ask, and releases it all.
+// Reads every settings record in a fixed order, publishes the lists that scans ask, and releases it all.
 // Runs on the thread of a settings export; no failed read fails the load (see modules/module_calls.h for its meaning).
 #ifndef TARN_API_SETTINGS_LOAD_H
 #define TARN_API_SETTINGS_LOAD_H

@@ -17,7 +17,7 @@ constexpr Rule kPreparation[] = {
     {"https scheme", NameHttpsScheme},
 };
 
-// The order is the contract: where two rules would match, the earlier one wins.
+// The order is fixed: where two rules would match, the earlier one wins.
 constexpr Rule kRules[] = {
     {"internal white list", InternalWhiteList},
     {"management server", ManagementServer},

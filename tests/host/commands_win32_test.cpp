@@ -62,7 +62,7 @@ TEST(ExtensionExport, JudgesWholeUrls) {
     EXPECT_EQ(lines[1]["verdict"], "BLOCKED");
     EXPECT_EQ(lines[1]["reason"], 0);
     EXPECT_EQ(lines[2]["verdict"], "allowed");  // white-listed
-    EXPECT_EQ(lines[3]["verdict"], "allowed");  // not its business
+    EXPECT_EQ(lines[3]["verdict"], "allowed");  // only https is judged
     EXPECT_EQ(lines[3]["reason"], 26);
 }
 

@@ -86,7 +86,7 @@ TEST(ReplayAfterHours, BlocksEverythingThatIsNotAllowedAlways) {
     EXPECT_NE(run.Json().at(1).value("user", ""), "");
 }
 
-// Each attacked connection once; whether there is one to reset is the machine's business.
+// Each attacked connection once; whether there is one to reset depends on the machine.
 TEST(ReplayDrop, AsksForTheConnectionsOfAttacks) {
     const InstallCopy install;
     const ProgramRun run = install.Run({"replay", "--json", "--drop", CapturePath("mixed_small.pcap")});

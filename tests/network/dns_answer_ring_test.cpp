@@ -158,7 +158,7 @@ TEST(DnsAnswerRing, WithAWriteIndexOfZeroNothingIsFoundUntilTheNextStore) {
     EXPECT_EQ(Find(ring, Ipv4(9)), "old");
 }
 
-// The walk of the contract over plain slots, newest first.
+// A plain walk over the slots, newest first.
 class PlainRing {
  public:
     void Store(const DnsAnswerEntry& entry) {

@@ -1,5 +1,5 @@
 // A fingerprint of the public headers: changes with every declaration, not with a comment or a line break.
-// Comparing it with the committed one is the test's business, writing that one is `./dev fingerprint`'s.
+// The test compares it with the committed one, which `./dev fingerprint` writes.
 #ifndef TARN_TESTS_SHAPE_HEADER_FINGERPRINT_H
 #define TARN_TESTS_SHAPE_HEADER_FINGERPRINT_H
 

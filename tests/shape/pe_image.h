@@ -1,5 +1,5 @@
 // What the shape tests read of a 64-bit Windows image (PE32+): exported names, imports, flags, resource types.
-// Judging them is the tests' business. Layout: Microsoft's "PE Format" document.
+// The tests judge them. Layout: Microsoft's "PE Format" document.
 #ifndef TARN_TESTS_SHAPE_PE_IMAGE_H
 #define TARN_TESTS_SHAPE_PE_IMAGE_H
 

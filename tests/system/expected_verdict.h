@@ -1,5 +1,5 @@
 // A verdict record as a scan must leave it, byte for byte: the caller's bytes but for what the deciding rule writes.
-// What stands behind the NUL of a text is nobody's business and is not compared.
+// What stands behind the NUL of a text is unspecified and is not compared.
 #ifndef TARN_TESTS_SYSTEM_EXPECTED_VERDICT_H
 #define TARN_TESTS_SYSTEM_EXPECTED_VERDICT_H
 

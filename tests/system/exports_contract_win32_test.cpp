@@ -1,4 +1,4 @@
-// The contract of each export before anything else: null arguments, zero lengths, preset verdicts.
+// What each export does before anything else: null arguments, zero lengths, preset verdicts.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -121,7 +121,7 @@ struct QuietWorld : ScanInputs {
     PromptBytes prompt{};
 };
 
-// A request and the bytes it points to, with the one spare byte that the contract asks for.
+// A request and the bytes it points to, with the one spare byte that a scan writes behind them.
 class OwnedRequest {
  public:
     OwnedRequest(std::uint8_t kind, std::string_view data, const IpAddressRecord& remote, std::uint16_t port,

@@ -68,7 +68,7 @@ struct Cause {
 
 const std::string kAllowed = "1/26";
 
-// In the order of the contract.
+// In the order in which the rules are asked.
 std::vector<Cause> CausesInOrder() {
     return {
         {InternalWhiteList, kAllowed, [](RuleOrder& t) { t.PublishUrls(t.lists.webSecurityInternal, {kHost}); }},

@@ -133,7 +133,7 @@ class ScanFixture : public testing::Test, protected ScanInputs {
         lists.phishing.Publish(PhishingSiteList{1, &entry});
     }
 
-    // Scans a copy of data in its own heap block with the one spare byte that the contract asks for.
+    // Scans a copy of data in its own heap block with the one spare byte that a scan writes behind it.
     bool Scan(const std::string& data) {
         const auto block = std::make_unique<std::uint8_t[]>(data.size() + 1);
         std::memcpy(block.get(), data.data(), data.size());
