@@ -63,7 +63,7 @@ class Bench {
     void Fill() {
         url::SiteCorpus corpus(50);
         for (std::size_t i = 0; i < entries_; ++i) {
-            const IdsBlockRequest request = url::CondemnedAddress(corpus);
+            const IdsBlockRequest request = url::BlockedAddress(corpus);
             library_.addToIdsBlockedList(&request);
         }
         for (ScanQuestions questions : {url::RingFillers(), url::DnsQuestions()})
