@@ -39,7 +39,7 @@ policy::Policy ReadDefaultPolicy() {
 IdsBlockRequest BlockedAddress() {
     IdsBlockRequest request{};
     base::CopyText(request.requestText, sizeof request.requestText, "/attack/kit.js http/1.1");
-    base::CopyText(request.hostName, sizeof request.hostName, "www.condemned.example");
+    base::CopyText(request.hostName, sizeof request.hostName, "www.blocked.example");
     return request;
 }
 

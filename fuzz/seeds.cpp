@@ -141,7 +141,7 @@ Seeds Made(std::string_view target) {
                           "::ffff:192.0.2.1", "fe80:0:0:0:1:2:3:4", "1:2:3:4:5:6:7::", "255.255.255.255"});
     if (target == "ids_blocked")
         return FromTexts(
-            {"\x15\0www.condemned.example/attack/kit.js HTTP/1.1"sv, "\x09\0a.example//a.example//x//y/ HTTP/1.0"sv});
+            {"\x13\0www.blocked.example/attack/kit.js HTTP/1.1"sv, "\x09\0a.example//a.example//x//y/ HTTP/1.0"sv});
     if (target == "site_rules" || target == "allowed_sites" || target == "url_lists" || target == "threat_lists")
         return ListSeeds();
     if (target == "saved_sessions") return SessionSeeds();

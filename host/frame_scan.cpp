@@ -100,7 +100,7 @@ void FrameScan::BlockAskedAddress(const TransportView& view, PacketAttack& attac
     if (request.host.empty()) return;
     const std::string host = WithoutPort(request.host);
     judge_.BlockAddress(host, request.path);
-    attack.condemned = host + request.path;
+    attack.blockedAddress = host + request.path;
 }
 
 std::optional<bool> FrameScan::Drop(base::Bytes frame, bool inbound) {

@@ -81,7 +81,7 @@ void JsonReport::Attack(const PacketAttack& attack) {
     line["details"] = AttackDetails(attack.verdict);
     line["alertByte"] = attack.verdict.alertFlag;
     if (attack.dropped) line["dropped"] = *attack.dropped;
-    if (!attack.condemned.empty()) line["condemned"] = attack.condemned;
+    if (!attack.blockedAddress.empty()) line["condemned"] = attack.blockedAddress;
     out_ << OneLine(line);
 }
 

@@ -43,7 +43,7 @@ class Judge {
     // Resets the connection of a frame that this machine sends. The bytes must reach behind the ports: there is no
     // length that the library could test.
     virtual bool DropConnection(base::Bytes frame) = 0;
-    // Condemns a web address: from now on a request for it is blocked.
+    // Has a web address blocked from now on.
     virtual void BlockAddress(const std::string& host, const std::string& path) = 0;
     // A whole URL, as a browser's extension reports it.
     virtual Judgement ScanExtensionUrl(std::uint8_t /*kind*/, const std::string& /*url*/) { return {}; }

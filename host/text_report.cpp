@@ -118,7 +118,7 @@ void TextReport::Attack(const PacketAttack& attack) {
     const std::string description = AttackDescription(attack.verdict);
     end += "  " + (description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description));
     if (attack.dropped) end += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
-    if (!attack.condemned.empty()) end += "  (blocked from now on: " + Printable(attack.condemned) + ")";
+    if (!attack.blockedAddress.empty()) end += "  (blocked from now on: " + Printable(attack.blockedAddress) + ")";
     const std::string place =
         attack.local.port == 0 ? std::string("frame") : fmt::format("packet, local port {}", attack.local.port);
     Line(attack.timeNanoseconds, FormatIpAddress(attack.remote.address), {place, rule},

@@ -55,7 +55,7 @@ struct PacketAttack {
     PacketVerdict verdict{};
     bool isFirst = false;         // of its connection, for this reason
     std::optional<bool> dropped;  // whether the reset that was asked for succeeded
-    std::string condemned;        // the web address that is blocked from now on
+    std::string blockedAddress;   // the web address that is blocked from now on
 };
 
 // A file that an SMB server said it created or overwrote.

@@ -59,7 +59,7 @@ class Bench {
         answers.idsSettings = {kIdsRules, 0, rules_.data()};
     }
 
-    // The condemned addresses and the answer ring, by the exports that fill them.
+    // The blocked addresses and the answer ring, by the exports that fill them.
     void Fill() {
         url::SiteCorpus corpus(50);
         for (std::size_t i = 0; i < entries_; ++i) {

@@ -54,18 +54,18 @@ void Run(benchmark::State& state, std::size_t stride, Contains contains) {
     }
 }
 
-void CondemnedAsked(benchmark::State& state) {
+void BlockedAddressAsked(benchmark::State& state) {
     Run(state, 1, [](const Setup& setup, const Pair& pair) { return setup.list.Contains(pair.host, pair.path); });
 }
-void CondemnedAskedPlainWalk(benchmark::State& state) {
+void BlockedAddressAskedPlainWalk(benchmark::State& state) {
     Run(state, 61, [](const Setup& setup, const Pair& pair) {
         for (const Pair& held : setup.pairs)
             if (held.host == pair.host && held.path == pair.path) return true;
         return false;
     });
 }
-BENCHMARK(CondemnedAsked)->Arg(0)->Arg(100)->Arg(100000);
-BENCHMARK(CondemnedAskedPlainWalk)->Arg(0)->Arg(100)->Arg(100000);
+BENCHMARK(BlockedAddressAsked)->Arg(0)->Arg(100)->Arg(100000);
+BENCHMARK(BlockedAddressAskedPlainWalk)->Arg(0)->Arg(100)->Arg(100000);
 
 }  // namespace
 }  // namespace tarn::network

@@ -1,4 +1,4 @@
-// Short texts: addresses, condemned addresses, the browsers of the exclusion list.
+// Short texts: addresses, blocked addresses, the browsers of the exclusion list.
 #include <algorithm>
 #include <cstring>
 #include <string>

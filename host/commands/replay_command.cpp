@@ -111,7 +111,7 @@ RunCommand AddReplayCommand(CLI::App& command, Session& session) {
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
         "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "
         "with the lower of its two ports as the number of the rule, and through the SMB monitor. An attack in a "
-        "request condemns its address, so that it is blocked.\nThe captures of one run are one stream of traffic.");
+        "request has its address blocked.\nThe captures of one run are one stream of traffic.");
     return [arguments, &session] { return ReplayCaptures(*arguments, session); };
 }
 

@@ -236,7 +236,7 @@ TARN_ASSERT_OFFSET(LogonVerdict, sid, 13);
 TARN_ASSERT_OFFSET(LogonVerdict, accountTag, 77);
 TARN_ASSERT_OFFSET(LogonVerdict, userName, 81);
 
-/* A condemned web address, as the host's intrusion detection hands it over; two texts are read. */
+/* A web address to block, as the host's intrusion detection hands it over; two texts are read. */
 typedef struct TARN_PACKED IdsBlockRequest {
     uint8_t reserved[1223];
     char requestText[1024];

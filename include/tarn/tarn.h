@@ -59,7 +59,7 @@ TARN_API uint8_t TARN_CALL WSScanPacket(const uint8_t* frame, uint32_t frameLeng
 /* Resets the TCP connection of an outbound Ethernet frame (which has no length argument: hand over whole frames). */
 TARN_API uint8_t TARN_CALL WSDropConnection(const uint8_t* frame);
 
-/* Adds a condemned address to the blocked list. True also when nothing was added. */
+/* Adds a web address to the list of blocked addresses. True also when nothing was added. */
 TARN_API uint8_t TARN_CALL WSAddURLToIDSBlockedList(const IdsBlockRequest* request);
 
 /* Records a session event of an account and says whether the account may use the machine now. */

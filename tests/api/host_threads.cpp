@@ -23,7 +23,7 @@ constexpr std::uint32_t kRemoteDesktopReason = 23;
 // What all threads of a load share.
 struct Shared {
     const HostCalls& calls;
-    std::atomic<std::size_t> condemned{0};  // the pages /n1 to /n<this> of the condemned host
+    std::atomic<std::size_t> blockedPages{0};  // the pages /n1 to /n<this> of the blocked host
     std::mutex mutex;
     HostReport report;
 };
@@ -88,16 +88,16 @@ class HostThread {
         page = OwnPage("p");
         Expect(Get(kPhishingHost, page) && Says(0, 0) && verdict_.text.url == kPhishingHost + page, "phishing site");
         page = OwnPage("innocent");
-        Expect(Get(kCondemnedHost, page) && Says(0, 1) && verdict_.text.threat.url == kCondemnedHost + page,
-               "page that is not condemned");
-        // Whatever was condemned before the scan began counts in it.
-        const std::size_t condemned = shared_.condemned.load();
-        if (condemned == 0) return;
-        page = "/n" + std::to_string(1 + turn_ % condemned);
-        Expect(Get(kCondemnedHost, page) && Says(0, 22) &&
-                   std::string_view(verdict_.blockedHost).find(kCondemnedHost) != std::string_view::npos &&
+        Expect(Get(kBlockedHost, page) && Says(0, 1) && verdict_.text.threat.url == kBlockedHost + page,
+               "page that is not blocked");
+        // Whatever was blocked before the scan began counts in it.
+        const std::size_t blockedPages = shared_.blockedPages.load();
+        if (blockedPages == 0) return;
+        page = "/n" + std::to_string(1 + turn_ % blockedPages);
+        Expect(Get(kBlockedHost, page) && Says(0, 22) &&
+                   std::string_view(verdict_.blockedHost).find(kBlockedHost) != std::string_view::npos &&
                    std::string_view(verdict_.blockedPath) == page,
-               "condemned page");
+               "blocked page");
     }
 
     // Remote desktop, asked for by an address that is this thread's own.
@@ -220,18 +220,18 @@ class Meeting {
     std::size_t number_ = 0;  // of the meeting that is waited for
 };
 
-void Condemn(Shared& shared, std::size_t page) {
+void BlockPage(Shared& shared, std::size_t page) {
     IdsBlockRequest request{};
     const std::string text = "/n" + std::to_string(page) + " HTTP/1.1";
     std::memcpy(request.requestText, text.data(), text.size());
-    std::memcpy(request.hostName, kCondemnedHost, std::strlen(kCondemnedHost));
-    if (shared.calls.condemn(&request) == 1) shared.condemned = page;
+    std::memcpy(request.hostName, kBlockedHost, std::strlen(kBlockedHost));
+    if (shared.calls.blockAddress(&request) == 1) shared.blockedPages = page;
 }
 
 }  // namespace
 
 HostReport RunHostThreads(const HostCalls& calls, const HostLoad& load) {
-    constexpr std::size_t kPages = 2000;  // condemned at most, so that a long load keeps asking a table of one size
+    constexpr std::size_t kPages = 2000;  // blocked at most, so that a long load keeps asking a table of one size
     Shared shared{calls, {}, {}, {}};
     std::atomic<bool> goOn{true};
     // Twice in a round: the scans have stopped; the change is made.
@@ -248,7 +248,7 @@ HostReport RunHostThreads(const HostCalls& calls, const HostLoad& load) {
         });
     threads.emplace_back([&] {
         for (std::size_t page = 1; goOn;) {
-            for (std::size_t i = 0; i < load.turns && page <= kPages; ++i) Condemn(shared, page++);
+            for (std::size_t i = 0; i < load.turns && page <= kPages; ++i) BlockPage(shared, page++);
             meeting.Wait();
             meeting.Wait();
         }
@@ -264,7 +264,7 @@ HostReport RunHostThreads(const HostCalls& calls, const HostLoad& load) {
 
 HostReport RunOneTurn(const HostCalls& calls, std::size_t turn) {
     Shared shared{calls, {}, {}, {}};
-    Condemn(shared, 1);
+    BlockPage(shared, 1);
     {
         HostThread thread(shared, turn % kHostThreads);
         thread.Turn(turn);

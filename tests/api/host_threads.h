@@ -1,4 +1,4 @@
-// Eight threads of a host that scan at once, each knowing every verdict it must get, beside one that condemns addresses
+// Eight threads of a host that scan at once, each knowing every verdict it must get, beside one that blocks addresses
 // and one that changes settings while the scans pause. Whose functions are called, and what changes, the caller says.
 #ifndef TARN_TESTS_API_HOST_THREADS_H
 #define TARN_TESTS_API_HOST_THREADS_H
@@ -18,16 +18,16 @@ struct HostCalls {
     decltype(&::WSScanPacket) scanPacket;
     decltype(&::WSScanSMBPacket) scanSmb;
     decltype(&::WSScanLogonEventForPCCTRL) logon;
-    decltype(&::WSAddURLToIDSBlockedList) condemn;
+    decltype(&::WSAddURLToIDSBlockedList) blockAddress;
 };
 
 // What the settings must say: the malicious and the phishing site whole, the white one on the internal white list;
-// category 2 for the condemned host and for the attackers' addresses; one schedule for all users that never allows a
+// category 2 for the blocked host and for the attackers' addresses; one schedule for all users that never allows a
 // controlled account; browsing protection, anti-phishing and the IDS on.
 inline constexpr const char* kWhiteHost = "white.tarn.example";
 inline constexpr const char* kMaliciousHost = "malicious.tarn.example";
 inline constexpr const char* kPhishingHost = "phishing.tarn.example";
-inline constexpr const char* kCondemnedHost = "condemned.tarn.example";
+inline constexpr const char* kBlockedHost = "blocked.tarn.example";
 inline constexpr const char* kAttackerNetwork = "198.51.100.";  // each thread's own last byte from 40 on
 inline constexpr std::size_t kHostThreads = 8;
 

@@ -38,7 +38,7 @@ std::uint8_t TARN_CALL CheckLogon(const LogonEvent* event, LogonVerdict* verdict
                ? 1
                : 0;
 }
-std::uint8_t TARN_CALL Condemn(const IdsBlockRequest* request) {
+std::uint8_t TARN_CALL BlockAddress(const IdsBlockRequest* request) {
     theLibrary->idsBlockedList.Add(*request);
     return 1;
 }
@@ -101,7 +101,7 @@ class ScanThreads : public testing::Test {
         });
     }
 
-    static constexpr HostCalls kCalls{ScanUrl, ScanPacket, ScanSmb, CheckLogon, Condemn};
+    static constexpr HostCalls kCalls{ScanUrl, ScanPacket, ScanSmb, CheckLogon, BlockAddress};
     FakePlatform platform;
     std::unique_ptr<Library> library = std::make_unique<Library>(platform);
     std::uint32_t error = 0;

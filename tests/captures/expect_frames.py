@@ -62,8 +62,8 @@ def signature(policy, frame, local_port):
     return None
 
 
-def condemned_address(tcp):
-    """Key form of host and path, and how it is told."""
+def blocked_address(tcp):
+    """Key form of host and path, and how it is printed."""
     lines = tcp.payload.decode('latin-1').split('\r\n')
     if not lines[0].endswith(('HTTP/1.1', 'HTTP/1.0')):
         return None
@@ -104,7 +104,7 @@ def attacks(policy, file):
             line |= empty if entry['reason'] == EMPTIED else {}
         else:
             continue
-        if line['verdict'] == 'BLOCKED' and tcp and not inbound and (address := condemned_address(tcp)):
+        if line['verdict'] == 'BLOCKED' and tcp and not inbound and (address := blocked_address(tcp)):
             line['address'], line['condemned'] = address
         found.append(line)
     return found

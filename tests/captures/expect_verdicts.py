@@ -234,12 +234,12 @@ def blocked_site(profile, host, path):
 
 # ---- The rules, in their order ----
 
-def condemns(condemned, host, path):
+def blocks(blocked, host, path):
     bare = path.removeprefix('/').removesuffix('/')
-    return (host.removeprefix('www.'), ascii_lower(normalise(bare))) in condemned
+    return (host.removeprefix('www.'), ascii_lower(normalise(bare))) in blocked
 
 
-def judge(policy, request, condemned=()):
+def judge(policy, request, blocked=()):
     kind, remote, data = request['kind'], request['remote'], request['data']
     allowed = ('allowed', 26, '')
     if kind == 'dns':
@@ -274,7 +274,7 @@ def judge(policy, request, condemned=()):
         return ('allowed', 9, f'{threat}: {site}') if white else ('BLOCKED', 2, f'{threat}: {site}')
     if features['anti_phishing'] and phishing_site(policy, host, path):
         return ('allowed', 8, site) if white else ('BLOCKED', 0, site)
-    if features['intrusion_prevention'] and condemns(condemned, host, path):
+    if features['intrusion_prevention'] and blocks(blocked, host, path):
         return ('BLOCKED', 22, site)
     if kind == 'tls' and features['https_inspection'] and \
             host in policy.get('https_inspection', {}).get('blocked_hosts', []):
@@ -388,9 +388,9 @@ def main():
         attacks = expect_frames.attacks(policy, FOLDER / Path(capture).name)
         for request in requests(Path(capture).name):
             request['remote'] = ipaddress.ip_address(new if request['dst'] == old else request['dst'])
-            condemned = [attack['address'] for attack in attacks
+            blocked = [attack['address'] for attack in attacks
                          if 'address' in attack and attack['frame'] <= request['frame']]
-            verdict = judge(policy, request, condemned)
+            verdict = judge(policy, request, blocked)
             host, path = view(request['kind'], request['data'])
             client = new if request['src'] == old else request['src']
             line = {'frame': request['frame'], 'client': client, 'clientPort': request['sport'],

@@ -47,7 +47,7 @@ class FakeLibrary : public Judge {
         return canDrop;
     }
     void BlockAddress(const std::string& host, const std::string& path) override {
-        condemned.push_back(host + " " + path);
+        blockedAddresses.push_back(host + " " + path);
     }
 
     std::vector<ScannedUrl> scanned;
@@ -55,7 +55,7 @@ class FakeLibrary : public Judge {
     std::vector<ScannedPacket> packets;
     std::vector<bool> smbInbound;
     std::vector<std::vector<std::uint8_t>> dropped;
-    std::vector<std::string> condemned;
+    std::vector<std::string> blockedAddresses;
     bool canDrop = true;
     // What is said to the frame of that number, from 1 on.
     std::function<PacketVerdict(std::size_t)> onPacket = [](std::size_t) { return Harmless(); };

@@ -1,4 +1,4 @@
-// What replay makes of the frame scans' answers: direction, report, condemned addresses, connections to reset.
+// What replay makes of the frame scans' answers: direction, report, blocked addresses, connections to reset.
 #include "host/frame_scan.h"
 
 #include <algorithm>
@@ -148,14 +148,14 @@ TEST(FrameScan, ARuleThatTheUserExcludedIsToldAndNothingIsDone) {
     EXPECT_THAT(run.out,
                 AllOf(HasSubstr("20 rule excluded by the user"), HasSubstr("1 frame with an attack: 0 blocked")));
     EXPECT_THAT(environment.library.dropped, IsEmpty());
-    EXPECT_THAT(environment.library.condemned, IsEmpty());
+    EXPECT_THAT(environment.library.blockedAddresses, IsEmpty());
 }
 
-TEST(FrameScan, AnAttackInARequestCondemnsItsAddress) {
+TEST(FrameScan, AnAttackInARequestBlocksItsAddress) {
     FakeEnvironment environment;
     environment.library.onPacket = AttackIn({kFirstRequest, kFirstAnswer, 14});
     const Ran run = RunWith(environment, {"replay", kCurl});
-    EXPECT_THAT(environment.library.condemned,
+    EXPECT_THAT(environment.library.blockedAddresses,
                 ElementsAre("www.lantern.example /", "www.lantern.example /with/port?x=1&y=2"));
     EXPECT_THAT(run.out, HasSubstr("(blocked from now on: www.lantern.example/with/port?x=1&y=2)"));
 }

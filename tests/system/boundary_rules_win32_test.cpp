@@ -35,7 +35,7 @@ class Boundary : public RulesFixture {
         EXPECT_TRUE(Visit("bad.example", "/x"));
         EXPECT_EQ(Verdict(), "0/2");
         EXPECT_TRUE(Ask(url::TlsHello("shop.example")));
-        Condemn("ids.example", "/x HTTP/1.1");
+        BlockAddress("ids.example", "/x HTTP/1.1");
         const network::FrameBytes frame = network::MakeFrame({});
         PacketVerdict packet{};
         EXPECT_EQ(tarn.WSScanPacket(frame.data(), static_cast<std::uint32_t>(frame.size()), 1, 1, 0, &packet), 1);

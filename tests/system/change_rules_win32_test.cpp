@@ -54,7 +54,7 @@ TEST_F(ChangeRules, ABrowsingProtectionPromptThatCannotBeReadReloadsNothing) {
 TEST_F(ChangeRules, AnIntrusionPreventionStatusThatCannotBeReadTurnsTheFeatureOff) {
     answers.idsIpsStatus.enabled = 1;
     ASSERT_TRUE(Init(1));
-    Condemn("ids.example", "/x HTTP/1.1");
+    BlockAddress("ids.example", "/x HTTP/1.1");
     ASSERT_TRUE(Visit("ids.example", "/x"));
     EXPECT_EQ(Verdict(), "0/22");
     ScriptSetResult("ReadIDSIPSStatus", 0);

@@ -47,8 +47,8 @@ struct HostileFrames : SystemFixture {
         ASSERT_TRUE(ScanSmb(smb::FromClient(smb::Smb1TreeConnectRequest(u"share"))));
         ASSERT_TRUE(ScanSmb(smb::FromServer(smb::Smb1TreeConnectReply())));
     }
-    // Whether a create request was parked: its response then has a file to report.
-    bool Parks(const ByteList& request) {
+    // Whether a create request was kept: its response then has a file to report.
+    bool Keeps(const ByteList& request) {
         ScanSmb(request);
         return Reports(smb::FromServer(smb::Smb2CreateResponse(2)));
     }
@@ -101,7 +101,7 @@ TEST_F(HostileFrames, OnlyUntaggedIpv4IsLookedInto) {
     ConnectTrees();
     const ByteList plain = smb::FromClient(smb::Smb2CreateRequest(u"f"));
     EXPECT_TRUE(Blocks(plain));
-    EXPECT_TRUE(Parks(plain));
+    EXPECT_TRUE(Keeps(plain));
     ByteList tagged = plain;
     const std::uint8_t tag[] = {0x81, 0x00, 0x00, 0x2A};
     tagged.insert(tagged.begin() + 12, std::begin(tag), std::end(tag));
@@ -115,7 +115,7 @@ TEST_F(HostileFrames, OnlyUntaggedIpv4IsLookedInto) {
         NewLines();
         EXPECT_FALSE(Blocks(frame));
         EXPECT_EQ(NewLines(), std::vector<std::string>{"PKSScanPacket " + std::to_string(frame.size()) + " 1 1"});
-        EXPECT_FALSE(Parks(frame));
+        EXPECT_FALSE(Keeps(frame));
     }
 }
 
@@ -125,14 +125,14 @@ TEST_F(HostileFrames, AFragmentIsReadAsAWholeFrame) {
     ByteList first = smb::FromClient(smb::Smb2CreateRequest(u"f"));
     smb::PutBe(first, 20, 0x2000, 2);  // more fragments
     EXPECT_TRUE(Blocks(first));
-    EXPECT_TRUE(Parks(first));
+    EXPECT_TRUE(Keeps(first));
     ByteList later = smb::FromClient(smb::Smb2CreateRequest(u"f"));
     smb::PutBe(later, 20, 0x00B9, 2);
     EXPECT_TRUE(Blocks(later));
-    EXPECT_TRUE(Parks(later));
+    EXPECT_TRUE(Keeps(later));
     later.erase(later.begin() + 34, later.begin() + 54);  // data stands where the ports would be
     EXPECT_FALSE(Blocks(later));
-    EXPECT_FALSE(Parks(later));
+    EXPECT_FALSE(Keeps(later));
 }
 
 // Each 16-bit length, from 0 to 65535, over bytes that do not grow with it.
@@ -142,7 +142,7 @@ TEST_F(HostileFrames, EveryNameLengthOverAShortFrame) {
     ByteList create1 = smb::FromClient(smb::Smb1CreateRequest(u"file.txt", {}, 16, 1001));
     for (unsigned length = 0; length <= 0xFFFF; ++length) {
         smb::PutLe(create2, kMessage + 64 + 46, length, 2);
-        ASSERT_EQ(ScanSmb(create2), length <= 16 || length >= 260) << length << ": there, or not parked";
+        ASSERT_EQ(ScanSmb(create2), length <= 16 || length >= 260) << length << ": there, or not kept";
         smb::PutLe(connect2, kMessage + 70, length, 2);
         ASSERT_EQ(ScanSmb(connect2), length <= 10 || length >= 260) << length;
         smb::PutLe(create1, kMessage + 38, length, 2);
@@ -179,7 +179,7 @@ TEST_F(HostileFrames, AnOddNameLosesItsLastByte) {
     ConnectTrees();
     ByteList create = smb::FromClient(smb::Smb2CreateRequest(u"abc"));
     smb::PutLe(create, kMessage + 64 + 46, 5, 2);
-    ASSERT_TRUE(Parks(create));
+    ASSERT_TRUE(Keeps(create));
     EXPECT_EQ(smb::TextOf(&result.fileName), u"ab");
 }
 

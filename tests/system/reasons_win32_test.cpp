@@ -311,36 +311,36 @@ TEST_F(Reasons, EveryVerdictIsAsExpected) {
 
 constexpr std::uint32_t kIdsIpsStatus = 2;  // the kind of settings change
 
-class CondemnedSites : public ScanRecords {};
+class BlockedAddresses : public ScanRecords {};
 
-TEST_F(CondemnedSites, BlockWithHostAndPathInTheirOwnAreas) {
+TEST_F(BlockedAddresses, BlockWithHostAndPathInTheirOwnAreas) {
     answers.idsIpsStatus.enabled = 1;
     ASSERT_TRUE(Init());
-    Condemn("WWW.Bad.Example", "www.bad.example//Path?q=1 HTTP/1.1");
-    Condemn("root.example", "/");
+    BlockAddress("WWW.Bad.Example", "www.bad.example//Path?q=1 HTTP/1.1");
+    BlockAddress("root.example", "/");
     ASSERT_TRUE(Visit("bad.example:8080", "/PATH/"));
     EXPECT_EQ(ExpectedVerdict(0, 22).Blocked("bad.example", "/path/").Difference(verdict), "");
     EXPECT_EQ(Prompt(), kPromptUntouched);
     ASSERT_TRUE(Visit("bad.example", "/path/x"));
-    EXPECT_EQ(Verdict(), "1/26") << "host and path are condemned together";
+    EXPECT_EQ(Verdict(), "1/26") << "host and path are blocked together";
     ASSERT_TRUE(Visit("root.example", "/"));
     EXPECT_EQ(ExpectedVerdict(0, 22).Blocked("root.example", "").Difference(verdict), "");
 
     EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(nullptr), 0);
-    Condemn("", "/everything");
+    BlockAddress("", "/everything");
     ASSERT_TRUE(Visit("other.example", "/everything"));
-    EXPECT_EQ(Verdict(), "1/26") << "an empty host condemns nothing";
+    EXPECT_EQ(Verdict(), "1/26") << "an empty host blocks nothing";
 }
 
-TEST_F(CondemnedSites, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextStart) {
+TEST_F(BlockedAddresses, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextStart) {
     ASSERT_TRUE(Init());
-    Condemn("bad.example", "/x");
+    BlockAddress("bad.example", "/x");
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_EQ(Verdict(), "1/26");
     answers.idsIpsStatus.enabled = 1;
     ASSERT_EQ(tarn.WSSettingsChanged(kIdsIpsStatus, 0, 0, 0), 1U);
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "0/22") << "condemned while the feature was off";
+    EXPECT_EQ(Verdict(), "0/22") << "added while the feature was off";
     ASSERT_TRUE(Init());
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_EQ(Verdict(), "1/26");

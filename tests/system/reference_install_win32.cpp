@@ -31,7 +31,7 @@ std::string Policy() {
     const auto malicious = [&](const std::string& address) {
         policy += "[[sites]]\naddress = " + quoted(address) + "\ncategories = [2]\n";
     };
-    malicious(api::kCondemnedHost);
+    malicious(api::kBlockedHost);
     for (std::size_t i = 0; i < api::kHostThreads; ++i) malicious(api::kAttackerNetwork + std::to_string(40 + i));
     policy +=
         "[parental]\nmode = 1\n"

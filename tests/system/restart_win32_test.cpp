@@ -120,14 +120,14 @@ TEST_F(StartAgain, AFailureLeavesNothingOfTheFirstStart) {
     EXPECT_EQ(Verdict(), "1/26");
 }
 
-TEST_F(StartAgain, TheCondemnedAddressesAreForgotten) {
+TEST_F(StartAgain, TheBlockedAddressesAreForgotten) {
     answers.idsIpsStatus.enabled = 1;
-    IdsBlockRequest condemned{};
-    std::strcpy(condemned.hostName, "ids.example");
-    std::strcpy(condemned.requestText, "/x HTTP/1.1");
+    IdsBlockRequest blockRequest{};
+    std::strcpy(blockRequest.hostName, "ids.example");
+    std::strcpy(blockRequest.requestText, "/x HTTP/1.1");
     for (const bool endFirst : {false, true}) {
         ASSERT_TRUE(Init(1));
-        EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(&condemned), 1);
+        EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(&blockRequest), 1);
         ASSERT_TRUE(Get("ids.example", "/x"));
         EXPECT_EQ(Verdict(), "0/22");
         if (endFirst) Deinit();

@@ -15,13 +15,13 @@ class RulesOfTheLibrary : public ScanRecords {
  public:
     url::ProfileShape profile;
     bool scheduleRuns = false;
-    bool condemned = false;
+    bool addressIsBlocked = false;
 
     std::string Judge() {
         TakeProfiles({profile});
         if (scheduleRuns) Schedule({});
         EXPECT_TRUE(Init());
-        if (condemned) Condemn(kHost, "/");
+        if (addressIsBlocked) BlockAddress(kHost, "/");
         kind = TARN_KIND_TLS;
         EXPECT_TRUE(Ask(url::TlsHello(kHost)));
         return verdict.reason == 0 ? Verdict() + " " + verdict.text.url : Verdict();
@@ -29,7 +29,7 @@ class RulesOfTheLibrary : public ScanRecords {
     void StartRule() {
         StartAnew();
         profile = {};
-        scheduleRuns = condemned = false;
+        scheduleRuns = addressIsBlocked = false;
     }
 };
 
@@ -56,7 +56,7 @@ TEST_F(RulesOfTheLibrary, TheFirstThatMatchesDecides) {
         {"0/22",
          [](RulesOfTheLibrary& t) {
              t.answers.idsIpsStatus.enabled = 1;
-             t.condemned = true;
+             t.addressIsBlocked = true;
          }},
         {"0/15", [](RulesOfTheLibrary& t) { t.answers.httpsBlock = 1; }},
         {"9/26", [](RulesOfTheLibrary& t) { t.stop = 1; }},

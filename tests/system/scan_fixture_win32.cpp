@@ -82,7 +82,7 @@ void ScanRecords::Schedule(const std::array<TimeRange, 7>& days) {
         first.schedule[day] = {days_[day].endHour == 0 && days_[day].endMinute == 0 ? 0U : 1U, &days_[day]};
 }
 
-void ScanRecords::Condemn(const std::string& host, const std::string& requestText) {
+void ScanRecords::BlockAddress(const std::string& host, const std::string& requestText) {
     IdsBlockRequest request;
     std::memset(static_cast<void*>(&request), kCallersByte, sizeof request);
     std::memcpy(request.hostName, host.c_str(), host.size() + 1);

@@ -42,7 +42,7 @@ class ScanRecords : public SystemFixture {
     void TakeProfiles(const std::vector<url::ProfileShape>& shapes, std::uint8_t mode = TARN_PC_ONE_FOR_ALL);
     // The first profile's schedule runs; days hold one range each, or none where its end is 0.
     void Schedule(const std::array<TimeRange, 7>& days);
-    void Condemn(const std::string& host, const std::string& requestText);
+    void BlockAddress(const std::string& host, const std::string& requestText);
 
     // Answers and request as at the beginning, the library as it is: for tables of cases.
     void StartAnew();

@@ -50,7 +50,7 @@ TEST_F(SmbCaptures, EveryCreateIsReportedOrExplained) {
     }
 }
 
-// A conversation that is cut in two by a restart: what was parked and connected before is forgotten.
+// A conversation that is cut in two by a restart: what was pending and connected before is forgotten.
 TEST_F(SmbCaptures, ARestartForgetsTheConversation) {
     const auto frames = smb::ReadFrames("smb2_311_signed.pcap");
     ASSERT_TRUE(Init());

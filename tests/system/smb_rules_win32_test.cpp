@@ -49,11 +49,11 @@ class SmbRules : public SystemFixture {
         EXPECT_TRUE(Client(smb::Smb1CreateRequest(u"file", keys)));
         return Server(smb::Smb1CreateReply(2, keys)) && Reported() == "file";
     }
-    void Park() {
+    void LeavePendingRequests() {
         ASSERT_TRUE(Client(smb::Smb2CreateRequest(u"parked", Smb2Keys{70})));
         ASSERT_TRUE(Client(smb::Smb1CreateRequest(u"parked", Smb1Keys{70})));
     }
-    // That neither a parked request nor a tree is left of what Connect and Park did.
+    // That neither a pending request nor a tree is left of what Connect and LeavePendingRequests did.
     void ExpectEmptyTables() {
         EXPECT_FALSE(Server(smb::Smb2CreateResponse(2, Smb2Keys{70}))) << "its request was forgotten";
         EXPECT_FALSE(Server(smb::Smb1CreateReply(2, Smb1Keys{70})));
@@ -116,10 +116,10 @@ TEST_F(SmbRules, AllBitsOfAMessageIdCount) {
 TEST_F(SmbRules, AnEndForgetsRequestsAndTrees) {
     ASSERT_TRUE(Init());
     Connect();
-    Park();
+    LeavePendingRequests();
     tarn.WSShutDown(0, 0, 0, 0);
     ExpectFullTables();
-    Park();
+    LeavePendingRequests();
     Deinit();
     ExpectEmptyTables();
 }
@@ -137,7 +137,7 @@ TEST_F(SmbRules, AStartThatFailsInItsLastStepForgetsThemToo) {
     int followed = 0;
     duringLastStep = [&] {
         Connect();
-        Park();
+        LeavePendingRequests();
         ++followed;
     };
     // Only the last question of the folder fails: that for the DNS switch.

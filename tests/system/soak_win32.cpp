@@ -147,7 +147,7 @@ int main(int count, char** arguments) {
     if (number == 0 || (unit != "--cycles" && unit != "--seconds")) {
         std::puts(
             "soak --cycles N    N lives of the library; handles, threads and memory may not grow after the first 100");
-        std::puts("soak --seconds N   eight scanning threads, one that condemns addresses, changes in their pauses");
+        std::puts("soak --seconds N   eight scanning threads, one that blocks addresses, changes in their pauses");
         return 2;
     }
     tarn::system_test::Soak soak;

@@ -25,7 +25,7 @@ class StartRules : public RulesFixture {
         EXPECT_TRUE(Visit("ids.example", "/x"));
         return Verdict() == "0/22";
     }
-    void Add() { Condemn("ids.example", "/x HTTP/1.1"); }
+    void Add() { BlockAddress("ids.example", "/x HTTP/1.1"); }
 };
 
 // ---- The list of blocked addresses ----

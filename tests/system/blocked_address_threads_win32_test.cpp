@@ -1,4 +1,4 @@
-// Condemned addresses asked and added by threads at once: a scan is stopped at each of its steps in turn, and while it
+// Blocked addresses asked and added by threads at once: a scan is stopped at each of its steps in turn, and while it
 // holds the list other scans must pass and a new address must wait.
 #include <cstring>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace tarn::system_test {
 namespace {
 
-class CondemnedThreads : public ScanRecords {
+class BlockedAddressThreads : public ScanRecords {
  protected:
     // Each thread has records of its own.
     void ExpectBlocked() const {
@@ -34,10 +34,10 @@ class CondemnedThreads : public ScanRecords {
     }
 };
 
-TEST_F(CondemnedThreads, ScansAskTheListTogetherAndANewAddressWaitsForThem) {
+TEST_F(BlockedAddressThreads, ScansAskTheListTogetherAndANewAddressWaitsForThem) {
     answers.idsIpsStatus.enabled = 1;
     ASSERT_TRUE(Init());
-    Condemn("bad.example", "/dir/file");
+    BlockAddress("bad.example", "/dir/file");
     int additionsThatWaited = 0;
     for (std::size_t step = 0;; ++step) {
         SCOPED_TRACE(step);
