@@ -26,8 +26,8 @@ class LibraryLife : public SystemFixture {
     Life Live(const std::string& what) {
         const std::filesystem::path output = folder / (what + ".txt");
         SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        machine::UniqueFile file(CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
-                                          CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        machine::UniqueFile file(CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                             &inherited, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         EXPECT_TRUE(file.Owns());
         STARTUPINFOW start{};
         start.cb = sizeof start;

@@ -255,10 +255,10 @@ TEST_F(WebExtensionScan, APatternNeedsTheModuleAndItsAnswer) {
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26") << "the flag of a call that failed";
     script.patternAnswer = true;
-    auto patterns = std::exchange(companions.urlPatterns, {});
+    companions.urlPatterns = {};
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26");
-    companions.urlPatterns = std::move(patterns);
+    companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
     settings.bpStatus = 0;
     EXPECT_TRUE(Report("https://bad.example/"));
     EXPECT_EQ(Verdict(), "1/26");
