@@ -11,6 +11,7 @@
 
 #include "network/frame_bytes.h"
 #include "network/packet_scan.h"
+#include "support/verdict_matchers.h"
 
 namespace tarn::network {
 
@@ -130,8 +131,7 @@ class PacketScan : public testing::Test {
         return fields;
     }
 
-    // "action/reason", the short form of a verdict.
-    std::string Verdict() const { return std::to_string(verdict.action) + "/" + std::to_string(verdict.reason); }
+    PacketDecision Verdict() const { return DecisionOf(verdict); }
     bool AskedSignaturesOnly() const {
         return script.journal.size() == 1 && script.journal[0].starts_with("signatures ");
     }

@@ -29,13 +29,13 @@ class ActionRules : public RulesFixture {
         tarn.WSShutDown(0, 0, 0, 0);
         answers.quarantinedUrl[0] = u'\xFFFF';
         EXPECT_TRUE(Visit(host, target));
-        EXPECT_EQ(Verdict(), "0/1");
+        EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY));
         return answers.quarantinedUrl[0] == u'\xFFFF' ? u"(not asked)" : std::u16string(answers.quarantinedUrl);
     }
     Lines Actions() {
         NewLines();
         EXPECT_TRUE(Visit("bad.example", "/x"));
-        EXPECT_EQ(Verdict(), "0/2");
+        EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
         return NewLines();
     }
 };

@@ -33,7 +33,7 @@ class Boundary : public RulesFixture {
         for (std::uint32_t setting = 0; setting <= 8; ++setting) EXPECT_EQ(Change(setting), 1U) << setting;
         EXPECT_EQ(Update(0x10FF), 1);
         EXPECT_TRUE(Visit("bad.example", "/x"));
-        EXPECT_EQ(Verdict(), "0/2");
+        EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
         EXPECT_TRUE(Ask(url::TlsHello("shop.example")));
         BlockAddress("ids.example", "/x HTTP/1.1");
         const network::FrameBytes frame = network::MakeFrame({});
@@ -175,7 +175,7 @@ TEST_F(Boundary, ALibraryWhoseLocksHaveNoSemaphoresStillJudges) {
     request.remoteAddress = remote;
     request.kind = TARN_KIND_HTTP;
     EXPECT_EQ(poor.WSScanUrl(&request, &verdict, &prompt), 1);
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(poor.WSDeinit(&error), 1);
 }
 

@@ -37,7 +37,7 @@ class DnsThreads : public ScanRecords {
         kind = TARN_KIND_TLS;
         remotePort = 443;
         EXPECT_TRUE(Ask(url::TlsHello("")));
-        return Verdict() == "0/2";
+        return Verdict() == Blocks(TARN_REASON_MALICIOUS);
     }
     // The names that were saved in the first slots, the older one first.
     std::string SavedName(std::size_t slot) const { return answers.savedDnsNames[slot]; }

@@ -1,5 +1,5 @@
 // A verdict record as a scan must leave it, byte for byte: the caller's bytes but for what the deciding rule writes.
-// What stands behind the NUL of a text is unspecified and is not compared.
+// What stands behind the NUL of a text is not compared.
 #ifndef TARN_TESTS_SYSTEM_EXPECTED_VERDICT_H
 #define TARN_TESTS_SYSTEM_EXPECTED_VERDICT_H
 
@@ -12,16 +12,18 @@
 
 #include "tarn/records.h"
 
+#include "support/verdict_matchers.h"
+
 namespace tarn::system_test {
 
 inline constexpr unsigned char kCallersByte = 0xCD;
 
 class ExpectedVerdict {
  public:
-    ExpectedVerdict(std::uint32_t allow, std::uint32_t reason) {
+    explicit ExpectedVerdict(const UrlDecision& decision) {
         bytes_.fill(kCallersByte);
-        Put(offsetof(UrlVerdict, allow), &allow, sizeof allow);
-        Put(offsetof(UrlVerdict, reason), &reason, sizeof reason);
+        Put(offsetof(UrlVerdict, allow), &decision.allow, sizeof decision.allow);
+        Put(offsetof(UrlVerdict, reason), &decision.reason, sizeof decision.reason);
     }
     ExpectedVerdict& Url(std::string_view url) { return Text(kText, TARN_URL_CAPACITY, url); }
     ExpectedVerdict& ThreatName(std::string_view name) { return Text(kText, sizeof ThreatText{}.name, name); }
@@ -60,8 +62,8 @@ class ExpectedVerdict {
     static constexpr std::size_t kText = offsetof(UrlVerdict, text);
 
     static std::string Shown(const UrlVerdict& verdict) {
-        return std::to_string(verdict.allow) + "/" + std::to_string(verdict.reason) + " '" +
-               std::string(verdict.text.url, strnlen(verdict.text.url, 60)) + "'";
+        return testing::PrintToString(
+            UrlDecisionWithUrl(DecisionOf(verdict), std::string(verdict.text.url, strnlen(verdict.text.url, 60))));
     }
     void Put(std::size_t offset, const void* value, std::size_t size) { std::memcpy(&bytes_[offset], value, size); }
     void Open(std::size_t offset, std::size_t size) {

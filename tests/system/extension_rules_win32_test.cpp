@@ -15,7 +15,7 @@ using url::ProfileSite;
 
 class ExtensionRules : public SiteRecords {
  protected:
-    std::string VerdictOfUrl(const std::string& url) {
+    UrlDecision VerdictOfUrl(const std::string& url) {
         std::string text = url;
         ScanRequest request;
         std::memset(static_cast<void*>(&request), kCallersByte, sizeof request);
@@ -44,13 +44,13 @@ TEST_F(ExtensionRules, WithoutTheCategorySwitchNoCategoryIsBlocked) {
     TakeProfiles({shape});
     Categorise({9, 41});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "0/7");
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Blocks(TARN_REASON_PARENTAL_CATEGORY));
     shape.categorySwitch = 0;
     TakeProfiles({shape});
     answers.bpStatus = 1;  // the look-up is made
     ASSERT_TRUE(Init());
     NewLines();
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "1/26");
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Allows(TARN_REASON_DEFAULT));
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories https://a.example/x 0",
                                         "WSCheckURLMaliciousPattern 3 a.example x 0", "SCReleaseCategories"));
 }
@@ -59,8 +59,10 @@ TEST_F(ExtensionRules, TheBlockListIsAskedAsForASecureConnection) {
     TakeProfiles(
         {Blocking({{"secure.example", "", 0, 2}, {"parts.example", "/part", 0, 1}, {"parts.example/", "part"}})});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://secure.example/x"), "0/6") << "kind 2 is the whole site of secure connections";
-    EXPECT_EQ(VerdictOfUrl("https://parts.example/part"), "1/26") << "no path of a site is tested for them";
+    EXPECT_THAT(VerdictOfUrl("https://secure.example/x"), Blocks(TARN_REASON_PARENTAL_SITE))
+        << "kind 2 is the whole site of secure connections";
+    EXPECT_THAT(VerdictOfUrl("https://parts.example/part"), Allows(TARN_REASON_DEFAULT))
+        << "no path of a site is tested for them";
 }
 
 TEST_F(ExtensionRules, TheAllowedListIsAskedAsForASecureConnectionWithAPathWithoutItsSlash) {
@@ -70,13 +72,14 @@ TEST_F(ExtensionRules, TheAllowedListIsAskedAsForASecureConnectionWithAPathWitho
         ASSERT_TRUE(Init());
     };
     allow({"games.example", "", 1, 2});
-    EXPECT_EQ(VerdictOfUrl("https://games.example/x"), "1/26") << "kind 2 is for secure connections";
+    EXPECT_THAT(VerdictOfUrl("https://games.example/x"), Allows(TARN_REASON_DEFAULT))
+        << "kind 2 is for secure connections";
     allow({"games.example", "ok", 0});
-    EXPECT_EQ(VerdictOfUrl("https://games.example/ok/x"), "1/26");
-    EXPECT_EQ(VerdictOfUrl("https://games.example/okay"), "0/6");
+    EXPECT_THAT(VerdictOfUrl("https://games.example/ok/x"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOfUrl("https://games.example/okay"), Blocks(TARN_REASON_PARENTAL_SITE));
     allow({"games.example", "/ok", 0});
-    EXPECT_EQ(VerdictOfUrl("https://games.example/ok/x"), "0/6");
-    EXPECT_EQ(VerdictOfUrl("https://games.example//ok/x"), "1/26");
+    EXPECT_THAT(VerdictOfUrl("https://games.example/ok/x"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOfUrl("https://games.example//ok/x"), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ExtensionRules, TheProfileSwitchIsNotAsked) {
@@ -86,21 +89,22 @@ TEST_F(ExtensionRules, TheProfileSwitchIsNotAsked) {
     TakeProfiles({shape});
     Categorise({41});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://games.example/x"), "0/6");
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "0/7");
-    EXPECT_EQ(VerdictOf("games.example", "/x"), "1/26") << "as the other scan does";
+    EXPECT_THAT(VerdictOfUrl("https://games.example/x"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Blocks(TARN_REASON_PARENTAL_CATEGORY));
+    EXPECT_THAT(VerdictOf("games.example", "/x"), Allows(TARN_REASON_DEFAULT)) << "as the other scan does";
 }
 
 TEST_F(ExtensionRules, TheBlockListIsAskedInTheLetterCaseOfTheUrl) {
     TakeProfiles({Blocking({{"games.example", ""}})});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://games.example/"), "0/6");
-    EXPECT_EQ(VerdictOfUrl("https://Games.example/"), "1/26");
-    EXPECT_EQ(VerdictOfUrl("https://WWW.games.example/"), "1/26");
+    EXPECT_THAT(VerdictOfUrl("https://games.example/"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOfUrl("https://Games.example/"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOfUrl("https://WWW.games.example/"), Allows(TARN_REASON_DEFAULT));
     answers.pcSettings.entries[0].allowedSites = UserList({{"games.EXAMPLE"}});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://Games.example/"), "1/26");
-    EXPECT_EQ(VerdictOfUrl("https://games.example/"), "1/26") << "the allowed list knows no letter case";
+    EXPECT_THAT(VerdictOfUrl("https://Games.example/"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOfUrl("https://games.example/"), Allows(TARN_REASON_DEFAULT))
+        << "the allowed list knows no letter case";
 }
 
 TEST_F(ExtensionRules, APatternMatcherThatIsMissingOrFailsFindsNothing) {
@@ -109,14 +113,15 @@ TEST_F(ExtensionRules, APatternMatcherThatIsMissingOrFailsFindsNothing) {
     answers.bpStatus = 1;
     answers.malicious = 1;
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "0/2");
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Blocks(TARN_REASON_MALICIOUS));
     ScriptSetResult("WSCheckURLMaliciousPattern", 0);
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "1/26") << "a false answer, though the flag was set";
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Allows(TARN_REASON_DEFAULT))
+        << "a false answer, though the flag was set";
     ScriptSetResult("WSCheckURLMaliciousPattern", 1);
     ScriptSetResult("WSInitUrlsig", 0);
     ASSERT_TRUE(Init());
     NewLines();
-    EXPECT_EQ(VerdictOfUrl("https://a.example/x"), "1/26");
+    EXPECT_THAT(VerdictOfUrl("https://a.example/x"), Allows(TARN_REASON_DEFAULT));
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories https://a.example/x 0", "SCReleaseCategories"));
 }
 
@@ -124,16 +129,16 @@ TEST_F(ExtensionRules, AnIpLiteralIsAskedWithTheAddressOfZeros) {
     // The rules hold IPv4 addresses as numbers in host order.
     TakeProfiles({Blocking({{"zero.example", "", 1, 1, 0, {{TARN_FAMILY_IPV4, {}}}}})});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://203.0.113.5/"), "0/6");
-    EXPECT_EQ(VerdictOfUrl("https://2001:db8::1/"), "0/6");
-    EXPECT_EQ(VerdictOfUrl("https://a.example/"), "1/26") << "a name is not an address";
+    EXPECT_THAT(VerdictOfUrl("https://203.0.113.5/"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOfUrl("https://2001:db8::1/"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOfUrl("https://a.example/"), Allows(TARN_REASON_DEFAULT)) << "a name is not an address";
     TakeProfiles({Blocking({{"zero.example", "", 1, 1, 0, {{TARN_FAMILY_IPV6, {}}}}})});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://203.0.113.5/"), "1/26") << "zeros of the other family";
+    EXPECT_THAT(VerdictOfUrl("https://203.0.113.5/"), Allows(TARN_REASON_DEFAULT)) << "zeros of the other family";
     TakeProfiles({Blocking({{"some.example", "", 1, 1, 0, {{TARN_FAMILY_IPV4, {6, 113, 0, 203}}}}})});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOfUrl("https://203.0.113.5/"), "1/26");
-    EXPECT_EQ(VerdictOfUrl("https://203.0.113.6/"), "0/6") << "by its text";
+    EXPECT_THAT(VerdictOfUrl("https://203.0.113.5/"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOfUrl("https://203.0.113.6/"), Blocks(TARN_REASON_PARENTAL_SITE)) << "by its text";
 }
 
 }  // namespace

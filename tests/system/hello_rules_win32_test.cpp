@@ -38,8 +38,8 @@ class HelloRules : public ScanRecords {
     }
     bool Names(const std::string& hello) {
         EXPECT_TRUE(Ask(hello));
-        const bool isNamed = Verdict() == "0/2";
-        EXPECT_TRUE(isNamed || Verdict() == "1/26") << Verdict();
+        const bool isNamed = Verdict() == Blocks(TARN_REASON_MALICIOUS);
+        EXPECT_TRUE(isNamed || Verdict() == Allows(TARN_REASON_DEFAULT)) << Verdict();
         return isNamed;
     }
     // The captured hellos that name the site.

@@ -73,7 +73,11 @@ class ProgramActions : public ScanRecords {
         processId = program.Id();
         NewLines();
         EXPECT_TRUE(Visit("bad.example", target));
-        EXPECT_EQ(ExpectedVerdict(0, 2).ThreatName("Worm").ThreatUrl("bad.example" + target).Difference(verdict), "");
+        EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS))
+                      .ThreatName("Worm")
+                      .ThreatUrl("bad.example" + target)
+                      .Difference(verdict),
+                  "");
         EXPECT_EQ(Prompt(), "3 4");
         EXPECT_EQ(GetModuleHandleA("isolate.dll"), nullptr) << "freed behind each action";
         return NewLines();
@@ -151,7 +155,11 @@ TEST_F(ProgramActions, APatternAndAMaliciousCategoryActTooAndAPhishingSiteDoesNo
     processId = first.Id();
     NewLines();
     ASSERT_TRUE(Visit("a.example:8080", "/Pattern"));
-    EXPECT_EQ(ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("a.example/pattern").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS))
+                  .ThreatName("Malicious Url")
+                  .ThreatUrl("a.example/pattern")
+                  .Difference(verdict),
+              "");
     EXPECT_EQ(Prompt(), "3 4");
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories a.example:8080/Pattern 0",
                                         "WSCheckURLMaliciousPattern 1 a.example /pattern 20480", "load isolate.dll",
@@ -160,12 +168,15 @@ TEST_F(ProgramActions, APatternAndAMaliciousCategoryActTooAndAPhishingSiteDoesNo
     processId = second.Id();
     Categorise({3});
     ASSERT_TRUE(Visit("a.example", "/Phish"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories a.example/Phish 0", "SCReleaseCategories"));
 
     Categorise({2});
     ASSERT_TRUE(Visit("a.example:8080", "/Category"));
-    EXPECT_EQ(ExpectedVerdict(0, 1).ThreatUrl("a.example:8080/Category").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS_CATEGORY))
+                  .ThreatUrl("a.example:8080/Category")
+                  .Difference(verdict),
+              "");
     EXPECT_EQ(Prompt(), "3 4");
     EXPECT_THAT(NewLines(),
                 ElementsAre("SCGetURLCategories a.example:8080/Category 0", "SCReleaseCategories", "load isolate.dll",
@@ -177,7 +188,7 @@ TEST_F(ProgramActions, NobodyIsNotActedAgainst) {
     processId = kNobody;
     NewLines();
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "0/2") << "the verdict needs no user";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "the verdict needs no user";
     EXPECT_THAT(NewLines(), IsEmpty());
 }
 

@@ -40,7 +40,7 @@ class ProgramRules : public SiteRecords {
     std::string ActedOn(const std::string& target = "/x") {
         EXPECT_TRUE(Init());
         NewLines();
-        EXPECT_EQ(VerdictOf("bad.example", target), "0/2");
+        EXPECT_THAT(VerdictOf("bad.example", target), Blocks(TARN_REASON_MALICIOUS));
         const std::string start = "ZRQuarantineFile 0 2 ";
         for (const std::string& line : NewLines())
             if (line.starts_with(start)) return line.substr(start.size());
@@ -51,7 +51,7 @@ class ProgramRules : public SiteRecords {
         answers.httpsBlock = 1;
         kind = TARN_KIND_TLS;
         const bool known = Ask(TlsHello("shop.example"));
-        EXPECT_EQ(Verdict(), known ? "0/15" : "1/26");
+        EXPECT_THAT(Verdict(), known ? Blocks(TARN_REASON_HTTPS_INSPECTION) : Allows(TARN_REASON_DEFAULT));
         kind = TARN_KIND_HTTP;
         return known;
     }
@@ -65,8 +65,10 @@ TEST_F(ProgramRules, AnEmptyUrlIsHandedOnAsAnEmptyText) {
     answers.malicious = 1;
     ASSERT_TRUE(Init());
     NewLines();
-    EXPECT_EQ(VerdictOf(":80", "/"), "0/2");
-    EXPECT_EQ(ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("").Difference(verdict), "");
+    EXPECT_THAT(VerdictOf(":80", "/"), Blocks(TARN_REASON_MALICIOUS));
+    EXPECT_EQ(
+        ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS)).ThreatName("Malicious Url").ThreatUrl("").Difference(verdict),
+        "");
     EXPECT_THAT(NewLines(),
                 ElementsAre("SCGetURLCategories :80 0", "WSCheckURLMaliciousPattern 1   20480", "load isolate.dll",
                             "ZRQuarantineFile 0 2 " + OwnExecutable(), "for ", "unload isolate.dll"));
@@ -166,12 +168,14 @@ TEST_F(ProgramRules, AFailedAccountLookUpIsNoUser) {
     TakeProfiles({shape});
     ASSERT_TRUE(Init());
     EXPECT_TRUE(KnowsTheUser());
-    EXPECT_EQ(VerdictOf("games.example", "/"), "0/6");
-    EXPECT_EQ(ExpectedVerdict(0, 6).Url("games.example").User(u"Tester").Difference(verdict), "");
+    EXPECT_THAT(VerdictOf("games.example", "/"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_EQ(
+        ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("games.example").User(u"Tester").Difference(verdict),
+        "");
     EXPECT_NE(ActedOn(), "");
     systemScript.knowsAccounts = false;
     EXPECT_FALSE(KnowsTheUser());
-    EXPECT_EQ(VerdictOf("games.example", "/"), "1/26") << "the block lists are left";
+    EXPECT_THAT(VerdictOf("games.example", "/"), Allows(TARN_REASON_DEFAULT)) << "the block lists are left";
     EXPECT_EQ(ActedOn(), "");
 }
 
@@ -195,7 +199,7 @@ TEST_F(ProgramRules, AnInvalidOrLongIdentifierStaysZero) {
         std::memset(field, 0, sizeof field);
         std::memcpy(field, sid.data(), std::min(sid.size(), sizeof field));
         EXPECT_TRUE(Init());
-        return VerdictOf("games.example", "/") == "0/6";
+        return VerdictOf("games.example", "/") == Blocks(TARN_REASON_PARENTAL_SITE);
     };
     for (const std::uint8_t count : {std::uint8_t{1}, std::uint8_t{5}, std::uint8_t{15}}) {
         systemScript.identifier = identifier(1, count);

@@ -63,41 +63,44 @@ std::vector<ReasonCase> ReasonCases() {
                                   kAddressNumber + " " + kPortNumber + " " + std::to_string(hello.size());
     const std::string mail = "a.example:8080/Path/x";
     return {
-        {"Default", nothing, TARN_KIND_HTTP, Request("a.example", "/x"), true, ExpectedVerdict(1, 26), kUntouched},
+        {"Default", nothing, TARN_KIND_HTTP, Request("a.example", "/x"), true,
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"DefaultOfAnUnknownKind", [](ScanRecords& s) { s.MakeMalicious("a.example", "Worm"); }, 5,
-         Request("a.example", "/x"), true, ExpectedVerdict(1, 26), kUntouched},
+         Request("a.example", "/x"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"ParentalSite", [](ScanRecords& s) { s.TakeProfiles({Blocking("Games.example")}); }, TARN_KIND_HTTP,
          Request("WWW.games.example:81", "//Chess/x?y"), true,
-         ExpectedVerdict(0, 6).Url("www.games.example/chess/x").User(user), "31 32"},
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("www.games.example/chess/x").User(user), "31 32"},
         {"ParentalSiteOfTheUsersOwnProfile",
          [](ScanRecords& s) {
              ProfileShape own = Blocking("games.example");
              own.sid = 0;
              s.TakeProfiles({Blocking("games.example"), own}, 2);
          },
-         TARN_KIND_HTTP, Request("games.example", "/"), true, ExpectedVerdict(0, 6).Url("games.example").User(user),
-         "31 32"},
+         TARN_KIND_HTTP, Request("games.example", "/"), true,
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("games.example").User(user), "31 32"},
         {"ParentalSiteOfAnotherUser", [](ScanRecords& s) { s.TakeProfiles({Blocking("games.example")}, 2); },
-         TARN_KIND_HTTP, Request("games.example", "/"), true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_HTTP, Request("games.example", "/"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"ParentalSiteOfNobody",
          [](ScanRecords& s) {
              s.processId = kNobody;
              s.TakeProfiles({Blocking("games.example")});
          },
-         TARN_KIND_HTTP, Request("games.example", "/"), true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_HTTP, Request("games.example", "/"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"Schedule",
          [](ScanRecords& s) {
              s.TakeProfiles({ProfileShape{}});
              s.Schedule({});
          },
-         TARN_KIND_HTTP, Request("a.example", "/"), true, ExpectedVerdict(0, 5).User(user).AnyTime(), "31 32"},
+         TARN_KIND_HTTP, Request("a.example", "/"), true,
+         ExpectedVerdict(Blocks(TARN_REASON_SCHEDULE)).User(user).AnyTime(), "31 32"},
         {"ScheduleOfNobody",
          [](ScanRecords& s) {
              s.processId = kNobody;
              s.TakeProfiles({ProfileShape{}});
              s.Schedule({});
          },
-         TARN_KIND_HTTP, Request("a.example", "/"), true, ExpectedVerdict(0, 5).User(u"").AnyTime(), "31 32"},
+         TARN_KIND_HTTP, Request("a.example", "/"), true,
+         ExpectedVerdict(Blocks(TARN_REASON_SCHEDULE)).User(u"").AnyTime(), "31 32"},
         {"ScheduleTimeList",
          [](ScanRecords& s) {
              ProfileShape shape;
@@ -105,31 +108,42 @@ std::vector<ReasonCase> ReasonCases() {
              s.TakeProfiles({shape});
              s.Schedule({});
          },
-         TARN_KIND_HTTP, Request("a.example", "/"), true, ExpectedVerdict(1, 26).AnyTime(), kUntouched},
+         TARN_KIND_HTTP, Request("a.example", "/"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).AnyTime(),
+         kUntouched},
         {"MaliciousWhiteListed",
          [](ScanRecords& s) {
              s.MakeMalicious("a.example", "Worm");
              s.LetUserAllow("A.example/ok/");
          },
          TARN_KIND_HTTP, Request("a.example", "/OK/x"), true,
-         ExpectedVerdict(1, 9).ThreatName("Worm").ThreatUrl("a.example/ok/x"), "3 4"},
+         ExpectedVerdict(Allows(TARN_REASON_MALICIOUS_WHITE_LISTED)).ThreatName("Worm").ThreatUrl("a.example/ok/x"),
+         "3 4"},
         {"Phishing", [](ScanRecords& s) { s.MakePhishing("a.example"); }, TARN_KIND_HTTP_SECURE,
-         Request("A.example", "/Login"), true, ExpectedVerdict(0, 0).Url("a.example/login"), "5 6"},
+         Request("A.example", "/Login"), true, ExpectedVerdict(Blocks(TARN_REASON_PHISHING)).Url("a.example/login"),
+         "5 6"},
         {"PhishingWhiteListed",
          [](ScanRecords& s) {
              s.MakePhishing("a.example");
              s.LetUserAllow("a.example");
          },
-         TARN_KIND_HTTP, Request("a.example", "/login"), true, ExpectedVerdict(1, 8).Url("a.example/login"), "5 6"},
+         TARN_KIND_HTTP, Request("a.example", "/login"), true,
+         ExpectedVerdict(Allows(TARN_REASON_PHISHING_WHITE_LISTED)).Url("a.example/login"), "5 6"},
         {"HttpsInspection",
          [](ScanRecords& s) { s.answers.httpsBlock = 1; },
          TARN_KIND_TLS,
          hello,
          true,
-         ExpectedVerdict(0, 15).Url("shop.example").User(user),
+         ExpectedVerdict(Blocks(TARN_REASON_HTTPS_INSPECTION)).Url("shop.example").User(user),
          kUntouched,
          {inspected}},
-        {"HttpsInspectionPasses", nothing, TARN_KIND_TLS, hello, true, ExpectedVerdict(1, 26), kUntouched, {inspected}},
+        {"HttpsInspectionPasses",
+         nothing,
+         TARN_KIND_TLS,
+         hello,
+         true,
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
+         kUntouched,
+         {inspected}},
         {"HttpsInspectionFails",
          [](ScanRecords& s) {
              s.answers.httpsBlock = 1;
@@ -138,7 +152,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_TLS,
          hello,
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {inspected}},
         {"HttpsInspectionOfNobody",
@@ -149,7 +163,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_TLS,
          hello,
          false,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {"TiScanHttpsPacket " + std::to_string(kNobody) + " shop.example " + kAddressNumber + " " + kPortNumber + " " +
           std::to_string(hello.size())}},
@@ -158,7 +172,7 @@ std::vector<ReasonCase> ReasonCases() {
              s.answers.httpsBlock = 1;
              ScriptSetResult("IntializeSSL", 0);
          },
-         TARN_KIND_TLS, hello, true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_TLS, hello, true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"MaliciousCategoryWhiteListed",
          [](ScanRecords& s) {
              LookUp(s, {9, 2}, true, false);
@@ -167,7 +181,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example:8080", "/Path/x"),
          true,
-         ExpectedVerdict(1, 9).ThreatUrl(mail),
+         ExpectedVerdict(Allows(TARN_REASON_MALICIOUS_WHITE_LISTED)).ThreatUrl(mail),
          "3 4",
          {"SCGetURLCategories " + mail + " 0", "SCReleaseCategories"}},
         {"MaliciousCategoryOfTheInternalList",
@@ -178,7 +192,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example:8080", "/Path/x"),
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {"SCGetURLCategories " + mail + " 0", "SCReleaseCategories"}},
         {"PhishingCategory",
@@ -188,7 +202,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_TLS,
          TlsHello("Shop.example"),
          true,
-         ExpectedVerdict(0, 0).Url("https://shop.example"),
+         ExpectedVerdict(Blocks(TARN_REASON_PHISHING)).Url("https://shop.example"),
          "5 6",
          {inspected, "SCGetURLCategories https://shop.example 0", "SCReleaseCategories"}},
         {"PhishingCategoryWhiteListed",
@@ -199,7 +213,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example:8080", "/Path/x"),
          true,
-         ExpectedVerdict(1, 8).Url(mail),
+         ExpectedVerdict(Allows(TARN_REASON_PHISHING_WHITE_LISTED)).Url(mail),
          "5 6",
          {"SCGetURLCategories " + mail + " 0", "SCReleaseCategories"}},
         {"ParentalCategory",
@@ -210,7 +224,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example:8080", "/Path/x"),
          true,
-         ExpectedVerdict(0, 7).Url(mail).Category(41, u"Scripted").User(user),
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_CATEGORY)).Url(mail).Category(41, u"Scripted").User(user),
          "31 32",
          {"SCGetURLCategories " + mail + " 0", "SCGetCategoryName 41 100", "SCReleaseCategories"}},
         {"ParentalCategoryWithoutNames",
@@ -223,7 +237,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_FTP,
          "RETR Pub/x\r\n",
          true,
-         ExpectedVerdict(0, 7).Url("203.0.113.5/Pub/x").Category(41, u"").User(u""),
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_CATEGORY)).Url("203.0.113.5/Pub/x").Category(41, u"").User(u""),
          "31 32",
          {"SCGetURLCategories ftp://203.0.113.5/Pub/x 0", "SCGetCategoryName 41 100", "SCReleaseCategories"}},
         {"CategoriesThatNobodyBlocks",
@@ -233,7 +247,7 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example", "/x"),
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {"SCGetURLCategories a.example/x 0", "SCReleaseCategories"}},
         {"FailedLookUpWithAnArray",
@@ -244,11 +258,11 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example", "/x"),
          false,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {"SCGetURLCategories a.example/x 0", "SCReleaseCategories"}},
         {"LiteralsAreNotLookedUp", [](ScanRecords& s) { LookUp(s, {2}, true, true); }, TARN_KIND_HTTP,
-         Request("[2001:db8::1]:80", "/x"), false, ExpectedVerdict(1, 26), kUntouched},
+         Request("[2001:db8::1]:80", "/x"), false, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"PatternWhiteListed",
          [](ScanRecords& s) {
              LookUp(s, {}, true, false);
@@ -258,7 +272,9 @@ std::vector<ReasonCase> ReasonCases() {
          TARN_KIND_HTTP,
          Request("a.example", "/X"),
          true,
-         ExpectedVerdict(1, 9).ThreatName("Malicious Url").ThreatUrl("a.example/x"),
+         ExpectedVerdict(Allows(TARN_REASON_MALICIOUS_WHITE_LISTED))
+             .ThreatName("Malicious Url")
+             .ThreatUrl("a.example/x"),
          "3 4",
          {"SCGetURLCategories a.example/X 0", "WSCheckURLMaliciousPattern 1 a.example /x " + kPortNumber}},
         {"StopByte",
@@ -266,26 +282,28 @@ std::vector<ReasonCase> ReasonCases() {
              LookUp(s, {2}, true, true);
              s.stop = 1;
          },
-         TARN_KIND_HTTP, Request("a.example", "/x"), true, ExpectedVerdict(9, 26), kUntouched},
+         TARN_KIND_HTTP, Request("a.example", "/x"), true, ExpectedVerdict(StopsBeforeCategories()), kUntouched},
         {"PrivateAddress",
          [](ScanRecords& s) {
              s.MakeMalicious("10.1.2.3", "Worm");
              s.remote = {TARN_FAMILY_IPV4, {10, 1, 2, 3}};
          },
-         TARN_KIND_FTP, "RETR x\r\n", true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_FTP, "RETR x\r\n", true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"VideoSharing",
          [](ScanRecords& s) {
              s.TakeProfiles({Blocking("youtube.com")});
              s.answers.agentStatus = 1;
          },
-         TARN_KIND_HTTP, Request("www.YouTube.com", "/"), true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_HTTP, Request("www.YouTube.com", "/"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
+         kUntouched},
         {"AllowedList",
          [](ScanRecords& s) {
              ProfileShape shape = Blocking("games.example");
              shape.allowed = {"games.example"};
              s.TakeProfiles({shape});
          },
-         TARN_KIND_HTTP, Request("www.games.example", "/"), true, ExpectedVerdict(1, 26), kUntouched},
+         TARN_KIND_HTTP, Request("www.games.example", "/"), true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
+         kUntouched},
     };
 }
 
@@ -319,31 +337,32 @@ TEST_F(BlockedAddresses, BlockWithHostAndPathInTheirOwnAreas) {
     BlockAddress("WWW.Bad.Example", "www.bad.example//Path?q=1 HTTP/1.1");
     BlockAddress("root.example", "/");
     ASSERT_TRUE(Visit("bad.example:8080", "/PATH/"));
-    EXPECT_EQ(ExpectedVerdict(0, 22).Blocked("bad.example", "/path/").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_IDS_BLOCKED)).Blocked("bad.example", "/path/").Difference(verdict),
+              "");
     EXPECT_EQ(Prompt(), kPromptUntouched);
     ASSERT_TRUE(Visit("bad.example", "/path/x"));
-    EXPECT_EQ(Verdict(), "1/26") << "host and path are blocked together";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "host and path are condemned together";
     ASSERT_TRUE(Visit("root.example", "/"));
-    EXPECT_EQ(ExpectedVerdict(0, 22).Blocked("root.example", "").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_IDS_BLOCKED)).Blocked("root.example", "").Difference(verdict), "");
 
     EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(nullptr), 0);
     BlockAddress("", "/everything");
     ASSERT_TRUE(Visit("other.example", "/everything"));
-    EXPECT_EQ(Verdict(), "1/26") << "an empty host blocks nothing";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "an empty host condemns nothing";
 }
 
 TEST_F(BlockedAddresses, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextStart) {
     ASSERT_TRUE(Init());
     BlockAddress("bad.example", "/x");
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     answers.idsIpsStatus.enabled = 1;
     ASSERT_EQ(tarn.WSSettingsChanged(kIdsIpsStatus, 0, 0, 0), 1U);
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "0/22") << "added while the feature was off";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED)) << "condemned while the feature was off";
     ASSERT_TRUE(Init());
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 }  // namespace

@@ -17,14 +17,15 @@ class RulesOfTheLibrary : public ScanRecords {
     bool scheduleRuns = false;
     bool addressIsBlocked = false;
 
-    std::string Judge() {
+    UrlDecisionWithUrl Judge() {
         TakeProfiles({profile});
         if (scheduleRuns) Schedule({});
         EXPECT_TRUE(Init());
         if (addressIsBlocked) BlockAddress(kHost, "/");
         kind = TARN_KIND_TLS;
         EXPECT_TRUE(Ask(url::TlsHello(kHost)));
-        return verdict.reason == 0 ? Verdict() + " " + verdict.text.url : Verdict();
+        if (verdict.reason != TARN_REASON_PHISHING) return Verdict();
+        return {Verdict(), verdict.text.url};
     }
     void StartRule() {
         StartAnew();
@@ -36,41 +37,41 @@ class RulesOfTheLibrary : public ScanRecords {
 TEST_F(RulesOfTheLibrary, TheFirstThatMatchesDecides) {
     std::vector<std::uint16_t> categories;
     const struct {
-        std::string verdict;
+        UrlDecisionWithUrl verdict;
         std::function<void(RulesOfTheLibrary&)> match;
     } rules[] = {
-        {"1/26", [](RulesOfTheLibrary& t) { t.LetWebSecurityAllow(kHost); }},
-        {"1/26", [](RulesOfTheLibrary& t) { t.profile.allowed = {kHost}; }},
-        {"0/5", [](RulesOfTheLibrary& t) { t.scheduleRuns = true; }},
-        {"1/26", [](RulesOfTheLibrary& t) { t.answers.agentStatus = 1; }},
-        {"0/6",
+        {Allows(TARN_REASON_DEFAULT), [](RulesOfTheLibrary& t) { t.LetWebSecurityAllow(kHost); }},
+        {Allows(TARN_REASON_DEFAULT), [](RulesOfTheLibrary& t) { t.profile.allowed = {kHost}; }},
+        {Blocks(TARN_REASON_SCHEDULE), [](RulesOfTheLibrary& t) { t.scheduleRuns = true; }},
+        {Allows(TARN_REASON_DEFAULT), [](RulesOfTheLibrary& t) { t.answers.agentStatus = 1; }},
+        {Blocks(TARN_REASON_PARENTAL_SITE),
          [](RulesOfTheLibrary& t) {
              t.profile.sites = {{kHost, ""}};
          }},
-        {"1/26",
+        {Allows(TARN_REASON_DEFAULT),
          [](RulesOfTheLibrary& t) {
              t.remote = {TARN_FAMILY_IPV4, {10, 1, 2, 3}};
          }},
-        {"0/2", [](RulesOfTheLibrary& t) { t.MakeMalicious(kHost, "Worm"); }},
-        {"0/0 " + kHost, [](RulesOfTheLibrary& t) { t.MakePhishing(kHost); }},
-        {"0/22",
+        {Blocks(TARN_REASON_MALICIOUS), [](RulesOfTheLibrary& t) { t.MakeMalicious(kHost, "Worm"); }},
+        {{Blocks(TARN_REASON_PHISHING), kHost}, [](RulesOfTheLibrary& t) { t.MakePhishing(kHost); }},
+        {Blocks(TARN_REASON_IDS_BLOCKED),
          [](RulesOfTheLibrary& t) {
              t.answers.idsIpsStatus.enabled = 1;
              t.addressIsBlocked = true;
          }},
-        {"0/15", [](RulesOfTheLibrary& t) { t.answers.httpsBlock = 1; }},
-        {"9/26", [](RulesOfTheLibrary& t) { t.stop = 1; }},
-        {"0/1",
+        {Blocks(TARN_REASON_HTTPS_INSPECTION), [](RulesOfTheLibrary& t) { t.answers.httpsBlock = 1; }},
+        {StopsBeforeCategories(), [](RulesOfTheLibrary& t) { t.stop = 1; }},
+        {Blocks(TARN_REASON_MALICIOUS_CATEGORY),
          [&](RulesOfTheLibrary& t) {
              t.answers.bpStatus = 1;
              categories.push_back(2);
          }},
-        {"0/0 https://" + kHost,
+        {{Blocks(TARN_REASON_PHISHING), "https://" + kHost},
          [&](RulesOfTheLibrary& t) {
              t.answers.apStatus = 1;
              categories.push_back(3);
          }},
-        {"0/7",
+        {Blocks(TARN_REASON_PARENTAL_CATEGORY),
          [&](RulesOfTheLibrary& t) {
              t.profile.categorySwitch = 1;
              t.profile.blockedCategories = {41};

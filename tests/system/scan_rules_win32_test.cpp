@@ -33,7 +33,7 @@ class ScanRules : public SiteRecords {
         TakeProfiles({ProfileShape{}});
         answers.bpStatus = 1;
     }
-    std::string VerdictOfHello(const std::string& host) {
+    UrlDecision VerdictOfHello(const std::string& host) {
         kind = TARN_KIND_TLS;
         EXPECT_TRUE(Ask(TlsHello(host)));
         return Verdict();
@@ -47,10 +47,10 @@ TEST_F(ScanRules, AnFtpUrlThatOverflowsFailsTheScan) {
     EXPECT_TRUE(Ask(command(1011))) << "203.0.113.5, a slash and 1011 characters fit 1023";
     for (const std::size_t length : {1012U, 1015U, 1022U}) {
         EXPECT_FALSE(Ask(command(length))) << length;
-        EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+        EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
     }
     EXPECT_TRUE(Ask(command(1023))) << "a command that overflows is not parsed, and that is no failure";
-    EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
 }
 
 TEST_F(ScanRules, AnFtpUrlThatOverflowsInFrontOfTheLookUpFailsTheScan) {
@@ -63,7 +63,7 @@ TEST_F(ScanRules, AnFtpUrlThatOverflowsInFrontOfTheLookUpFailsTheScan) {
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories ftp://203.0.113.5/" + std::string(1005, 'a') + " 0",
                                         testing::StartsWith("WSCheckURLMaliciousPattern 2 203.0.113.5 /")));
     EXPECT_FALSE(Ask(command(1006)));
-    EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
     EXPECT_THAT(NewLines(), IsEmpty());
 }
 
@@ -73,7 +73,11 @@ TEST_F(ScanRules, AnIpv6AddressIsEightGroupsAsAHost) {
     kind = TARN_KIND_FTP;
     ASSERT_TRUE(Init());
     ASSERT_TRUE(Ask("RETR Pub/x\r\n"));
-    EXPECT_EQ(ExpectedVerdict(0, 2).ThreatName("Worm").ThreatUrl(kIpv6Text + "/pub/x").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS))
+                  .ThreatName("Worm")
+                  .ThreatUrl(kIpv6Text + "/pub/x")
+                  .Difference(verdict),
+              "");
 }
 
 TEST_F(ScanRules, AHelloIsAllowedByTheTextOfItsAddressToo) {
@@ -83,12 +87,12 @@ TEST_F(ScanRules, AHelloIsAllowedByTheTextOfItsAddressToo) {
         const std::string text = isIpv6 ? kIpv6Text : "203.0.113.5";
         LetWebSecurityAllow("203.0.113.9");
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOfHello("a.example"), "0/2");
+        EXPECT_THAT(VerdictOfHello("a.example"), Blocks(TARN_REASON_MALICIOUS));
         LetWebSecurityAllow(text);
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOfHello("a.example"), "1/26");
+        EXPECT_THAT(VerdictOfHello("a.example"), Allows(TARN_REASON_DEFAULT));
         kind = TARN_KIND_HTTP;
-        EXPECT_EQ(VerdictOf("a.example", "/"), "0/2") << "a request has no address text";
+        EXPECT_THAT(VerdictOf("a.example", "/"), Blocks(TARN_REASON_MALICIOUS)) << "a request has no address text";
     }
 }
 
@@ -99,14 +103,14 @@ TEST_F(ScanRules, ARequestWithoutAHostKeepsItsPathAndGetsNoAddress) {
     for (const std::uint8_t http : {TARN_KIND_HTTP, TARN_KIND_HTTP_SECURE}) {
         kind = http;
         NewLines();
-        EXPECT_EQ(VerdictOf(":80", "/x"), "1/26");
+        EXPECT_THAT(VerdictOf(":80", "/x"), Allows(TARN_REASON_DEFAULT));
         EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories :80/x 0",
                                             "WSCheckURLMaliciousPattern " + std::to_string(http) + "  /x " + kPort80));
     }
     LetWebSecurityAllow("/x");
     ASSERT_TRUE(Init());
     NewLines();
-    EXPECT_EQ(VerdictOf(":80", "/x"), "1/26");
+    EXPECT_THAT(VerdictOf(":80", "/x"), Allows(TARN_REASON_DEFAULT));
     EXPECT_THAT(NewLines(), IsEmpty()) << "host and path is the path alone";
 }
 
@@ -118,20 +122,22 @@ TEST_F(ScanRules, TheAllowedListIsAskedWithPathAndKind) {
         ASSERT_TRUE(Init());
     };
     allow({"games.example", "/Ok/", 0});
-    EXPECT_EQ(VerdictOf("games.example", "/OK/x"), "1/26");
-    EXPECT_EQ(VerdictOf("games.example", "/okay"), "0/6");
-    EXPECT_EQ(VerdictOf("www.games.example", "/ok"), "0/6") << "with a path no subdomain matches";
+    EXPECT_THAT(VerdictOf("games.example", "/OK/x"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOf("games.example", "/okay"), Blocks(TARN_REASON_PARENTAL_SITE));
+    EXPECT_THAT(VerdictOf("www.games.example", "/ok"), Blocks(TARN_REASON_PARENTAL_SITE))
+        << "with a path no subdomain matches";
 
     allow({"games.example", "", 1, 2});
-    EXPECT_EQ(VerdictOf("games.example", "/"), "0/6") << "kind 2 is for secure connections";
-    EXPECT_EQ(VerdictOfHello("games.example"), "1/26");
+    EXPECT_THAT(VerdictOf("games.example", "/"), Blocks(TARN_REASON_PARENTAL_SITE))
+        << "kind 2 is for secure connections";
+    EXPECT_THAT(VerdictOfHello("games.example"), Allows(TARN_REASON_DEFAULT));
     kind = TARN_KIND_HTTP_SECURE;
-    EXPECT_EQ(VerdictOf("games.example", "/"), "1/26");
+    EXPECT_THAT(VerdictOf("games.example", "/"), Allows(TARN_REASON_DEFAULT));
 
     allow({"203.0.113.5"});
-    EXPECT_EQ(VerdictOfHello("games.example"), "1/26") << "by the text of its address";
+    EXPECT_THAT(VerdictOfHello("games.example"), Allows(TARN_REASON_DEFAULT)) << "by the text of its address";
     kind = TARN_KIND_HTTP;
-    EXPECT_EQ(VerdictOf("games.example", "/"), "0/6");
+    EXPECT_THAT(VerdictOf("games.example", "/"), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(ScanRules, TheScheduleTimeListIsAskedWithPathAndKind) {
@@ -143,27 +149,27 @@ TEST_F(ScanRules, TheScheduleTimeListIsAskedWithPathAndKind) {
         ASSERT_TRUE(Init());
     };
     allow({"school.example", "/Ok/", 0});
-    EXPECT_EQ(VerdictOf("school.example", "/OK/x"), "1/26");
-    EXPECT_EQ(VerdictOf("school.example", "/okay"), "0/5");
+    EXPECT_THAT(VerdictOf("school.example", "/OK/x"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOf("school.example", "/okay"), Blocks(TARN_REASON_SCHEDULE));
 
     allow({"school.example", "", 1, 2});
-    EXPECT_EQ(VerdictOf("school.example", "/"), "0/5");
-    EXPECT_EQ(VerdictOfHello("school.example"), "1/26");
+    EXPECT_THAT(VerdictOf("school.example", "/"), Blocks(TARN_REASON_SCHEDULE));
+    EXPECT_THAT(VerdictOfHello("school.example"), Allows(TARN_REASON_DEFAULT));
     kind = TARN_KIND_HTTP_SECURE;
-    EXPECT_EQ(VerdictOf("school.example", "/"), "1/26");
+    EXPECT_THAT(VerdictOf("school.example", "/"), Allows(TARN_REASON_DEFAULT));
 
     allow({"203.0.113.5"});
-    EXPECT_EQ(VerdictOfHello("school.example"), "1/26") << "by the text of its address";
+    EXPECT_THAT(VerdictOfHello("school.example"), Allows(TARN_REASON_DEFAULT)) << "by the text of its address";
     kind = TARN_KIND_HTTP;
-    EXPECT_EQ(VerdictOf("school.example", "/"), "0/5");
+    EXPECT_THAT(VerdictOf("school.example", "/"), Blocks(TARN_REASON_SCHEDULE));
 }
 
 TEST_F(ScanRules, TheVideoSharingSiteCountsInThePathToo) {
     TakeProfiles({Blocking("a.example")});
     answers.agentStatus = 1;
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOf("a.example", "/embed/YouTube.com/x"), "1/26");
-    EXPECT_EQ(VerdictOf("a.example", "/embed/you.tube.com"), "0/6");
+    EXPECT_THAT(VerdictOf("a.example", "/embed/YouTube.com/x"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOf("a.example", "/embed/you.tube.com"), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(ScanRules, AFailedLookUpAheadOfTheConnectionDecidesNothing) {
@@ -176,9 +182,11 @@ TEST_F(ScanRules, AFailedLookUpAheadOfTheConnectionDecidesNothing) {
     remotePort = 53;
     const std::string address("\xCB\x00\x71\x05", 4);
     ASSERT_TRUE(Ask(DnsResponse("games.example", {address})));
-    EXPECT_EQ(ExpectedVerdict(0, 6).Url("games.example").User(OwnName()).Difference(verdict), "");
+    EXPECT_EQ(
+        ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("games.example").User(OwnName()).Difference(verdict),
+        "");
     ASSERT_TRUE(Ask(DnsResponse("other.example", {address})));
-    EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
     kind = TARN_KIND_FTP;
     ASSERT_TRUE(Ask(DnsResponse("other.example", {address})));
     EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories games.example 1", "SCReleaseCategories",
@@ -195,16 +203,20 @@ TEST_F(ScanRules, ThePatternMatcherIsHandedTheKindOfTheRequest) {
             if (line.starts_with("WSCheckURLMaliciousPattern ")) return line;
         return std::string();
     };
-    EXPECT_EQ(VerdictOf("shop.example", "/X"), "0/2");
+    EXPECT_THAT(VerdictOf("shop.example", "/X"), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(asked(), "WSCheckURLMaliciousPattern 1 shop.example /x " + kPort80);
     kind = TARN_KIND_FTP;
     ASSERT_TRUE(Ask("RETR Pub/x\r\n"));
-    EXPECT_EQ(ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("203.0.113.5/pub/x").Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS))
+                  .ThreatName("Malicious Url")
+                  .ThreatUrl("203.0.113.5/pub/x")
+                  .Difference(verdict),
+              "");
     EXPECT_EQ(asked(), "WSCheckURLMaliciousPattern 2 203.0.113.5 /pub/x " + kPort80);
-    EXPECT_EQ(VerdictOfHello("shop.example"), "0/2");
+    EXPECT_THAT(VerdictOfHello("shop.example"), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(asked(), "WSCheckURLMaliciousPattern 3 shop.example  " + kPort80);
     kind = TARN_KIND_HTTP_SECURE;
-    EXPECT_EQ(VerdictOf("shop.example", "/X"), "0/2");
+    EXPECT_THAT(VerdictOf("shop.example", "/X"), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(asked(), "WSCheckURLMaliciousPattern 4 shop.example /x " + kPort80);
 }
 
@@ -212,7 +224,7 @@ TEST_F(ScanRules, HttpsInspectionGetsTheFirstFourBytesOfAnyAddress) {
     ASSERT_TRUE(Init());
     remote = kIpv6;
     NewLines();
-    EXPECT_EQ(VerdictOfHello("shop.example"), "1/26");
+    EXPECT_THAT(VerdictOfHello("shop.example"), Allows(TARN_REASON_DEFAULT));
     const std::string number = std::to_string(0xB80D0120U);  // 20 01 0D B8 as they stand
     EXPECT_THAT(NewLines(),
                 ElementsAre("TiScanHttpsPacket " + std::to_string(GetCurrentProcessId()) + " shop.example " + number +
@@ -228,7 +240,7 @@ TEST_F(ScanRules, AHostOfMoreThan255CharactersFailsTheScanWhileBrowsingProtectio
         EXPECT_TRUE(Visit(start + std::string(255 - start.size(), 'h'), "/"));
         for (const std::size_t length : {256U, 259U}) {
             EXPECT_FALSE(Visit(start + std::string(length - start.size(), 'h'), "/")) << length;
-            EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+            EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
             kind = TARN_KIND_TLS;
             EXPECT_FALSE(Ask(TlsHello(start + std::string(length - start.size(), 'h')))) << length;
             kind = TARN_KIND_HTTP;

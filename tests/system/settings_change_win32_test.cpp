@@ -35,7 +35,7 @@ class SettingsChange : public SystemFixture {
     }
     bool IsBlockedAsMalicious() {
         EXPECT_TRUE(Get("bad.example", "/"));
-        return Verdict() == "0/2";
+        return Verdict() == Blocks(TARN_REASON_MALICIOUS);
     }
     std::uint8_t FeatureStatus() {
         std::uint8_t status = 0xFF;

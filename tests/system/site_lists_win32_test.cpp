@@ -27,12 +27,14 @@ class SiteLists : public SiteRecords {
         TakeProfiles({shape});
         ASSERT_TRUE(Init());
     }
-    bool Blocks(const std::string& host, const std::string& target) { return VerdictOf(host, target) == "0/6"; }
+    bool IsBlocked(const std::string& host, const std::string& target) {
+        return VerdictOf(host, target) == Blocks(TARN_REASON_PARENTAL_SITE);
+    }
     bool BlocksHello(const std::string& host) {
         kind = TARN_KIND_TLS;
         EXPECT_TRUE(Ask(TlsHello(host)));
         kind = TARN_KIND_HTTP;
-        return Verdict() == "0/6";
+        return Verdict() == Blocks(TARN_REASON_PARENTAL_SITE);
     }
 };
 
@@ -42,14 +44,14 @@ TEST_F(SiteLists, HostsOfOneHashAreToldApartInTheMaliciousList) {
         ASSERT_EQ(HashOf(first), HashOf(second));
         ListMalicious({{first, true, {{"", "First"}}}, {second, true, {{"", "Second"}}}});
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOf(first, "/"), "0/2");
+        EXPECT_THAT(VerdictOf(first, "/"), Blocks(TARN_REASON_MALICIOUS));
         EXPECT_STREQ(verdict.text.threat.name, "First");
-        EXPECT_EQ(VerdictOf(std::string("www.") + second, "/"), "0/2");
+        EXPECT_THAT(VerdictOf(std::string("www.") + second, "/"), Blocks(TARN_REASON_MALICIOUS));
         EXPECT_STREQ(verdict.text.threat.name, "Second");
         ListMalicious({{first}});
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOf(first, "/"), "0/2");
-        EXPECT_EQ(VerdictOf(second, "/"), "1/26");
+        EXPECT_THAT(VerdictOf(first, "/"), Blocks(TARN_REASON_MALICIOUS));
+        EXPECT_THAT(VerdictOf(second, "/"), Allows(TARN_REASON_DEFAULT));
     }
 }
 
@@ -58,13 +60,13 @@ TEST_F(SiteLists, HostsOfOneHashAreToldApartInThePhishingList) {
         SCOPED_TRACE(first);
         ListPhishing({{first, true}, {second, false, {{"/login"}}}});
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOf(first, "/"), "0/0");
-        EXPECT_EQ(VerdictOf(second, "/"), "1/26");
-        EXPECT_EQ(VerdictOf(second, "/login"), "0/0");
+        EXPECT_THAT(VerdictOf(first, "/"), Blocks(TARN_REASON_PHISHING));
+        EXPECT_THAT(VerdictOf(second, "/"), Allows(TARN_REASON_DEFAULT));
+        EXPECT_THAT(VerdictOf(second, "/login"), Blocks(TARN_REASON_PHISHING));
         ListPhishing({{second, true}});
         ASSERT_TRUE(Init());
-        EXPECT_EQ(VerdictOf(second, "/"), "0/0");
-        EXPECT_EQ(VerdictOf(first, "/"), "1/26");
+        EXPECT_THAT(VerdictOf(second, "/"), Blocks(TARN_REASON_PHISHING));
+        EXPECT_THAT(VerdictOf(first, "/"), Allows(TARN_REASON_DEFAULT));
     }
 }
 
@@ -74,42 +76,42 @@ TEST_F(SiteLists, HostsOfOneHashAreToldApartInTheBlockLists) {
         const std::string one = first;
         const std::string two = second;
         BlockSites({{one, "/one", 0, 1, 1}, {two, "/two", 0, 1}});
-        EXPECT_TRUE(Blocks("x." + one, "/else")) << "a whole domain";
-        EXPECT_FALSE(Blocks("x." + two, "/two"));
-        EXPECT_TRUE(Blocks(two, "/two"));
-        EXPECT_FALSE(Blocks(two, "/one"));
+        EXPECT_TRUE(IsBlocked("x." + one, "/else")) << "a whole domain";
+        EXPECT_FALSE(IsBlocked("x." + two, "/two"));
+        EXPECT_TRUE(IsBlocked(two, "/two"));
+        EXPECT_FALSE(IsBlocked(two, "/one"));
         BlockSites({{two, ""}});
-        EXPECT_TRUE(Blocks("www." + two, "/"));
-        EXPECT_FALSE(Blocks(one, "/"));
+        EXPECT_TRUE(IsBlocked("www." + two, "/"));
+        EXPECT_FALSE(IsBlocked(one, "/"));
     }
 }
 
 TEST_F(SiteLists, AListedDomainMayStandBehindASlashAndBeforeOne) {
     BlockSites({{"org", "", 0, 1, 1}});
-    EXPECT_TRUE(Blocks("a/org/x.org", "/"));
-    EXPECT_TRUE(Blocks("a.org/x.org", "/"));
-    EXPECT_FALSE(Blocks("a/orgx.org", "/")) << "the first occurrence counts, and it goes on";
-    EXPECT_FALSE(Blocks("aorg/x.org", "/")) << "and it must begin behind a dot or a slash";
+    EXPECT_TRUE(IsBlocked("a/org/x.org", "/"));
+    EXPECT_TRUE(IsBlocked("a.org/x.org", "/"));
+    EXPECT_FALSE(IsBlocked("a/orgx.org", "/")) << "the first occurrence counts, and it goes on";
+    EXPECT_FALSE(IsBlocked("aorg/x.org", "/")) << "and it must begin behind a dot or a slash";
 }
 
 TEST_F(SiteLists, AHostWithAPortOrAPathIsLookedUpWithoutIt) {
     BlockSites({{"games.example", ""}, {"parts.example", "/part", 0, 1}});
     EXPECT_TRUE(BlocksHello("games.example:8080"));
     EXPECT_TRUE(BlocksHello("www.games.example:8080"));
-    EXPECT_TRUE(Blocks("games.example/x", "/"));
-    EXPECT_TRUE(Blocks("parts.example/x", "/part"));
-    EXPECT_FALSE(Blocks("parts.example/x", "/"));
+    EXPECT_TRUE(IsBlocked("games.example/x", "/"));
+    EXPECT_TRUE(IsBlocked("parts.example/x", "/part"));
+    EXPECT_FALSE(IsBlocked("parts.example/x", "/"));
     EXPECT_FALSE(BlocksHello("games.example8080"));
     EXPECT_FALSE(BlocksHello("badgames.example:80"));
 }
 
 TEST_F(SiteLists, AWholeDomainFlagOf2IsNone) {
     BlockSites({{"games.example", "/part", 0, 1, 2}, {"chess.example", "", 1, 1, 2}});
-    EXPECT_FALSE(Blocks("chess.games.example", "/part"));
-    EXPECT_FALSE(Blocks("games.example", "/"));
-    EXPECT_TRUE(Blocks("games.example", "/part")) << "the site itself is listed by its path";
-    EXPECT_FALSE(Blocks("sub.chess.example", "/"));
-    EXPECT_TRUE(Blocks("chess.example", "/"));
+    EXPECT_FALSE(IsBlocked("chess.games.example", "/part"));
+    EXPECT_FALSE(IsBlocked("games.example", "/"));
+    EXPECT_TRUE(IsBlocked("games.example", "/part")) << "the site itself is listed by its path";
+    EXPECT_FALSE(IsBlocked("sub.chess.example", "/"));
+    EXPECT_TRUE(IsBlocked("chess.example", "/"));
 }
 
 TEST_F(SiteLists, AHostOnlyFlagOf2MeansHostAndPath) {
@@ -118,8 +120,8 @@ TEST_F(SiteLists, AHostOnlyFlagOf2MeansHostAndPath) {
     TakeProfiles({shape});
     answers.pcSettings.entries[0].allowedSites = UserList({{"games.example", "/ok", 2}});
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOf("games.example", "/ok/x"), "1/26");
-    EXPECT_EQ(VerdictOf("games.example", "/other"), "0/6");
+    EXPECT_THAT(VerdictOf("games.example", "/ok/x"), Allows(TARN_REASON_DEFAULT));
+    EXPECT_THAT(VerdictOf("games.example", "/other"), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(SiteLists, AnAddressHasThePathsThatItsHostHadBefore) {
@@ -129,12 +131,12 @@ TEST_F(SiteLists, AnAddressHasThePathsThatItsHostHadBefore) {
                 {"late.example", "/one", 0, 0},
                 {"early.example", "/one", 0, 0, 0, {second}},
                 {"early.example", "/two", 0, 0}});
-    EXPECT_TRUE(Blocks("late.example", "/one"));
-    EXPECT_FALSE(Blocks("203.0.113.5", "/one")) << "the list did not exist when the address was taken";
+    EXPECT_TRUE(IsBlocked("late.example", "/one"));
+    EXPECT_FALSE(IsBlocked("203.0.113.5", "/one")) << "the list did not exist when the address was taken";
     remote = {TARN_FAMILY_IPV4, {203, 0, 113, 6}};
-    EXPECT_TRUE(Blocks("203.0.113.6", "/one"));
-    EXPECT_TRUE(Blocks("203.0.113.6", "/two")) << "a list that existed is shared";
-    EXPECT_FALSE(Blocks("203.0.113.6", "/three"));
+    EXPECT_TRUE(IsBlocked("203.0.113.6", "/one"));
+    EXPECT_TRUE(IsBlocked("203.0.113.6", "/two")) << "a list that existed is shared";
+    EXPECT_FALSE(IsBlocked("203.0.113.6", "/three"));
 }
 
 TEST_F(SiteLists, TheModulesRecordsStayAsTheyWere) {
@@ -169,7 +171,8 @@ TEST_F(SiteLists, TheModulesRecordsStayAsTheyWere) {
     };
     const std::string before = snapshot();
     ASSERT_TRUE(Init());
-    EXPECT_EQ(VerdictOf("games.example", "/part/"), "0/6") << "the lists are really asked";
+    EXPECT_THAT(VerdictOf("games.example", "/part/"), Blocks(TARN_REASON_PARENTAL_SITE))
+        << "the lists are really asked";
     for (const char* host : {"allowed.example", "mine.example", "inner.example", "web.example", "phish.example"})
         for (const char* path : {"/ok", "/own", "/login"}) VerdictOf(host, path);
     Deinit();

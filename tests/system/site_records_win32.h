@@ -91,7 +91,7 @@ class SiteRecords : public ScanRecords {
         answers.apSettings = {static_cast<std::uint32_t>(phishing_.size()), phishing_.data()};
     }
 
-    std::string VerdictOf(const std::string& host, const std::string& target) {
+    UrlDecision VerdictOf(const std::string& host, const std::string& target) {
         EXPECT_TRUE(Visit(host, target));
         return Verdict();
     }

@@ -13,6 +13,7 @@
 #include "tarn/tarn.h"
 
 #include "companions/scripted/companion_script.h"
+#include "support/verdict_matchers.h"
 #include "system/loaded_tarn_win32.h"
 #include "system/private_registry_win32.h"
 
@@ -48,7 +49,7 @@ class SystemFixture : public testing::Test {
     bool Get(const std::string& host, const std::string& target) {
         return Scan("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
     }
-    std::string Verdict() const { return std::to_string(verdict.allow) + "/" + std::to_string(verdict.reason); }
+    UrlDecision Verdict() const { return DecisionOf(verdict); }
 
     // One schedule for all users with one entry: the condition under which categories are looked up.
     void DeliverOneProfile();

@@ -74,9 +74,11 @@ class VerdictMeanwhile : public SiteRecords {
         }
     }
 
-    const ExpectedVerdict site_ = ExpectedVerdict(0, 2).ThreatName("Worm").ThreatUrl("bad.example/x");
-    const ExpectedVerdict pattern_ = ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("a.example/x");
-    const ExpectedVerdict category_ = ExpectedVerdict(0, 1).ThreatUrl("a.example/x");
+    const ExpectedVerdict site_ =
+        ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS)).ThreatName("Worm").ThreatUrl("bad.example/x");
+    const ExpectedVerdict pattern_ =
+        ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS)).ThreatName("Malicious Url").ThreatUrl("a.example/x");
+    const ExpectedVerdict category_ = ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS_CATEGORY)).ThreatUrl("a.example/x");
 
  private:
     SeenVerdict seen_;

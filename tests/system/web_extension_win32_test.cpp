@@ -65,13 +65,14 @@ std::vector<ExtensionCase> ExtensionCases() {
         s.TakeProfiles({shape});
     };
     return {
-        {"ParentalControlAbsent", [](ExtensionRecords&) {}, kUrl, false, ExpectedVerdict(1, 26), kUntouched},
+        {"ParentalControlAbsent", [](ExtensionRecords&) {}, kUrl, false, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
+         kUntouched},
         {"NoScheme", [](ExtensionRecords& s) { LookUp(s, {2}, true, true); }, "Bad.example/A", false,
-         ExpectedVerdict(1, 26), kUntouched},
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"ParentalSite", blockGames, "https://www.games.example/x", true,
-         ExpectedVerdict(0, 6).Url("w.games.example").User(OwnName()), "31 32"},
-        {"ParentalSiteOfOneCharacter", blockGames, "https://x", true, ExpectedVerdict(0, 6).Url("").User(OwnName()),
-         "31 32"},
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("w.games.example").User(OwnName()), "31 32"},
+        {"ParentalSiteOfOneCharacter", blockGames, "https://x", true,
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_SITE)).Url("").User(OwnName()), "31 32"},
         {"AllowedList",
          [](ExtensionRecords& s) {
              ProfileShape shape;
@@ -79,9 +80,9 @@ std::vector<ExtensionCase> ExtensionCases() {
              shape.allowed = {"games.example"};
              s.TakeProfiles({shape});
          },
-         "https://games.example/x", true, ExpectedVerdict(1, 26), kUntouched},
-        {"NoFeature", [](ExtensionRecords& s) { s.TakeProfiles({ProfileShape{}}); }, kUrl, true, ExpectedVerdict(1, 26),
-         kUntouched},
+         "https://games.example/x", true, ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
+        {"NoFeature", [](ExtensionRecords& s) { s.TakeProfiles({ProfileShape{}}); }, kUrl, true,
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
         {"NoCategory",
          [](ExtensionRecords& s) {
              LookUp(s, {}, true, true);
@@ -89,7 +90,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {kAsked}},
         {"MaliciousCategory",
@@ -98,7 +99,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(0, 1).ThreatUrl(kUrl),
+         ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS_CATEGORY)).ThreatUrl(kUrl),
          "3 4",
          {kAsked, "SCReleaseCategories"}},
         {"MaliciousCategoryWhiteListed",
@@ -108,7 +109,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 9).ThreatUrl(kUrl),
+         ExpectedVerdict(Allows(TARN_REASON_MALICIOUS_WHITE_LISTED)).ThreatUrl(kUrl),
          "3 4",
          {kAsked, "SCReleaseCategories"}},
         {"PhishingCategory",
@@ -117,7 +118,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(0, 0).Url(kUrl),
+         ExpectedVerdict(Blocks(TARN_REASON_PHISHING)).Url(kUrl),
          "5 6",
          {kAsked, "SCReleaseCategories"}},
         {"PhishingCategoryWhiteListed",
@@ -127,7 +128,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 8).Url(kUrl),
+         ExpectedVerdict(Allows(TARN_REASON_PHISHING_WHITE_LISTED)).Url(kUrl),
          "5 6",
          {kAsked, "SCReleaseCategories"}},
         {"Pattern",
@@ -137,7 +138,9 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("Bad.example:444/A/b?c#d"),
+         ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS))
+             .ThreatName("Malicious Url")
+             .ThreatUrl("Bad.example:444/A/b?c#d"),
          "3 4",
          {kAsked, "WSCheckURLMaliciousPattern 3 Bad.example:444 A/b?c#d 0", "SCReleaseCategories"}},
         {"PatternWhiteListed",
@@ -148,7 +151,9 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 9).ThreatName("Malicious Url").ThreatUrl("Bad.example:444/A/b?c#d"),
+         ExpectedVerdict(Allows(TARN_REASON_MALICIOUS_WHITE_LISTED))
+             .ThreatName("Malicious Url")
+             .ThreatUrl("Bad.example:444/A/b?c#d"),
          "3 4",
          {kAsked, "WSCheckURLMaliciousPattern 3 Bad.example:444 A/b?c#d 0", "SCReleaseCategories"}},
         {"PatternOfAHostWithoutPath",
@@ -158,7 +163,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          "https://example.org",
          true,
-         ExpectedVerdict(0, 2).ThreatName("Malicious Url").ThreatUrl("example.org"),
+         ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS)).ThreatName("Malicious Url").ThreatUrl("example.org"),
          "3 4",
          {"SCGetURLCategories https://example.org 0", "WSCheckURLMaliciousPattern 3 example.org  0",
           "SCReleaseCategories"}},
@@ -169,7 +174,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {kAsked, "SCReleaseCategories"}},
         {"ParentalCategory",
@@ -178,7 +183,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(0, 7).Url(kUrl).Category(41, u"Scripted").User(u""),
+         ExpectedVerdict(Blocks(TARN_REASON_PARENTAL_CATEGORY)).Url(kUrl).Category(41, u"Scripted").User(u""),
          "31 32",
          {kAsked, "SCGetCategoryName 41 100", "SCReleaseCategories"}},
         {"ParentalCategoryPastTheStrictness",
@@ -188,7 +193,7 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          true,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {kAsked, "SCReleaseCategories"}},
         {"FailedLookUp",
@@ -198,11 +203,11 @@ std::vector<ExtensionCase> ExtensionCases() {
          },
          kUrl,
          false,
-         ExpectedVerdict(1, 26),
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)),
          kUntouched,
          {kAsked, "SCReleaseCategories"}},
         {"ALiteralAsUrl", [](ExtensionRecords& s) { LookUp(s, {2}, true, true); }, "[::1]://x/", false,
-         ExpectedVerdict(1, 26), kUntouched},
+         ExpectedVerdict(Allows(TARN_REASON_DEFAULT)), kUntouched},
     };
 }
 
@@ -235,9 +240,9 @@ TEST_F(ExtensionInput, OtherKindsAreAllowedUnread) {
     for (const int any : {0, 1, 2, 4, 255}) {
         kind = static_cast<std::uint8_t>(any);
         EXPECT_EQ(Hand(nullptr), 1) << any;
-        EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+        EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
         EXPECT_TRUE(Report(kUrl));
-        EXPECT_EQ(Verdict(), "1/26");
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     }
     EXPECT_THAT(NewLines(), testing::IsEmpty());
 }
@@ -246,7 +251,7 @@ TEST_F(ExtensionInput, NullsAreRefused) {
     LookUp(*this, {2}, true, true);
     ASSERT_TRUE(Init());
     EXPECT_EQ(Hand(nullptr), 0);
-    EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
     ScanRequest request{};
     request.kind = TARN_KIND_TLS;
     EXPECT_EQ(tarn.WSWebExtScanUrl(nullptr, &verdict, &prompt), 0);
@@ -260,10 +265,10 @@ TEST_F(ExtensionInput, AUrlOf1023CharactersFitsAndNothingBehindIsRead) {
     const std::string fits = "https://bad.example/" + std::string(1003, 'p');
     ASSERT_EQ(fits.size(), 1023U);
     EXPECT_TRUE(Report(fits));
-    EXPECT_EQ(ExpectedVerdict(0, 1).ThreatUrl(fits).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_MALICIOUS_CATEGORY)).ThreatUrl(fits).Difference(verdict), "");
     EXPECT_FALSE(Report(fits + "p"));
     EXPECT_FALSE(ReportWithoutEnd(fits + "p")) << "no more than 1024 characters are looked at";
-    EXPECT_EQ(ExpectedVerdict(1, 26).Difference(verdict), "");
+    EXPECT_EQ(ExpectedVerdict(Allows(TARN_REASON_DEFAULT)).Difference(verdict), "");
 }
 
 TEST_F(ExtensionInput, AHostOf260CharactersFailsOnlyWhereItIsLookedUp) {

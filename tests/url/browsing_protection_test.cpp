@@ -115,11 +115,11 @@ TEST_F(MaliciousVerdicts, AListHitActsAgainstTheProgramUnlessWhiteListed) {
     PublishMalicious("bad.example", true, {});
     PublishUserUrls({"bad.example"});
     Get("bad.example", "/x");
-    EXPECT_EQ(Verdict(), "1/9");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED));
     EXPECT_TRUE(quarantine.paths.empty());
     PublishUserUrls({});
     Get("bad.example", "/x");
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     ASSERT_EQ(quarantine.urls.size(), 1U);
     EXPECT_EQ(quarantine.urls[0], u"bad.example/x");
     EXPECT_EQ(processes.asked, std::vector<std::uint32_t>{4711});
@@ -130,11 +130,11 @@ TEST_F(MaliciousVerdicts, APatternHitAndAMaliciousCategoryActToo) {
     LookUpCategories();
     script.patternFlag = 1;
     Get("bad.example", "/Pattern");
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     processes.executable = u"C:\\other";
     script.categories = {2};
     Get("Bad.example", "/Category");
-    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY));
     EXPECT_EQ(quarantine.urls, (std::vector<std::u16string>{u"bad.example/pattern", u"bad.example/category"}));
 }
 
@@ -142,8 +142,8 @@ TEST_F(MaliciousVerdicts, TheVerdictStandsBeforeTheActionBegins) {
     settings.bpStatus = 1;
     LookUpCategories();
     PublishMalicious("listed.example", true, {Threat("Threat", "/")});
-    std::vector<std::string> seen;
-    quarantine.whileLoaded = [&] { seen.push_back(Verdict() + ' ' + verdict.text.threat.url); };
+    std::vector<UrlDecisionWithUrl> seen;
+    quarantine.whileLoaded = [&] { seen.emplace_back(Verdict(), verdict.text.threat.url); };
     Get("listed.example", "/a");
     processes.executable = u"C:\\second";
     script.patternFlag = 1;
@@ -151,8 +151,9 @@ TEST_F(MaliciousVerdicts, TheVerdictStandsBeforeTheActionBegins) {
     processes.executable = u"C:\\third";
     script.categories = {2};
     Get("category.example", "/c");
-    EXPECT_EQ(seen,
-              (std::vector<std::string>{"0/2 listed.example/a", "0/2 pattern.example/b", "0/1 category.example/c"}));
+    EXPECT_EQ(seen, (std::vector<UrlDecisionWithUrl>{{Blocks(TARN_REASON_MALICIOUS), "listed.example/a"},
+                                                     {Blocks(TARN_REASON_MALICIOUS), "pattern.example/b"},
+                                                     {Blocks(TARN_REASON_MALICIOUS_CATEGORY), "category.example/c"}}));
 }
 
 TEST_F(MaliciousVerdicts, AnActionThatThrowsLeavesTheVerdict) {
@@ -161,16 +162,16 @@ TEST_F(MaliciousVerdicts, AnActionThatThrowsLeavesTheVerdict) {
     PublishMalicious("listed.example", true, {});
     quarantine.whileLoaded = [] { throw std::bad_alloc(); };
     EXPECT_TRUE(Get("listed.example", "/a"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_TRUE(PromptIs(11, 12));
     processes.executable = u"C:\\second";
     script.patternFlag = 1;
     EXPECT_TRUE(Get("pattern.example", "/b"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     processes.executable = u"C:\\third";
     script.categories = {2};
     EXPECT_TRUE(Get("category.example", "/c"));
-    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY));
     EXPECT_EQ(quarantine.loads, 3);
 }
 
@@ -178,7 +179,7 @@ TEST_F(MaliciousVerdicts, TheActionIsAskedWithAnEmptyUrlToo) {
     settings.bpStatus = 1;
     PublishMalicious("", true, {});
     EXPECT_TRUE(Scan("no request"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(quarantine.urls, std::vector<std::u16string>{u""});
 }
 
@@ -186,7 +187,7 @@ TEST_F(MaliciousVerdicts, APhishingVerdictNeverActs) {
     settings.apStatus = 1;
     PublishPhishing("bad.example", true);
     Get("bad.example", "/");
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_TRUE(quarantine.paths.empty());
 }
 
@@ -196,16 +197,16 @@ TEST_F(MaliciousVerdicts, BlockedAddressesEndWithHostAndPathInTheirOwnAreas) {
     std::memcpy(request.requestText, "/Path HTTP/1.1", 14);
     idsBlockedList.Add(request);
     Get("Bad.Example", "/path");
-    EXPECT_EQ(Verdict(), "1/26") << "the feature is off";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "the feature is off";
     settings.idsIpsStatus = 1;
     EXPECT_TRUE(Get("Bad.Example", "/path?x"));
-    EXPECT_EQ(Verdict(), "0/22");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED));
     EXPECT_STREQ(verdict.blockedHost, "bad.example");
     EXPECT_STREQ(verdict.blockedPath, "/path");
     EXPECT_TRUE(PromptUntouched());
     EXPECT_TRUE(UserNameUntouched());
     Get("bad.example", "/other");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ class DnsScan : public ScanFixture {
 
 TEST_F(DnsScan, AMessageThatDoesNotParseFailsTheScan) {
     EXPECT_FALSE(Scan("twelve bytes"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_FALSE(Scan("thirteen byte"));
     EXPECT_FALSE(Scan(std::string(2048, 'x')));
 }
@@ -38,7 +38,7 @@ TEST_F(DnsScan, AMessageThatDoesNotParseFailsTheScan) {
 TEST_F(DnsScan, AnswersAreRememberedByTheirFirstTwoAddresses) {
     EXPECT_TRUE(
         Scan(DnsResponse("News.example", {kPublic, std::string(16, '\x20'), std::string("\xCB\0\x71\x0A", 4)})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(HostOf(kPublic), "News.example");
     EXPECT_EQ(HostOf(std::string("\xCB\0\x71\x0A", 4)), "News.example");
     EXPECT_EQ(HostOf(std::string(16, '\x20')), "") << "the third address is counted, not kept";
@@ -47,7 +47,7 @@ TEST_F(DnsScan, AnswersAreRememberedByTheirFirstTwoAddresses) {
 TEST_F(DnsScan, WithoutAddressesNothingIsStoredOrAsked) {
     BlockGames();
     EXPECT_TRUE(Scan(DnsResponse("games.example", {})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(script.journal.empty());
     EXPECT_EQ(dnsRing.Saved().writeIndex, 0);
 }
@@ -55,7 +55,7 @@ TEST_F(DnsScan, WithoutAddressesNothingIsStoredOrAsked) {
 TEST_F(DnsScan, APrivateAnswerIsAllowedEvenWhenBlockingIsOn) {
     BlockGames();
     EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic, kPrivate})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(HostOf(kPrivate), "games.example") << "stored all the same";
     EXPECT_TRUE(script.journal.empty());
 }
@@ -65,7 +65,7 @@ TEST_F(DnsScan, CategoriesAreFetchedAheadAndDecideNothing) {
     settings.bpStatus = settings.apStatus = 1;
     LookUpCategories();
     EXPECT_TRUE(Scan(DnsResponse("News.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(script.journal, (std::vector<std::string>{"categories News.example mode 1", "release"}));
 
     script.journal.clear();
@@ -78,11 +78,11 @@ TEST_F(DnsScan, AFailingFetchOfCategoriesDecidesNothing) {
     script.categoriesAnswer = false;
     script.categories = {2};  // handed over all the same, and released
     EXPECT_TRUE(Scan(DnsResponse("news.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(script.journal, (std::vector<std::string>{"categories news.example mode 1", "release"}));
     BlockGames();
     EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(DnsScan, NoCategoriesForALiteralOrWithoutTheModule) {
@@ -95,7 +95,7 @@ TEST_F(DnsScan, NoCategoriesForALiteralOrWithoutTheModule) {
 TEST_F(DnsScan, ABlockedNameIsShownAsDecodedAndJudgedInLowerCase) {
     BlockGames();
     EXPECT_TRUE(Scan(DnsResponse("WWW.Games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_STREQ(verdict.text.url, "WWW.Games.example");
     EXPECT_EQ(UserName(), u"Kim");
     EXPECT_TRUE(PromptIs(31, 32));
@@ -106,17 +106,17 @@ TEST_F(DnsScan, BlockingNeedsItsSwitchAProfileAndTheUser) {
     BlockGames();
     dnsBlockSwitch = 0;
     EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 
     dnsBlockSwitch = 7;
     processes.userKnown = false;
     EXPECT_FALSE(Scan(DnsResponse("games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 
     processes.userKnown = true;
     TakeProfiles({});
     EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(DnsScan, AnyProfileOpensTheBranchTheFirstOnesTablesDecide) {
@@ -128,9 +128,9 @@ TEST_F(DnsScan, AnyProfileOpensTheBranchTheFirstOnesTablesDecide) {
     TakeProfiles({first, second}, 2);
     dnsBlockSwitch = 1;
     EXPECT_TRUE(Scan(DnsResponse("games.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_TRUE(Scan(DnsResponse("news.example", {kPublic})));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(DnsScan, EveryKindIsADnsMessageOnPort53) {

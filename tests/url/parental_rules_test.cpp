@@ -27,7 +27,7 @@ class ParentalRules : public ScanFixture {
 TEST_F(ParentalRules, ABlockedSiteNamesTheUserAndTheSite) {
     TakeProfiles({Blocking("Games.Example")});
     EXPECT_TRUE(Get("www.games.example", "/chess"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_STREQ(verdict.text.url, "www.games.example/chess");
     EXPECT_EQ(UserName(), u"Kim");
     EXPECT_TRUE(PromptIs(31, 32));
@@ -39,24 +39,24 @@ TEST_F(ParentalRules, SwitchesAndHostsDecideWhetherAProfileIsAsked) {
     off.profileSwitch = false;
     TakeProfiles({off});
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 
     off = Blocking("games.example");
     off.blockListSwitch = 0;
     TakeProfiles({off});
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 
     off = Blocking("games.example");
     off.blockListSwitch = 2;  // on is whatever is not 0
     TakeProfiles({off});
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 
     off.sites.clear();
     TakeProfiles({off});
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, AFailedUserLookUpEndsTheProfilesAndTheScanGoesOn) {
@@ -67,7 +67,7 @@ TEST_F(ParentalRules, AFailedUserLookUpEndsTheProfilesAndTheScanGoesOn) {
         TakeProfiles({Blocking("games.example"), Blocking("games.example")}, mode);
         processes.asked.clear();
         EXPECT_TRUE(Get("games.example", "/"));
-        EXPECT_EQ(Verdict(), "0/0") << "the phishing list comes behind the profiles";
+        EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING)) << "the phishing list comes behind the profiles";
         EXPECT_EQ(processes.asked.size(), 1U);
     }
 }
@@ -76,22 +76,23 @@ TEST_F(ParentalRules, WithOneEntryPerUserTheMatchMustBeTheUsersOwn) {
     TakeProfiles({Blocking("games.example", 1), Blocking("news.example", 2)}, kPerUser);
     UserIs(1);
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     UserIs(2);
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26") << "the user's profile lies further on and does not list the site";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT))
+        << "the user's profile lies further on and does not list the site";
     Get("news.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     UserIs(3);
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26") << "nobody's profile";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "nobody's profile";
 }
 
 TEST_F(ParentalRules, TheLoopJumpsToTheUsersProfile) {
     TakeProfiles({Blocking("games.example", 1), Blocking("games.example", 3), Blocking("games.example", 2)}, kPerUser);
     UserIs(2);
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_EQ(processes.asked.size(), 2U) << "the profile between is not tested";
 }
 
@@ -100,7 +101,7 @@ TEST_F(ParentalRules, IdentifiersAreComparedOverAll68Bytes) {
     UserIs(1);
     processes.user.sid[67] = 9;
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, AProfileAddressBlocksATlsConnectionByItsText) {
@@ -109,7 +110,7 @@ TEST_F(ParentalRules, AProfileAddressBlocksATlsConnectionByItsText) {
     TakeProfiles({shape});
     kind = TARN_KIND_TLS;
     EXPECT_TRUE(Scan(TlsHello("shop.example")));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_STREQ(verdict.text.url, "shop.example");
 }
 
@@ -118,13 +119,13 @@ TEST_F(ParentalRules, TheAllowedListNeedsModeOneAndComesBeforeTheBlockList) {
     shape.allowed = {"games.example"};
     TakeProfiles({shape});
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(processes.asked.empty());
 
     TakeProfiles({shape}, kPerUser);
     UserIs(1);
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(ParentalRules, TheAllowedListIsAskedByAddressTextForTls) {
@@ -133,17 +134,17 @@ TEST_F(ParentalRules, TheAllowedListIsAskedByAddressTextForTls) {
     TakeProfiles({shape});
     kind = TARN_KIND_TLS;
     Scan(TlsHello("shop.example"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     kind = TARN_KIND_HTTP;
     Get("shop.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(ParentalRules, OutsideTheScheduleASiteIsBlockedWithTheLocalTime) {
     TakeProfiles({ProfileShape{}}, kPerUser);
     allows.Write([](bool& flag) { flag = false; });
     EXPECT_TRUE(Get("news.example", "/"));
-    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
     EXPECT_EQ(UserName(), u"Kim");
     EXPECT_TRUE(PromptIs(31, 32));
     EXPECT_EQ(std::memcmp(&verdict.localTime, &clock.time, sizeof clock.time), 0);
@@ -155,7 +156,7 @@ TEST_F(ParentalRules, OutsideTheScheduleAFailedUserLookUpLeavesTheNameEmpty) {
     allows.Write([](bool& flag) { flag = false; });
     processes.userKnown = false;
     EXPECT_TRUE(Get("news.example", "/"));
-    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
     EXPECT_EQ(UserName(), u"");
 }
 
@@ -165,13 +166,13 @@ TEST_F(ParentalRules, TheScheduleTimeListAllowsAndTheTimeIsWrittenAllTheSame) {
     TakeProfiles({shape});
     allows.Write([](bool& flag) { flag = false; });
     EXPECT_TRUE(Get("school.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(std::memcmp(&verdict.localTime, &clock.time, sizeof clock.time), 0);
     EXPECT_TRUE(PromptUntouched());
 
     kind = TARN_KIND_TLS;
     EXPECT_TRUE(Scan(TlsHello("shop.example")));
-    EXPECT_EQ(Verdict(), "1/26") << "by the address text";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "by the address text";
 }
 
 TEST_F(ParentalRules, PathAndKindReachTheAllowedList) {
@@ -180,17 +181,17 @@ TEST_F(ParentalRules, PathAndKindReachTheAllowedList) {
     shape.sites.push_back({"secure.example", ""});
     TakeProfiles({shape});
     EXPECT_TRUE(Get("site.example", "/open/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(Get("site.example", "/closed"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_TRUE(Get("secure.example", "/"));
-    EXPECT_EQ(Verdict(), "0/6") << "an entry of kind 2 and a connection of kind 1";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE)) << "an entry of kind 2 and a connection of kind 1";
     kind = TARN_KIND_HTTP_SECURE;
     EXPECT_TRUE(Get("secure.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     kind = TARN_KIND_TLS;
     EXPECT_TRUE(Scan(TlsHello("secure.example")));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, PathAndKindReachTheScheduleTimeList) {
@@ -199,20 +200,20 @@ TEST_F(ParentalRules, PathAndKindReachTheScheduleTimeList) {
     TakeProfiles({shape});
     allows.Write([](bool& flag) { flag = false; });
     EXPECT_TRUE(Get("site.example", "/open"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(Get("site.example", "/closed"));
-    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
     EXPECT_TRUE(Get("secure.example", "/"));
-    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
     kind = TARN_KIND_TLS;
     EXPECT_TRUE(Scan(TlsHello("secure.example")));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, WithoutAProfileTheScheduleIsNotAsked) {
     allows.Write([](bool& flag) { flag = false; });
     EXPECT_TRUE(Get("news.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, TheAllowedListComesBeforeTheScheduleAndTheScheduleBeforeTheVideoException) {
@@ -222,25 +223,25 @@ TEST_F(ParentalRules, TheAllowedListComesBeforeTheScheduleAndTheScheduleBeforeTh
     allows.Write([](bool& flag) { flag = false; });
     settings.agentStatus = 1;
     Get("good.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     Get("www.youtube.com", "/");
-    EXPECT_EQ(Verdict(), "0/5");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
 }
 
 TEST_F(ParentalRules, TheVideoExceptionComesBeforeTheBlockLists) {
     TakeProfiles({Blocking("YouTube.com")});
     Get("www.youtube.com", "/watch");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     settings.agentStatus = 1;
     Get("www.YouTube.com", "/watch");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, TheBlockListsComeBeforeThePrivateAddresses) {
     TakeProfiles({Blocking("games.example")});
     remote.bytes[0] = 10;
     Get("games.example", "/");
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(ParentalRules, ABlockedCategoryCarriesIdNameAndUser) {
@@ -250,7 +251,7 @@ TEST_F(ParentalRules, ABlockedCategoryCarriesIdNameAndUser) {
     TakeProfiles({shape});
     script.categories = {2, 5, 41};
     EXPECT_TRUE(Get("six.example", "/Path"));
-    EXPECT_EQ(Verdict(), "0/7");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_CATEGORY));
     EXPECT_EQ(verdict.categoryId, 41U);
     std::array<char16_t, 100> name;
     std::memcpy(name.data(), verdict.categoryName, sizeof verdict.categoryName);
@@ -269,7 +270,7 @@ TEST_F(ParentalRules, ABlockedCategoryStandsWithEmptyTextsWhenLookUpsFail) {
     script.nameAnswer = false;
     processes.userKnown = false;
     EXPECT_TRUE(Get("six.example", "/"));
-    EXPECT_EQ(Verdict(), "0/7");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_CATEGORY));
     EXPECT_EQ(verdict.categoryName[0], u'\0');
     EXPECT_EQ(UserName(), u"");
 }
@@ -281,7 +282,7 @@ TEST_F(ParentalRules, CategoriesTwoAndThreeAreNeverParental) {
     TakeProfiles({shape});
     script.categories = {2, 3};
     EXPECT_TRUE(Get("six.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, ParentalCategoriesNeedBothSwitchesAndTheConsideredPart) {
@@ -292,21 +293,21 @@ TEST_F(ParentalRules, ParentalCategoriesNeedBothSwitchesAndTheConsideredPart) {
     TakeProfiles({shape});
     script.categories = {41};
     Get("six.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 
     shape.profileSwitch = true;
     strictness = 3;
     TakeProfiles({shape});
     script.categories = {9, 41};
     Get("six.example", "/");
-    EXPECT_EQ(Verdict(), "1/26") << "strictness 3 considers one category";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "strictness 3 considers one category";
 
     shape.categorySwitch = 0;
     settings.bpStatus = 1;
     strictness = 0;
     TakeProfiles({shape});
     Get("six.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(ParentalRules, ADangerousCategoryComesBeforeAParentalOne) {
@@ -317,7 +318,7 @@ TEST_F(ParentalRules, ADangerousCategoryComesBeforeAParentalOne) {
     settings.apStatus = 1;
     script.categories = {41, 3};
     Get("six.example", "/");
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
 }
 
 }  // namespace

@@ -38,10 +38,11 @@ class RuleOrder : public ScanFixture {
         kind = TARN_KIND_TLS;
         port = 443;
     }
-    std::string Judge() {
+    UrlDecisionWithUrl Judge() {
         TakeProfiles({profile});
         EXPECT_TRUE(Scan(TlsHello(kHost)));
-        return verdict.reason == 0 ? Verdict() + " " + verdict.text.url : Verdict();
+        if (verdict.reason != TARN_REASON_PHISHING) return Verdict();
+        return {Verdict(), verdict.text.url};
     }
 
     // What the rules need of the fixture; they stand outside of it.
@@ -62,11 +63,11 @@ class RuleOrder : public ScanFixture {
 // What makes one rule decide, and how.
 struct Cause {
     Step (*rule)(ScanState&);
-    std::string verdict;
+    UrlDecisionWithUrl verdict;
     std::function<void(RuleOrder&)> match;
 };
 
-const std::string kAllowed = "1/26";
+const UrlDecision kAllowed = Allows(TARN_REASON_DEFAULT);
 
 // In the order in which the rules are asked.
 std::vector<Cause> CausesInOrder() {
@@ -78,46 +79,49 @@ std::vector<Cause> CausesInOrder() {
              base::CopyText(t.managedClient.serverAddress, std::u16string(kHost.begin(), kHost.end()));
          }},
         {ParentalAllowedList, kAllowed, [](RuleOrder& t) { t.profile.allowed = {kHost}; }},
-        {ParentalSchedule, "0/5", [](RuleOrder& t) { t.allows.Write([](bool& flag) { flag = false; }); }},
+        {ParentalSchedule, Blocks(TARN_REASON_SCHEDULE),
+         [](RuleOrder& t) { t.allows.Write([](bool& flag) { flag = false; }); }},
         {VideoSharingException, kAllowed, [](RuleOrder& t) { t.settings.agentStatus = 1; }},
-        {ParentalBlockLists, "0/6",
+        {ParentalBlockLists, Blocks(TARN_REASON_PARENTAL_SITE),
          [](RuleOrder& t) {
              t.profile.sites = {{kHost, ""}};
          }},
         {PrivateAddress, kAllowed, [](RuleOrder& t) { t.remote.bytes[0] = 10; }},
-        {MaliciousSite, "0/2",
+        {MaliciousSite, Blocks(TARN_REASON_MALICIOUS),
          [](RuleOrder& t) {
              t.settings.bpStatus = 1;
              t.PublishMalicious(kHost, true, {});
          }},
-        {PhishingSite, "0/0 " + kHost,
+        {PhishingSite,
+         {Blocks(TARN_REASON_PHISHING), kHost},
          [](RuleOrder& t) {
              t.settings.apStatus = 1;
              t.PublishPhishing(kHost, true);
          }},
-        {IdsBlockedSite, "0/22",
+        {IdsBlockedSite, Blocks(TARN_REASON_IDS_BLOCKED),
          [](RuleOrder& t) {
              IdsBlockRequest request{};
              std::memcpy(request.hostName, kHost.data(), kHost.size());
              t.settings.idsIpsStatus = 1;
              t.idsBlockedList.Add(request);
          }},
-        {HttpsInspection, "0/15",
+        {HttpsInspection, Blocks(TARN_REASON_HTTPS_INSPECTION),
          [](RuleOrder& t) {
              t.companions.httpsInspection = modules::HttpsInspection{.TiScanHttpsPacket = BlockEverything};
          }},
-        {Categories, "9/26", [](RuleOrder& t) { t.stop = 1; }},
-        {Categories, "0/1",
+        {Categories, StopsBeforeCategories(), [](RuleOrder& t) { t.stop = 1; }},
+        {Categories, Blocks(TARN_REASON_MALICIOUS_CATEGORY),
          [](RuleOrder& t) {
              t.settings.bpStatus = 1;
              t.script.categories.push_back(2);
          }},
-        {Categories, "0/0 https://" + kHost,
+        {Categories,
+         {Blocks(TARN_REASON_PHISHING), "https://" + kHost},
          [](RuleOrder& t) {
              t.settings.apStatus = 1;
              t.script.categories.insert(t.script.categories.begin(), 3);
          }},
-        {Categories, "0/7",
+        {Categories, Blocks(TARN_REASON_PARENTAL_CATEGORY),
          [](RuleOrder& t) {
              t.profile.categorySwitch = 1;
              t.profile.blockedCategories = {41};

@@ -15,6 +15,7 @@
 #include "profile_records.h"
 #include "scan_fakes.h"
 #include "support/scan_inputs.h"
+#include "support/verdict_matchers.h"
 #include "url/url_scan.h"
 
 namespace tarn::url {
@@ -156,8 +157,7 @@ class ScanFixture : public testing::Test, protected ScanInputs {
         return Scan("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
     }
 
-    // "allow/reason", the short form of a verdict.
-    std::string Verdict() const { return std::to_string(verdict.allow) + "/" + std::to_string(verdict.reason); }
+    UrlDecision Verdict() const { return DecisionOf(verdict); }
     std::u16string UserName() const {
         std::array<char16_t, 260> name;
         std::memcpy(name.data(), verdict.userName, sizeof verdict.userName);

@@ -11,7 +11,7 @@ class UrlScan : public ScanFixture {};
 
 TEST_F(UrlScan, ARequestThatNoRuleDecidesIsAllowed) {
     EXPECT_TRUE(Get("www.example.org", "/index.html"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(PromptUntouched());
     EXPECT_EQ(static_cast<unsigned char>(verdict.text.url[0]), 0xCD) << "only allow and reason are preset";
 }
@@ -39,7 +39,7 @@ TEST_F(UrlScan, ANulInsideTheDataDoesNotHideTheHost) {
     settings.bpStatus = 1;
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     EXPECT_TRUE(Scan(std::string("GET / HTTP/1.1\r\n\0Host: bad.example\r\n\r\n", 38)));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
 
 TEST_F(UrlScan, ThePortOfDnsNeverReachesTheUrlRules) {
@@ -47,7 +47,7 @@ TEST_F(UrlScan, ThePortOfDnsNeverReachesTheUrlRules) {
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     port = 53;
     Get("bad.example", "/");
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, AnUnknownKindEndsWithTheDefaultVerdict) {
@@ -56,11 +56,11 @@ TEST_F(UrlScan, AnUnknownKindEndsWithTheDefaultVerdict) {
     for (const int unknown : {0, 5, 255}) {
         kind = static_cast<std::uint8_t>(unknown);
         EXPECT_TRUE(Get("bad.example", "/"));
-        EXPECT_EQ(Verdict(), "1/26") << unknown;
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << unknown;
     }
     kind = TARN_KIND_HTTP_SECURE;
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "0/2") << "kind 4 is parsed like kind 1";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "kind 4 is parsed like kind 1";
 }
 
 TEST_F(UrlScan, AFailedParseGoesOnWithEmptyStrings) {
@@ -69,7 +69,7 @@ TEST_F(UrlScan, AFailedParseGoesOnWithEmptyStrings) {
     for (const char* data :
          {"not http", "GET / HTTP/1.1\r\nhost: a.example\r\n\r\n", "GET / HTTP/1.1\r\nHost: a.example"}) {
         EXPECT_TRUE(Scan(data));
-        EXPECT_EQ(Verdict(), "1/26") << data;
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << data;
     }
     EXPECT_TRUE(script.journal.empty()) << "an empty display URL ends the scan before the categories";
 }
@@ -87,9 +87,9 @@ TEST_F(UrlScan, AUrlThatDoesNotFitIsAFailedParse) {
     const std::string host(240, 'h');
     PublishMalicious(host, true, {});
     EXPECT_TRUE(Get(host, "/" + std::string(1023 - 240 - 1, 'p')));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_TRUE(Get(host, "/" + std::string(1024 - 240 - 1, 'p')));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, AnEmptyHostOfAnHttpRequestStaysEmpty) {
@@ -98,11 +98,11 @@ TEST_F(UrlScan, AnEmptyHostOfAnHttpRequestStaysEmpty) {
     for (const std::uint8_t http : {std::uint8_t{TARN_KIND_HTTP}, std::uint8_t{TARN_KIND_HTTP_SECURE}}) {
         kind = http;
         EXPECT_TRUE(Get(".", "/x"));
-        EXPECT_EQ(Verdict(), "1/26") << "the address does not stand in";
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "the address does not stand in";
     }
     PublishPhishing("", true);
     EXPECT_TRUE(Get(".", "/x"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_STREQ(verdict.text.url, "/x");
 }
 
@@ -110,13 +110,13 @@ TEST_F(UrlScan, TheVideoSharingSiteIsFoundInThePathToo) {
     settings.bpStatus = 1;
     PublishMalicious("bad.example", true, {});
     EXPECT_TRUE(Get("bad.example", "/watch/YouTube.com/x"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     settings.agentStatus = 1;
     EXPECT_TRUE(Get("bad.example", "/watch/YouTube.com/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_EQ(endedBy, "video-sharing exception");
     EXPECT_TRUE(Get("bad.example", "/watch/youtube.org/x"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
 
 TEST_F(UrlScan, ThePatternMatcherIsGivenTheKind) {
@@ -137,10 +137,10 @@ TEST_F(UrlScan, InternalWhiteListEndsBeforeTheThreats) {
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     PublishUrls(lists.webSecurityInternal, {"bad.example/ok/"});
     EXPECT_TRUE(Get("bad.example", "/ok/file"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(PromptUntouched());
     EXPECT_TRUE(Get("bad.example", "/other"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
 
 TEST_F(UrlScan, ManagementServerEndsBeforeTheThreats) {
@@ -148,13 +148,13 @@ TEST_F(UrlScan, ManagementServerEndsBeforeTheThreats) {
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     base::CopyText(managedClient.serverAddress, u"BAD.example");
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "0/2") << "not a managed client";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "not a managed client";
     managedClient.installed = true;
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     base::CopyText(managedClient.serverAddress, u"BAD.example.org");
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "0/2") << "the whole text is compared";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "the whole text is compared";
 }
 
 TEST_F(UrlScan, AnEmptyManagementServerEqualsNothing) {
@@ -170,20 +170,20 @@ TEST_F(UrlScan, PrivateAddressesEndBeforeTheThreats) {
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     remote = {TARN_FAMILY_IPV4, {10, 1, 2, 3}};
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     remote = {TARN_FAMILY_IPV4, {10, 255, 255, 255}};
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "0/2") << "the upper end counts as public";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "the upper end counts as public";
     remote = {TARN_FAMILY_IPV6, {0xFD}};
     EXPECT_TRUE(Get("bad.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, MaliciousSiteBlocksWithNameAndUrl) {
     settings.bpStatus = 1;
     PublishMalicious("bad.example", true, {Threat("PathThreat", "/dl"), Threat("SiteThreat", "/")});
     EXPECT_TRUE(Get("WWW.bad.example:8080", "/Some/File?x"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_STREQ(verdict.text.threat.name, "SiteThreat");
     EXPECT_STREQ(verdict.text.threat.url, "www.bad.example/some/file");
     EXPECT_TRUE(PromptIs(11, 12));
@@ -196,7 +196,7 @@ TEST_F(UrlScan, MaliciousSiteOfTheUsersWhiteListIsAllowedWithItsTexts) {
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
     PublishUserUrls({"bad.example/"});
     EXPECT_TRUE(Get("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/9");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED));
     EXPECT_STREQ(verdict.text.threat.name, "Worm");
     EXPECT_STREQ(verdict.text.threat.url, "bad.example/x");
     EXPECT_TRUE(PromptIs(11, 12));
@@ -205,7 +205,7 @@ TEST_F(UrlScan, MaliciousSiteOfTheUsersWhiteListIsAllowedWithItsTexts) {
 TEST_F(UrlScan, MaliciousListIsAskedOnlyWhenBrowsingProtectionIsOn) {
     PublishMalicious("bad.example", true, {});
     EXPECT_TRUE(Get("bad.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, HostOf256Characters_BrowsingProtectionOn_Fails) {
@@ -213,7 +213,7 @@ TEST_F(UrlScan, HostOf256Characters_BrowsingProtectionOn_Fails) {
     settings.bpStatus = 1;
     EXPECT_TRUE(Get(std::string(255, 'h'), "/x"));
     EXPECT_FALSE(Get(std::string(256, 'h'), "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(Get("www." + std::string(251, 'h'), "/x"));
     EXPECT_FALSE(Get("www." + std::string(252, 'h'), "/x")) << "the bound counts the \"www.\"";
 }
@@ -222,14 +222,14 @@ TEST_F(UrlScan, PhishingSiteBlocksAndTheUsersWhiteListAllows) {
     settings.apStatus = 1;
     PublishPhishing("www.phish.example", true);
     EXPECT_TRUE(Get("www.phish.example", "/login"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_STREQ(verdict.text.url, "www.phish.example/login");
     EXPECT_TRUE(PromptIs(21, 22));
     EXPECT_TRUE(Get("phish.example", "/login"));
-    EXPECT_EQ(Verdict(), "1/26") << "the host is asked as it is";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "the host is asked as it is";
     PublishUserUrls({"www.phish.example"});
     EXPECT_TRUE(Get("www.phish.example", "/login"));
-    EXPECT_EQ(Verdict(), "1/8");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_PHISHING_WHITE_LISTED));
     EXPECT_TRUE(PromptIs(21, 22));
 }
 
@@ -238,7 +238,7 @@ TEST_F(UrlScan, TheMaliciousListIsAskedBeforeThePhishingList) {
     PublishMalicious("both.example", true, {Threat("Worm", "")});
     PublishPhishing("both.example", true);
     EXPECT_TRUE(Get("both.example", "/"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
 
 TEST_F(UrlScan, TheThreatListsAreAskedBeforeTheCategories) {
@@ -247,7 +247,7 @@ TEST_F(UrlScan, TheThreatListsAreAskedBeforeTheCategories) {
     script.categories = {2, 3};
     PublishPhishing("phish.example", true);
     EXPECT_TRUE(Get("phish.example", "/"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_TRUE(script.journal.empty());
 }
 
@@ -256,35 +256,35 @@ TEST_F(UrlScan, TheStopByteEndsBeforeTheCategories) {
     script.categories = {2};
     stop = 1;
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "9/26") << "whether or not a look-up would follow";
+    EXPECT_THAT(Verdict(), StopsBeforeCategories()) << "whether or not a look-up would follow";
     LookUpCategories();
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "9/26");
+    EXPECT_THAT(Verdict(), StopsBeforeCategories());
     EXPECT_TRUE(script.journal.empty());
     stop = 2;
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "0/1") << "only the value 1 stops";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY)) << "only the value 1 stops";
     stop = 1;
     EXPECT_TRUE(Scan("not http"));
-    EXPECT_EQ(Verdict(), "1/26") << "an empty display URL ends first";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "an empty display URL ends first";
 }
 
 TEST_F(UrlScan, CategoriesNeedModeOneAFirstEntryAndAFeature) {
     script.categories = {2, 3};
     settings.bpStatus = 1;
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26") << "no parental settings";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "no parental settings";
     LookUpCategories();
     parental.mode = 2;
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "1/26") << "one entry per user";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "one entry per user";
     parental.mode = TARN_PC_ONE_FOR_ALL;
     settings.bpStatus = 0;
     EXPECT_TRUE(Get("a.example", "/"));
     EXPECT_TRUE(script.journal.empty()) << "no feature is on";
     settings.apStatus = 1;
     EXPECT_TRUE(Get("a.example", "/"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
 }
 
 TEST_F(UrlScan, AMaliciousCategoryBlocksWithTheDisplayUrl) {
@@ -292,7 +292,7 @@ TEST_F(UrlScan, AMaliciousCategoryBlocksWithTheDisplayUrl) {
     LookUpCategories();
     script.categories = {7, 2};
     EXPECT_TRUE(Get("A.example:8080", "/Path"));
-    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY));
     EXPECT_STREQ(verdict.text.threat.url, "A.example:8080/Path") << "the display URL keeps letter case and port";
     EXPECT_EQ(static_cast<unsigned char>(verdict.text.threat.name[0]), 0xCD) << "the name is left alone";
     EXPECT_TRUE(PromptIs(11, 12));
@@ -305,7 +305,7 @@ TEST_F(UrlScan, APhishingCategoryBlocks) {
     LookUpCategories();
     script.categories = {3};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_STREQ(verdict.text.url, "a.example/x");
     EXPECT_TRUE(PromptIs(21, 22));
 }
@@ -315,12 +315,12 @@ TEST_F(UrlScan, ADangerousCategoryNeedsItsOwnFeature) {
     settings.bpStatus = 1;
     script.categories = {3};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     settings.bpStatus = 0;
     settings.apStatus = 1;
     script.categories = {2};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, StrictnessLimitsTheCategoriesConsidered) {
@@ -336,7 +336,9 @@ TEST_F(UrlScan, StrictnessLimitsTheCategoriesConsidered) {
             script.categories.assign(5, 9);
             script.categories[at] = 2;
             EXPECT_TRUE(Get("a.example", "/x"));
-            EXPECT_EQ(Verdict(), at < c.considered ? "0/1" : "1/26") << int{c.strictness} << " at " << at;
+            EXPECT_THAT(Verdict(),
+                        at < c.considered ? Blocks(TARN_REASON_MALICIOUS_CATEGORY) : Allows(TARN_REASON_DEFAULT))
+                << int{c.strictness} << " at " << at;
         }
     }
 }
@@ -349,7 +351,7 @@ TEST_F(UrlScan, TheInternalListAllowsACategoryHitAtOnceWithTheDefaultReason) {
     for (const std::uint16_t category : {std::uint16_t{2}, std::uint16_t{3}}) {
         script.categories = {category};
         EXPECT_TRUE(Get("a.example", "/x"));
-        EXPECT_EQ(Verdict(), "1/26");
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
         EXPECT_TRUE(PromptUntouched());
     }
 }
@@ -360,12 +362,12 @@ TEST_F(UrlScan, TheUsersListTurnsACategoryHitIntoItsReason) {
     PublishUserUrls({"a.example"});
     script.categories = {2};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/9");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED));
     EXPECT_STREQ(verdict.text.threat.url, "a.example/x");
     EXPECT_TRUE(PromptIs(11, 12));
     script.categories = {3};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/8");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_PHISHING_WHITE_LISTED));
     EXPECT_TRUE(PromptIs(21, 22));
 }
 
@@ -375,11 +377,11 @@ TEST_F(UrlScan, OnlyASiteWithoutCategoriesIsShownToThePatternMatcher) {
     script.patternFlag = 1;
     script.categories = {9};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     script.categories = {};
     script.journal.clear();
     EXPECT_TRUE(Get("a.example", "/X?y"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_STREQ(verdict.text.threat.name, "Malicious Url");
     EXPECT_STREQ(verdict.text.threat.url, "a.example/x");
     EXPECT_TRUE(PromptIs(11, 12));
@@ -396,7 +398,7 @@ TEST_F(UrlScan, EitherWhiteListTurnsAPatternHitIntoReasonNine) {
     PublishUserUrls({"user.example"});
     for (const char* host : {"internal.example", "user.example"}) {
         EXPECT_TRUE(Get(host, "/x"));
-        EXPECT_EQ(Verdict(), "1/9") << host;
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED)) << host;
         EXPECT_STREQ(verdict.text.threat.name, "Malicious Url");
         EXPECT_TRUE(PromptIs(11, 12));
     }
@@ -406,15 +408,15 @@ TEST_F(UrlScan, APatternMissOrFailureAllows) {
     settings.bpStatus = 1;
     LookUpCategories();
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     script.patternFlag = 1;
     script.patternAnswer = false;
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     script.patternAnswer = true;
     companions.urlPatterns = {};
     EXPECT_TRUE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(UrlScan, AFailedOrImpossibleLookUpFailsTheScanWithTheDefaultVerdict) {
@@ -423,13 +425,13 @@ TEST_F(UrlScan, AFailedOrImpossibleLookUpFailsTheScanWithTheDefaultVerdict) {
     script.categoriesAnswer = false;
     script.categories = {2};
     EXPECT_FALSE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     script.categoriesAnswer = true;
     EXPECT_FALSE(Get("[2001:db8::1]", "/x")) << "an IPv6 literal is never looked up";
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     companions.categorisation = {};
     EXPECT_FALSE(Get("a.example", "/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 }  // namespace

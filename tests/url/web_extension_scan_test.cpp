@@ -39,14 +39,14 @@ TEST_F(WebExtensionScan, OnlySecureUrlsAreJudged) {
     for (const int other : {0, 1, 2, 4, 255}) {
         kind = static_cast<std::uint8_t>(other);
         EXPECT_TRUE(Report("no URL at all"));
-        EXPECT_EQ(Verdict(), "1/26");
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     }
 }
 
 TEST_F(WebExtensionScan, WithoutParentalControlEveryCallFails) {
     settings.bpStatus = 1;
     EXPECT_FALSE(Report("https://example.org/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     TakeProfiles({ProfileShape{}}, TARN_PC_ABSENT);
     EXPECT_FALSE(Report("https://example.org/"));
 }
@@ -66,7 +66,7 @@ TEST_F(WebExtensionScan, TheAllowedListEndsTheScan) {
     shape.sites = {{"games.example", ""}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://games.example/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, BlockedHostLosesItsFirstTwoCharacters) {
@@ -74,19 +74,19 @@ TEST_F(WebExtensionScan, BlockedHostLosesItsFirstTwoCharacters) {
     shape.sites = {{"games.example", ""}, {"x", ""}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://games.example/x"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_STREQ(verdict.text.url, "mes.example");
     EXPECT_EQ(UserName(), u"Kim");
     EXPECT_TRUE(PromptIs(31, 32));
     EXPECT_EQ(processes.asked, std::vector<std::uint32_t>{999}) << "the user of the calling process";
 
     EXPECT_TRUE(Report("https://x"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_STREQ(verdict.text.url, "");
 
     processes.userKnown = false;
     EXPECT_FALSE(Report("https://games.example/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, TheBlockListSwitchMustBeOne) {
@@ -95,7 +95,7 @@ TEST_F(WebExtensionScan, TheBlockListSwitchMustBeOne) {
     shape.blockListSwitch = 2;
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://games.example/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, TheListsAreAskedInModeThree) {
@@ -104,9 +104,9 @@ TEST_F(WebExtensionScan, TheListsAreAskedInModeThree) {
     shape.sites = {{"secure.example", ""}, {"tls.example", "", 0, 2}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://secure.example/"));
-    EXPECT_EQ(Verdict(), "1/26") << "an allowed site for secure connections";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "an allowed site for secure connections";
     EXPECT_TRUE(Report("https://tls.example/"));
-    EXPECT_EQ(Verdict(), "0/6") << "a blocked site for secure connections";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE)) << "a blocked site for secure connections";
 }
 
 TEST_F(WebExtensionScan, ThePathStandsWithoutItsSlash) {
@@ -115,9 +115,9 @@ TEST_F(WebExtensionScan, ThePathStandsWithoutItsSlash) {
     shape.sites = {{"one.example", ""}, {"two.example", ""}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://one.example/open/x"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(Report("https://two.example/open/x"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
 }
 
 TEST_F(WebExtensionScan, TheProfileSwitchIsNotAsked) {
@@ -129,9 +129,9 @@ TEST_F(WebExtensionScan, TheProfileSwitchIsNotAsked) {
     script.categories = {41};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://games.example/"));
-    EXPECT_EQ(Verdict(), "0/6");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE));
     EXPECT_TRUE(Report("https://six.example/"));
-    EXPECT_EQ(Verdict(), "0/7");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_CATEGORY));
 }
 
 TEST_F(WebExtensionScan, TheHostKeepsItsLetterCase) {
@@ -139,7 +139,7 @@ TEST_F(WebExtensionScan, TheHostKeepsItsLetterCase) {
     shape.sites = {{"games.example", ""}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://Games.example/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, TheAddressIsAllZero) {
@@ -147,11 +147,11 @@ TEST_F(WebExtensionScan, TheAddressIsAllZero) {
     shape.sites = {{"one.example", "", 1, 1, 0, {IpAddressRecord{}}}};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://198.51.100.7/"));
-    EXPECT_EQ(Verdict(), "0/6") << "a literal is asked by the address of the connection";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_SITE)) << "a literal is asked by the address of the connection";
     shape.sites[0].addresses = {remote};
     TakeProfiles({shape});
     EXPECT_TRUE(Report("https://198.51.100.7/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, CategoriesBlockOnlyWithTheSwitchOn) {
@@ -161,7 +161,7 @@ TEST_F(WebExtensionScan, CategoriesBlockOnlyWithTheSwitchOn) {
     settings.bpStatus = 1;
     script.categories = {41};
     EXPECT_TRUE(Report("https://six.example/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, AHostOf260CharactersFailsOnlyWhereItIsLookedUp) {
@@ -178,7 +178,7 @@ TEST_F(WebExtensionScan, AHostOf260CharactersFailsOnlyWhereItIsLookedUp) {
 TEST_F(WebExtensionScan, WithoutAnyFeatureNoCategoryIsAsked) {
     TakeProfiles({ProfileShape{}});
     EXPECT_TRUE(Report("https://example.org/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     EXPECT_TRUE(script.journal.empty());
 }
 
@@ -190,7 +190,7 @@ TEST_F(WebExtensionScan, MissingCategorisationFailsTheScan) {
     script.categoriesAnswer = false;
     EXPECT_FALSE(Report("https://example.org/"));
     EXPECT_FALSE(Report("[https://example.org/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(WebExtensionScan, TheWholeUrlIsAsked) {
@@ -204,14 +204,14 @@ TEST_F(WebExtensionScan, AMaliciousCategoryIsShownWithTheWholeUrlBehindTheName) 
     settings.bpStatus = 1;
     script.categories = {2};
     EXPECT_TRUE(Report("https://bad.example/a"));
-    EXPECT_EQ(Verdict(), "0/1");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS_CATEGORY));
     EXPECT_EQ(static_cast<unsigned char>(verdict.text.threat.name[0]), 0xCD);
     EXPECT_STREQ(verdict.text.threat.url, "https://bad.example/a");
     EXPECT_TRUE(PromptIs(11, 12));
     EXPECT_TRUE(quarantine.paths.empty()) << "no action against a process";
     PublishUserUrls({"bad.example/a"});
     EXPECT_TRUE(Report("https://bad.example/a"));
-    EXPECT_EQ(Verdict(), "1/9");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED));
 }
 
 TEST_F(WebExtensionScan, APhishingCategoryIsShownWithTheWholeUrl) {
@@ -219,12 +219,12 @@ TEST_F(WebExtensionScan, APhishingCategoryIsShownWithTheWholeUrl) {
     settings.apStatus = 1;
     script.categories = {3};
     EXPECT_TRUE(Report("https://bad.example"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
     EXPECT_STREQ(verdict.text.url, "https://bad.example");
     EXPECT_TRUE(PromptIs(21, 22));
     PublishUserUrls({"bad.example"});
     EXPECT_TRUE(Report("https://bad.example"));
-    EXPECT_EQ(Verdict(), "1/8");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_PHISHING_WHITE_LISTED));
 }
 
 TEST_F(WebExtensionScan, APatternIsAskedForSitesWithCategoriesOnly) {
@@ -232,18 +232,18 @@ TEST_F(WebExtensionScan, APatternIsAskedForSitesWithCategoriesOnly) {
     settings.bpStatus = 1;
     script.patternFlag = 1;
     EXPECT_TRUE(Report("https://bad.example/Path"));
-    EXPECT_EQ(Verdict(), "1/26") << "no category, no pattern";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "no category, no pattern";
     script.categories = {9};
     script.journal.clear();
     EXPECT_TRUE(Report("https://bad.example/Path"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     EXPECT_EQ(script.journal[1], "pattern 3 bad.example Path port 0");
     EXPECT_STREQ(verdict.text.threat.name, "Malicious Url");
     EXPECT_STREQ(verdict.text.threat.url, "bad.example/Path");
     EXPECT_TRUE(PromptIs(11, 12));
     PublishUserUrls({"bad.example"});
     EXPECT_TRUE(Report("https://bad.example/Path"));
-    EXPECT_EQ(Verdict(), "1/9");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_MALICIOUS_WHITE_LISTED));
 }
 
 TEST_F(WebExtensionScan, APatternNeedsTheModuleAndItsAnswer) {
@@ -253,18 +253,18 @@ TEST_F(WebExtensionScan, APatternNeedsTheModuleAndItsAnswer) {
     script.categories = {9};
     script.patternAnswer = false;
     EXPECT_TRUE(Report("https://bad.example/"));
-    EXPECT_EQ(Verdict(), "1/26") << "the flag of a call that failed";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "the flag of a call that failed";
     script.patternAnswer = true;
     companions.urlPatterns = {};
     EXPECT_TRUE(Report("https://bad.example/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     companions.urlPatterns = modules::UrlPatterns{.WSCheckURLMaliciousPattern = CheckPattern};
     settings.bpStatus = 0;
     EXPECT_TRUE(Report("https://bad.example/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     settings.bpStatus = 1;
     EXPECT_TRUE(Report("https://bad.example/"));
-    EXPECT_EQ(Verdict(), "0/2");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
 
 TEST_F(WebExtensionScan, TheInternalListAllowsEveryHitWithTheDefaultReason) {
@@ -275,7 +275,7 @@ TEST_F(WebExtensionScan, TheInternalListAllowsEveryHitWithTheDefaultReason) {
         script.categories = categories;
         script.patternFlag = 1;
         EXPECT_TRUE(Report("https://bad.example/"));
-        EXPECT_EQ(Verdict(), "1/26") << categories.front();
+        EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << categories.front();
     }
 }
 
@@ -283,7 +283,7 @@ TEST_F(WebExtensionScan, ABlockedCategoryEmptiesTheUserName) {
     JudgeCategories({41});
     script.categories = {3, 41};
     EXPECT_TRUE(Report("https://six.example/"));
-    EXPECT_EQ(Verdict(), "0/7");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PARENTAL_CATEGORY));
     EXPECT_EQ(verdict.categoryId, 41U);
     EXPECT_STREQ(verdict.text.url, "https://six.example/");
     EXPECT_EQ(UserName(), u"");
@@ -315,11 +315,11 @@ TEST_F(WebExtensionScan, TheRuleThatEndedTheScanIsNamed) {
 TEST_F(WebExtensionScan, WithoutAFirstEntryTheListsAreEmptyAndTheSwitchesOff) {
     TakeProfiles({}, 2);
     EXPECT_TRUE(Report("https://example.org/"));
-    EXPECT_EQ(Verdict(), "1/26");
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     settings.apStatus = 1;
     script.categories = {3};
     EXPECT_TRUE(Report("https://example.org/"));
-    EXPECT_EQ(Verdict(), "0/0");
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_PHISHING));
 }
 
 }  // namespace
