@@ -150,6 +150,24 @@ std::set<std::string> BytesDeclaredIn(std::string_view code) {
     return names;
 }
 
+// Whether the text holds a test case of this name: TEST(Suite, name), TEST_F, TEST_P or TYPED_TEST.
+bool DefinesTest(std::string_view text, std::string_view name) {
+    static constexpr std::string_view kMacros[] = {"TEST", "TEST_F", "TEST_P", "TYPED_TEST"};
+    static constexpr std::string_view kBlanks = " \t\r\n";
+    for (std::size_t open = text.find('('); open != std::string_view::npos; open = text.find('(', open + 1)) {
+        std::size_t begin = open;
+        while (begin > 0 && IsWordPart(text[begin - 1])) --begin;
+        if (std::ranges::find(kMacros, text.substr(begin, open - begin)) == std::end(kMacros)) continue;
+        const std::size_t comma = text.find_first_of(",;{)", open);
+        if (comma == std::string_view::npos || text[comma] != ',') continue;
+        const std::size_t word = text.find_first_not_of(kBlanks, comma + 1);
+        if (word == std::string_view::npos || text.substr(word, name.size()) != name) continue;
+        const std::size_t close = text.find_first_not_of(kBlanks, word + name.size());
+        if (close != std::string_view::npos && text[close] == ')') return true;
+    }
+    return false;
+}
+
 // What a comment names behind "Test: ", without the suite that may stand before it.
 std::string TestNamedBy(std::string_view comment) {
     static constexpr std::string_view kMark = "Test: ";
@@ -301,7 +319,7 @@ Complaints CheckQuirks(const SourceFile& file, const std::vector<SourceFile>& te
         }
         const std::string test = TestNamedBy(comment);
         const std::string place = file.path + ":" + std::to_string(i + 1);
-        const auto holdsTest = [&](const SourceFile& candidate) { return ContainsWord(candidate.text, test); };
+        const auto holdsTest = [&](const SourceFile& candidate) { return DefinesTest(candidate.text, test); };
         if (test.empty()) {
             complaints.push_back(place + " marks a quirk and names no test");
         } else if (std::none_of(tests.begin(), tests.end(), holdsTest)) {

@@ -124,5 +124,18 @@ TEST(CheckQuirks, ANamedTestExists) {
     EXPECT_THAT(check("// QUIRK: a.\n// QUIRK: b.  Test: ReadFails_TurnsStatusOff\n"), testing::SizeIs(1));
 }
 
+TEST(CheckQuirks, OnlyATestCaseCountsAsATest) {
+    const auto accepts = [](const std::string& test) {
+        return CheckQuirks({"src/url/a.cpp", "// QUIRK: off.  Test: Name\n"}, {{"tests/a_test.cpp", test}}).empty();
+    };
+    for (const char* test : {"TEST(Suite, Name) {", "TEST_F(Suite, Name) {", "TEST_P(Suite, Name) {",
+                             "TYPED_TEST(Suite, Name) {", "TEST_F(Suite,\n       Name) {"})
+        EXPECT_TRUE(accepts(test)) << test;
+    for (const char* text :
+         {"// Name\n", "Name();", "TEST(Name, Other) {", "TEST(Suite, NameLonger) {", "TEST(Suite, ALongerName) {",
+          "INSTANTIATE_TEST_SUITE_P(Suite, Name)", "MY_TEST(Suite, Name) {", "TEST(Suite) { Call(1, Name); }"})
+        EXPECT_FALSE(accepts(text)) << text;
+}
+
 }  // namespace
 }  // namespace tarn::shape
