@@ -1,52 +1,12 @@
-// When memory is asked for, and what stays behind when there is none. This program's allocations are counted here.
-#include <atomic>
+// When memory is asked for, and what stays behind when there is none.
 #include <cstdint>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "smb/smb_monitor.h"
-
-namespace {
-
-std::atomic<std::uint64_t> allocations = 0;
-std::atomic<std::uint64_t> failAt = UINT64_MAX;  // the number of the allocation that fails
-
-void* Allocate(std::size_t size) {
-    if (allocations++ == failAt) throw std::bad_alloc();
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return Allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return Allocate(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return std::malloc(size == 0 ? 1 : size);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-    std::free(block);
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    std::free(block);
-}
+#include "support/failing_allocations.h"
 
 namespace tarn::smb {
 namespace {
@@ -56,9 +16,9 @@ const std::u16string kLongName(100, u'n');
 struct Memory : testing::Test {
     // Allocations of one scan.
     std::uint64_t Scan(const ByteList& frame) {
-        const std::uint64_t before = allocations;
+        const std::uint64_t before = support::Allocations();
         ScanSmbFrame(frame, 0, tables, result);
-        return allocations - before;
+        return support::Allocations() - before;
     }
     void Connect() {
         Scan(FromClient(Smb2TreeConnectRequest(kLongName)));
@@ -107,13 +67,12 @@ void FailEveryAllocation(const std::vector<ByteList>& before, const ByteList& fr
         Monitor monitor;
         for (const ByteList& earlier : before) ASSERT_TRUE(monitor.Scan(earlier));
         bool threw = false;
-        failAt = allocations + failures;
         try {
+            const support::FailingAllocation lacking(failures);
             ScanSmbFrame(frame, 0, monitor.tables, monitor.result);
         } catch (const std::bad_alloc&) {
             threw = true;
         }
-        failAt = UINT64_MAX;
         if (!threw) {
             EXPECT_EQ(failures, expectedFailures);
             return;

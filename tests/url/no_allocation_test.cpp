@@ -1,73 +1,17 @@
 // No scan asks for memory, whatever its kind and whichever rule decides it; only browsing protection's table of
 // programs, and the ring and lists that are made before, take some. All of this program's allocations are counted here:
 // those of new and, by the linker's --wrap, those of malloc, calloc and realloc.
-#include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "lists/record_owners.h"
+#include "support/failing_allocations.h"
 #include "url/dns_message.h"
 #include "url/profile_records.h"
 #include "url/quiet_world.h"
 #include "url/tls_hello.h"
-
-namespace {
-
-std::atomic<std::uint64_t> allocations = 0;
-
-}  // namespace
-
-extern "C" {
-
-void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __real_realloc(void* block, std::size_t size);
-
-void* __wrap_malloc(std::size_t size) {
-    ++allocations;
-    return __real_malloc(size);
-}
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-    ++allocations;
-    return __real_calloc(count, size);
-}
-void* __wrap_realloc(void* block, std::size_t size) {
-    ++allocations;
-    return __real_realloc(block, size);
-}
-
-}  // extern "C"
-
-void* operator new(std::size_t size) {
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    if (block == nullptr) throw std::bad_alloc();
-    return block;
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return std::malloc(size == 0 ? 1 : size);
-}
-void operator delete(void* block, const std::nothrow_t&) noexcept {
-    std::free(block);
-}
-void operator delete(void* block) noexcept {
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block) noexcept {
-    std::free(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-    std::free(block);
-}
 
 namespace tarn::url {
 namespace {
@@ -125,9 +69,9 @@ struct NoAllocation : testing::Test {
 
     // The allocations of one scan, which must come to this verdict.
     std::uint64_t Count(OwnedRequest request, std::uint32_t allow, std::uint32_t reason, bool result = true) {
-        const std::uint64_t before = allocations;
+        const std::uint64_t before = support::Allocations();
         const bool judged = world.Scan(request.Get());
-        const std::uint64_t count = allocations - before;
+        const std::uint64_t count = support::Allocations() - before;
         EXPECT_EQ(judged, result);
         EXPECT_EQ(world.verdict.allow, allow);
         EXPECT_EQ(world.verdict.reason, reason);
@@ -146,9 +90,9 @@ struct NoAllocation : testing::Test {
     }
     std::uint64_t Extension(const std::string& url, std::uint32_t allow, std::uint32_t reason) {
         OwnedRequest request(TARN_KIND_TLS, url + '\0', kRemote, 443);
-        const std::uint64_t before = allocations;
+        const std::uint64_t before = support::Allocations();
         const bool judged = world.ScanExtension(request.Get());
-        const std::uint64_t count = allocations - before;
+        const std::uint64_t count = support::Allocations() - before;
         EXPECT_TRUE(judged);
         EXPECT_EQ(world.verdict.allow, allow);
         EXPECT_EQ(world.verdict.reason, reason);
@@ -159,25 +103,25 @@ struct NoAllocation : testing::Test {
 };
 
 TEST_F(NoAllocation, TheCountersSeeNewAndMalloc) {
-    const std::uint64_t before = allocations;
+    const std::uint64_t before = support::Allocations();
     const std::vector<int> byNew(100);
-    EXPECT_EQ(allocations, before + 1);
+    EXPECT_EQ(support::Allocations(), before + 1);
     parental::OwnedArray<char> byMalloc;
-    const std::uint64_t middle = allocations;
+    const std::uint64_t middle = support::Allocations();
     EXPECT_TRUE(byMalloc.Allocate(100, {}));
-    EXPECT_EQ(allocations, middle + 1);
+    EXPECT_EQ(support::Allocations(), middle + 1);
 }
 
 // Made and cleared as start and end of the library do it, also with content.
 template <class List>
 std::uint64_t CountOfEmptyLife() {
-    const std::uint64_t before = allocations;
+    const std::uint64_t before = support::Allocations();
     List list;
     List other;
     list = std::move(other);
     static_assert(noexcept(list.Clear()));
     list.Clear();
-    return allocations - before;
+    return support::Allocations() - before;
 }
 
 TEST_F(NoAllocation, EmptyListsOwnNothing) {
@@ -188,18 +132,18 @@ TEST_F(NoAllocation, EmptyListsOwnNothing) {
     EXPECT_EQ(CountOfEmptyLife<lists::BlockedSites>(), 0U);
     EXPECT_EQ(CountOfEmptyLife<lists::AllowedSites>(), 0U);
     EXPECT_EQ(CountOfEmptyLife<lists::PublishedLists>(), 0U);
-    const std::uint64_t before = allocations;
+    const std::uint64_t before = support::Allocations();
     const lists::PublishedProfile profile;
     EXPECT_TRUE(profile.sites.Empty());
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(support::Allocations(), before);
 }
 
 TEST_F(NoAllocation, ClearingFullListsTakesNoMemory) {
-    const std::uint64_t before = allocations;
+    const std::uint64_t before = support::Allocations();
     world.lists.Clear();
     world.profiles.clear();
     world.browsingProtection.Clear();
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(support::Allocations(), before);
     EXPECT_FALSE(world.lists.malicious.Find("malicious.test", "/").has_value());
 }
 
