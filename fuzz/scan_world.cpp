@@ -8,7 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "fakes/latin_text.h"
+#include "fakes/clocks.h"
+#include "fakes/no_modules.h"
+#include "fakes/processes.h"
 #include "policy/policy_reader.h"
 #include "policy/policy_records.h"
 #include "policy/site_judge.h"
@@ -45,25 +47,7 @@ IdsBlockRequest BlockedAddress() {
 
 }  // namespace
 
-class ScanWorld::Processes final : public machine::ProcessInspector {
- public:
-    explicit Processes(bool userKnown) : userKnown_(userKnown) {}
-    bool GetProcessUser(std::uint32_t, machine::ProcessUser& user) override {
-        if (userKnown_) user.name = {u'K', u'i', u'm'};
-        return userKnown_;
-    }
-    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
-        error = 0;
-        return base::Succeeded(base::CopyText(path, u"C:\\Programs\\Reader.exe"));
-    }
-    std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
-
- private:
-    bool userKnown_;
-};
-
-class ScanWorld::Modules final : public machine::ModuleSystem {
+class ScanWorld::Modules final : public fakes::NoModules {
  public:
     void* Load(const char16_t*) override {
         ++scriptedModules.loaded;
@@ -71,21 +55,6 @@ class ScanWorld::Modules final : public machine::ModuleSystem {
     }
     void* Find(void*, const char*) override { return reinterpret_cast<void*>(ScriptedQuarantine); }
     void Free(void*) override { --scriptedModules.loaded; }
-    bool InstallFolder(base::PathBuffer& folder) override {
-        return base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
-    }
-    bool HostExecutableKnown() override { return true; }
-    bool ManagedClientInstalled() override { return false; }
-    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
-    std::uint32_t SystemClassification() override { return 0; }
-    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
-};
-
-class ScanWorld::Clock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
 };
 
 ScanChoice::ScanChoice(Pieces& pieces) {
@@ -181,9 +150,11 @@ ScanOutcome ScanWorld::Run(Scan scan, const ScanChoice& choice, ExactBlock& data
     ScanOutcome outcome;
     std::memset(&outcome.verdict, 0xCD, sizeof outcome.verdict);
     outcome.prompt = {0xCD, 0xCD};
-    Processes processes((facts_ & kUserKnown) != 0);
+    fakes::OneProgram processes;
+    processes.userKnown = (facts_ & kUserKnown) != 0;
+    processes.user.sid = {};
     Modules system;
-    const Clock clock;
+    const fakes::FixedClock clock;
     outcome.isValid =
         scan(inputs_.Context(system, processes, clock), request, outcome.verdict, outcome.prompt, &outcome.endedBy);
     Require(scriptedModules.unreleased == 0, "every category list is released");

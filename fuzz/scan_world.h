@@ -45,9 +45,7 @@ class ScanWorld {
  private:
     ScanWorld();
 
-    class Processes;
     class Modules;
-    class Clock;
 
     url::ScanInputs inputs_;
     std::uint8_t facts_ = 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/bounded_text.h"
+#include "fakes/clocks.h"
 #include "parental/logon_check.h"
 #include "parental/site_tables.h"
 #include "parental/user_sessions.h"
@@ -50,13 +51,6 @@ void SiteTablesRulesCopied(benchmark::State& state) {
     }
 }
 
-class NoonClock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 12, 0, 0, 0}; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
-};
-
 // A tick of an account; accounts differ in their last sub-authority, as those of one domain do.
 LogonEvent EventOf(std::uint32_t account, std::uint32_t code) {
     LogonEvent event{};
@@ -76,7 +70,7 @@ struct Accounts {
     }
     SettingsCopy settings;
     UserSessionTable table;
-    NoonClock clock;
+    fakes::FixedClock clock{TarnSystemTime{2026, 3, 4, 5, 12, 0, 0, 0}};
     LogonEvent last;
 };
 

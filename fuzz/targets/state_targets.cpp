@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/hash.h"
+#include "fakes/clocks.h"
 #include "fakes/no_modules.h"
 #include "machine/product_data.h"
 #include "parental/logon_check.h"
@@ -14,17 +15,6 @@
 
 namespace tarn::fuzz {
 namespace {
-
-class UtcClock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 3, 4, 5, 6, 7, 8}; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        return machine::SecondsFromUtc(local);
-    }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        return machine::UtcFromSeconds(seconds);
-    }
-};
 
 // What the settings module keeps. Plain functions can reach it only as a global.
 ByteList storedSessions;
@@ -96,7 +86,8 @@ void SavedSessions(Bytes input) {
                                                     .ReleasePCSystemControlSettings = ReleaseSessions,
                                                     .WritePCSystemControlSettings = WriteSessions};
     fakes::NoModules system;
-    const UtcClock clock;
+    fakes::UtcClock clock;
+    clock.Set({2026, 3, 3, 4, 5, 6, 7, 8});
     std::uint32_t error = 0;
     parental::UserSessionTable table;
     modules::ModuleCalls calls(companions, system, error);

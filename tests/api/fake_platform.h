@@ -4,24 +4,16 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "fakes/clocks.h"
 #include "fakes/no_modules.h"
+#include "fakes/processes.h"
 #include "machine/machine.h"
 
 namespace tarn::api {
-
-class NoProcesses final : public machine::ProcessInspector {
- public:
-    bool GetProcessUser(std::uint32_t, machine::ProcessUser&) override { return false; }
-    bool GetProcessImagePath(std::uint32_t, base::PathBuffer&, std::uint32_t&) override { return false; }
-    std::uint32_t CurrentProcessId() override { return 1; }
-    bool ToWide(std::string_view, std::span<char16_t>) override { return false; }
-};
 
 class NoSessions final : public machine::LiveSessionSource {
  public:
@@ -29,29 +21,6 @@ class NoSessions final : public machine::LiveSessionSource {
     std::u16string DomainName(std::uint32_t) override { return {}; }
     std::u16string UserName(std::uint32_t) override { return {}; }
     bool ResolveAccount(const std::u16string&, std::array<std::uint8_t, 68>&) override { return false; }
-};
-
-// Local time is UTC here. It may be read and set from several threads.
-class SetClock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override {
-        const std::lock_guard hold(mutex_);
-        return now_;
-    }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        return machine::SecondsFromUtc(local);
-    }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        return machine::UtcFromSeconds(seconds);
-    }
-    void Set(const TarnSystemTime& now) {
-        const std::lock_guard hold(mutex_);
-        now_ = now;
-    }
-
- private:
-    mutable std::mutex mutex_;
-    TarnSystemTime now_{2026, 3, 0, 1, 12, 0, 0, 0};  // a Sunday noon
 };
 
 class FakePlatform final : public machine::Machine {
@@ -81,9 +50,9 @@ class FakePlatform final : public machine::Machine {
     }
 
     fakes::NoModules modules;
-    NoProcesses processes;
+    fakes::NoProcesses processes;
     NoSessions sessions;
-    SetClock clock;
+    fakes::UtcClock clock;
     // By "file [section] key".
     std::map<std::u16string, std::uint32_t> integers;
     std::map<std::u16string, std::u16string> texts;

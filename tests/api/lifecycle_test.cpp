@@ -20,25 +20,10 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
-// One process whose executable is the browser.
-class BrowserProcess final : public machine::ProcessInspector {
- public:
-    bool GetProcessUser(std::uint32_t, machine::ProcessUser&) override { return true; }
-    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
-        error = 0;
-        return base::Succeeded(base::CopyText(path, u"C:\\Programs\\browser.exe"));
-    }
-    std::uint32_t CurrentProcessId() override { return 1; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override {
-        std::copy(text.begin(), text.end(), wide.begin());
-        wide[text.size()] = u'\0';
-        return true;
-    }
-};
-
 class Lifecycle : public testing::Test {
  protected:
     Lifecycle() {
+        processes.executable = u"C:\\Programs\\browser.exe";
         machine.bare.integers[u"C:\\Suite\\browskip.ini [BROWSER_EXCLUSION_LIST] COUNT"] = 1;
         machine.bare.texts[u"C:\\Suite\\browskip.ini [BROWSER_EXCLUSION_LIST] NAMES"] = u"browser.exe";
     }
@@ -56,7 +41,7 @@ class Lifecycle : public testing::Test {
 
     MachineWithModules machine;
     FullSettings settings;
-    BrowserProcess processes;
+    fakes::OneProgram processes;
     std::unique_ptr<Library> library = std::make_unique<Library>(machine);
     std::uint32_t error = 0;
 };

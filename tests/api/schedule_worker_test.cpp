@@ -35,7 +35,7 @@ class ScheduleWorkerTest : public testing::Test {
         return worker.Allows().Read([](bool allows) { return allows; });
     }
 
-    SetClock clock;
+    fakes::UtcClock clock;
     parental::SettingsCopy settings;
     ScheduleWorker worker{clock};
     std::uint32_t error = 77;

@@ -22,7 +22,7 @@ class LiveSessions : public ::testing::Test {
     UserSessionTable table;
     SettingsCopy settings;
     ScriptedSessions source;
-    FakeClock clock;
+    SummerTimeClock clock;
 };
 
 TEST_F(LiveSessions, ANewAccountGetsARecord) {

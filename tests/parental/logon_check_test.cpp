@@ -50,7 +50,7 @@ class LogonCheck : public ::testing::Test {
 
     UserSessionTable table;
     SettingsCopy settings;
-    FakeClock clock;
+    SummerTimeClock clock;
     LogonVerdict verdict{};
 };
 

@@ -64,7 +64,7 @@ class SavedSessions : public ::testing::Test {
     UserSessionTable table;
     SettingsCopy settings;
     ScriptedSessions live;
-    FakeClock clock;
+    SummerTimeClock clock;
     LogonVerdict verdict{};
     std::uint32_t error = 0;
     fakes::NoModules system;
@@ -324,7 +324,7 @@ TEST_F(SavedSessions, ARestartOverMidnightResetsTheUsage) {
 
 // The hour that the clock passes twice is the same day both times, whichever of its two times was saved.
 TEST_F(SavedSessions, ARestartInTheRepeatedHourKeepsTheUsage) {
-    for (const std::int64_t second : {FakeClock::kSummerEnds - 1800, FakeClock::kSummerEnds + 1800}) {
+    for (const std::int64_t second : {SummerTimeClock::kSummerEnds - 1800, SummerTimeClock::kSummerEnds + 1800}) {
         table = {};
         clock.SetSeconds(second);
         ASSERT_EQ(clock.Now().hour + 0, 2);

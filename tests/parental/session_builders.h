@@ -1,4 +1,4 @@
-// What the session tests build with: identifiers, events, settings entries, and a clock that stands where it is set.
+// What the session tests build with: identifiers, events and settings entries.
 #ifndef TARN_TESTS_PARENTAL_SESSION_BUILDERS_H
 #define TARN_TESTS_PARENTAL_SESSION_BUILDERS_H
 
@@ -13,11 +13,13 @@
 #include "tarn/records.h"
 
 #include "base/bounded_text.h"
-#include "machine/local_time.h"
+#include "fakes/clocks.h"
 #include "parental/account_identifier.h"
 #include "parental/settings_copy.h"
 
 namespace tarn::parental {
+
+using fakes::SummerTimeClock;
 
 inline constexpr std::uint8_t kPerUser = 2;
 
@@ -80,48 +82,6 @@ inline SettingsCopy Settings(const std::vector<Entry>& entries, std::uint8_t mod
     for (std::size_t i = 0; i < settings.entries.size(); ++i) settings.entries[i].leading = entries[i].leading;
     return settings;
 }
-
-// Local times of a zone one hour ahead of UTC, in summer two: 2026-03-29 to 2026-10-25, changing at 01:00 UTC.
-class FakeClock final : public machine::LocalClock {
- public:
-    FakeClock() { Set(2026, 11, 21, 12); }
-
-    void Set(std::uint16_t year, std::uint16_t month, std::uint16_t day, std::uint16_t hour = 0,
-             std::uint16_t minute = 0, std::uint16_t second = 0) {
-        now_ = {};
-        now_.year = year;
-        now_.month = month;
-        now_.day = day;
-        now_.hour = hour;
-        now_.minute = minute;
-        now_.second = second;
-        if (const auto days = machine::DaysSince1970(now_); days && *days >= 0)
-            now_.dayOfWeek = static_cast<std::uint16_t>((*days + 4) % 7);
-    }
-    // Sets the clock to a UTC time.
-    void SetSeconds(std::int64_t seconds) { now_ = ToLocal(seconds).value_or(TarnSystemTime{}); }
-    void Set(const TarnSystemTime& now) { now_ = now; }
-
-    [[nodiscard]] TarnSystemTime Now() const override { return now_; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime& local) const override {
-        const auto asUtc = machine::SecondsFromUtc(local);
-        if (!asUtc) return std::nullopt;
-        const std::int64_t winter = *asUtc - 3600;
-        return IsSummer(winter - 3600) ? winter - 3600 : winter;
-    }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t seconds) const override {
-        if (!machine::UtcFromSeconds(seconds)) return std::nullopt;
-        return machine::UtcFromSeconds(seconds + (IsSummer(seconds) ? 7200 : 3600));
-    }
-
-    static constexpr std::int64_t kSummerStarts = 1774746000;  // 2026-03-29 01:00 UTC
-    static constexpr std::int64_t kSummerEnds = 1792890000;    // 2026-10-25 01:00 UTC
-
- private:
-    static bool IsSummer(std::int64_t seconds) { return seconds >= kSummerStarts && seconds < kSummerEnds; }
-
-    TarnSystemTime now_{};
-};
 
 inline bool SameTime(const TarnSystemTime& a, const TarnSystemTime& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;

@@ -34,7 +34,7 @@ class UserSessions : public ::testing::Test {
 
     UserSessionTable table;
     SettingsCopy settings;
-    FakeClock clock;
+    SummerTimeClock clock;
 };
 
 TEST_F(UserSessions, FourEventsBringAnAccountIn) {
@@ -179,7 +179,7 @@ TEST_F(UserSessions, DayChange_NewYearAndLeapDay) {
     struct Change {
         TarnSystemTime from, to;
     };
-    FakeClock day;
+    SummerTimeClock day;
     const auto at = [&](std::uint16_t year, std::uint16_t month, std::uint16_t date, std::uint16_t hour) {
         day.Set(year, month, date, hour);
         return day.Now();
@@ -200,10 +200,10 @@ TEST_F(UserSessions, DayChange_NewYearAndLeapDay) {
 // The day of 23 hours and the one of 25: each begins anew once, and no tick of it is lost.
 TEST_F(UserSessions, DayChange_ClockChangesCountAsOneDay) {
     constexpr std::int64_t kHour = 3600;
-    for (const std::int64_t change : {FakeClock::kSummerStarts, FakeClock::kSummerEnds}) {
-        const std::int64_t hoursOfTheDay = change == FakeClock::kSummerStarts ? 23 : 25;
+    for (const std::int64_t change : {SummerTimeClock::kSummerStarts, SummerTimeClock::kSummerEnds}) {
+        const std::int64_t hoursOfTheDay = change == SummerTimeClock::kSummerStarts ? 23 : 25;
         // The change comes two hours (spring) or three hours (autumn) after midnight.
-        const std::int64_t midnight = change - (change == FakeClock::kSummerStarts ? 2 : 3) * kHour;
+        const std::int64_t midnight = change - (change == SummerTimeClock::kSummerStarts ? 2 : 3) * kHour;
         table.Forget();
         clock.SetSeconds(midnight - 1);
         Use(10);

@@ -5,14 +5,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tarn/companions.h"
 
-#include "fakes/latin_text.h"
+#include "fakes/clocks.h"
+#include "fakes/no_modules.h"
+#include "fakes/processes.h"
 #include "support/scan_inputs.h"
 #include "url/url_scan.h"
 #include "url/web_extension_scan.h"
@@ -56,48 +57,19 @@ inline std::uint8_t TARN_CALL QuietQuarantine(const char16_t*, std::uint64_t, co
     return 1;
 }
 
-class QuietProcesses final : public machine::ProcessInspector {
- public:
-    bool GetProcessUser(std::uint32_t, machine::ProcessUser& found) override {
-        found = user;
-        return true;
-    }
-    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
-        error = 0;
-        return base::Succeeded(base::CopyText(path, u"C:\\Program Files\\Reader\\Reader.exe"));
-    }
-    std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
-
-    machine::ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
-};
-
-class QuietClock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override { return {2026, 3, 4, 5, 6, 7, 8, 9}; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
-};
-
-class QuietModules final : public machine::ModuleSystem {
+// Every module loads, and quarantines everything.
+class QuietModules final : public fakes::NoModules {
  public:
     void* Load(const char16_t*) override { return this; }
     void* Find(void*, const char*) override { return reinterpret_cast<void*>(QuietQuarantine); }
     void Free(void*) override {}
-    bool InstallFolder(base::PathBuffer& folder) override {
-        return base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
-    }
-    bool HostExecutableKnown() override { return true; }
-    bool ManagedClientInstalled() override { return false; }
-    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
-    std::uint32_t SystemClassification() override { return 0; }
-    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 };
 
 // Every feature is on, every module is loaded, every list is empty.
 struct QuietWorld : ScanInputs {
     QuietWorld() {
         quietAnswers = {};
+        processes.executable = u"C:\\Program Files\\Reader\\Reader.exe";
         ringAllocated = dnsRing.Allocate();
         dnsBlockSwitch = 1;
         settings.bpStatus = settings.apStatus = settings.idsIpsStatus = 1;
@@ -113,8 +85,8 @@ struct QuietWorld : ScanInputs {
     bool ScanExtension(ScanRequest& request) { return ScanWebExtensionUrl(Context(), request, verdict, prompt); }
 
     QuietModules system;
-    QuietProcesses processes;
-    QuietClock clock;
+    fakes::OneProgram processes;
+    fakes::FixedClock clock;
     bool ringAllocated = false;
 
     UrlVerdict verdict{};

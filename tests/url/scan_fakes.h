@@ -1,4 +1,4 @@
-// What a URL scan asks of the system, scripted: processes, clock, the quarantine module.
+// What a URL scan asks of the system, scripted: the users of processes, the quarantine module.
 // The rules under test never see that nothing of it is real.
 #ifndef TARN_TESTS_URL_SCAN_FAKES_H
 #define TARN_TESTS_URL_SCAN_FAKES_H
@@ -6,49 +6,25 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "tarn/companions.h"
 
-#include "fakes/latin_text.h"
-#include "machine/local_time.h"
-#include "machine/module_system.h"
-#include "machine/process_inspector.h"
+#include "fakes/no_modules.h"
+#include "fakes/processes.h"
 
 namespace tarn::url {
 
-// One user for every process; a path and quarantine module that a test may take away.
-class FakeProcesses final : public machine::ProcessInspector {
+// Notes whose user is asked for.
+class AskedProcesses final : public fakes::OneProgram {
  public:
     bool GetProcessUser(std::uint32_t processId, machine::ProcessUser& found) override {
         asked.push_back(processId);
-        if (!userKnown) return false;
-        found = user;
-        return true;
+        return OneProgram::GetProcessUser(processId, found);
     }
-    bool GetProcessImagePath(std::uint32_t, base::PathBuffer& path, std::uint32_t& error) override {
-        error = pathKnown ? 0 : 5;
-        base::CopyText(path, executable);
-        return pathKnown;
-    }
-    std::uint32_t CurrentProcessId() override { return 999; }
-    bool ToWide(std::string_view text, std::span<char16_t> wide) override { return fakes::LatinToWide(text, wide); }
 
-    bool userKnown = true;
-    bool pathKnown = true;
-    machine::ProcessUser user{{u'K', u'i', u'm'}, {1, 5, 7}};
-    std::u16string executable = u"C:\\Programs\\Reader.exe";
     std::vector<std::uint32_t> asked;
-};
-
-class FakeClock final : public machine::LocalClock {
- public:
-    [[nodiscard]] TarnSystemTime Now() const override { return time; }
-    [[nodiscard]] std::optional<std::int64_t> ToSeconds(const TarnSystemTime&) const override { return std::nullopt; }
-    [[nodiscard]] std::optional<TarnSystemTime> ToLocal(std::int64_t) const override { return std::nullopt; }
-    TarnSystemTime time{2026, 3, 4, 5, 6, 7, 8, 9};
 };
 
 // What the quarantine module was handed.
@@ -78,7 +54,7 @@ inline std::uint8_t TARN_CALL QuarantineFile(const char16_t* path, std::uint64_t
 }
 
 // Only the quarantine module is ever loaded while scans run.
-class FakeModules final : public machine::ModuleSystem {
+class QuarantineModules final : public fakes::NoModules {
  public:
     void* Load(const char16_t* path) override {
         loaded.emplace_back(path);
@@ -90,14 +66,6 @@ class FakeModules final : public machine::ModuleSystem {
         return std::string_view(function) == "ZRQuarantineFile" ? reinterpret_cast<void*>(QuarantineFile) : nullptr;
     }
     void Free(void*) override { ++quarantineScript->frees; }
-    bool InstallFolder(base::PathBuffer& folder) override {
-        return base::Succeeded(base::CopyText(folder, u"C:\\suite\\"));
-    }
-    bool HostExecutableKnown() override { return true; }
-    bool ManagedClientInstalled() override { return false; }
-    machine::FileStart ReadFileStart(const base::PathBuffer&) override { return {}; }
-    std::uint32_t SystemClassification() override { return 0; }
-    machine::HttpsInspectionFacts HttpsFacts() override { return {}; }
 
     std::vector<std::u16string> loaded;
 };

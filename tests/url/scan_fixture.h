@@ -12,6 +12,7 @@
 #include "tarn/companions.h"
 
 #include "base/hash.h"
+#include "fakes/clocks.h"
 #include "profile_records.h"
 #include "scan_fakes.h"
 #include "support/scan_inputs.h"
@@ -173,9 +174,9 @@ class ScanFixture : public testing::Test, protected ScanInputs {
     QuarantineScript quarantine;
     ScanContext Context() { return ScanInputs::Context(system, processes, clock); }
 
-    FakeModules system;
-    FakeProcesses processes;
-    FakeClock clock;
+    QuarantineModules system;
+    AskedProcesses processes;
+    fakes::FixedClock clock;
     std::uint8_t strictness = 0;
 
     IpAddressRecord remote{};
