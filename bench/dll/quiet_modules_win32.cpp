@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "companions/scripted/companion_script.h"
+#include "companions/scripted/settings_functions.h"
 
 namespace {
 
@@ -26,33 +27,7 @@ std::uint16_t harmlessCategory = 40;
 
 extern "C" {
 
-READ(ReadWSInternalWhiteList, UrlListRecord, wsInternalWhiteList)
-RELEASE(ReleaseWSInternalWhiteList, UrlListRecord)
-READ(ReadBPSettings, ThreatSiteList, bpSettings)
-RELEASE(ReleaseBPSettings, ThreatSiteList)
-READ(ReadIDSSettings, IdsSettingsRecord, idsSettings)
-RELEASE(ReleaseIDSSettings, IdsSettingsRecord)
-READ(ReadAPSettings, PhishingSiteList, apSettings)
-RELEASE(ReleaseAPSettings, PhishingSiteList)
-READ(ReadBPInternalWhiteList, UrlListRecord, bpInternalWhiteList)
-RELEASE(ReleaseBPInternalWhiteList, UrlListRecord)
-READ(ReadBPStatus, std::uint8_t, bpStatus)
-READ(ReadIDSIPSStatus, IdsIpsStatus, idsIpsStatus)
-READ(ReadPCSettings, PcSettingsRecord, pcSettings)
-RELEASE(ReleasePCSettings, PcSettingsRecord)
-READ(ReadAPStatus, std::uint8_t, apStatus)
-READ(ReadBPUserWhiteList, UrlListRecord, bpUserWhiteList)
-RELEASE(ReleaseBPUserWhiteList, UrlListRecord)
-READ(ReadWebSecCloudStatus, std::uint8_t, cloudStatus)
-READ(ReadDNSCacheSettings, DnsCacheRecord, dnsCache)
-RELEASE(ReleaseDNSCacheSettings, DnsCacheRecord)
-READ(ReadIDSIPSSettings, IdsIpsSettings, idsIpsSettings)
-RELEASE(ReleaseIDSIPSSettings, IdsIpsSettings)
-READ(ReadBPReportPromptStatus, PromptBytes, bpPrompt)
-READ(ReadAPReportPromptStatus, PromptBytes, apPrompt)
-READ(ReadPCSystemControlSettings, PcSystemControlRecord, systemControl)
-RELEASE(ReleasePCSystemControlSettings, PcSystemControlRecord)
-READ(ReadDisableFeaturesSettings, DisabledFeatures, disabledFeatures)
+TARN_SETTINGS_FUNCTIONS(READ, RELEASE)
 
 std::uint8_t TARN_CALL ResetBPUserWhitelist(std::uint64_t, std::uint32_t*) {
     return 1;
