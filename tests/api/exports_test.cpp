@@ -122,6 +122,7 @@ TEST_F(Exports, NoExceptionLeavesAScan) {
     ScanRequest request{};
     request.data = reinterpret_cast<std::uint8_t*>(url.data());
     request.dataLength = static_cast<std::uint32_t>(url.size());
+    request.kind = TARN_KIND_TLS;
     EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, &prompt), 0);
     EXPECT_EQ(verdict.allow + 0, TARN_ALLOW + 0U) << "the preset verdict stands";
     const std::uint8_t frame[64] = {};

@@ -96,7 +96,7 @@ Facts LikedAgo(std::int64_t seconds) {
     return facts;
 }
 
-TEST(SocialReminder, TheClockOfTheTestGoesBothWays) {
+TEST(SocialReminderDue, TheClockOfTheTestGoesBothWays) {
     for (const std::int64_t seconds : {std::int64_t{1}, kDay * 59, kDay * 60, kNow, kNow + 86399}) {
         EXPECT_EQ(SecondsOf(DateTimeOf(seconds)), seconds);
     }
@@ -104,14 +104,14 @@ TEST(SocialReminder, TheClockOfTheTestGoesBothWays) {
     EXPECT_EQ(DateTimeOf(kNow).dayOfWeek, 2);
 }
 
-TEST(SocialReminder, WithoutTheIniPathItFails) {
+TEST(SocialReminderDue, WithoutTheIniPathItFails) {
     Facts facts = LikedAgo(20 * kDay);
     facts.online.reset();
     EXPECT_EQ(Ask(facts), (Answer{SocialResult::kFailed, false}));
     EXPECT_EQ(facts.likeReads, 0);
 }
 
-TEST(SocialReminder, HandledOnlineIsNeverDue) {
+TEST(SocialReminderDue, HandledOnlineIsNeverDue) {
     for (const std::optional<std::string>& like :
          {std::optional<std::string>{}, std::optional<std::string>{"1"}, std::optional<std::string>{"junk"}}) {
         Facts facts;
@@ -122,7 +122,7 @@ TEST(SocialReminder, HandledOnlineIsNeverDue) {
     }
 }
 
-TEST(SocialReminder, OnlyOneMeansHandledOnline) {
+TEST(SocialReminderDue, OnlyOneMeansHandledOnline) {
     for (const std::uint32_t online : {0U, 2U, 0xFFFFFFFFU}) {
         Facts facts;
         facts.online = online;
@@ -130,13 +130,13 @@ TEST(SocialReminder, OnlyOneMeansHandledOnline) {
     }
 }
 
-TEST(SocialReminder, WithoutALikeItIsDue) {
+TEST(SocialReminderDue, WithoutALikeItIsDue) {
     Facts facts;
     EXPECT_EQ(Ask(facts), (Answer{SocialResult::kOk, true}));
     EXPECT_EQ(facts.localConversions, 0);
 }
 
-TEST(SocialReminder, DueFromExactlyFifteenDays) {
+TEST(SocialReminderDue, DueFromExactlyFifteenDays) {
     const struct {
         std::int64_t ago;
         bool due;
@@ -148,14 +148,14 @@ TEST(SocialReminder, DueFromExactlyFifteenDays) {
     }
 }
 
-TEST(SocialReminder, ALikeInTheFutureIsNotDue) {
+TEST(SocialReminderDue, ALikeInTheFutureIsNotDue) {
     for (const std::int64_t ahead : {std::int64_t{1}, 15 * kDay, 400 * kDay}) {
         Facts facts = LikedAgo(-ahead);
         EXPECT_EQ(Ask(facts), (Answer{SocialResult::kOk, false, -ahead})) << ahead;
     }
 }
 
-TEST(SocialReminder, NumbersThatAreNotPositiveAreNotDue) {
+TEST(SocialReminderDue, NumbersThatAreNotPositiveAreNotDue) {
     for (const char* text : {"0", "-1", "-99999999999", "+0", " 0", "junk", " ", "+", "-", "++5", "x1"}) {
         Facts facts;
         facts.like = text;
@@ -164,7 +164,7 @@ TEST(SocialReminder, NumbersThatAreNotPositiveAreNotDue) {
     }
 }
 
-TEST(SocialReminder, TheNumberIsWhatATextBeginsWith) {
+TEST(SocialReminderDue, TheNumberIsWhatATextBeginsWith) {
     const std::string number = std::to_string(kNow - 20 * kDay);
     for (const std::string& text :
          {number, "  " + number, "\t+" + number, number + "abc", number + ".9", "000" + number}) {
@@ -174,7 +174,7 @@ TEST(SocialReminder, TheNumberIsWhatATextBeginsWith) {
     }
 }
 
-TEST(SocialReminder, ALikeThatCannotBeConvertedIsNotDue) {
+TEST(SocialReminderDue, ALikeThatCannotBeConvertedIsNotDue) {
     Facts noLocalTime = LikedAgo(20 * kDay);
     noLocalTime.canConvertToLocal = false;
     EXPECT_EQ(Ask(noLocalTime), (Answer{SocialResult::kOk, false}));
@@ -186,7 +186,7 @@ TEST(SocialReminder, ALikeThatCannotBeConvertedIsNotDue) {
     EXPECT_EQ(Ask(epoch), (Answer{SocialResult::kOk, false})) << "second 0 counts as no like";
 }
 
-TEST(SocialReminder, ConversionsThatFailLaterAreErrors) {
+TEST(SocialReminderDue, ConversionsThatFailLaterAreErrors) {
     for (const int working : {1, 2}) {
         Facts facts = LikedAgo(20 * kDay);
         facts.conversionsThatWork = working;
@@ -197,7 +197,7 @@ TEST(SocialReminder, ConversionsThatFailLaterAreErrors) {
     EXPECT_EQ(Ask(enough), (Answer{SocialResult::kOk, true, 20 * kDay}));
 }
 
-TEST(SocialReminder, FieldsOutOfRangeAreErrors) {
+TEST(SocialReminderDue, FieldsOutOfRangeAreErrors) {
     const SocialDateTime good = DateTimeOf(kNow);
     const struct {
         std::uint16_t SocialDateTime::*field;

@@ -17,56 +17,56 @@ class BlockedAddressRules : public SiteRecords {
     }
 };
 
-TEST_F(CondemnedRules, ThePathBeginsBehindTheFirstOccurrenceOfTheHost) {
-    Condemn("bad.example", "bad.example/one/bad.example/two HTTP/1.1");
+TEST_F(BlockedAddressRules, ThePathBeginsBehindTheFirstOccurrenceOfTheHost) {
+    BlockAddress("bad.example", "bad.example/one/bad.example/two HTTP/1.1");
     EXPECT_TRUE(IsBlocked("bad.example", "/one/bad.example/two"));
     EXPECT_FALSE(IsBlocked("bad.example", "/two"));
-    Condemn("bad.example", "/outer/bad.example/inner");
+    BlockAddress("bad.example", "/outer/bad.example/inner");
     EXPECT_TRUE(IsBlocked("bad.example", "/inner")) << "it may stand anywhere in the text";
     EXPECT_FALSE(IsBlocked("bad.example", "/outer/bad.example/inner"));
 }
 
-TEST_F(CondemnedRules, ThePathEndsBeforeTheFirstTailOfARequestLine) {
-    Condemn("bad.example", "/a HTTP/1.1 b HTTP/1.0");
+TEST_F(BlockedAddressRules, ThePathEndsBeforeTheFirstTailOfARequestLine) {
+    BlockAddress("bad.example", "/a HTTP/1.1 b HTTP/1.0");
     EXPECT_TRUE(IsBlocked("bad.example", "/a"));
     EXPECT_FALSE(IsBlocked("bad.example", "/a http/1.1 b"));
-    Condemn("bad.example", "/b HTTP/2");
+    BlockAddress("bad.example", "/b HTTP/2");
     EXPECT_FALSE(IsBlocked("bad.example", "/b"));
     EXPECT_TRUE(IsBlocked("bad.example", "/b HTTP/2")) << "another tail belongs to the path";
 }
 
-TEST_F(CondemnedRules, LettersAreComparedWithoutTheirCase) {
-    Condemn("WWW.BAD.Example", "WWW.Bad.EXAMPLE/DIR/File.EXE hTtP/1.0");
+TEST_F(BlockedAddressRules, LettersAreComparedWithoutTheirCase) {
+    BlockAddress("WWW.BAD.Example", "WWW.Bad.EXAMPLE/DIR/File.EXE hTtP/1.0");
     EXPECT_TRUE(IsBlocked("bad.example", "/dir/file.exe"));
     EXPECT_TRUE(IsBlocked("Bad.example", "/Dir/FILE.exe"));
     EXPECT_TRUE(IsBlocked("WWW.bad.example", "/dir/file.exe"));
 }
 
-TEST_F(CondemnedRules, ARequestLosesNeitherATailNorItsHost) {
-    Condemn("bad.example", "/a");
+TEST_F(BlockedAddressRules, ARequestLosesNeitherATailNorItsHost) {
+    BlockAddress("bad.example", "/a");
     EXPECT_TRUE(IsBlocked("bad.example", "/a"));
     EXPECT_FALSE(IsBlocked("bad.example", "/a http/1.0")) << "a tail in small letters is part of the target";
     EXPECT_FALSE(IsBlocked("bad.example", "/bad.example/a"));
     EXPECT_FALSE(IsBlocked("bad.example", "/x/bad.example/a"));
 }
 
-TEST_F(CondemnedRules, OneSlashASideIsRemoved) {
-    Condemn("bad.example", "/x//");
+TEST_F(BlockedAddressRules, OneSlashASideIsRemoved) {
+    BlockAddress("bad.example", "/x//");
     for (const char* target : {"/x", "/x/", "/x//"}) EXPECT_FALSE(IsBlocked("bad.example", target)) << target;
-    Condemn("bad.example", "/y/");
+    BlockAddress("bad.example", "/y/");
     for (const char* target : {"/y", "/y/", "/y//", "//y"}) EXPECT_TRUE(IsBlocked("bad.example", target)) << target;
-    Condemn("//slash.example/", "/z");
+    BlockAddress("//slash.example/", "/z");
     EXPECT_FALSE(IsBlocked("slash.example", "/z"));
     EXPECT_TRUE(IsBlocked("//slash.example", "/z")) << "as its own key is";
-    Condemn("/other.example/", "/z");
+    BlockAddress("/other.example/", "/z");
     EXPECT_TRUE(IsBlocked("other.example", "/z"));
     EXPECT_FALSE(IsBlocked("/other.example//", "/z"));
 }
 
-TEST_F(CondemnedRules, ASlashBeforeTheTailIsKeptAndMatchesNoRequest) {
-    Condemn("bad.example", "/dir/ HTTP/1.1");
+TEST_F(BlockedAddressRules, ASlashBeforeTheTailIsKeptAndMatchesNoRequest) {
+    BlockAddress("bad.example", "/dir/ HTTP/1.1");
     for (const char* target : {"/dir", "/dir/", "/dir//"}) EXPECT_FALSE(IsBlocked("bad.example", target)) << target;
-    Condemn("bad.example", "/dir HTTP/1.1");
+    BlockAddress("bad.example", "/dir HTTP/1.1");
     for (const char* target : {"/dir", "/dir/", "/dir//"}) EXPECT_TRUE(IsBlocked("bad.example", target)) << target;
 }
 

@@ -341,14 +341,14 @@ TEST_F(BlockedAddresses, BlockWithHostAndPathInTheirOwnAreas) {
               "");
     EXPECT_EQ(Prompt(), kPromptUntouched);
     ASSERT_TRUE(Visit("bad.example", "/path/x"));
-    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "host and path are condemned together";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "host and path are blocked together";
     ASSERT_TRUE(Visit("root.example", "/"));
     EXPECT_EQ(ExpectedVerdict(Blocks(TARN_REASON_IDS_BLOCKED)).Blocked("root.example", "").Difference(verdict), "");
 
     EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(nullptr), 0);
     BlockAddress("", "/everything");
     ASSERT_TRUE(Visit("other.example", "/everything"));
-    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "an empty host condemns nothing";
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT)) << "an empty host blocks nothing";
 }
 
 TEST_F(BlockedAddresses, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextStart) {
@@ -359,7 +359,7 @@ TEST_F(BlockedAddresses, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextSta
     answers.idsIpsStatus.enabled = 1;
     ASSERT_EQ(tarn.WSSettingsChanged(kIdsIpsStatus, 0, 0, 0), 1U);
     ASSERT_TRUE(Visit("bad.example", "/x"));
-    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED)) << "condemned while the feature was off";
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED)) << "blocked while the feature was off";
     ASSERT_TRUE(Init());
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
