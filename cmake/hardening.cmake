@@ -1,9 +1,11 @@
 # Checks at run time in the code that ships: the stack protector and the assertions of the C++ library.
-# docs/performance.md says what they cost; ./dev bench measures it, with TARN_HARDENING ON and OFF.
+# docs/performance.md says what they cost.
 add_library(tarn_hardening INTERFACE)
-if(TARN_HARDENING)
-  target_compile_options(tarn_hardening INTERFACE -fstack-protector-strong)
+if(TARN_LIBRARY_ASSERTIONS)
   target_compile_definitions(tarn_hardening INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+if(TARN_STACK_PROTECTOR)
+  target_compile_options(tarn_hardening INTERFACE -fstack-protector-strong)
   if(WIN32)
     # In place of the compiler's libssp, which asks the crypto service for its guard while a DLL is being loaded.
     add_library(tarn_stack_guard STATIC ${PROJECT_SOURCE_DIR}/src/base/stack_guard_win32.cpp)

@@ -5,6 +5,7 @@
 #include <limits>
 #include <windows.h>
 
+#include "base/bounded_text.h"
 #include "machine/install_folder.h"
 #include "machine/win32_owners.h"
 #include "policy/policy_reader.h"

@@ -124,8 +124,8 @@ TEST_P(Product, ChecksItselfAtRunTime) {
     const std::string_view text(reinterpret_cast<const char*>(file.data()), file.size());
     const auto names = [&](std::string_view name) { return text.find(name) != std::string_view::npos; };
     ASSERT_TRUE(names("WSScanUrl") || names("policy")) << "unreadable";
-    EXPECT_EQ(names("__stack_chk_fail"), TARN_IS_HARDENED != 0);
-    EXPECT_EQ(names("__glibcxx_assert_fail"), TARN_IS_HARDENED != 0);
+    EXPECT_EQ(names("__stack_chk_fail"), TARN_GUARDS_STACKS != 0);
+    EXPECT_EQ(names("__glibcxx_assert_fail"), TARN_HAS_ASSERTIONS != 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Product, testing::ValuesIn(ProductFiles()),
