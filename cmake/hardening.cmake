@@ -1,5 +1,5 @@
 # Checks at run time in the code that ships: the stack protector and the assertions of the C++ library.
-# docs/performance.md says what they cost.
+# docs/performance.md says what they cost, and why the assertions are off.
 add_library(tarn_hardening INTERFACE)
 if(TARN_LIBRARY_ASSERTIONS)
   target_compile_definitions(tarn_hardening INTERFACE _GLIBCXX_ASSERTIONS)
