@@ -1,10 +1,11 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <pthread.h>
-#include <system_error>
 #include <thread>
 
 #include "base/sync.h"
@@ -108,15 +109,14 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 }
 
 bool WorkerThread::Start(Work work, void* argument) {
-    auto* native = new (std::nothrow) NativeThread();
+    auto native = std::unique_ptr<NativeThread>(new (std::nothrow) NativeThread());
     if (native == nullptr) return false;
     try {
-        native->thread = std::thread([native, work, argument] { native->code = work(argument); });
-    } catch (const std::system_error&) {
-        delete native;
+        native->thread = std::thread([made = native.get(), work, argument] { made->code = work(argument); });
+    } catch (const std::exception&) {  // neither memory nor a thread to be had
         return false;
     }
-    handle_ = native;
+    handle_ = native.release();
     return true;
 }
 
