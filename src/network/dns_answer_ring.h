@@ -44,7 +44,8 @@ class DnsAnswerRing {
     bool FindHostByAddress(const IpAddressRecord& address, char* host, std::size_t capacity) const;
 
     // The steps of Store, one after the other, for tests that let the steps of two stores overlap: the place in time of
-    // this answer, its slot, its index entries. WriteSlot is false when the slot has a newer answer or is being written.
+    // this answer, its slot, its index entries. WriteSlot is false when the slot has a newer answer or is being
+    // written.
     [[nodiscard]] std::uint64_t ClaimStamp();
     bool WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry);
     void IndexEntry(std::uint64_t stamp, const DnsAnswerEntry& entry);
