@@ -1,5 +1,5 @@
 # What ships (tarn.dll and the reference companions) is a build of its own inside the Windows build, because it has
-# compilers of its own: see mingw-win32-toolchain.cmake. No object file is shared between the two.
+# compilers of its own: see mingw-win32-toolchain.cmake. No object file and no static library is shared between the two.
 #
 # Targets: products builds everything that ships, into the folders of this build; tarn_dll stands for the built tarn.dll
 # and its import library. A target that needs the files when it runs depends on products.
@@ -10,7 +10,7 @@ set(TARN_IMPORT_LIBRARY ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/libtarn.dll.a)
 set(settings -G ${CMAKE_GENERATOR} -DTARN_PRODUCTS_ONLY=ON
   -DCMAKE_TOOLCHAIN_FILE=${PROJECT_SOURCE_DIR}/cmake/mingw-win32-toolchain.cmake
   -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
-  -DCMAKE_ARCHIVE_OUTPUT_DIRECTORY=${CMAKE_ARCHIVE_OUTPUT_DIRECTORY})
+  -DTARN_IMPORT_LIBRARY_FOLDER=${CMAKE_ARCHIVE_OUTPUT_DIRECTORY})
 foreach(name CMAKE_BUILD_TYPE CMAKE_MAKE_PROGRAM CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER
     TARN_STACK_PROTECTOR TARN_LIBRARY_ASSERTIONS)
   if(DEFINED ${name})
