@@ -22,6 +22,20 @@ using system_test::ImportPatch;
 using testing::Each;
 using testing::ElementsAre;
 
+// The system's own functions, found before any import of this program is patched.
+template <class Function>
+Function* Find(const char* module, const char* name, Function* /*its type*/) {
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(module), name)));
+}
+const auto systemGetTokenInformation = Find("advapi32.dll", "GetTokenInformation", &GetTokenInformation);
+const auto systemLookupAccountSidW = Find("advapi32.dll", "LookupAccountSidW", &LookupAccountSidW);
+const auto systemLookupAccountNameW = Find("advapi32.dll", "LookupAccountNameW", &LookupAccountNameW);
+const auto systemIsValidSid = Find("advapi32.dll", "IsValidSid", &IsValidSid);
+const auto systemGetLengthSid = Find("advapi32.dll", "GetLengthSid", &GetLengthSid);
+const auto systemGetLongPathNameW = Find("kernel32.dll", "GetLongPathNameW", &GetLongPathNameW);
+const auto systemMultiByteToWideChar = Find("kernel32.dll", "MultiByteToWideChar", &MultiByteToWideChar);
+const auto systemGetProcAddress = Find("kernel32.dll", "GetProcAddress", &GetProcAddress);
+
 HMODULE ThisProgram() {
     return GetModuleHandleW(nullptr);
 }
@@ -56,8 +70,8 @@ AccountScript account;
 BOOL WINAPI ScriptedTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS what, void* buffer, DWORD size,
                                      DWORD* needed) {
     ++account.queries;
-    if (!account.sizeError || buffer != nullptr) return GetTokenInformation(token, what, buffer, size, needed);
-    GetTokenInformation(token, what, buffer, size, needed);
+    if (!account.sizeError || buffer != nullptr) return systemGetTokenInformation(token, what, buffer, size, needed);
+    systemGetTokenInformation(token, what, buffer, size, needed);
     SetLastError(*account.sizeError);
     return FALSE;
 }
@@ -65,16 +79,16 @@ BOOL WINAPI ScriptedLookupSid(const wchar_t* system, PSID sid, wchar_t* name, DW
                               DWORD* domainUnits, SID_NAME_USE* use) {
     account.nameUnits = *nameUnits;
     account.domainUnits = *domainUnits;
-    if (!account.lookUpFails) return LookupAccountSidW(system, sid, name, nameUnits, domain, domainUnits, use);
+    if (!account.lookUpFails) return systemLookupAccountSidW(system, sid, name, nameUnits, domain, domainUnits, use);
     name[0] = L'?';
     SetLastError(ERROR_NONE_MAPPED);
     return FALSE;
 }
 BOOL WINAPI ScriptedIsValidSid(PSID sid) {
-    return account.identifierIsInvalid ? FALSE : IsValidSid(sid);
+    return account.identifierIsInvalid ? FALSE : systemIsValidSid(sid);
 }
 DWORD WINAPI ScriptedLengthSid(PSID sid) {
-    return account.identifierLength != 0 ? account.identifierLength : GetLengthSid(sid);
+    return account.identifierLength != 0 ? account.identifierLength : systemGetLengthSid(sid);
 }
 
 class UserOfAProcess : public testing::Test {
@@ -161,7 +175,7 @@ BOOL WINAPI WatchedLookupName(const wchar_t* system, const wchar_t* name, PSID s
                               DWORD* domainUnits, SID_NAME_USE* use) {
     askedSidBytes = *sidBytes;
     askedDomainUnits = *domainUnits;
-    return LookupAccountNameW(system, name, sid, sidBytes, domain, domainUnits, use);
+    return systemLookupAccountNameW(system, name, sid, sidBytes, domain, domainUnits, use);
 }
 
 TEST(AccountOfAName, IsLookedUpWithTheLongestIdentifierAndDomain) {
@@ -221,7 +235,7 @@ FARPROC WINAPI ScriptedGetProcAddress(HMODULE module, const char* name) {
         if (paths.imageNameMissing) return nullptr;
         return AsProc(ScriptedImageName);
     }
-    return GetProcAddress(module, name);
+    return systemGetProcAddress(module, name);
 }
 DWORD WINAPI ScriptedDosDevice(const wchar_t* name, wchar_t* target, DWORD capacity) {
     paths.namesAsked.push_back(Text16(name));
@@ -236,7 +250,7 @@ DWORD WINAPI ScriptedLongPath(const wchar_t* path, wchar_t* longPath, DWORD capa
         SetLastError(paths.longPathError);
         return 0;
     }
-    return GetLongPathNameW(path, longPath, capacity);
+    return systemGetLongPathNameW(path, longPath, capacity);
 }
 
 class PathOfAProcess : public testing::Test {
@@ -352,7 +366,7 @@ int WINAPI ScriptedToWide(UINT codePage, DWORD flags, const char* text, int leng
         return 0;
     }
     if (conversion.secondCallFails && wide != nullptr) return 0;
-    return MultiByteToWideChar(codePage, flags, text, length, wide, capacity);
+    return systemMultiByteToWideChar(codePage, flags, text, length, wide, capacity);
 }
 
 class CodePageText : public testing::Test {

