@@ -196,6 +196,7 @@ TEST_F(FailingAllocations, ALibraryIsMadeOfItsLocksAndLists) {
     static_assert(std::is_nothrow_constructible_v<Library, machine::Machine&>);
 }
 
+#ifndef _WIN32  // there the event is no allocation; start_failure_win32_test.cpp makes it fail
 TEST_F(FailingAllocations, AWorkerThatCannotBeMadeLeavesTheSystemsError) {
     ASSERT_EQ(WSInit(1, &error), 1);
     ScheduleWorker worker(machine.Clock());
@@ -207,6 +208,7 @@ TEST_F(FailingAllocations, AWorkerThatCannotBeMadeLeavesTheSystemsError) {
     EXPECT_FALSE(worker.IsRunning());
     WSDeinit(&error);
 }
+#endif
 
 }  // namespace
 }  // namespace tarn::api

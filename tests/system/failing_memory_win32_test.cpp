@@ -83,6 +83,11 @@ TEST_F(FailingMemory, AnyAllocationOfAStart) {
     ExpectAUsableLibrary();
     Deinit();
     EXPECT_THAT(Outstanding(), IsEmpty());
+    // The first exception of a thread leaves what the run-time library keeps about exceptions.
+    LibraryMemory::FailAllocation(1);
+    Init(1);
+    LibraryMemory::FailAllocation(0);
+    Deinit();
     const std::ptrdiff_t blocks = LibraryMemory::Blocks();
     std::ptrdiff_t number = 1;
     for (; number < kMostAllocations; ++number) {
