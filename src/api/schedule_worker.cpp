@@ -24,6 +24,7 @@ bool ScheduleWorker::Start(const parental::SettingsCopy& settings, std::uint32_t
     if (!thread_.Start(Run, this)) {
         error = base::LastSystemError();
         stop_.Close();
+        week_ = {};
         return false;
     }
     started_.Wait();
