@@ -48,7 +48,7 @@ ShowExtension() {
     Heading "What a browser's extension reports"
     Say "The extension hands over whole URLs, also those of https://, whose path no network filter sees."
     Say
-    Show '^[0-9]* requests: ' extension https://six.lantern.example/level/1 \
+    Show '^https://six.lantern.example/level/1 .*BLOCKED' extension https://six.lantern.example/level/1 \
         https://static.lantern.example/cookies https://www.lantern.example/
 }
 
@@ -69,14 +69,14 @@ ShowLogons() {
     Say "The policy in build/demo/time_grid lets the account \"$account\" in on $tomorrow from 8 to 20 o'clock only."
     Say
     LogonFolder time_grid
-    Show 'BLOCKED' logon --install-folder build/demo/time_grid
+    Show 'REFUSED' logon --install-folder build/demo/time_grid
     Heading "A logon after the day's allowance"
     Say "The policy in build/demo/allowance gives it one hour a day. A tick is a minute of use; the second run is later"
     Say "on the same day, after the end of the session."
     Say
     LogonFolder allowance
-    Show 'BLOCKED' logon --install-folder build/demo/allowance --ticks 60
-    Show 'BLOCKED' logon --install-folder build/demo/allowance --event logoff --event logon
+    Show 'REFUSED' logon --install-folder build/demo/allowance --ticks 60
+    Show 'REFUSED' logon --install-folder build/demo/allowance --event logoff --event logon
 }
 
 tools/setup.sh build
