@@ -70,19 +70,19 @@ std::uint8_t TARN_CALL WSUpdateSettingsChanged(const std::uint32_t* mask) {
 std::uint8_t TARN_CALL WSScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
     if (request == nullptr || verdict == nullptr || prompt == nullptr) return 0;
     return AtBoundary(
-        [&](Library& library) { return tarn::url::ScanUrl(library.Scan(), *request, *verdict, *prompt); });
+        [&](Library& library) { return tarn::url::ScanUrl(library.urlScan, *request, *verdict, *prompt); });
 }
 
 std::uint8_t TARN_CALL WSWebExtScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
     if (request == nullptr || verdict == nullptr || prompt == nullptr) return 0;
     return AtBoundary(
-        [&](Library& library) { return tarn::url::ScanWebExtensionUrl(library.Scan(), *request, *verdict, *prompt); });
+        [&](Library& library) { return tarn::url::ScanWebExtensionUrl(library.urlScan, *request, *verdict, *prompt); });
 }
 
 std::uint8_t TARN_CALL WSGetUrlScanFeatureStatus(std::uint8_t* status) {
     if (status == nullptr) return 0;
     return AtBoundary([&](Library& library) {
-        *status = tarn::url::FeatureStatus(library.Scan());
+        *status = tarn::url::FeatureStatus(library.urlScan);
         return true;
     });
 }
@@ -91,7 +91,7 @@ std::uint8_t TARN_CALL WSScanPacket(const std::uint8_t* frame, std::uint32_t fra
                                     std::uint8_t inbound, std::uint64_t /*reserved*/, PacketVerdict* verdict) {
     if (frame == nullptr || frameLength == 0 || verdict == nullptr) return 0;
     return AtBoundary([&](Library& library) {
-        return tarn::network::ScanPacket(library.PacketScan(), frame, frameLength, ruleId, inbound, *verdict);
+        return tarn::network::ScanPacket(library.packetScan, frame, frameLength, ruleId, inbound, *verdict);
     });
 }
 

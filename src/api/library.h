@@ -28,6 +28,8 @@ namespace tarn::api {
 // schedule flag, the four SMB tables and the parental-control tables. No path holds two of them at once.
 struct Library {
     explicit Library(machine::Machine& ownMachine) noexcept : machine(ownMachine), scheduleWorker(ownMachine.Clock()) {}
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
 
     machine::Machine& machine;
     bool ready = false;  // between a WSInit that succeeded and WSDeinit
@@ -50,28 +52,26 @@ struct Library {
                                              std::optional<modules::PassedValues> passed = std::nullopt) {
         return {companions, machine.Modules(), error, passed};
     }
-    [[nodiscard]] url::ScanContext Scan() {
-        return {.companions = companions,
-                .system = machine.Modules(),
-                .settings = settings,
-                .lists = lists,
-                .parental = parental.Settings(),
-                .profiles = parental.Profiles(),
-                .managedClient = managedClient,
-                .scheduleAllows = scheduleWorker.Allows(),
-                .idsBlockedList = idsBlockedList,
-                .dnsRing = dnsRing,
-                .dnsBlockSwitch = dnsBlockSwitch,
-                .processes = machine.Processes(),
-                .browsingProtection = browsingProtection,
-                .clock = machine.Clock()};
-    }
-    [[nodiscard]] network::PacketScanContext PacketScan() {
-        return {.companions = companions,
-                .settings = settings,
-                .strictness = parental.Settings().strictness,
-                .reportedAttackers = reportedAttackers};
-    }
+    // What the scans see of all this: references, so that they are made once.
+    const url::ScanContext urlScan{.companions = companions,
+                                   .system = machine.Modules(),
+                                   .settings = settings,
+                                   .lists = lists,
+                                   .parental = parental.Settings(),
+                                   .profiles = parental.Profiles(),
+                                   .managedClient = managedClient,
+                                   .scheduleAllows = scheduleWorker.Allows(),
+                                   .idsBlockedList = idsBlockedList,
+                                   .dnsRing = dnsRing,
+                                   .dnsBlockSwitch = dnsBlockSwitch,
+                                   .processes = machine.Processes(),
+                                   .browsingProtection = browsingProtection,
+                                   .clock = machine.Clock()};
+    const network::PacketScanContext packetScan{.companions = companions,
+                                                .settings = settings,
+                                                .strictness = parental.Settings().strictness,
+                                                .reportedAttackers = reportedAttackers};
+
     // Nothing of other modules is held and no thread runs, so that the object can go.
     [[nodiscard]] bool IsAtRest() const { return !companions.AnyLoaded() && !scheduleWorker.IsRunning(); }
 };

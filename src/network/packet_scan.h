@@ -16,7 +16,7 @@ namespace tarn::network {
 struct PacketScanContext {
     const modules::Companions& companions;
     const modules::SettingsState& settings;  // the IDS status, the alert byte and the rules are read
-    std::uint8_t strictness;                 // how many leading categories of an address count
+    const std::uint8_t& strictness;          // how many leading categories of an address count
     ReportedAttackerList& reportedAttackers;
 };
 

@@ -1,5 +1,5 @@
 // What a URL scan reads and whom it asks: settings, published lists, companion modules.
-// References into the library, made for one scan. A scan adds DNS answers and acted-on programs and changes nothing
+// References into the library, which owns them all. A scan adds DNS answers and acted-on programs and changes nothing
 // else.
 #ifndef TARN_URL_SCAN_CONTEXT_H
 #define TARN_URL_SCAN_CONTEXT_H
@@ -39,7 +39,7 @@ struct ScanContext {
     const base::Guarded<bool>& scheduleAllows;  // the schedule flag
     const network::IdsBlockedList& idsBlockedList;
     network::DnsAnswerRing& dnsRing;
-    std::uint32_t dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already
+    const std::uint32_t& dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already
     machine::ProcessInspector& processes;
     BrowsingProtection& browsingProtection;
     const machine::LocalClock& clock;

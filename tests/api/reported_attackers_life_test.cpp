@@ -13,16 +13,16 @@ TEST(Library, ReportedAttackersOutliveStopAndStart) {
     FakePlatform platform;
     const auto library = std::make_unique<Library>(platform);
     const IpAddressRecord attacker{.family = TARN_FAMILY_IPV4, .bytes = {198, 51, 100, 7}};
-    library->PacketScan().reportedAttackers.Add(attacker);
+    library->packetScan.reportedAttackers.Add(attacker);
     std::uint32_t error = 0;
     Stop(*library, error);
-    EXPECT_TRUE(library->PacketScan().reportedAttackers.Contains(attacker)) << "after an end";
+    EXPECT_TRUE(library->packetScan.reportedAttackers.Contains(attacker)) << "after an end";
     for (const bool restart : {false, true}) {
         EXPECT_FALSE(Start(*library, restart ? 1 : 0, error)) << "no module loads here";
-        EXPECT_TRUE(library->PacketScan().reportedAttackers.Contains(attacker)) << "after a start and its undoing";
+        EXPECT_TRUE(library->packetScan.reportedAttackers.Contains(attacker)) << "after a start and its undoing";
     }
     SaveForShutDown(*library, 0, 0, 0, 0);
-    EXPECT_TRUE(library->PacketScan().reportedAttackers.Contains(attacker)) << "after the lighter end";
+    EXPECT_TRUE(library->packetScan.reportedAttackers.Contains(attacker)) << "after the lighter end";
 }
 
 }  // namespace

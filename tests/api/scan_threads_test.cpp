@@ -20,11 +20,11 @@ namespace {
 Library* theLibrary = nullptr;
 
 std::uint8_t TARN_CALL ScanUrl(ScanRequest* request, UrlVerdict* verdict, PromptBytes* prompt) {
-    return url::ScanUrl(theLibrary->Scan(), *request, *verdict, *prompt) ? 1 : 0;
+    return url::ScanUrl(theLibrary->urlScan, *request, *verdict, *prompt) ? 1 : 0;
 }
 std::uint8_t TARN_CALL ScanPacket(const std::uint8_t* frame, std::uint32_t length, std::uint16_t ruleId,
                                   std::uint8_t inbound, std::uint64_t, PacketVerdict* verdict) {
-    return network::ScanPacket(theLibrary->PacketScan(), frame, length, ruleId, inbound, *verdict) ? 1 : 0;
+    return network::ScanPacket(theLibrary->packetScan, frame, length, ruleId, inbound, *verdict) ? 1 : 0;
 }
 std::uint8_t TARN_CALL ScanSmb(const std::uint8_t* frame, std::uint32_t length, std::uint8_t direction,
                                SmbScanResult* result) {
