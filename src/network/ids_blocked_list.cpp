@@ -10,7 +10,6 @@ namespace tarn::network {
 namespace {
 
 using Field = base::UrlText;
-using Pair = base::FixedText<std::size_t{2} * TARN_URL_CAPACITY>;
 
 std::string_view WithoutOuterSlashes(std::string_view text) {
     if (text.starts_with('/')) text.remove_prefix(1);
@@ -18,22 +17,21 @@ std::string_view WithoutOuterSlashes(std::string_view text) {
     return text;
 }
 
-// Cut to 1023 characters, lower case, one leading and one trailing '/' removed.
-void LowerWithoutOuterSlashes(std::string_view text, Field& out) {
-    text = text.substr(0, TARN_URL_CAPACITY - 1);
-    out.Assign(WithoutOuterSlashes(text));
-    base::CopyLower(out.Data(), out.View());
+// Cut to 1023 characters, one leading and one trailing '/' removed.
+std::string_view Trimmed(std::string_view text) {
+    return WithoutOuterSlashes(text.substr(0, TARN_URL_CAPACITY - 1));
+}
+
+void AssignLower(std::string_view text, Field& out) {
+    base::CopyLower(out.Data(), text);
+    out.SetLength(text.size());
 }
 
 std::string_view HostKey(std::string_view host, Field& storage) {
-    LowerWithoutOuterSlashes(host, storage);
+    AssignLower(Trimmed(host), storage);
     std::string_view key = storage.View();
     if (key.starts_with("www.")) key.remove_prefix(4);
     return key;
-}
-
-bool MakePair(std::string_view hostKey, std::string_view path, Pair& pair) {
-    return pair.Assign(hostKey) && pair.Append(std::string_view("\0", 1)) && pair.Append(path);
 }
 
 }  // namespace
@@ -50,7 +48,7 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
     const std::string_view host = HostKey(hostField, hostStorage);
 
     Field text;
-    LowerWithoutOuterSlashes(base::FieldText(request.requestText, sizeof request.requestText), text);
+    AssignLower(Trimmed(base::FieldText(request.requestText, sizeof request.requestText)), text);
     std::string_view path = text.View();
     if (const std::size_t at = host.empty() ? std::string_view::npos : path.find(host); at != std::string_view::npos)
         path.remove_prefix(at + host.size());
@@ -60,30 +58,30 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
 
     base::UrlText normal;
     if (!base::NormalizeUrlPath(path, normal)) return;
-    Pair pair;
-    if (!MakePair(host, normal.View(), pair)) return;
+    const PairView pair{host, normal.View()};
     // Two separate holds: two threads that add the same new pair at once both insert it, and the set keeps one.
-    if (pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair.View()); })) return;
-    pairs_.Write([&](Pairs& pairs) { pairs.emplace(pair.View()); });
+    if (pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); })) return;
+    pairs_.Write([&](Pairs& pairs) {
+        pairs.emplace(pair);
+        size_.store(pairs.size(), std::memory_order_release);
+    });
 }
 
 bool IdsBlockedList::Contains(std::string_view host, std::string_view path) const {
+    if (Size() == 0) return false;
+    Field normal;
+    if (!base::NormalizeUrlPath(Trimmed(path), normal)) return false;
+    base::CopyLower(normal.Data(), normal.View());
     Field hostStorage;
-    const std::string_view key = HostKey(host, hostStorage);
-    Field bare;
-    LowerWithoutOuterSlashes(path, bare);
-    base::UrlText normal;
-    Pair pair;
-    if (!base::NormalizeUrlPath(bare.View(), normal) || !MakePair(key, normal.View(), pair)) return false;
-    return pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair.View()); });
+    const PairView pair{HostKey(host, hostStorage), normal.View()};
+    return pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); });
 }
 
 void IdsBlockedList::Clear() {
-    pairs_.Write([](Pairs& pairs) { pairs.clear(); });
-}
-
-std::size_t IdsBlockedList::Size() const {
-    return pairs_.Read([](const Pairs& pairs) { return pairs.size(); });
+    pairs_.Write([this](Pairs& pairs) {
+        pairs.clear();
+        size_.store(0, std::memory_order_release);
+    });
 }
 
 }  // namespace tarn::network

@@ -18,6 +18,10 @@ struct IdsBlockedListLock {
     static void ForReading(const IdsBlockedList& list, Hold&& hold) {
         list.pairs_.Read([&](const auto&) { hold(); });
     }
+    template <class Hold>
+    static void ForWriting(IdsBlockedList& list, Hold&& hold) {
+        list.pairs_.Write([&](const auto&) { hold(); });
+    }
 };
 
 namespace {
@@ -170,6 +174,22 @@ TEST(IdsBlockedList, LookUpsAndWhatIsThereAlreadyTakeTheReadSide) {
     EXPECT_TRUE(asked.get());
     added.get();
     EXPECT_EQ(list.Size(), 1U);
+}
+
+TEST(IdsBlockedList, AnEmptyListIsAskedWithoutTheLock) {
+    IdsBlockedList list;
+    std::future<bool> asked;
+    const auto ask = [&] {
+        asked = std::async(std::launch::async, [&] { return list.Contains("example.org", "/x"); });
+    };
+    IdsBlockedListLock::ForWriting(list, [&] {
+        ask();
+        EXPECT_EQ(asked.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    });
+    EXPECT_FALSE(asked.get());
+    Add(list, "example.org", "/x");
+    ask();
+    EXPECT_TRUE(asked.get());
 }
 
 TEST(IdsBlockedList, ThreadsAddAndAskAtOnce) {
