@@ -8,6 +8,7 @@
 
 #include "base/bounded_text.h"
 #include "base/url_path.h"
+#include "network/ip_address.h"
 
 namespace tarn::lists {
 namespace {
@@ -15,6 +16,7 @@ namespace {
 constexpr std::uint8_t kWholeSiteWhenTls = 2;   // kind of a host entry, wholeAddress of an address entry
 constexpr std::uint8_t kTls = TARN_KIND_TLS;    // the mode that kind 4 is mapped to as well
 constexpr std::size_t kMaxTextLength = 0xFFFF;  // no listed host comes near it
+constexpr std::string_view kWww = "www.";
 
 // A family and its significant bytes.
 class AddressKey {
@@ -164,11 +166,11 @@ bool BlockedSites::HitsWholeHost(const Group& group, std::string_view path, std:
     return mode != kTls && paths_.Holds(group.paths, path);
 }
 
-bool BlockedSites::HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
-                              std::uint8_t mode) const {
-    for (std::size_t i = 0; i < labels.count; ++i) {
-        const std::uint32_t hash = labels.values[i];
+bool BlockedSites::HitsLabels(Asked& asked, std::string_view host, std::string_view path, std::uint8_t mode) const {
+    for (std::size_t i = 0; i < asked.labels.count; ++i) {
+        const std::uint32_t hash = asked.labels.values[i];
         for (std::size_t at = index_.First(hash); at < groups_.size() && groups_[at].hash == hash; ++at) {
+            asked.anyListed = true;
             const Group& group = groups_[at];
             if (!OccursIn(host, group)) continue;
             if (group.wholeDomain || (i == 0 && HitsWholeHost(group, path, mode))) return true;
@@ -196,30 +198,51 @@ bool BlockedSites::HitsAddress(const IpAddressRecord& address, std::string_view 
 }
 
 Lookup BlockedSites::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
-                           std::uint8_t mode) const noexcept {
+                           std::uint8_t mode, Asked& asked) const {
     if (!hasHosts_) return Lookup::kFailed;
     if (host.empty()) return Lookup::kMiss;
-    LabelHashes labels;
-    if (!ComputeLabelHashes(host, labels)) return Lookup::kFailed;
-    if (HitsLabels(labels, host, path, mode)) return Lookup::kHit;
-    if (labels.isIpLiteral) return HitsAddress(address, path, mode) ? Lookup::kHit : Lookup::kMiss;
+    if (!ComputeLabelHashes(host, asked.labels)) return Lookup::kFailed;
+    if (HitsLabels(asked, host, path, mode)) return Lookup::kHit;
+    if (asked.labels.isIpLiteral) return HitsAddress(address, path, mode) ? Lookup::kHit : Lookup::kMiss;
     // A host with a port is listed without it: its labels end before the port.
     const std::string_view bare = WithoutPortOrPath(host);
-    if (bare.size() != host.size() && ComputeLabelHashes(bare, labels) && HitsLabels(labels, host, path, mode))
-        return Lookup::kHit;
-    return Lookup::kMiss;
+    if (bare.size() == host.size()) return Lookup::kMiss;
+    asked.anyListed = true;  // or so it may be: the labels of the two are not the same
+    return ComputeLabelHashes(bare, asked.labels) && HitsLabels(asked, host, path, mode) ? Lookup::kHit : Lookup::kMiss;
+}
+
+Lookup BlockedSites::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+                           std::uint8_t mode) const noexcept {
+    Asked asked;
+    return Match(host, path, address, mode, asked);
+}
+
+// A variant's labels are those of the host and one more, or one less and, behind ten, one more. What is left to ask of
+// an ordinary host, of which nothing is listed, is the one more.
+bool BlockedSites::VariantIsUnlisted(std::string_view host, const Asked& asked) const {
+    if (asked.anyListed || asked.labels.isIpLiteral || asked.labels.count == kMaxLabelHashes) return false;
+    if (host.starts_with('[') || host.size() + kWww.size() > base::HostText::kMaxLength) return false;
+    if (!host.starts_with(kWww))
+        return index_.First(HashWithWww(asked.labels.values[0], host.size())) == HashIndex::kNone;
+    const std::string_view without = host.substr(kWww.size());
+    IpAddressRecord literal;
+    return !without.starts_with('.') && !without.starts_with('[') && !network::ParseIpLiteral(without, literal);
 }
 
 Lookup BlockedSites::MatchWithWwwVariant(std::string_view host, std::string_view path, const IpAddressRecord& address,
                                          std::uint8_t mode) const noexcept {
     if (mode == TARN_KIND_HTTP_SECURE) mode = kTls;
-    if (Match(host, path, address, mode) == Lookup::kHit) return Lookup::kHit;
-    if (host.starts_with("www."))
-        return Match(host.substr(4).substr(0, base::HostText::kMaxLength), path, address, mode);
+    Asked asked;
+    const Lookup own = Match(host, path, address, mode, asked);
+    if (own == Lookup::kHit) return own;
     // QUIRK: a host that begins with "www" without the dot gets no second try.  Test: WwwWithoutDotGetsNoSecondTry
-    if (host.starts_with("www")) return Lookup::kMiss;
+    if (host.starts_with("www") && !host.starts_with(kWww)) return Lookup::kMiss;
+    if (own == Lookup::kMiss && !host.empty() && VariantIsUnlisted(host, asked)) return Lookup::kMiss;
+
+    if (host.starts_with(kWww))
+        return Match(host.substr(kWww.size()).substr(0, base::HostText::kMaxLength), path, address, mode);
     base::HostText withWww;
-    withWww.Assign("www.");
+    withWww.Assign(kWww);
     if (!withWww.Append(host)) return Lookup::kFailed;
     return Match(withWww.View(), path, address, mode);
 }

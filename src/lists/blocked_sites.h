@@ -56,8 +56,16 @@ class BlockedSites {
     };
     class Builder;
 
-    [[nodiscard]] bool HitsLabels(const LabelHashes& labels, std::string_view host, std::string_view path,
-                                  std::uint8_t mode) const;
+    // What was hashed for a host that did not match, and whether any of it stands in the table.
+    struct Asked {
+        LabelHashes labels;
+        bool anyListed = false;
+    };
+    [[nodiscard]] Lookup Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+                               std::uint8_t mode, Asked& asked) const;
+    // Whether the www variant of a host that did not match cannot match either.
+    [[nodiscard]] bool VariantIsUnlisted(std::string_view host, const Asked& asked) const;
+    [[nodiscard]] bool HitsLabels(Asked& asked, std::string_view host, std::string_view path, std::uint8_t mode) const;
     [[nodiscard]] bool HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const;
     [[nodiscard]] bool OccursIn(std::string_view host, const Group& group) const;
     [[nodiscard]] bool HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const;

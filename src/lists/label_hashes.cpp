@@ -53,6 +53,13 @@ std::uint32_t HostHash(std::string_view host) {
     return ~sum;
 }
 
+std::uint32_t HashWithWww(std::uint32_t hostHash, std::size_t hostLength) {
+    constexpr std::string_view kWww = "www.";
+    std::uint32_t sum = ~hostHash ^ kTables.start[hostLength] ^ kTables.start[hostLength + kWww.size()];
+    for (std::size_t i = 0; i < kWww.size(); ++i) sum ^= kTables.Of(hostLength + kWww.size() - 1 - i, kWww[i]);
+    return ~sum;
+}
+
 bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes) {
     if (host.empty() || host.front() == '.' || host.back() == '.') return false;
     IpAddressRecord address;

@@ -21,6 +21,9 @@ struct LabelHashes {
 // CRC-32 of a host, faster than byte by byte.
 std::uint32_t HostHash(std::string_view host);
 
+// The hash of "www." and a host, from the host's own hash and its length, at most 256.
+std::uint32_t HashWithWww(std::uint32_t hostHash, std::size_t hostLength);
+
 // False for an empty host and for one that begins or ends with ".". Hashes past the tenth are left out.
 bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes);
 

@@ -306,6 +306,7 @@ std::string RandomHost(RandomTexts& random) {
     if (random.OneIn(5)) return random.Text("12.", random.Length(8));
     std::string host = random.OneIn(4) ? (random.OneIn(4) ? "www" : "www.") : "";
     host += random.Text("ab.", random.Length(259));
+    if (random.OneIn(20)) host.insert(host.starts_with("www.") ? 4 : 0, random.OneIn(2) ? "[" : "[a]");
     if (random.OneIn(6)) host += random.OneIn(2) ? ":80" : "/x";
     return host;
 }

@@ -55,6 +55,12 @@ TEST(LabelHashes, RefusesEmptyAndDottedEnds) {
         EXPECT_FALSE(ComputeLabelHashes(host, hashes)) << host;
 }
 
+TEST(LabelHashes, TheHashWithWwwFollowsFromTheHostsOwn) {
+    std::string host;
+    for (std::size_t length = 0; length <= 256; ++length, host += static_cast<char>('!' + length % 90))
+        EXPECT_EQ(HashWithWww(base::Crc32Of(host), length), base::Crc32Of("www." + host)) << length;
+}
+
 TEST(LabelHashes, AgreeWithThePlainWalk) {
     for (std::uint32_t seed = 0; seed < 20000; ++seed) {
         RandomTexts random(seed);
