@@ -112,7 +112,13 @@ constexpr TextResult FormatText(std::array<Char, N>& destination,
 // Bounded copy: up to capacity - 1 units, always terminated.
 template <class Char>
 constexpr TextResult CopyText(Char* destination, std::size_t capacity, std::basic_string_view<Char> source) {
-    return FormatText<Char>(destination, capacity, {source});
+    if (capacity == 0) return TextResult::kInvalidArgument;
+    const bool isTooLarge = capacity > kMaxTextCapacity;
+    const std::size_t count = isTooLarge ? 0 : std::min(source.size(), capacity - 1);
+    std::char_traits<Char>::move(destination, source.data(), count);
+    destination[count] = Char{};
+    if (isTooLarge) return TextResult::kInvalidArgument;
+    return count == source.size() ? TextResult::kOk : TextResult::kInsufficientBuffer;
 }
 constexpr TextResult CopyText(char* destination, std::size_t capacity, std::string_view source) {
     return CopyText<char>(destination, capacity, source);

@@ -144,11 +144,17 @@ void AppendNumber(AddressText& text, std::uint32_t number, std::uint32_t base) {
     text.Append({digits.data() + at, digits.size() - at});
 }
 
+// An address text holds every form of an address, so the digits need no check of their own.
 void AppendDotted(AddressText& text, const std::uint8_t* bytes) {
+    char* at = text.Data() + text.Length();
     for (int i = 0; i < 4; ++i) {
-        if (i != 0) text.Append(".");
-        AppendNumber(text, bytes[i], 10);
+        const unsigned value = bytes[i];
+        if (i != 0) *at++ = '.';
+        if (value >= 100) *at++ = static_cast<char>('0' + value / 100);
+        if (value >= 10) *at++ = static_cast<char>('0' + value / 10 % 10);
+        *at++ = static_cast<char>('0' + value % 10);
     }
+    text.SetLength(static_cast<std::size_t>(at - text.Data()));
 }
 
 using Groups = std::array<std::uint32_t, 8>;
