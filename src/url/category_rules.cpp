@@ -73,9 +73,12 @@ Step JudgeByCategory(ScanState& scan, const CategoryPolicy& policy) {
     const ScanContext& context = scan.context;
     const auto& module = context.companions.categorisation;
     if (scan.parsed.url.View().starts_with('[') || !module) return Step::kFailed;
-    UrlText question;
-    if (scan.request.kind == TARN_KIND_FTP) question.Assign("ftp://");
-    if (!question.Append(scan.parsed.url.View())) return Step::kFailed;
+    UrlText ftpUrl;
+    if (scan.request.kind == TARN_KIND_FTP) {
+        ftpUrl.Assign("ftp://");
+        if (!ftpUrl.Append(scan.parsed.url.View())) return Step::kFailed;
+    }
+    const UrlText& question = ftpUrl.Empty() ? scan.parsed.url : ftpUrl;
     modules::CategoryLookup lookup(module, question.Text(), modules::kDecideNow);
     if (!lookup.Succeeded()) return Step::kFailed;
 
