@@ -69,7 +69,7 @@ class BlockedSites::Builder {
  public:
     Builder(BlockedSites& sites, std::span<const parental::HostListEntry> hosts,
             std::span<const parental::AddressListEntry> addresses)
-        : sites_(sites), hosts_(SortedHosts(hosts)), addresses_(addresses), uses_(hosts.size() + addresses.size()) {}
+        : sites_(sites), hosts_(SortedHosts(hosts)), addresses_(addresses), parts_(hosts.size() + addresses.size()) {}
 
     void Build() {
         NoteChains();
@@ -95,9 +95,9 @@ class BlockedSites::Builder {
         std::uint32_t site = 0;
         for (auto first = hosts_.begin(); first != hosts_.end(); ++site) {
             const auto end = EndOfHost(first);
-            for (; first != end; ++first) uses_.Note(first->entry->paths, site);
+            for (; first != end; ++first) parts_.Note(first->entry->paths, site);
         }
-        for (const parental::AddressListEntry& entry : addresses_) uses_.Note(entry.paths, site++);
+        for (const parental::AddressListEntry& entry : addresses_) parts_.Note(entry.paths, site++);
     }
 
     void AddHost(std::span<const NamedHost> entries, std::uint32_t site) {
@@ -117,7 +117,7 @@ class BlockedSites::Builder {
             group.exactHost |= entry->exactHost == 1;
             chains_.push_back(entry->paths);
         }
-        group.paths = sites_.paths_.Add(chains_, site, uses_);
+        group.paths = sites_.paths_.Add(chains_, site, parts_);
         sites_.groups_.push_back(group);
     }
 
@@ -131,7 +131,7 @@ class BlockedSites::Builder {
             patterns.push_back({keys.back().View(), static_cast<std::uint32_t>(sites_.addresses_.size())});
             const PathListNode* const chain = entry.paths;
             sites_.addresses_.push_back(
-                {entry.kind, entry.wholeAddress, sites_.paths_.Add({&chain, 1}, site++, uses_)});
+                {entry.kind, entry.wholeAddress, sites_.paths_.Add({&chain, 1}, site++, parts_)});
         }
         sites_.addressRoot_ = sites_.addressKeys_.Add(patterns);
     }
@@ -139,7 +139,7 @@ class BlockedSites::Builder {
     BlockedSites& sites_;
     const Hosts hosts_;
     const std::span<const parental::AddressListEntry> addresses_;
-    ChainUses uses_;
+    ChainParts<PathListNode> parts_;
     std::vector<const PathListNode*> chains_;  // of one host
 };
 

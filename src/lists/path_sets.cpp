@@ -1,41 +1,37 @@
 #include "lists/path_sets.h"
 
+#include <vector>
+
 #include "base/bounded_text.h"
-#include "base/chain.h"
 
 namespace tarn::lists {
 namespace {
 
-void Collect(const PathListNode* chain, std::vector<PrefixTree::Pattern>& out) {
-    base::ForEachNode(chain, [&out](const PathListNode& node) {
-        out.push_back({base::FieldText(node.path, sizeof node.path), 0});
-    });
+PrefixTree::Pattern PatternOf(const PathListNode& node) {
+    return {base::FieldText(node.path, sizeof node.path), 0};
 }
 
 }  // namespace
 
-PathSets::Range PathSets::Add(std::span<const PathListNode* const> chains, std::uint32_t site, ChainUses& uses) {
-    Range range{static_cast<std::uint32_t>(roots_.size()), 0};
+PathSets::Range PathSets::Add(std::span<const PathListNode* const> chains, std::uint32_t site,
+                              ChainParts<PathListNode>& parts) {
+    const Range begin = sets_.Begin();
     std::vector<PrefixTree::Pattern> own;
     for (const PathListNode* const chain : chains) {
-        ChainUses::Use* const use = uses.Find(chain);
-        if (use == nullptr || use->takenBy == site) continue;
-        use->takenBy = site;
-        if (!use->isShared) {
-            Collect(chain, own);
-            continue;
-        }
-        if (!use->isPublished) {
-            std::vector<PrefixTree::Pattern> shared;
-            Collect(chain, shared);
-            use->set = tree_.Add(shared);
-            use->isPublished = true;
-        }
-        if (use->set != ChainUses::kNone) roots_.push_back(use->set);
+        const PathListNode* const shared =
+            parts.Take(chain, site, [&own](const PathListNode& node) { own.push_back(PatternOf(node)); });
+        if (shared == nullptr) continue;
+        const std::uint32_t part =
+            parts.Publish(shared, sets_, [this](const PathListNode* node, const PathListNode* end) {
+                std::vector<PrefixTree::Pattern> patterns;
+                do patterns.push_back(PatternOf(*node));
+                while ((node = node->next) != end);
+                return tree_.Add(patterns);
+            });
+        sets_.ofSites.push_back(sets_.shared[part]);
     }
-    if (!own.empty()) roots_.push_back(tree_.Add(own));
-    range.count = static_cast<std::uint32_t>(roots_.size()) - range.first;
-    return range;
+    if (!own.empty()) sets_.ofSites.push_back({tree_.Add(own)});
+    return sets_.End(begin);
 }
 
 bool PathSets::Holds(Range sets, std::string_view path) const {
@@ -45,9 +41,8 @@ bool PathSets::Holds(Range sets, std::string_view path) const {
     const std::string_view text = padded.View();
     const auto ends = [text](std::size_t length) { return EndsListedPath(text, length); };
     const auto any = [](std::size_t, std::uint32_t) { return true; };
-    for (const PrefixTree::Root root : std::span(roots_).subspan(sets.first, sets.count))
-        if (tree_.Walk(root, text.data(), text.size(), ends, any)) return true;
-    return false;
+    return sets_.AnyOf(sets,
+                       [&](PrefixTree::Root set) { return tree_.Walk(set, text.data(), text.size(), ends, any); });
 }
 
 }  // namespace tarn::lists

@@ -68,53 +68,66 @@ bool IsRoot(std::string_view path) {
 // behind it is never reached.
 class MaliciousList::Builder {
  public:
-    Builder(MaliciousList& list, ChainUses& uses) : list_(list), uses_(uses) { AddName({}); }
+    Builder(MaliciousList& list, ChainParts<ThreatNode>& parts) : list_(list), parts_(parts) { AddName({}); }
 
     void AddSite(std::span<const NamedSite<ThreatSiteEntry>> entries) {
         const auto number = static_cast<std::uint32_t>(list_.sites_.size());
-        Site site{static_cast<std::uint32_t>(list_.sets_.size()), 0, false, 0};
+        const SiteSets::Range begin = list_.sets_.Begin();
+        Site site{begin, false, 0};
         for (const auto& [host, entry] : entries) {
-            ChainUses::Use* const use = uses_.Find(entry->threats);
-            if (use != nullptr && use->takenBy != number) Take(entry->threats, *use, number);
+            const ThreatNode* const shared =
+                parts_.Take(entry->threats, number, [this](const ThreatNode& node) { Collect(node); });
+            if (shared != nullptr) {
+                EndSet();
+                list_.sets_.ofSites.push_back(list_.sets_.shared[Publish(shared)]);
+            }
             if (entry->wholeSite != 1) continue;
             site.wholeSite = true;
-            if (use != nullptr) site.siteName = use->siteName;
+            site.siteName = SiteName(entry->threats);
             break;
         }
         EndSet();
-        site.setCount = static_cast<std::uint32_t>(list_.sets_.size()) - site.firstSet;
+        site.sets = list_.sets_.End(begin);
         list_.sites_.push_back(site);
     }
 
  private:
-    void Take(const ThreatNode* chain, ChainUses::Use& use, std::uint32_t site) {
-        use.takenBy = site;
-        if (!use.isShared) {
-            use.siteName = Collect(chain);
-            return;
-        }
-        EndSet();
-        if (!use.isPublished) {
-            use.siteName = Collect(chain);
-            use.set = MakeSet();
-            use.isPublished = true;
-        }
-        if (use.set != ChainUses::kNone) list_.sets_.push_back(use.set);
+    void Collect(const ThreatNode& node) {
+        const std::string_view path = PathOf(node);
+        if (!IsRoot(path)) patterns_.push_back({texts_.emplace_back(base::Lowered(path)), AddName(NameOf(node))});
+    }
+
+    std::uint32_t Publish(const ThreatNode* start) {
+        const std::size_t first = partNames_.size();
+        const std::uint32_t part =
+            parts_.Publish(start, list_.sets_, [this](const ThreatNode* node, const ThreatNode* end) {
+                std::uint32_t siteName = 0;
+                do {
+                    Collect(*node);
+                    if (siteName == 0 && IsRoot(PathOf(*node))) siteName = AddName(NameOf(*node));
+                } while ((node = node->next) != end);
+                partNames_.push_back(siteName);
+                return MakeSet();
+            });
+        // A part without a name has that of the next one; in a loop that may be one before it.
+        for (int round = 0; round < 2; ++round)
+            for (std::size_t i = partNames_.size(); i-- > first;)
+                if (const std::uint32_t next = list_.sets_.shared[i].next;
+                    partNames_[i] == 0 && next != SiteSets::kNone)
+                    partNames_[i] = partNames_[next];
+        return part;
     }
 
     // The name that the chain gives a whole site: that of its first node without a path.
-    std::uint32_t Collect(const ThreatNode* chain) {
-        std::uint32_t siteName = 0;
-        base::ForEachNode(chain, [&](const ThreatNode& node) {
-            const std::string_view path = base::FieldText(node.path, sizeof node.path);
-            const std::string_view name = base::FieldText(node.name, sizeof node.name);
-            if (!IsRoot(path))
-                patterns_.push_back({texts_.emplace_back(base::Lowered(path)), AddName(name)});
-            else if (siteName == 0)
-                siteName = AddName(name);
-        });
-        return siteName;
+    std::uint32_t SiteName(const ThreatNode* chain) {
+        const ThreatNode* const node =
+            parts_.FindSharedOr(chain, [](const ThreatNode& one) { return IsRoot(PathOf(one)); });
+        if (node == nullptr) return 0;
+        return parts_.IsShared(node) ? partNames_[Publish(node)] : AddName(NameOf(*node));
     }
+
+    static std::string_view PathOf(const ThreatNode& node) { return base::FieldText(node.path, sizeof node.path); }
+    static std::string_view NameOf(const ThreatNode& node) { return base::FieldText(node.name, sizeof node.name); }
 
     PrefixTree::Root MakeSet() {
         const PrefixTree::Root root = list_.paths_.Add(patterns_);
@@ -123,7 +136,7 @@ class MaliciousList::Builder {
         return root;
     }
     void EndSet() {
-        if (!patterns_.empty()) list_.sets_.push_back(MakeSet());
+        if (!patterns_.empty()) list_.sets_.ofSites.push_back({MakeSet()});
     }
 
     std::uint32_t AddName(std::string_view name) {
@@ -134,20 +147,21 @@ class MaliciousList::Builder {
     }
 
     MaliciousList& list_;
-    ChainUses& uses_;
-    std::deque<std::string> texts_;  // of patterns_
+    ChainParts<ThreatNode>& parts_;
+    std::vector<std::uint32_t> partNames_;  // what each shared set calls a whole site
+    std::deque<std::string> texts_;         // of patterns_
     std::vector<PrefixTree::Pattern> patterns_;
 };
 
 void MaliciousList::Publish(const ThreatSiteList& record) {
     const auto sites = FindableSites(base::RecordArray<ThreatSiteEntry>(record.entries, record.count));
     const auto runs = ByHost<ThreatSiteEntry>(sites);
-    ChainUses uses(sites.size());
+    ChainParts<ThreatNode> parts(sites.size());
     for (std::uint32_t i = 0; i < runs.size(); ++i)
-        for (const auto& site : runs[i]) uses.Note(site.entry->threats, i);
+        for (const auto& site : runs[i]) parts.Note(site.entry->threats, i);
 
     MaliciousList list;
-    Builder builder(list, uses);
+    Builder builder(list, parts);
     for (const auto& run : runs) builder.AddSite(run);
     list.hosts_.Build(HostsOf<ThreatSiteEntry>(runs));
     *this = std::move(list);
@@ -157,20 +171,21 @@ std::optional<std::string_view> MaliciousList::Find(std::string_view host, std::
     const std::uint32_t number = hosts_.Find(host);
     if (number == HostIndex::kNone) return std::nullopt;
     const Site& site = sites_[number];
-    if (site.setCount != 0 && !IsRoot(path)) {
+    if (site.sets.count != 0 && !IsRoot(path)) {
         const PaddedText padded(path, LetterCase::kFolded);
         const std::string_view text = padded.View();
         const auto ends = [text](std::size_t length) {
             return EndsListedPath(text, length) || EndsUrlPart(text, length);
         };
-        for (const PrefixTree::Root set : std::span(sets_).subspan(site.firstSet, site.setCount)) {
-            std::uint32_t name = PrefixTree::kNone;
+        std::uint32_t name = PrefixTree::kNone;
+        const bool isNamed = sets_.AnyOf(site.sets, [&](PrefixTree::Root set) {
             paths_.Walk(set, text.data(), text.size(), ends, [&name](std::size_t, std::uint32_t found) {
                 name = std::min(name, found);
                 return false;
             });
-            if (name != PrefixTree::kNone) return NameText(name);
-        }
+            return name != PrefixTree::kNone;
+        });
+        if (isNamed) return NameText(name);
     }
     if (site.wholeSite) return NameText(site.siteName);
     return std::nullopt;
@@ -179,9 +194,9 @@ std::optional<std::string_view> MaliciousList::Find(std::string_view host, std::
 void PhishingList::Publish(const PhishingSiteList& record) {
     const auto sites = FindableSites(base::RecordArray<PhishingSiteEntry>(record.entries, record.count));
     const auto runs = ByHost<PhishingSiteEntry>(sites);
-    ChainUses uses(sites.size());
+    ChainParts<PathListNode> parts(sites.size());
     for (std::uint32_t i = 0; i < runs.size(); ++i)
-        for (const auto& site : runs[i]) uses.Note(site.entry->paths, i);
+        for (const auto& site : runs[i]) parts.Note(site.entry->paths, i);
 
     PhishingList list;
     std::vector<const PathListNode*> chains;
@@ -192,7 +207,7 @@ void PhishingList::Publish(const PhishingSiteList& record) {
             site.wholeSite |= named.entry->wholeSite == 1;
             chains.push_back(named.entry->paths);
         }
-        if (!site.wholeSite) site.paths = list.paths_.Add(chains, i, uses);
+        if (!site.wholeSite) site.paths = list.paths_.Add(chains, i, parts);
         list.sites_.push_back(site);
     }
     list.hosts_.Build(HostsOf<PhishingSiteEntry>(runs));

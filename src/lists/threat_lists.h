@@ -14,6 +14,7 @@
 #include "lists/host_index.h"
 #include "lists/path_sets.h"
 #include "lists/radix_tree.h"
+#include "lists/site_sets.h"
 
 namespace tarn::lists {
 
@@ -31,8 +32,7 @@ class MaliciousList {
 
  private:
     struct Site {
-        std::uint32_t firstSet;  // in sets_
-        std::uint32_t setCount;
+        SiteSets::Range sets;
         bool wholeSite;
         std::uint32_t siteName;
     };
@@ -48,7 +48,7 @@ class MaliciousList {
 
     HostIndex hosts_;   // number: index in sites_
     PrefixTree paths_;  // payload: number of the name; in one set the lowest is the first in list order
-    std::vector<PrefixTree::Root> sets_;  // those of one site in list order
+    SiteSets sets_;     // those of one site in list order
     std::vector<Site> sites_;
     std::vector<Name> names_;  // the first one is empty
     std::vector<char> nameTexts_;

@@ -206,6 +206,39 @@ TEST(BlockedSites, AChainThatManyHostsShareKeepsAllItsPaths) {
     EXPECT_EQ(sites.Match("site9.example", "/path65", kNoAddress, 1), kMiss);
 }
 
+TEST(BlockedSites, ChainsThatRunIntoOneLongTailKeepAllItsPaths) {
+    constexpr std::size_t kMany = 65536;
+    const auto number = [](const char* text, std::size_t i) { return text + std::to_string(i); };
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kMany; ++i) paths.push_back(number("/path", i));
+    SiteTableOwner owner;
+    PathListNode* const tail = owner.MakePaths(paths);
+    for (std::size_t i = 0; i < kMany; ++i) {
+        PathListNode* const head = owner.MakePaths({number("/head", i)});
+        head->next = tail;
+        owner.AddHost(number("site", i) + ".example").paths = head;
+    }
+    PathListNode* const head = owner.MakePaths({"/address"});
+    head->next = tail;
+    owner.AddAddress(Literal("1.2.3.4")).paths = head;
+    owner.Sort(HashOrder::kDescending);
+    BlockedSites sites;
+    sites.Publish(owner.Tables().hosts, owner.Tables().addresses);
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < kMany; ++i) {
+        const std::string host = number("site", i) + ".example";
+        found += sites.Match(host, number("/head", i), kNoAddress, 1) == kHit &&
+                         sites.Match(host, "/path65535", kNoAddress, 1) == kHit &&
+                         sites.Match(host, number("/head", i + 1), kNoAddress, 1) == kMiss
+                     ? 1U
+                     : 0U;
+    }
+    EXPECT_EQ(found, kMany);
+    EXPECT_EQ(sites.Match("1.2.3.4", "/address", Literal("1.2.3.4"), 1), kHit);
+    EXPECT_EQ(sites.Match("1.2.3.4", "/path65535", Literal("1.2.3.4"), 1), kHit);
+    EXPECT_EQ(sites.Match("1.2.3.4", "/head1", Literal("1.2.3.4"), 1), kMiss);
+}
+
 TEST(BlockedSites, AddressesAreAskedForLiteralsOnly) {
     SiteTableOwner owner;
     owner.AddHost("example.org");
@@ -320,28 +353,33 @@ IpAddressRecord RandomAddress(RandomTexts& random) {
 
 void FillRandomly(RandomTexts& random, SiteTableOwner& owner, const std::vector<std::string>& hosts,
                   const std::vector<std::string>& paths) {
-    const auto somePaths = [&] {
+    // Some entries share an earlier one's chain, some run into it.
+    std::vector<PathListNode*> chains{nullptr};
+    const auto someChain = [&] {
+        PathListNode* const earlier = chains[random.Below(chains.size())];
+        if (random.OneIn(3)) return earlier;
         std::vector<std::string> some(random.Below(3));
         for (std::string& path : some) path = random.PieceOf(paths[random.Below(paths.size())]);
-        return some;
+        PathListNode* const chain = owner.MakePaths(some);
+        if (random.OneIn(3)) RunInto(chain, earlier, random.Below(3));
+        chains.push_back(chain);
+        return chain;
     };
-    std::vector<const PathListNode*> chains{nullptr};
     for (std::size_t count = random.Below(random.OneIn(10) ? 100 : 8); count != 0; --count) {
         std::string text = hosts[random.Below(hosts.size())];
         if (random.OneIn(2) && text.find('.') != std::string::npos) text = text.substr(text.find('.') + 1);
-        parental::HostListEntry& entry = owner.AddHost(text, somePaths());
+        parental::HostListEntry& entry = owner.AddHost(text);
+        entry.paths = someChain();
         entry.kind = random.Byte(4);
         entry.exactHost = random.Byte(3);
         entry.wholeDomain = random.OneIn(3) ? 1 : 0;
         if (random.OneIn(10)) entry.hash = base::Crc32Of(hosts[random.Below(hosts.size())]);
-        if (random.OneIn(3)) entry.paths = chains[random.Below(chains.size())];  // shared with an earlier entry
-        chains.push_back(entry.paths);
     }
     for (std::size_t count = random.Below(5); count != 0; --count) {
-        parental::AddressListEntry& entry = owner.AddAddress(RandomAddress(random), somePaths());
+        parental::AddressListEntry& entry = owner.AddAddress(RandomAddress(random));
+        entry.paths = someChain();
         entry.kind = random.Byte(3);
         entry.wholeAddress = random.Byte(3);
-        if (random.OneIn(3)) entry.paths = chains[random.Below(chains.size())];
     }
     owner.Sort(random.OneIn(2) ? HashOrder::kAscending : HashOrder::kDescending);
 }

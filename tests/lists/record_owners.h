@@ -92,6 +92,15 @@ class PathChains {
     std::deque<PathListNode> nodes_;
 };
 
+// Lets a chain run into another one, behind the first skipped nodes of that one. Both have an end.
+template <class Node>
+void RunInto(Node* chain, Node* other, std::size_t skipped) {
+    if (chain == nullptr) return;
+    while (chain->next != nullptr) chain = chain->next;
+    for (; other != nullptr && skipped != 0; --skipped) other = other->next;
+    chain->next = other;
+}
+
 enum class HashOrder { kAscending, kDescending };
 
 // Entries of equal hash keep the order they were added in.
@@ -113,6 +122,8 @@ class SiteTableOwner {
         addresses_.push_back({0, 0, address, paths_.Make(paths)});
         return addresses_.back();
     }
+    // For the paths of several entries.
+    PathListNode* MakePaths(const std::vector<std::string>& paths) { return paths_.Make(paths); }
     void Sort(HashOrder order) { SortByHash(hosts_, order); }
     [[nodiscard]] plain::SiteTables Tables() const { return {hosts_, addresses_}; }
 

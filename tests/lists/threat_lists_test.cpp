@@ -155,6 +155,80 @@ TEST(ThreatLists, AChainThatManySitesShareKeepsAllItsPaths) {
     EXPECT_FALSE(phishingList.Matches("site9.example", "/path65"));
 }
 
+TEST(ThreatLists, ChainsThatRunIntoOneLongTailKeepAllItsPaths) {
+    constexpr std::size_t kTail = 65536;
+    const auto number = [](const char* text, std::size_t i) { return text + std::to_string(i); };
+    std::vector<Threat> threats;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kTail; ++i) {
+        paths.push_back(number("/path", i));
+        threats.push_back({number("Threat.", i), paths.back()});
+    }
+    threats.push_back({"Site", "/"});
+    ThreatListOwner malicious;
+    PhishingListOwner phishing;
+    ThreatNode* const threatTail = malicious.Add("site.example", false, threats).threats;
+    PathListNode* const pathTail = phishing.Add("site.example", false, paths).paths;
+    for (std::size_t i = 1; i < kSharers; ++i) {
+        const std::string host = number("site", i) + ".example";
+        malicious.Add(host, true, {{number("Head.", i), number("/head", i)}}).threats->next = threatTail;
+        phishing.Add(host, false, {number("/head", i)}).paths->next = pathTail;
+    }
+    malicious.Sort();
+    phishing.Sort();
+    MaliciousList maliciousList;
+    maliciousList.Publish(malicious.Record());
+    PhishingList phishingList;
+    phishingList.Publish(phishing.Record());
+    std::size_t found = 0;
+    for (std::size_t i = 1; i < kSharers; ++i) {
+        const std::string host = number("site", i) + ".example";
+        const std::string head = number("/head", i);
+        found += maliciousList.Find(host, head) == number("Head.", i) && phishingList.Matches(host, head) &&
+                         maliciousList.Find(host, "/path65535") == "Threat.65535" &&
+                         phishingList.Matches(host, "/path65535") && maliciousList.Find(host, "/head0") == "Site" &&
+                         !phishingList.Matches(host, "/head0")
+                     ? 1U
+                     : 0U;
+    }
+    EXPECT_EQ(found, kSharers - 1);
+}
+
+TEST(MaliciousList, AWholeSiteTakesItsNameFromASharedTail) {
+    ThreatListOwner owner;
+    ThreatNode* const tail =
+        owner.Add("tail.example", false, {{"A", "/a"}, {"First", "/"}, {"B", "/b"}, {"Second", ""}}).threats;
+    owner.Add("bad.example", true, {{"Own", "/own"}}).threats->next = tail;
+    owner.Add("named.example", true, {{"Name", "/"}}).threats->next = tail;
+    owner.Add("late.example", true, {{"Own", "/own"}}).threats->next = tail->next->next;
+    owner.Add("last.example", true).threats = tail->next->next;
+    EXPECT_EQ(Malicious(owner, "bad.example", "/"), "First");
+    EXPECT_EQ(Malicious(owner, "named.example", "/"), "Name");
+    EXPECT_EQ(Malicious(owner, "late.example", "/"), "Second");
+    EXPECT_EQ(Malicious(owner, "last.example", "/x"), "Second");
+    EXPECT_EQ(Malicious(owner, "last.example", "/b"), "B");
+    EXPECT_EQ(Malicious(owner, "tail.example", "/"), "none");
+}
+
+TEST(MaliciousList, AWholeSiteTakesItsNameFromASharedLoop) {
+    ThreatListOwner owner;
+    ThreatNode* const loop = owner.Add("a.example", false, {{"A", "/a"}, {"Site", "/"}, {"B", "/b"}}).threats;
+    loop->next->next->next = loop;
+    owner.Add("b.example", true, {{"Own", "/own"}}).threats->next = loop->next->next;
+    owner.Add("c.example", true, {{"Own", "/own"}}).threats->next = loop;
+    owner.Sort();
+    MaliciousList list;
+    list.Publish(owner.Record());
+    for (const char* host : {"b.example", "c.example"}) {
+        EXPECT_EQ(list.Find(host, "/"), "Site");
+        EXPECT_EQ(list.Find(host, "/a"), "A");
+        EXPECT_EQ(list.Find(host, "/b"), "B");
+        EXPECT_EQ(list.Find(host, "/own"), "Own");
+    }
+    EXPECT_EQ(list.Find("a.example", "/b"), "B");
+    EXPECT_EQ(list.Find("a.example", "/own"), std::nullopt);
+}
+
 TEST(MaliciousList, SharedAndOwnChainsOfOneHostAreTriedInListOrder) {
     ThreatListOwner owner;
     ThreatNode* const shared = owner.Add("other.example", true, {{"Shared", "/a"}, {"Site", "/"}}).threats;
@@ -265,9 +339,17 @@ TEST(ThreatLists, AgreeWithThePlainWalk) {
             PhishingSiteEntry& site = sites.Add(host, wholeSite, listed);
             threat.hash ^= random.OneIn(20) ? 1U : 0U;
             site.hash ^= random.OneIn(20) ? 1U : 0U;
-            // Some entries share an earlier one's chain.
-            if (random.OneIn(3)) threat.threats = threatChains[random.Below(threatChains.size())];
-            if (random.OneIn(3)) site.paths = pathChains[random.Below(pathChains.size())];
+            // Some entries share an earlier one's chain, some run into it.
+            ThreatNode* const threatChain = threatChains[random.Below(threatChains.size())];
+            PathListNode* const pathChain = pathChains[random.Below(pathChains.size())];
+            if (random.OneIn(3))
+                threat.threats = threatChain;
+            else if (random.OneIn(3))
+                RunInto(threat.threats, threatChain, random.Below(4));
+            if (random.OneIn(3))
+                site.paths = pathChain;
+            else if (random.OneIn(3))
+                RunInto(site.paths, pathChain, random.Below(4));
             threatChains.push_back(threat.threats);
             pathChains.push_back(site.paths);
         }

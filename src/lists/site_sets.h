@@ -1,0 +1,63 @@
+// Which sets of a radix tree belong to which site; sets that several sites share stand once, linked as their chains
+// are. One thread builds; then any number may ask.
+#ifndef TARN_LISTS_SITE_SETS_H
+#define TARN_LISTS_SITE_SETS_H
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+#include <vector>
+
+#include "lists/radix_tree.h"
+
+namespace tarn::lists {
+
+struct SiteSets {
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+    struct Set {
+        PrefixTree::Root root;
+        std::uint32_t next = kNone;  // in shared
+        std::uint32_t count = 1;     // of sets from here on, each of a loop once
+    };
+    struct Range {  // in ofSites
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
+    };
+
+    [[nodiscard]] Range Begin() const { return {static_cast<std::uint32_t>(ofSites.size()), 0}; }
+    [[nodiscard]] Range End(Range range) const {
+        return {range.first, static_cast<std::uint32_t>(ofSites.size()) - range.first};
+    }
+
+    // Links the shared sets from first on one behind the other, and the last one to another or to none.
+    void LinkShared(std::uint32_t first, std::uint32_t last) {
+        const auto end = static_cast<std::uint32_t>(shared.size());
+        const std::uint32_t loop = last != kNone && last >= first ? last : end;  // the sets from there on are a loop
+        for (std::uint32_t i = end; i-- > first;) {
+            Set& set = shared[i];
+            set.next = i + 1 == end ? last : i + 1;
+            set.count = i >= loop ? end - loop : 1 + (set.next == kNone ? 0 : shared[set.next].count);
+        }
+    }
+
+    // Calls use(root) for the sets of a site in the order of its chains until it returns true, which is then the
+    // result.
+    template <class Use>
+    bool AnyOf(Range range, Use use) const {
+        for (Set set : std::span(ofSites).subspan(range.first, range.count))
+            for (std::uint32_t left = set.count;; set = shared[set.next]) {
+                if (use(set.root)) return true;
+                if (--left == 0) break;
+            }
+        return false;
+    }
+
+    std::vector<Set> ofSites;  // those of one site behind one another; of its shared ones the first of each chain
+    std::vector<Set> shared;
+};
+static_assert(std::is_nothrow_move_assignable_v<SiteSets>);
+
+}  // namespace tarn::lists
+
+#endif
