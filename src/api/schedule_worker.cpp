@@ -1,10 +1,8 @@
 #include "api/schedule_worker.h"
 
-#include <span>
+#include <new>
 
 namespace tarn::api {
-
-using parental::ScheduleEnd;
 
 bool ScheduleWorker::Start(const parental::SettingsCopy& settings, std::uint32_t& error) {
     TARN_ASSERT(!thread_.Exists());
@@ -14,72 +12,42 @@ bool ScheduleWorker::Start(const parental::SettingsCopy& settings, std::uint32_t
         Write(true);
         return true;
     }
-    if (!stop_.Create()) {
+    std::shared_ptr<ScheduleRun> run;
+    try {
+        run = std::make_shared<ScheduleRun>(clock_, allows_, started_);
+    } catch (const std::bad_alloc&) {
+        error = base::OutOfMemoryError();
+        return false;
+    }
+    if (!run->CreateStopEvent()) {
         error = base::LastSystemError();
         return false;
     }
     Write(false);
-    settingsLoaded_ = settings.loaded && parental::CopyWeek(first->schedule, week_);
-    startSignalled_ = false;
-    if (!thread_.Start(Run, this)) {
+    run->TakeSchedule(settings);
+    if (!ScheduleRun::Start(run, thread_)) {
         error = base::LastSystemError();
-        stop_.Close();
-        week_ = {};
         return false;
     }
+    run_ = std::move(run);
     started_.Wait();
     return true;
 }
 
 bool ScheduleWorker::Stop() {
     if (!thread_.Exists()) return true;
-    if (!stop_.Signal()) {
-        stop_.Close();
+    const std::shared_ptr<ScheduleRun> run = std::move(run_);
+    if (!run->SignalStop()) {
+        run->Abandon();
         thread_.Forget();
         return false;
     }
-    lastEnd_ = static_cast<ScheduleEnd>(thread_.Join());
-    stop_.Close();
-    week_ = {};
+    lastEnd_ = static_cast<parental::ScheduleEnd>(thread_.Join());
     return true;
-}
-
-std::uint32_t ScheduleWorker::Run(void* self) {
-    auto& worker = *static_cast<ScheduleWorker*>(self);
-    const ScheduleEnd end = worker.FollowSchedule();
-    worker.SignalStarted();
-    return static_cast<std::uint32_t>(end);
-}
-
-ScheduleEnd ScheduleWorker::FollowSchedule() {
-    if (!settingsLoaded_) return ScheduleEnd::kNoSchedule;
-    parental::OwnedArray<parental::Interval> intervals;
-    if (!parental::BuildIntervals(week_, intervals)) return ScheduleEnd::kNoSchedule;
-    if (intervals.empty()) {
-        Write(false);
-        return ScheduleEnd::kNeverAllowed;
-    }
-    for (;;) {
-        const TarnSystemTime now = clock_.Now();
-        if (!machine::DaysSince1970(now)) return ScheduleEnd::kStopped;  // the clock gives no date
-        const parental::ScheduleTurn turn = parental::NextTurn(intervals.View(), now);
-        Write(turn.allowed);
-        SignalStarted();
-        if (stop_.Wait(turn.waitSeconds * 1000) != base::Event::WaitResult::kTimedOut) break;
-    }
-    Write(false);
-    return ScheduleEnd::kStopped;
 }
 
 void ScheduleWorker::Write(bool allows) {
     allows_.Write([allows](bool& flag) { flag = allows; });
-}
-
-// The starter waits for this once, whichever way the thread gets there first.
-void ScheduleWorker::SignalStarted() {
-    if (startSignalled_) return;
-    startSignalled_ = true;
-    started_.Release(1);
 }
 
 }  // namespace tarn::api

@@ -4,7 +4,9 @@
 #define TARN_API_SCHEDULE_WORKER_H
 
 #include <cstdint>
+#include <memory>
 
+#include "api/schedule_run.h"
 #include "base/assert.h"
 #include "base/guarded.h"
 #include "base/sync.h"
@@ -23,11 +25,11 @@ class ScheduleWorker {
 
     // Not while a thread runs. With a schedule that is switched on: starts the thread on a private copy of it, and
     // returns when the thread has written its first flag or has ended. Otherwise sets the flag. False, with the
-    // system's error in the cell, when the event or the thread cannot be made.
+    // system's error in the cell, when memory, the event or the thread is not to be had.
     bool Start(const parental::SettingsCopy& settings, std::uint32_t& error);
 
     // Ends the thread, whatever it waits for. Without a thread nothing happens. False when the event cannot be
-    // signalled.
+    // signalled: then the thread is left to itself and another one can be started.
     bool Stop();
 
     // 1 = the current time lies inside the schedule, or no schedule applies.
@@ -38,19 +40,13 @@ class ScheduleWorker {
     [[nodiscard]] parental::ScheduleEnd LastEnd() const { return lastEnd_; }
 
  private:
-    static std::uint32_t Run(void* self);
-    parental::ScheduleEnd FollowSchedule();
     void Write(bool allows);
-    void SignalStarted();
 
     const machine::LocalClock& clock_;
     base::Guarded<bool> allows_;
-    base::Event stop_;
     base::WorkerThread thread_;
     base::Semaphore started_;
-    bool startSignalled_ = false;
-    bool settingsLoaded_ = false;
-    parental::WeekRanges week_;  // the thread's own: the settings may be replaced while it runs
+    std::shared_ptr<ScheduleRun> run_;  // of thread_
     parental::ScheduleEnd lastEnd_ = parental::ScheduleEnd::kStopped;
 };
 

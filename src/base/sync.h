@@ -3,6 +3,7 @@
 #ifndef TARN_BASE_SYNC_H
 #define TARN_BASE_SYNC_H
 
+#include <atomic>
 #include <cstdint>
 
 namespace tarn::base {
@@ -40,7 +41,8 @@ class Semaphore {
     void* handle_ = nullptr;
 };
 
-// Auto-reset and unsignalled when created. A failed operation leaves the system's error in LastSystemError.
+// Auto-reset and unsignalled when created. A failed operation leaves the system's error in LastSystemError. Another
+// thread may close it before a Wait, which then fails.
 class Event {
  public:
     enum class WaitResult { kSignalled, kTimedOut, kFailed };
@@ -57,7 +59,7 @@ class Event {
     WaitResult Wait(std::uint32_t milliseconds);
 
  private:
-    void* handle_ = nullptr;
+    std::atomic<void*> handle_ = nullptr;
 };
 
 class WorkerThread {
@@ -84,6 +86,8 @@ class WorkerThread {
 
 // The calling thread's last system error.
 std::uint32_t LastSystemError();
+// What it is when memory is missing.
+std::uint32_t OutOfMemoryError();
 
 }  // namespace tarn::base
 

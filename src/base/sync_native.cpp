@@ -84,27 +84,27 @@ bool Event::Create() {
 }
 
 void Event::Close() {
-    delete AsEvent(handle_);
-    handle_ = nullptr;
+    delete AsEvent(handle_.exchange(nullptr));
 }
 
 bool Event::Signal() {
-    if (handle_ == nullptr) return false;
+    NativeEvent* const event = AsEvent(handle_);
+    if (event == nullptr) return false;
     {
-        const std::lock_guard hold(AsEvent(handle_)->mutex);
-        AsEvent(handle_)->signalled = true;
+        const std::lock_guard hold(event->mutex);
+        event->signalled = true;
     }
-    AsEvent(handle_)->changed.notify_one();
+    event->changed.notify_one();
     return true;
 }
 
 Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
-    if (handle_ == nullptr) return WaitResult::kFailed;
-    std::unique_lock hold(AsEvent(handle_)->mutex);
-    const bool signalled = AsEvent(handle_)->changed.wait_for(hold, std::chrono::milliseconds(milliseconds),
-                                                              [this] { return AsEvent(handle_)->signalled; });
-    if (!signalled) return WaitResult::kTimedOut;
-    AsEvent(handle_)->signalled = false;
+    NativeEvent* const event = AsEvent(handle_);
+    if (event == nullptr) return WaitResult::kFailed;
+    std::unique_lock hold(event->mutex);
+    if (!event->changed.wait_for(hold, std::chrono::milliseconds(milliseconds), [event] { return event->signalled; }))
+        return WaitResult::kTimedOut;
+    event->signalled = false;
     return WaitResult::kSignalled;
 }
 
@@ -138,6 +138,10 @@ void WorkerThread::Forget() {
 
 std::uint32_t LastSystemError() {
     return static_cast<std::uint32_t>(errno);
+}
+
+std::uint32_t OutOfMemoryError() {
+    return ENOMEM;
 }
 
 }  // namespace tarn::base

@@ -66,8 +66,7 @@ bool Event::Create() {
 }
 
 void Event::Close() {
-    if (handle_ != nullptr) CloseHandle(handle_);
-    handle_ = nullptr;
+    if (void* const handle = handle_.exchange(nullptr)) CloseHandle(handle);
 }
 
 bool Event::Signal() {
@@ -88,7 +87,7 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 bool WorkerThread::Start(Work work, void* argument) {
     auto start = std::unique_ptr<base::Start>(new (std::nothrow) base::Start{work, argument, nullptr});
     if (start == nullptr) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        SetLastError(OutOfMemoryError());
         return false;
     }
     start->module = OwnModule();
@@ -121,6 +120,10 @@ void WorkerThread::Forget() {
 
 std::uint32_t LastSystemError() {
     return GetLastError();
+}
+
+std::uint32_t OutOfMemoryError() {
+    return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 }  // namespace tarn::base

@@ -162,14 +162,18 @@ std::size_t WorkerCalls::ThreadsMade() {
     return worker.threads.size();
 }
 
+bool WorkerCalls::AwaitThread(std::size_t number) {
+    return WaitForSingleObject(worker.threads.at(number), kLongest) == WAIT_OBJECT_0;
+}
+
 HANDLE WorkerCalls::LastEvent() {
     return worker.lastEvent;
 }
 
 bool WorkerCalls::EndAllThreads() {
     for (const HANDLE event : worker.events) SetEvent(event);
-    for (const HANDLE thread : worker.threads)
-        if (WaitForSingleObject(thread, kLongest) != WAIT_OBJECT_0) return false;
+    for (std::size_t i = 0; i < worker.threads.size(); ++i)
+        if (!AwaitThread(i)) return false;
     return true;
 }
 

@@ -81,6 +81,8 @@ class WorkerCalls {
     void RefuseSignals(bool refuse);
 
     static std::size_t ThreadsMade();
+    // Waits for the end of a thread, counted from 0.
+    static bool AwaitThread(std::size_t number);
     // The event that was made last, as the library has it; null before the first.
     static HANDLE LastEvent();
     // Signals every event that was made, whether the library still has it or not, and waits for the threads to end.

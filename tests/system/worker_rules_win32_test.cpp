@@ -1,5 +1,6 @@
 // The schedule worker seen from outside: when a start makes one, what it writes, and what becomes of it when the system
 // refuses the event, the thread or the signal.
+#include <atomic>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -114,6 +115,41 @@ TEST_F(WorkerRules, ASignalThatFailsClosesTheEventAndStopsNoEnd) {
     EXPECT_FALSE(GetHandleInformation(WorkerCalls::LastEvent(), &flags));
     worker.RefuseSignals(false);
     EXPECT_TRUE(WorkerCalls::EndAllThreads());
+}
+
+// Thursday, 1 January 1970, at this second.
+std::atomic<int> secondOfDay;
+
+void WINAPI ReadTestClock(SYSTEMTIME* time) {
+    const int second = secondOfDay;
+    *time = {1970,
+             1,
+             4,
+             1,
+             static_cast<WORD>(second / 3600),
+             static_cast<WORD>(second / 60 % 60),
+             static_cast<WORD>(second % 60),
+             0};
+}
+
+TEST_F(WorkerRules, AThreadThatCouldNotBeStoppedNeverMeetsTheNextOne) {
+    const ImportPatch clock(Library(), "GetLocalTime", ReadTestClock);
+    ASSERT_TRUE(clock.IsInPlace());
+    SwitchScheduleOn({{11, 0, 13, 0}});
+    secondOfDay = 13 * 3600 - 1;  // the first thread wakes after one second
+    ASSERT_TRUE(Init(1));
+    ASSERT_EQ(Threads(), 1U);
+    secondOfDay = 12 * 3600;  // the second one sleeps for an hour
+    worker.RefuseSignals(true);
+    EXPECT_EQ(Change(4), 1U);
+    worker.RefuseSignals(false);
+    ASSERT_EQ(worker.ThreadsMade(), 2U);
+    EXPECT_TRUE(WorkerCalls::AwaitThread(0)) << "it waits for the event of the second one";
+    EXPECT_EQ(Threads(), 1U);
+    EXPECT_TRUE(ScheduleAllows()) << "the end of the first thread leaves the flag alone";
+    SwitchScheduleOff();
+    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Threads(), 0U);
 }
 
 // ---- Changes ----
