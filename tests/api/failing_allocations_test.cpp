@@ -37,7 +37,7 @@ class FailingAllocations : public testing::Test {
     }
     ~FailingAllocations() override { exportedLibrary = nullptr; }
 
-    modules::FakeModules& Modules() { return machine.modules.inner; }
+    fakes::FakeModules& Modules() { return machine.modules.inner; }
 
     // Records are held by what is loaded, and by nothing else.
     void ExpectNoLostRecords(const char* when) {

@@ -10,7 +10,7 @@
 #include "tarn/companions.h"
 
 #include "base/hash.h"
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 
 namespace tarn::api {
 
@@ -43,7 +43,7 @@ struct FullSettings {
     FullSettings(const FullSettings&) = delete;
     FullSettings& operator=(const FullSettings&) = delete;
 
-    void GiveTo(modules::FakeModules& modules) {
+    void GiveTo(fakes::FakeModules& modules) {
         modules.Give("ReadBPStatus", std::uint8_t{1});
         modules.Give("ReadAPStatus", std::uint8_t{1});
         modules.Give("ReadIDSIPSStatus", IdsIpsStatus{1, {}});

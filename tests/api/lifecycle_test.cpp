@@ -32,7 +32,7 @@ class Lifecycle : public testing::Test {
         EXPECT_THAT(Modules().Loaded(), IsEmpty());
     }
 
-    modules::FakeModules& Modules() { return machine.modules.inner; }
+    fakes::FakeModules& Modules() { return machine.modules.inner; }
     bool Start(std::uint8_t mode = 1) { return api::Start(*library, mode, error); }
     // Whether the browser's program is acted on: it is not while it stands on the exclusion list.
     bool ActsOnBrowser() {

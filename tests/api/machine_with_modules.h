@@ -7,7 +7,7 @@
 #include <string>
 
 #include "api/fake_platform.h"
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "support/uncounted.h"
 
 namespace tarn::api {
@@ -36,7 +36,7 @@ class LosingModules final : public machine::ModuleSystem {
         replacements[name] = reinterpret_cast<void*>(function);
     }
 
-    modules::FakeModules inner;
+    fakes::FakeModules inner;
     std::map<std::string, void*> replacements;
     int asked = 0;
     int lostAt = 0;  // the call that fails, counted from 1; 0 = none

@@ -38,7 +38,7 @@ class SettingsChange : public testing::Test {
         EXPECT_THAT(Modules().Loaded(), IsEmpty());
     }
 
-    modules::FakeModules& Modules() { return machine.modules.inner; }
+    fakes::FakeModules& Modules() { return machine.modules.inner; }
     void Start() {
         ASSERT_TRUE(api::Start(*library, 1, error));
         Modules().Take();

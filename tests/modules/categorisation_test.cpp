@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
@@ -62,7 +62,7 @@ class OnlineLookup : public testing::Test {
     }
     bool Allowed() { return OnlineLookupAllowed(calls); }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
     ModuleCalls calls{companions, fake, error};
@@ -206,7 +206,7 @@ class Lookup : public testing::Test {
         fake.Take();
     }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
     ModuleCalls calls{companions, fake, error};

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
@@ -236,7 +236,7 @@ class IdsSettings : public testing::Test {
     }
     bool Read(std::uint32_t classification) { return calls.ReadIDSSettings(classification, table); }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     IdsRuleTable table{};  // holds one rule of before
     std::uint32_t error = 0;

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "modules/settings_state.h"
 
 namespace tarn::modules {
@@ -61,7 +61,7 @@ class ModuleCallsTest : public testing::Test {
         EXPECT_THAT(fake.Take(), IsEmpty());
     }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
     ModuleCalls calls{companions, fake, error};
@@ -270,7 +270,7 @@ TEST_F(ModuleCallsTest, WithoutItsModuleAReleaseOnlyForgets) {
 
 // A read whose record is used at once.
 template <class Record, class Read>
-void ExpectUsedAndReleased(FakeModules& fake, Companions& companions, const std::string& name, Read&& read) {
+void ExpectUsedAndReleased(fakes::FakeModules& fake, Companions& companions, const std::string& name, Read&& read) {
     SCOPED_TRACE(name);
     const std::string release = "Release" + name.substr(4);
     int uses = 0;

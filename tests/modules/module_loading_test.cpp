@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
@@ -13,7 +13,7 @@ using testing::UnorderedElementsAre;
 
 class ModuleLoading : public testing::Test {
  protected:
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
     ModuleCalls calls{companions, fake, error};

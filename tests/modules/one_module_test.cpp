@@ -5,8 +5,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "fakes/fake_modules.h"
 #include "fakes/no_modules.h"
-#include "modules/fake_modules.h"
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
@@ -19,7 +19,7 @@ class OneModule : public testing::Test {
  protected:
     OneModule() { fake.InstallFolder(folder); }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     base::PathBuffer folder{};
     std::uint32_t error = 0;
@@ -91,7 +91,7 @@ static_assert(std::is_nothrow_move_constructible_v<LoadedModule<StatusReader>>);
 static_assert(std::is_nothrow_move_assignable_v<LoadedModule<StatusReader>>);
 
 TEST(LoadedModuleTest, IsFreedOnceByItsLastOwner) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     {
         LoadedModule<UrlPatterns> first(fake, u"C:\\Suite\\urlsig.dll");
         ASSERT_TRUE(first);
@@ -123,7 +123,8 @@ TEST(LoadedModuleTest, FunctionsOfTheProgramAreNotFreed) {
 
 // Each function missing in turn: the load asks no further, frees what it loaded and keeps nothing.
 template <class Module>
-void ExpectAllOrNothing(FakeModules& fake, ModuleCalls& calls, Companions& companions, const base::PathBuffer& folder) {
+void ExpectAllOrNothing(fakes::FakeModules& fake, ModuleCalls& calls, Companions& companions,
+                        const base::PathBuffer& folder) {
     const std::vector<std::string> names = NamesOf<Module>();
     const std::string file(Module::kFile.begin(), Module::kFile.end());
     for (std::size_t i = 0; i < names.size(); ++i) {

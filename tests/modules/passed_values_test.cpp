@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 #include "modules/module_calls.h"
 
 namespace tarn::modules {
@@ -75,7 +75,7 @@ constexpr std::uint64_t kC = 0x8000000000000000;
 
 class PassedValuesTest : public testing::Test {
  protected:
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
 };
@@ -141,7 +141,7 @@ class FirstCalls : public testing::Test {
         EXPECT_FALSE(calls.ValuesPending()) << what;
     }
 
-    FakeModules fake;
+    fakes::FakeModules fake;
     Companions companions;
     std::uint32_t error = 0;
 };

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 
 namespace tarn::modules {
 namespace {
@@ -18,7 +18,7 @@ QuarantineRequest Request() {
 }
 
 TEST(QuarantineCall, HoldsItsModuleForOneAction) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     {
         QuarantineCall call(fake);
         ASSERT_TRUE(call.Ready());
@@ -28,7 +28,7 @@ TEST(QuarantineCall, HoldsItsModuleForOneAction) {
 }
 
 TEST(QuarantineCall, AFailedCallFreesTheModuleToo) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     fake.failing = {"ZRQuarantineFile"};
     {
         QuarantineCall call(fake);
@@ -38,7 +38,7 @@ TEST(QuarantineCall, AFailedCallFreesTheModuleToo) {
 }
 
 TEST(QuarantineCall, WithoutItsFunctionItIsFreedAtOnce) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     fake.missingFunctions = {"ZRQuarantineFile"};
     {
         QuarantineCall call(fake);
@@ -50,7 +50,7 @@ TEST(QuarantineCall, WithoutItsFunctionItIsFreedAtOnce) {
 }
 
 TEST(QuarantineCall, WithoutItsFileOrFolderItIsNotReady) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     fake.missingFiles = {"isolate.dll"};
     EXPECT_FALSE(QuarantineCall(fake).Ready());
     fake.missingFiles = {};
@@ -66,7 +66,7 @@ TEST(QuarantineCall, WithoutItsFileOrFolderItIsNotReady) {
 }
 
 TEST(QuarantineCall, TwoActionsHoldTheModuleEachByItself) {
-    FakeModules fake;
+    fakes::FakeModules fake;
     QuarantineCall second(fake);
     {
         QuarantineCall first(fake);

@@ -1,7 +1,7 @@
 // A module system in memory: nine modules whose functions note their calls and answer as a test sets them.
 // A call into a module that is not loaded fails any test.
-#ifndef TARN_TESTS_MODULES_FAKE_MODULES_H
-#define TARN_TESTS_MODULES_FAKE_MODULES_H
+#ifndef TARN_TESTS_FAKES_FAKE_MODULES_H
+#define TARN_TESTS_FAKES_FAKE_MODULES_H
 
 #include <cstring>
 #include <map>
@@ -13,7 +13,7 @@
 #include "machine/module_system.h"
 #include "modules/companions.h"
 
-namespace tarn::modules {
+namespace tarn::fakes {
 
 // One at a time: the functions of the modules find it by themselves.
 class FakeModules final : public machine::ModuleSystem {
@@ -93,6 +93,6 @@ class FakeModules final : public machine::ModuleSystem {
     int packetContextTarget_ = 0;
 };
 
-}  // namespace tarn::modules
+}  // namespace tarn::fakes
 
 #endif

@@ -1,4 +1,4 @@
-#include "modules/fake_modules.h"
+#include "fakes/fake_modules.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 
 #include "support/uncounted.h"
 
-namespace tarn::modules {
+namespace tarn::fakes {
 namespace {
 
 FakeModules* current = nullptr;
@@ -396,4 +396,4 @@ const std::vector<std::uint8_t>* FakeModules::Given(const std::string& read) con
     return found == given_.end() ? nullptr : &found->second;
 }
 
-}  // namespace tarn::modules
+}  // namespace tarn::fakes
