@@ -55,7 +55,8 @@ std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_
     return categories.first(std::min(limit, categories.size()));
 }
 
-CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode)
+CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl,
+                               CategoryLookupMode mode)
     : module_(module) {
     if (!module || module->SCGetURLCategories == nullptr) return;
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;

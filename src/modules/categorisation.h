@@ -40,8 +40,8 @@ enum CategoryLookupMode : std::uint32_t {
 // the module is not loaded a look-up fails.
 class CategoryLookup {
  public:
-    // The caller asks no host that begins with "[". mode: a CategoryLookupMode.
-    CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, std::uint32_t mode);
+    // The caller asks no host that begins with "[".
+    CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, CategoryLookupMode mode);
     ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;
     CategoryLookup& operator=(const CategoryLookup&) = delete;
