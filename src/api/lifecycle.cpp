@@ -41,20 +41,20 @@ bool Start(Library& library, std::uint8_t mode, std::uint32_t& error) {
     // The undoing of a step is registered before it, or behind it where the step undoes itself when it fails. What is
     // registered runs, the last first, unless the library gets ready.
     const auto unlessReady = [&library](auto undo) {
-        return base::ScopeExit([&library, undo] {
+        return base::ScopeExit([&library, undo]() noexcept(noexcept(undo())) {
             if (!library.ready) undo();
         });
     };
-    const auto clearExclusions = unlessReady([&] { library.browsingProtection.Clear(); });
+    const auto clearExclusions = unlessReady([&]() noexcept { library.browsingProtection.Clear(); });
     library.browsingProtection.Reset(ReadBrowserExclusions(library.machine));
     if (!calls.LoadAll()) return false;
-    const auto unload = unlessReady([&] { calls.UnloadAll(); });
+    const auto unload = unlessReady([&]() noexcept { calls.UnloadAll(); });
     DetectManagedClient(library, calls);
     if (!LoadSettings(library, calls, mode)) return false;
-    const auto release = unlessReady([&] { ReleaseSettings(library, calls); });
-    const auto stopWorker = unlessReady([&] { library.scheduleWorker.Stop(); });
+    const auto release = unlessReady([&]() noexcept { ReleaseSettings(library, calls); });
+    const auto stopWorker = unlessReady([&]() noexcept { library.scheduleWorker.Stop(); });
     if (!library.scheduleWorker.Start(library.parental.Settings(), error)) return false;
-    const auto clearTables = unlessReady([&] { ClearSmbTables(library); });
+    const auto clearTables = unlessReady([&]() noexcept { ClearSmbTables(library); });
     smb::SmbTablesReset(library.smbTables);
     library.ready = ReadDnsBlockSwitch(library.machine, library.dnsBlockSwitch);
     return library.ready;

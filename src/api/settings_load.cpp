@@ -80,7 +80,7 @@ bool LoadSettings(Library& library, ModuleCalls& calls, std::uint8_t mode) {
     library.settings.socialReminderDue = ReadSocialReminder(library.machine);
     if (mode == kModeRestart) RestoreDnsAnswers(library, calls);
     // From here on the answers that a release saves are those that were restored.
-    base::ScopeExit release([&] { ReleaseSettings(library, calls); });
+    base::ScopeExit release([&]() noexcept { ReleaseSettings(library, calls); });
     if (mode == kModeFreshStart && !library.managedClient.installed) calls.ResetBPUserWhitelist();
     LoadStatuses(library, calls);
     library.parental.Load(calls);

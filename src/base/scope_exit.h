@@ -3,12 +3,15 @@
 #ifndef TARN_BASE_SCOPE_EXIT_H
 #define TARN_BASE_SCOPE_EXIT_H
 
+#include <type_traits>
 #include <utility>
 
 namespace tarn::base {
 
 template <class Work>
 class [[nodiscard]] ScopeExit {
+    static_assert(std::is_nothrow_invocable_v<Work&>, "declare the work noexcept");
+
  public:
     explicit ScopeExit(Work work) : work_(std::move(work)) {}
     ~ScopeExit() {

@@ -155,7 +155,7 @@ class ModuleCalls {
                         Use&& use) {
         Record record{};
         if (!Read(module, read, record)) return false;
-        const base::ScopeExit handBack([&] { Release(module, release, record); });
+        const base::ScopeExit handBack([&]() noexcept { Release(module, release, record); });
         return use(std::as_const(record));
     }
 

@@ -44,7 +44,7 @@ void UrlPatterns::Stop(ModuleCalls& calls) {
 bool ModuleCalls::LoadAll() {
     base::PathBuffer folder;
     if (!system_.InstallFolder(folder)) return false;
-    base::ScopeExit undo([this] { UnloadAll(); });
+    base::ScopeExit undo([this]() noexcept { UnloadAll(); });
     if (!Load<SettingsReader>(folder)) return false;
     if (!Load<StatusReader>(folder)) return false;
     if (!Load<PacketSignatures>(folder)) return false;

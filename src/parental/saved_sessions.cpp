@@ -61,7 +61,7 @@ bool SaveUserSessions(const UserSessionTable& table, modules::ModuleCalls& calls
 
 void RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, modules::ModuleCalls& calls,
                          machine::LiveSessionSource& live, const machine::LocalClock& clock) {
-    base::ScopeExit forget([&] { table.Forget(); });
+    base::ScopeExit forget([&]() noexcept { table.Forget(); });
     table.StartRebuild();
     LoadUserSessions(table, settings, calls, clock);
     EnumerateLiveSessions(table, settings, live, clock);
