@@ -36,8 +36,6 @@ class ModuleCalls {
     [[nodiscard]] machine::ModuleSystem& System() { return system_; }
     [[nodiscard]] std::uint32_t& Error() { return error_; }
     [[nodiscard]] void*& PacketContext() { return companions_.packetContext; }
-    // The host's values still wait for a first call.
-    [[nodiscard]] bool ValuesPending() const { return passed_.has_value(); }
 
     // ---- Loading ----
 

@@ -18,6 +18,7 @@ namespace tarn::parental {
 namespace {
 
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -275,14 +276,27 @@ TEST_F(SavedSessions, ATableThatWasNeverRebuiltIsNotSaved) {
     EXPECT_EQ(state.writes, 0);
 }
 
+std::vector<std::uint64_t> passedValues;
+std::uint8_t TARN_CALL WriteWithValues(std::uint64_t, const PcSystemControlRecord*, std::uint32_t*, std::uint64_t a,
+                                       std::uint64_t b, std::uint64_t c) {
+    passedValues = {a, b, c};
+    return 1;
+}
+
 TEST_F(SavedSessions, TheWriteTakesThePassedArguments) {
     Rebuild();
+    companions.statusReader =
+        modules::StatusReader{.WritePCSystemControlSettings = reinterpret_cast<WritePCSystemControlSettingsFn>(
+                                  reinterpret_cast<void (*)()>(&WriteWithValues))};
     modules::ModuleCalls first(companions, system, error, modules::PassedValues{1, 2, 3});
     EXPECT_TRUE(SaveAndClearUserSessions(table, first, clock));
-    EXPECT_FALSE(first.ValuesPending());
-    modules::ModuleCalls second(companions, system, error, modules::PassedValues{1, 2, 3});
+    EXPECT_THAT(passedValues, ElementsAre(1, 2, 3));
+    passedValues.clear();
+    modules::ModuleCalls second(companions, system, error, modules::PassedValues{4, 5, 6});
     EXPECT_TRUE(SaveAndClearUserSessions(table, second, clock));
-    EXPECT_TRUE(second.ValuesPending()) << "they are for the first call that is made";
+    EXPECT_THAT(passedValues, IsEmpty()) << "nothing is left to save";
+    EXPECT_TRUE(second.WritePCSystemControlSettings({}));
+    EXPECT_THAT(passedValues, ElementsAre(4, 5, 6)) << "they are for the first call that is made";
 }
 
 TEST_F(SavedSessions, ARestartWithinADayKeepsUsageAndRefusal) {
