@@ -18,10 +18,10 @@ bool ResolveUser(machine::LiveSessionSource& source, const std::u16string& domai
 
 }  // namespace
 
-bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, machine::LiveSessionSource& source,
+void EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, machine::LiveSessionSource& source,
                            const machine::LocalClock& clock) {
     std::vector<std::uint32_t> sessionIds;
-    if (!source.ListSessions(sessionIds)) return true;
+    if (!source.ListSessions(sessionIds)) return;
     for (const std::uint32_t sessionId : sessionIds) {
         const std::u16string domain = source.DomainName(sessionId);
         const std::u16string user = source.UserName(sessionId);
@@ -43,7 +43,6 @@ bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings
         MatchUserSettings(record, settings);
         table.Append(record);
     }
-    return true;
 }
 
 }  // namespace tarn::parental

@@ -11,8 +11,8 @@
 namespace tarn::parental {
 
 // Marks the accounts of all sessions as logged on, and adds those that the table does not know yet. Sessions without a
-// user, and those whose account cannot be resolved, are left out. Always true: an enumeration that fails does nothing.
-bool EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, machine::LiveSessionSource& source,
+// user, and those whose account cannot be resolved, are left out. An enumeration that fails does nothing.
+void EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings, machine::LiveSessionSource& source,
                            const machine::LocalClock& clock);
 
 }  // namespace tarn::parental
