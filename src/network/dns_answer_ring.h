@@ -43,18 +43,19 @@ class DnsAnswerRing {
     // none and for a name that does not fit (which is cut).
     bool FindHostByAddress(const IpAddressRecord& address, char* host, std::size_t capacity) const;
 
-    // The steps of Store, one after the other, for tests that let the steps of two stores overlap: the place in time of
-    // this answer, its slot, its index entries. WriteSlot is false when the slot has a newer answer or is being
-    // written.
-    [[nodiscard]] std::uint64_t ClaimStamp();
-    bool WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry);
-    void IndexEntry(std::uint64_t stamp, const DnsAnswerEntry& entry);
-
-    // The set of the index that an address belongs to, for tests that crowd one.
-    [[nodiscard]] static std::size_t IndexSetOf(const IpAddressRecord& address);
+    // How tests let the steps of two stores overlap, and crowd a set of the index.
+    struct TestAccess;
 
  private:
     struct Memory;
+
+    // The steps of Store, one after the other: the place in time of this answer, its slot, its index entries. WriteSlot
+    // is false when the slot has a newer answer or is being written.
+    [[nodiscard]] std::uint64_t ClaimStamp();
+    bool WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry);
+    void IndexEntry(std::uint64_t stamp, const DnsAnswerEntry& entry);
+    // The set of the index that an address belongs to.
+    [[nodiscard]] static std::size_t IndexSetOf(const IpAddressRecord& address);
 
     // A store's place in time and the write index after it, changed as one.
     struct Position {

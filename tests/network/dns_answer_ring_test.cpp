@@ -12,7 +12,21 @@
 #include "network/ip_address.h"
 
 namespace tarn::network {
+
+struct DnsAnswerRing::TestAccess {
+    static std::size_t IndexSetOf(const IpAddressRecord& address) { return DnsAnswerRing::IndexSetOf(address); }
+    static std::uint64_t ClaimStamp(DnsAnswerRing& ring) { return ring.ClaimStamp(); }
+    static bool WriteSlot(DnsAnswerRing& ring, std::uint64_t stamp, const DnsAnswerEntry& entry) {
+        return ring.WriteSlot(stamp, entry);
+    }
+    static void IndexEntry(DnsAnswerRing& ring, std::uint64_t stamp, const DnsAnswerEntry& entry) {
+        ring.IndexEntry(stamp, entry);
+    }
+};
+
 namespace {
+
+using RingAccess = DnsAnswerRing::TestAccess;
 
 IpAddressRecord Ipv4(std::uint32_t number) {
     IpAddressRecord record{};
@@ -45,8 +59,7 @@ std::string Find(const DnsAnswerRing& ring, const IpAddressRecord& address) {
 std::vector<IpAddressRecord> AddressesOfOneSet(std::size_t count) {
     std::vector<IpAddressRecord> addresses;
     for (std::uint32_t number = 1; addresses.size() < count; ++number)
-        if (DnsAnswerRing::IndexSetOf(Ipv4(number)) == DnsAnswerRing::IndexSetOf(Ipv4(1)))
-            addresses.push_back(Ipv4(number));
+        if (RingAccess::IndexSetOf(Ipv4(number)) == RingAccess::IndexSetOf(Ipv4(1))) addresses.push_back(Ipv4(number));
     return addresses;
 }
 
@@ -59,12 +72,12 @@ void StoreOthers(DnsAnswerRing& ring, std::size_t count) {
 class StoppedStore {
  public:
     StoppedStore(DnsAnswerRing& ring, const DnsAnswerEntry& entry)
-        : ring_(ring), entry_(entry), stamp_(ring.ClaimStamp()) {}
+        : ring_(ring), entry_(entry), stamp_(RingAccess::ClaimStamp(ring)) {}
     StoppedStore& Write() {
-        ring_.WriteSlot(stamp_, entry_);
+        RingAccess::WriteSlot(ring_, stamp_, entry_);
         return *this;
     }
-    void Index() { ring_.IndexEntry(stamp_, entry_); }
+    void Index() { RingAccess::IndexEntry(ring_, stamp_, entry_); }
 
  private:
     DnsAnswerRing& ring_;
