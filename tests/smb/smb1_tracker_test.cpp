@@ -36,11 +36,11 @@ struct Smb1Tracker : testing::Test {
 TEST_F(Smb1Tracker, OneTidOfTwoProcessesMakesTwoTrees) {
     Connect(u"one", {.pid = 1});
     Connect(u"two", {.pid = 2});
-    EXPECT_EQ(Create(u"f", kCreated, {.pid = 1})->share, u"one");
-    EXPECT_EQ(Create(u"f", kCreated, {.pid = 2})->share, u"two");
+    EXPECT_EQ(ShareOf(Create(u"f", kCreated, {.pid = 1})), u"one");
+    EXPECT_EQ(ShareOf(Create(u"f", kCreated, {.pid = 2})), u"two");
     EXPECT_EQ(Create(u"f", kCreated, {.pid = 3}), std::nullopt);
     EXPECT_FALSE(answer);
-    EXPECT_EQ(monitor.Snapshot().smb1Clients.begin()->second.count(0x0002C3B2), 1U) << "TID in the low half";
+    EXPECT_EQ(FirstOf(monitor.Snapshot().smb1Clients).count(0x0002C3B2), 1U) << "TID in the low half";
 }
 
 TEST_F(Smb1Tracker, ANameLongerThanAllBytesIsNotFollowed) {
@@ -73,7 +73,7 @@ TEST_F(Smb1Tracker, NamesAreCutAt259Units) {
     EXPECT_EQ(PendingName(11), longest);
     EXPECT_EQ(PendingName(12), longest);
     Connect();
-    EXPECT_EQ(Create(longest + u"x")->file, longest);
+    EXPECT_EQ(FileOf(Create(longest + u"x")), longest);
     EXPECT_TRUE(answer);
 }
 
@@ -142,7 +142,7 @@ TEST_F(Smb1Tracker, ALogoffForgetsAllUsersOfTheAddress) {
     EXPECT_TRUE(monitor.FromServer(Smb1Simple(kSmb1Logoff, true)));
     EXPECT_FALSE(Create(u"f", kCreated, {.pid = 1}));
     EXPECT_FALSE(Create(u"f", kCreated, {.pid = 2}));
-    EXPECT_EQ(Create(u"f", kCreated, {}, kOtherClient)->share, u"elsewhere");
+    EXPECT_EQ(ShareOf(Create(u"f", kCreated, {}, kOtherClient)), u"elsewhere");
 }
 
 TEST_F(Smb1Tracker, AndXChainsAreNotFollowed) {

@@ -101,7 +101,7 @@ TEST_F(Smb2Tracker, AnAsynchronousResponseIsReadAsASynchronousOne) {
     PutLe(response, 16, 3, 4);  // response, ASYNC_COMMAND
     PutLe(response, 32, 0x0000000200000001, 8);
     EXPECT_TRUE(monitor.FromServer(response));
-    EXPECT_EQ(monitor.Event()->file, u"async");
+    EXPECT_EQ(FileOf(monitor.Event()), u"async");
 }
 
 TEST_F(Smb2Tracker, AllOfTheMessageIdCounts) {

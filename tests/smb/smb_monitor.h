@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 
 #include "base/bounded_text.h"
@@ -40,6 +41,21 @@ struct FileEvent {
         return stream << event.action;
     }
 };
+
+// A text of an event; one that no event has when there is none.
+inline std::u16string ShareOf(const std::optional<FileEvent>& event) {
+    return event ? event->share : u"(no event)";
+}
+inline std::u16string FileOf(const std::optional<FileEvent>& event) {
+    return event ? event->file : u"(no event)";
+}
+
+// What a table has under its lowest key. An empty one ends the test.
+template <class Table>
+const auto& FirstOf(const Table& table) {
+    if (table.empty()) throw std::out_of_range("nothing is in the table");
+    return table.begin()->second;
+}
 
 struct TablesSnapshot {
     Smb2PendingRequests smb2Pending;

@@ -34,7 +34,7 @@ TEST_F(Tables, AResetForgetsEverything) {
     SmbTablesReset(monitor.tables);  // of empty tables too
     Fill();
     EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(2)));
-    EXPECT_EQ(monitor.Event()->file, u"pending") << "ready for use again";
+    EXPECT_EQ(FileOf(monitor.Event()), u"pending") << "ready for use again";
 }
 
 TEST_F(Tables, EachVersionIsClearedByItself) {
@@ -69,7 +69,8 @@ TEST_F(Tables, FilesAreOrderedByTheirUnits) {
         EXPECT_TRUE(monitor.FromClient(Smb2CreateRequest(name, {.messageId = 100})));
         EXPECT_TRUE(monitor.FromServer(Smb2CreateResponse(2, {.messageId = 100})));
     }
-    const auto files = monitor.Snapshot().smb2Sessions.begin()->second.begin()->second.files;
+    const TablesSnapshot tables = monitor.Snapshot();
+    const auto& files = FirstOf(FirstOf(tables.smb2Sessions)).files;
     const std::vector<std::u16string> order(files.begin(), files.end());
     EXPECT_EQ(order, (std::vector<std::u16string>{u"B", u"a", u"b", u"file", u"\u00E4", u"\xD83D\xDE00", u"\xFFFD"}));
 }

@@ -57,7 +57,7 @@ const Dialect kSmb2 = {
     .logoff = [](bool isResponse, const Keys& keys) { return Smb2Simple(2, isResponse, Keys2(keys)); },
     .pending = [](const TablesSnapshot& tables) { return tables.smb2Pending.size(); },
     .owners = [](const TablesSnapshot& tables) { return tables.smb2Sessions.size(); },
-    .firstOwner = [](const TablesSnapshot& tables) -> const TreeTable& { return tables.smb2Sessions.begin()->second; }};
+    .firstOwner = [](const TablesSnapshot& tables) -> const TreeTable& { return FirstOf(tables.smb2Sessions); }};
 
 const Dialect kSmb1 = {
     .name = "Smb1",
@@ -69,7 +69,7 @@ const Dialect kSmb1 = {
     .logoff = [](bool isResponse, const Keys& keys) { return Smb1Simple(0x74, isResponse, Keys1(keys)); },
     .pending = [](const TablesSnapshot& tables) { return tables.smb1Pending.size(); },
     .owners = [](const TablesSnapshot& tables) { return tables.smb1Clients.size(); },
-    .firstOwner = [](const TablesSnapshot& tables) -> const TreeTable& { return tables.smb1Clients.begin()->second; }};
+    .firstOwner = [](const TablesSnapshot& tables) -> const TreeTable& { return FirstOf(tables.smb1Clients); }};
 
 struct Tracker : testing::TestWithParam<Dialect> {
     bool Asks(const ByteList& message, const Keys& keys = {}) { return monitor.FromClient(message, keys.client); }
@@ -91,11 +91,7 @@ struct Tracker : testing::TestWithParam<Dialect> {
     static FileEvent Reported(const std::u16string& file, std::uint16_t action) {
         return {std::u16string(kShare), file, action};
     }
-    // The share of a created file's event; empty without one.
-    std::u16string ShareOf(const Keys& keys) {
-        const std::optional<FileEvent> event = Create(u"f", kCreated, keys);
-        return event ? event->share : std::u16string();
-    }
+    std::u16string ShareOf(const Keys& keys) { return smb::ShareOf(Create(u"f", kCreated, keys)); }
     std::size_t Pending() { return smb.pending(monitor.Snapshot()); }
 
     const Dialect& smb = GetParam();
@@ -182,7 +178,7 @@ TEST_P(Tracker, ThePendingRequestDecidesTheBranch) {
     EXPECT_TRUE(Answers(smb.connected({})));
     EXPECT_TRUE(monitor.SaysNothing());
     const TablesSnapshot tables = monitor.Snapshot();
-    EXPECT_EQ(smb.firstOwner(tables).begin()->second.files.count(u"file"), 1U);
+    EXPECT_EQ(FirstOf(smb.firstOwner(tables)).files.count(u"file"), 1U);
     // A tree connect answered as a create makes a tree.
     EXPECT_TRUE(Asks(smb.connect(u"other", {.tree = kOtherTree})));
     EXPECT_TRUE(Answers(smb.created(kCreated, {.tree = kOtherTree})));
@@ -208,14 +204,14 @@ TEST_P(Tracker, ASecondCreateReusesTheRecordAndReportsAgain) {
     EXPECT_EQ(monitor.Snapshot(), once);
     EXPECT_EQ(Create(u"F", 2), Reported(u"F", 1)) << "names differ by case";
     const TablesSnapshot twice = monitor.Snapshot();
-    EXPECT_EQ(smb.firstOwner(twice).begin()->second.files.size(), 2U);
+    EXPECT_EQ(FirstOf(smb.firstOwner(twice)).files.size(), 2U);
 }
 
 TEST_P(Tracker, ATreeDisconnectForgetsOneTree) {
     Connect(u"one", {.tree = 1});
     Connect(u"two", {.tree = 2});
     EXPECT_TRUE(Answers(smb.disconnect(true, {.tree = 1})));
-    EXPECT_EQ(ShareOf({.tree = 1}), u"");
+    EXPECT_EQ(Create(u"f", kCreated, {.tree = 1}), std::nullopt);
     EXPECT_EQ(ShareOf({.tree = 2}), u"two");
     EXPECT_FALSE(Answers(smb.disconnect(true, {.tree = 1}))) << "it is gone";
     EXPECT_FALSE(Answers(smb.disconnect(true, {.tree = 2, .client = kOtherClient}), {.client = kOtherClient}));
@@ -233,7 +229,7 @@ TEST_P(Tracker, ALogoffForgetsOneOwner) {
 TEST_P(Tracker, AFailedEndEndsNevertheless) {
     Connect(u"one", {.tree = 1});
     EXPECT_TRUE(Answers(smb.disconnect(true, {.tree = 1, .status = kStatusFailed})));
-    EXPECT_EQ(ShareOf({.tree = 1}), u"");
+    EXPECT_EQ(Create(u"f", kCreated, {.tree = 1}), std::nullopt);
     EXPECT_TRUE(Answers(smb.logoff(true, {.status = kStatusFailed})));
     EXPECT_EQ(smb.owners(monitor.Snapshot()), 0U);
 }
