@@ -120,7 +120,7 @@ struct ChangeCase {
     std::string name;
     bool isMask;
     std::uint32_t value;
-    bool allocates;  // certainly: it publishes a list
+    bool allocates;  // it publishes a list
 
     friend std::ostream& operator<<(std::ostream& out, const ChangeCase& change) { return out << change.name; }
 };
@@ -146,7 +146,7 @@ TEST_P(FailingMemoryOfAChange, AnyAllocation) {
         EXPECT_EQ(Outstanding(), kept);
         if (HasFailure()) break;
     }
-    EXPECT_GT(number, change.allocates ? 1 : 0) << "allocations were made to fail";
+    EXPECT_EQ(number > 1, change.allocates) << "allocations were made to fail";
     RecordProperty("allocations", static_cast<int>(number - 1));
     Deinit();
     EXPECT_THAT(Outstanding(), IsEmpty());
