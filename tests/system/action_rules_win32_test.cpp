@@ -1,5 +1,4 @@
-// Browsing protection's action against this program itself: with odd URLs, with a path that has no long form, and
-// behind WSShutDown.
+// Browsing protection's action against this program itself: with odd URLs, and behind WSShutDown.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@ namespace tarn::system_test {
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -49,13 +47,6 @@ std::u16string SystemsWideForm(const std::string& text) {
 
 // ---- The URL ----
 
-TEST_F(ActionRules, AnEmptyUrlIsAText) {
-    // A host of nothing but a port leaves host and path empty; the URL that is looked up is ":80".
-    MakeEveryPageMalicious();
-    ASSERT_TRUE(Init(1));
-    EXPECT_EQ(QuarantinedUrl(":80", "/"), u"");
-}
-
 TEST_F(ActionRules, TheUrlIsConvertedAsTheSystemDoes) {
     MakeEveryPageMalicious();
     ASSERT_TRUE(Init(1));
@@ -72,27 +63,6 @@ TEST_F(ActionRules, TheLongestUrlFits) {
         const std::string expected = host + path;
         EXPECT_EQ(QuarantinedUrl(host, path), std::u16string(expected.begin(), expected.end()));
     }
-}
-
-// ---- The path of the program ----
-
-DWORD WINAPI RefusePrograms(const wchar_t* path, wchar_t* longPath, DWORD capacity) {
-    const std::wstring_view text = path;
-    if (!text.ends_with(L".exe")) return GetLongPathNameW(path, longPath, capacity);
-    SetLastError(ERROR_ACCESS_DENIED);
-    return 0;
-}
-
-TEST_F(ActionRules, APathWithoutALongFormStandsAsItIs) {
-    MakeMalicious("bad.example", "Worm");
-    const ImportPatch patch(Library(), "GetLongPathNameW", RefusePrograms);
-    ASSERT_TRUE(patch.IsInPlace());
-    ASSERT_TRUE(Init(1));
-    wchar_t own[MAX_PATH] = L"";
-    GetModuleFileNameW(nullptr, own, MAX_PATH);
-    EXPECT_THAT(Actions(),
-                ElementsAre("load isolate.dll", "ZRQuarantineFile 0 2 " + std::filesystem::path(own).string(),
-                            "for bad.example/x", "unload isolate.dll"));
 }
 
 // ---- What WSShutDown clears ----
