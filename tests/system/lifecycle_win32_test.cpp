@@ -191,13 +191,13 @@ TEST_F(Lifecycle, ManyCyclesLeaveNoHandleBehind) {
         Deinit();
     }
     const std::size_t handles = OwnHandleCount();
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 60; ++i) {
         ASSERT_TRUE(Init(static_cast<std::uint8_t>(i % 3)));
         Deinit();
     }
     EXPECT_LT(OwnHandleCount(), handles + kOfTheSystem);
     RemoveModule("sitecls.dll");
-    for (int i = 0; i < 50; ++i) ASSERT_FALSE(Init(1));
+    for (int i = 0; i < 40; ++i) ASSERT_FALSE(Init(1));
     EXPECT_LT(OwnHandleCount(), handles + kOfTheSystem);
 }
 
