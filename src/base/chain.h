@@ -52,10 +52,6 @@ template <class Node, class Use>
 void ForEachNode(const Node* first, std::size_t limit, Use use) {
     for (std::size_t left = ChainLength(first, limit); left != 0; --left, first = first->next) use(*first);
 }
-template <class Node, class Use>
-void ForEachNode(const Node* first, Use use) {
-    ForEachNode(first, SIZE_MAX, use);
-}
 
 }  // namespace tarn::base
 

@@ -88,7 +88,7 @@ std::vector<const Node*> PlainWalk(const std::vector<Chain>& chains, std::uint32
     std::vector<const Node*> nodes;
     for (const Chain& chain : chains)
         if (chain.site == site)
-            base::ForEachNode(chain.first, [&nodes](const Node& node) {
+            base::ForEachNode(chain.first, SIZE_MAX, [&nodes](const Node& node) {
                 if (std::ranges::find(nodes, &node) == nodes.end()) nodes.push_back(&node);
             });
     return nodes;
