@@ -28,9 +28,9 @@ PathSets::Range PathSets::Add(std::span<const PathListNode* const> chains, std::
                 while ((node = node->next) != end);
                 return tree_.Add(patterns);
             });
-        sets_.ofSites.push_back(sets_.shared[part]);
+        sets_.AddShared(part);
     }
-    if (!own.empty()) sets_.ofSites.push_back({tree_.Add(own)});
+    if (!own.empty()) sets_.AddOwn(tree_.Add(own));
     return sets_.End(begin);
 }
 

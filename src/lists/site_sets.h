@@ -30,6 +30,12 @@ struct SiteSets {
         return {range.first, static_cast<std::uint32_t>(ofSites.size()) - range.first};
     }
 
+    // Appends a set to the site that was begun last: one of its own, or the first of a chain of shared ones.
+    void AddOwn(PrefixTree::Root root) {
+        if (root != PrefixTree::kNone) ofSites.push_back(root);
+    }
+    void AddShared(std::uint32_t first) { ofSites.push_back(kSharedBit | first); }
+
     // Links the shared sets from first on one behind the other, and the last one to another or to none.
     void LinkShared(std::uint32_t first, std::uint32_t last) {
         const auto end = static_cast<std::uint32_t>(shared.size());
@@ -45,15 +51,24 @@ struct SiteSets {
     // result.
     template <class Use>
     bool AnyOf(Range range, Use use) const {
-        for (Set set : std::span(ofSites).subspan(range.first, range.count))
-            for (std::uint32_t left = set.count;; set = shared[set.next]) {
-                if (use(set.root)) return true;
+        for (const std::uint32_t own : std::span(ofSites).subspan(range.first, range.count)) {
+            if ((own & kSharedBit) == 0) {
+                if (use(own)) return true;
+                continue;
+            }
+            const Set* set = &shared[own & ~kSharedBit];
+            for (std::uint32_t left = set->count;; set = &shared[set->next]) {
+                if (use(set->root)) return true;
                 if (--left == 0) break;
             }
+        }
         return false;
     }
 
-    std::vector<Set> ofSites;  // those of one site behind one another; of its shared ones the first of each chain
+    static constexpr std::uint32_t kSharedBit = 0x80000000;  // no tree has so many nodes
+
+    // Those of one site behind one another: roots of its own, and with kSharedBit an index in shared.
+    std::vector<std::uint32_t> ofSites;
     std::vector<Set> shared;
 };
 static_assert(std::is_nothrow_move_assignable_v<SiteSets>);

@@ -79,7 +79,7 @@ class MaliciousList::Builder {
                 parts_.Take(entry->threats, number, [this](const ThreatNode& node) { Collect(node); });
             if (shared != nullptr) {
                 EndSet();
-                list_.sets_.ofSites.push_back(list_.sets_.shared[Publish(shared)]);
+                list_.sets_.AddShared(Publish(shared));
             }
             if (entry->wholeSite != 1) continue;
             site.wholeSite = true;
@@ -136,7 +136,7 @@ class MaliciousList::Builder {
         return root;
     }
     void EndSet() {
-        if (!patterns_.empty()) list_.sets_.ofSites.push_back({MakeSet()});
+        if (!patterns_.empty()) list_.sets_.AddOwn(MakeSet());
     }
 
     std::uint32_t AddName(std::string_view name) {

@@ -33,7 +33,7 @@ class Published {
                 std::vector<const Node*> own;
                 const Node* const shared =
                     parts.Take(chains[i].first, site, [&own](const Node& node) { own.push_back(&node); });
-                if (!own.empty()) sets_.ofSites.push_back({Keep(own)});
+                if (!own.empty()) sets_.AddOwn(Keep(own));
                 if (shared == nullptr) continue;
                 const std::uint32_t part = parts.Publish(shared, sets_, [this](const Node* node, const Node* end) {
                     std::vector<const Node*> nodes;
@@ -41,7 +41,7 @@ class Published {
                     while ((node = node->next) != end);
                     return Keep(nodes);
                 });
-                sets_.ofSites.push_back(sets_.shared[part]);
+                sets_.AddShared(part);
             }
             ranges_.push_back(sets_.End(begin));
         }
