@@ -76,27 +76,19 @@ void ReadSiteRules(Section& section, ParentalUser& user) {
     });
 }
 
-// By its identifier or by its name.
-void ReadAccount(Section& section, ParentalUser& user, const FindSid& findSid) {
-    std::string account;
+// By its identifier or by its name; false for a name that findSid does not know.
+bool ReadAccount(Section& section, ParentalUser& user, const FindSid& findSid, std::string& account) {
     section.Read("account", account, {200});
-    if (account.empty()) return;
-    if (account.starts_with("S-1-")) {
-        if (!SidOfText(account, user.sid))
-            section.Complain(
-                *section.Find("account"),
-                fmt::format("\"{}\" is no account identifier; allowed: such as \"S-1-5-21-1-2-3-1001\"", account));
-    } else if (findSid && !findSid(account, user.sid)) {
+    if (account.empty()) return true;
+    if (!account.starts_with("S-1-")) return !findSid || findSid(account, user.sid);
+    if (!SidOfText(account, user.sid))
         section.Complain(
             *section.Find("account"),
-            fmt::format("this machine has no account \"{}\"; allowed: the name of one, or an identifier such as "
-                        "\"S-1-5-21-1-2-3-1001\"",
-                        account));
-    }
+            fmt::format("\"{}\" is no account identifier; allowed: such as \"S-1-5-21-1-2-3-1001\"", account));
+    return true;
 }
 
-void ReadUser(Section& section, ParentalUser& user, const FindSid& findSid) {
-    ReadAccount(section, user, findSid);
+void ReadUser(Section& section, ParentalUser& user) {
     section.Read("profile", user.profile);
     section.Read("block_list", user.blockList);
     section.Read("categories", user.categories);
@@ -116,13 +108,26 @@ void ReadUser(Section& section, ParentalUser& user, const FindSid& findSid) {
 
 }  // namespace
 
-void ReadParental(Section& section, Parental& parental, const FindSid& findSid) {
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings) {
     section.Read("mode", parental.mode, 0, 255);
     section.Read("strictness", parental.strictness, 0, 255);
     section.Tables("users", [&](Section& inner) {
         ParentalUser user;
-        ReadUser(inner, user, findSid);
-        parental.users.push_back(std::move(user));
+        std::string account;
+        bool isKept = ReadAccount(inner, user, findSid, account);
+        if (!isKept) {
+            // One schedule for all users is that of the first entry, whoever its account is.
+            isKept = parental.mode == TARN_PC_ONE_FOR_ALL;
+            const toml::source_position& place = inner.Find("account")->source().begin;
+            warnings.push_back(
+                {place.line, place.column,
+                 fmt::format("this machine has no account \"{}\"{}", account,
+                             isKept ? ", which changes nothing: with mode 1 the first entry holds for everyone"
+                                    : ", so this entry is left out; wanted: the name of one, or an identifier such as "
+                                      "\"S-1-5-21-1-2-3-1001\"")});
+        }
+        ReadUser(inner, user);
+        if (isKept) parental.users.push_back(std::move(user));
     });
 }
 

@@ -4,6 +4,7 @@
 #define TARN_COMPANIONS_POLICY_PARENTAL_READER_H
 
 #include <functional>
+#include <vector>
 
 #include "policy/policy.h"
 #include "policy/section.h"
@@ -14,7 +15,8 @@ namespace tarn::policy {
 // where there are no accounts to ask.
 using FindSid = std::function<bool(const std::string& name, std::array<std::uint8_t, 68>& sid)>;
 
-void ReadParental(Section& section, Parental& parental, const FindSid& findSid);
+// An entry whose account findSid does not know is left out, with a warning.
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings);
 
 }  // namespace tarn::policy
 

@@ -127,7 +127,8 @@ void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
     });
 }
 
-void ReadTop(Section& top, Policy& policy, const FindSid& findSid) {
+void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid) {
+    Policy& policy = read.policy;
     top.Table("features", [&](Section& section) { ReadFeatures(section, policy.features); });
     top.Table("notices", [&](Section& section) {
         ReadPrompt(section, "browsing_protection", policy.notices.browsingProtection);
@@ -153,7 +154,23 @@ void ReadTop(Section& top, Policy& policy, const FindSid& findSid) {
     });
     top.Table("parental", [&](Section& section) {
         ReadPrompt(section, "notice", policy.parental.prompt);
-        ReadParental(section, policy.parental, findSid);
+        ReadParental(section, policy.parental, findSid, read.warnings);
+    });
+}
+
+void CollectKeys(const toml::table& table, const std::string& prefix, std::set<std::string>& keys) {
+    for (const auto& [name, value] : table) {
+        const std::string key = prefix + std::string(name.str());
+        if (const toml::table* inner = value.as_table())
+            CollectKeys(*inner, key + ".", keys);
+        else if (const toml::array* array = value.as_array(); array == nullptr || !array->empty())
+            keys.insert(key);
+    }
+}
+
+void SortByPlace(std::vector<Mistake>& mistakes) {
+    std::stable_sort(mistakes.begin(), mistakes.end(), [](const Mistake& a, const Mistake& b) {
+        return std::pair(a.line, a.column) < std::pair(b.line, b.column);
     });
 }
 
@@ -171,17 +188,28 @@ ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
     }
     {
         Section top(table, "", result.mistakes);
-        ReadTop(top, result.policy, findSid);
+        ReadTop(top, result, findSid);
     }
-    std::stable_sort(result.mistakes.begin(), result.mistakes.end(), [](const Mistake& a, const Mistake& b) {
-        return std::pair(a.line, a.column) < std::pair(b.line, b.column);
-    });
+    SortByPlace(result.mistakes);
+    SortByPlace(result.warnings);
+    CollectKeys(table, "", result.keys);
+    if (result.keys.empty() && result.mistakes.empty())
+        result.warnings.push_back({0, 0, "the file sets nothing, so nothing is blocked"});
     return result;
+}
+
+bool LosesEverything(const ReadPolicy& before, const ReadPolicy& after) {
+    return !before.keys.empty() && std::none_of(before.keys.begin(), before.keys.end(),
+                                                [&](const std::string& key) { return after.keys.contains(key); });
 }
 
 std::string Describe(std::string_view fileName, const Mistake& mistake) {
     if (mistake.line == 0) return fmt::format("{}: {}", fileName, mistake.text);
     return fmt::format("{}:{}:{}: {}", fileName, mistake.line, mistake.column, mistake.text);
+}
+
+std::string DescribeWarning(std::string_view fileName, const Mistake& warning) {
+    return Describe(fileName, {warning.line, warning.column, "warning: " + warning.text});
 }
 
 }  // namespace tarn::policy

@@ -3,6 +3,7 @@
 #ifndef TARN_COMPANIONS_POLICY_POLICY_READER_H
 #define TARN_COMPANIONS_POLICY_POLICY_READER_H
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,12 +19,19 @@ inline constexpr std::string_view kPolicyFile = "tarn-policy.toml";
 struct ReadPolicy {
     Policy policy;
     std::vector<Mistake> mistakes;  // by line; the policy is of use only when there are none
+    std::vector<Mistake> warnings;  // by line; what of the policy is left out
+    std::set<std::string> keys;  // what is set, such as "features.anti_phishing"; an array that holds anything is one
 };
 
 ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid = {});
 
+// Whether a policy sets nothing of what an earlier one set. That is what a save that was cut off, or failed, leaves.
+bool LosesEverything(const ReadPolicy& before, const ReadPolicy& after);
+
 // "tarn-policy.toml:12:5: unknown key ..."
 std::string Describe(std::string_view fileName, const Mistake& mistake);
+// "tarn-policy.toml:12:5: warning: ..."
+std::string DescribeWarning(std::string_view fileName, const Mistake& warning);
 
 }  // namespace tarn::policy
 

@@ -179,17 +179,6 @@ TEST_F(LogonCommand, WithoutAPolicyTheReasonIsNotKnown) {
                 AllOf(HasSubstr("not known: there is no policy"), HasSubstr("19 parental control: refused by")));
 }
 
-TEST(PolicyAccount, MayBeANameOfThisMachine) {
-    const std::string text = "[parental]\nmode = 2\n[[parental.users]]\naccount = \"bert\"\n";
-    const auto nobody = [](const std::string&, SidBytes&) { return false; };
-    const auto mistakes = policy::ParsePolicy(text, nobody).mistakes;
-    ASSERT_THAT(mistakes, SizeIs(1));
-    EXPECT_EQ(mistakes[0].line, 4u);
-    EXPECT_EQ(mistakes[0].column, 11u);
-    EXPECT_THAT(mistakes[0].text, HasSubstr("this machine has no account \"bert\""));
-    EXPECT_THAT(policy::ParsePolicy(text).mistakes, IsEmpty());
-}
-
 TEST(PolicyAccount, ABadIdentifierIsNoName) {
     const auto mistakes =
         policy::ParsePolicy("[[parental.users]]\naccount = \"S-1-\"\n", [](const std::string&, SidBytes&) {
