@@ -48,14 +48,20 @@ void ReleaseChain(Node* node) {
     }
 }
 
-// Pointers to sites in ascending order of their hosts' CRC-32, as the lists want them.
 template <class Site>
-std::vector<const Site*> ByHash(const std::vector<Site>& sites) {
-    std::vector<const Site*> order;
+struct HashedSite {
+    std::uint32_t hash;  // CRC-32 of the host
+    const Site* site;
+};
+
+// In ascending order of their hashes, as the lists want them.
+template <class Site>
+std::vector<HashedSite<Site>> ByHash(const std::vector<Site>& sites) {
+    std::vector<HashedSite<Site>> order;
     order.reserve(sites.size());
-    for (const Site& site : sites) order.push_back(&site);
+    for (const Site& site : sites) order.push_back({base::Crc32Of(site.host), &site});
     std::stable_sort(order.begin(), order.end(),
-                     [](const Site* a, const Site* b) { return base::Crc32Of(a->host) < base::Crc32Of(b->host); });
+                     [](const HashedSite<Site>& a, const HashedSite<Site>& b) { return a.hash < b.hash; });
     return order;
 }
 
@@ -83,10 +89,10 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
     record.entries = AllocateArray<ThreatSiteEntry>(order.size());
     bool complete = record.entries != nullptr;
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
-        const MaliciousSite& site = *order[i];
+        const MaliciousSite& site = *order[i].site;
         ThreatSiteEntry& entry = record.entries[record.count++];
         entry.wholeSite = site.wholeSite ? 1 : 0;
-        entry.hash = base::Crc32Of(site.host);
+        entry.hash = order[i].hash;
         entry.host = CopyOf(site.host);
         ThreatNode* threats = nullptr;
         complete = BuildChain(site.threats, threats, [](const Threat& threat, ThreatNode& node) {
@@ -116,10 +122,10 @@ bool BuildPhishingSites(const Policy& policy, PhishingSiteList& record) {
     record.entries = AllocateArray<PhishingSiteEntry>(order.size());
     bool complete = record.entries != nullptr;
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
-        const PhishingSite& site = *order[i];
+        const PhishingSite& site = *order[i].site;
         PhishingSiteEntry& entry = record.entries[record.count++];
         entry.wholeSite = site.wholeSite ? 1 : 0;
-        entry.hash = base::Crc32Of(site.host);
+        entry.hash = order[i].hash;
         entry.host = CopyOf(site.host);
         PathListNode* paths = nullptr;
         complete =

@@ -46,6 +46,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 // NOLINTNEXTLINE(bugprone-exception-escape)
 Section::~Section() {
+    if (takesEveryKey_) return;
     for (const auto& [key, value] : table_) {
         const std::string_view name = key;
         if (std::find(known_.begin(), known_.end(), name) != known_.end()) continue;
@@ -173,10 +174,8 @@ void Section::Tables(std::string_view key, const std::function<void(Section&)>& 
 }
 
 void Section::Each(const std::function<void(std::string_view, const toml::node&)>& read) {
-    for (const auto& [key, value] : table_) {
-        known_.emplace_back(std::string_view(key));
-        read(key, value);
-    }
+    takesEveryKey_ = true;
+    for (const auto& [key, value] : table_) read(key, value);
 }
 
 }  // namespace tarn::policy

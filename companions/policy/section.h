@@ -75,6 +75,7 @@ class Section {
     std::string name_;
     std::vector<Mistake>& mistakes_;
     std::vector<std::string> known_;
+    bool takesEveryKey_ = false;
 };
 
 }  // namespace tarn::policy
