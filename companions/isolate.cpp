@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <string>
 
-#include "module_files_win32.h"
+#include "tarn/companions.h"
+
+#include "state_files_win32.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <memory>
 #include <vector>
 
-#include "module_files_win32.h"
 #include "policy/site_judge.h"
+#include "policy_access_win32.h"
 
 namespace {
 
@@ -19,9 +19,11 @@ std::uint8_t TARN_CALL PKSInit(void** context, std::uint32_t* error) {
     std::uint32_t own = 0;
     if (context == nullptr) return 0;
     try {
-        tarn::policy::Policy policy;
-        tarn::policy::LoadPolicy(policy, error != nullptr ? *error : own);
-        signatures = std::make_unique<const Signatures>(std::move(policy.packetSignatures));
+        // Without a usable policy the module still starts: it then finds nothing.
+        Signatures found;
+        tarn::policy::UsePolicy(error != nullptr ? *error : own,
+                                [&](const tarn::policy::Policy& policy) { found = policy.packetSignatures; });
+        signatures = std::make_unique<const Signatures>(std::move(found));
         *context = const_cast<Signatures*>(signatures.get());
         return 1;
     } catch (...) {

@@ -1,7 +1,7 @@
 // setrd.dll, the settings reader: site lists, internal white lists and IDS rules from the policy.
-#include "module_files_win32.h"
 #include "policy/policy_records.h"
 #include "policy/record_memory.h"
+#include "policy_access_win32.h"
 
 namespace {
 
@@ -17,9 +17,9 @@ std::uint8_t Deliver(Record* out, std::uint32_t* error, Build&& build) {
         return 0;
     }
     try {
-        Policy policy;
-        if (!tarn::policy::LoadPolicy(policy, *error)) return 0;
-        if (build(policy, *out)) return 1;
+        bool isBuilt = false;
+        if (!tarn::policy::UsePolicy(*error, [&](const Policy& policy) { isBuilt = build(policy, *out); })) return 0;
+        if (isBuilt) return 1;
     } catch (...) {
     }
     *error = kOutOfMemory;
@@ -34,6 +34,12 @@ void Give(Record* out, void (*release)(Record&)) {
 }  // namespace
 
 extern "C" {
+
+// Not one of the companion functions: the other reference modules ask here for the policy, which is read once for all.
+__declspec(dllexport) std::uint32_t TARN_CALL
+    ShareReferencePolicy(const char* build, tarn::policy::PolicyUse use, void* context) {
+    return tarn::policy::SharePolicy(build, use, context);
+}
 
 std::uint8_t TARN_CALL ReadWSInternalWhiteList(std::uint64_t, UrlListRecord* out, std::uint32_t* error) {
     return Deliver(out, error, [](const Policy& policy, UrlListRecord& record) {
@@ -56,8 +62,6 @@ void TARN_CALL ReleaseBPInternalWhiteList(UrlListRecord* out) {
 }
 
 std::uint8_t TARN_CALL ReadBPSettings(std::uint64_t, ThreatSiteList* out, std::uint32_t* error) {
-    // The first list that start-up reads of this module: the one place that tells people about mistakes.
-    tarn::policy::ReportPolicyMistakes();
     return Deliver(out, error, tarn::policy::BuildThreatSites);
 }
 

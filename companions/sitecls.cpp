@@ -4,10 +4,11 @@
 #include <string>
 
 #include "base/bounded_text.h"
-#include "module_files_win32.h"
 #include "policy/record_memory.h"
 #include "policy/site_judge.h"
 #include "policy/values.h"
+#include "policy_access_win32.h"
+#include "state_files_win32.h"
 
 namespace {
 
@@ -26,10 +27,11 @@ extern "C" {
 std::uint8_t TARN_CALL SCInit(std::uint8_t, std::uint32_t* error) {
     std::uint32_t own = 0;
     try {
-        tarn::policy::Policy policy;
+        const auto learn = [](const tarn::policy::Policy& policy) {
+            knowledge = std::make_unique<const Knowledge>(policy);
+        };
         // Without a usable policy the module still starts: it then knows no site.
-        tarn::policy::LoadPolicy(policy, error != nullptr ? *error : own);
-        knowledge = std::make_unique<const Knowledge>(policy);
+        if (!tarn::policy::UsePolicy(error != nullptr ? *error : own, learn)) learn({});
         return 1;
     } catch (...) {
         return 0;

@@ -1,14 +1,15 @@
 // statrd.dll, the status reader: switches, notices, the user's list, parental control from the policy; DNS answers and
-// usage records from the files that it keeps beside it.
+// usage records from the files that it keeps.
 #include <algorithm>
 #include <cstring>
 
 #include "base/bounded_text.h"
 #include "base/hash.h"
-#include "module_files_win32.h"
 #include "policy/policy_records.h"
 #include "policy/record_memory.h"
 #include "policy/values.h"
+#include "policy_access_win32.h"
+#include "state_files_win32.h"
 
 namespace {
 
@@ -29,12 +30,10 @@ std::uint8_t Deliver(Record* out, std::uint32_t* error, Use&& use) {
     *error = kInvalidParameter;
     if (out == nullptr) return 0;
     try {
-        Policy policy;
-        if (!tarn::policy::LoadPolicy(policy, *error)) return 0;
-        *error = kOutOfMemory;
-        if (!use(policy, *out)) return 0;
-        *error = 0;
-        return 1;
+        bool isUsed = false;
+        if (!tarn::policy::UsePolicy(*error, [&](const Policy& policy) { isUsed = use(policy, *out); })) return 0;
+        *error = isUsed ? 0 : kOutOfMemory;
+        return isUsed ? 1 : 0;
     } catch (...) {
         *error = kOutOfMemory;
         return 0;
@@ -96,8 +95,10 @@ bool WasReset(const std::vector<std::string>& list) {
     std::uint32_t error = 0;
     std::uint32_t fingerprint = 0;
     std::size_t at = 0;
-    return tarn::policy::ReadStateFile(kResetFile, bytes, error) && Take(bytes, at, fingerprint) &&
-           fingerprint == FingerprintOf(list);
+    if (!tarn::policy::ReadStateFile(kResetFile, bytes, error)) return false;
+    if (bytes.size() == sizeof fingerprint && Take(bytes, at, fingerprint)) return fingerprint == FingerprintOf(list);
+    tarn::policy::ReportDamage(kResetFile);
+    return false;
 }
 
 }  // namespace
@@ -206,6 +207,7 @@ std::uint8_t TARN_CALL ReadDNSCacheSettings(std::uint64_t, DnsCacheRecord* out, 
         std::uint16_t writeIndex = 0;
         DnsAnswerEntry* entries = nullptr;
         if (!Take(bytes, at, count) || !Take(bytes, at, writeIndex) || !TakeItems(bytes, at, count, entries)) {
+            tarn::policy::ReportDamage(kDnsFile);
             *error = kInvalidData;
             return 0;
         }
@@ -248,6 +250,7 @@ std::uint8_t TARN_CALL ReadPCSystemControlSettings(std::uint64_t, PcSystemContro
         std::uint32_t count = 0;
         SavedSessionRecord* records = nullptr;
         if (!Take(bytes, at, count) || !TakeItems(bytes, at, count, records)) {
+            tarn::policy::ReportDamage(kSessionFile);
             *error = kInvalidData;
             return 0;
         }

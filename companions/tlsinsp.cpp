@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "module_files_win32.h"
+#include "policy_access_win32.h"
 
 namespace {
 
@@ -22,10 +22,12 @@ extern "C" {
 std::uint32_t TARN_CALL IntializeSSL(void) {
     std::uint32_t error = 0;
     try {
-        tarn::policy::Policy policy;
-        if (!tarn::policy::LoadPolicy(policy, error) || !policy.features.httpsInspection) return 0;
-        blockedHosts = std::make_unique<const Hosts>(std::move(policy.inspectedHosts));
-        return 1;
+        bool inspects = false;
+        tarn::policy::UsePolicy(error, [&](const tarn::policy::Policy& policy) {
+            inspects = policy.features.httpsInspection;
+            if (inspects) blockedHosts = std::make_unique<const Hosts>(policy.inspectedHosts);
+        });
+        return inspects ? 1 : 0;
     } catch (...) {
         return 0;
     }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "module_files_win32.h"
 #include "policy/site_judge.h"
+#include "policy_access_win32.h"
 
 namespace {
 
@@ -20,9 +20,10 @@ extern "C" {
 std::uint8_t TARN_CALL WSInitUrlsig(void) {
     std::uint32_t error = 0;
     try {
-        tarn::policy::Policy policy;
-        tarn::policy::LoadPolicy(policy, error);
-        patterns = std::make_unique<const Patterns>(std::move(policy.maliciousPatterns));
+        // Without a usable policy the module still starts: it then finds nothing.
+        Patterns found;
+        tarn::policy::UsePolicy(error, [&](const tarn::policy::Policy& policy) { found = policy.maliciousPatterns; });
+        patterns = std::make_unique<const Patterns>(std::move(found));
         return 1;
     } catch (...) {
         return 0;

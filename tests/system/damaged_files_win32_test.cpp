@@ -39,11 +39,11 @@ class DamagedFiles : public testing::Test {
         return knew;
     }
     std::string Read(const char* file) {
-        std::ifstream in(install.File(file), std::ios::binary);
+        std::ifstream in(install.File("state") / file, std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
     }
     void Write(const char* file, const std::string& bytes) {
-        std::ofstream(install.File(file), std::ios::binary) << bytes;
+        std::ofstream(install.File("state") / file, std::ios::binary) << bytes;
     }
     // What damage makes of a file.
     static std::vector<std::string> DamagedForms(const std::string& whole) {

@@ -52,10 +52,16 @@ ReferenceInstall::ReferenceInstall() {
     // Copies: a link to a module that another test runs at the same time could not be removed.
     for (const char* file : kFiles) std::filesystem::copy_file(BuiltTarn().parent_path() / file, folder_ / file);
     std::ofstream(folder_ / "tarn-policy.toml", std::ios::binary) << Policy();
+    // Long at rest, or each start would wait until it is.
+    std::error_code ignored;
+    const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    std::filesystem::last_write_time(folder_ / "tarn-policy.toml", longAgo, ignored);
+    SetEnvironmentVariableW(L"TARN_STATE_FOLDER", (folder_ / "state").c_str());
     registry_.SetInstallPath(folder_.wstring() + L"\\");
 }
 
 ReferenceInstall::~ReferenceInstall() {
+    SetEnvironmentVariableW(L"TARN_STATE_FOLDER", nullptr);
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }

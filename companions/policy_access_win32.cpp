@@ -1,0 +1,167 @@
+#include "policy_access_win32.h"
+
+#include <cstdio>
+#include <fmt/format.h>
+#include <mutex>
+#include <windows.h>
+
+#include "base/bounded_text.h"
+#include "machine/win32_owners.h"
+#include "module_folder_win32.h"
+#include "policy/policy_store.h"
+#include "policy/values.h"
+
+namespace tarn::policy {
+namespace {
+
+constexpr std::uint64_t kMaxFileSize = std::uint64_t{64} * 1024 * 1024;
+constexpr std::u16string_view kSettingsReader = u"setrd.dll";
+constexpr std::uint32_t kOtherBuild = ERROR_REVISION_MISMATCH;
+
+// What a module must agree in with another one to look at its Policy.
+std::string Build() {
+    return fmt::format("{}/{}/{}", TARN_VERSION, __VERSION__, sizeof(Policy));
+}
+
+std::uint64_t Number(std::uint32_t high, std::uint32_t low) {
+    return std::uint64_t{high} << 32 | low;
+}
+
+bool StateOf(HANDLE file, FileState& state, std::uint32_t& error) {
+    BY_HANDLE_FILE_INFORMATION facts{};
+    if (GetFileInformationByHandle(file, &facts) == 0) {
+        error = GetLastError();
+        return false;
+    }
+    state = {Number(facts.nFileSizeHigh, facts.nFileSizeLow),
+             Number(facts.ftLastWriteTime.dwHighDateTime, facts.ftLastWriteTime.dwLowDateTime),
+             facts.dwVolumeSerialNumber, Number(facts.nFileIndexHigh, facts.nFileIndexLow)};
+    return true;
+}
+
+class FileBesideModule : public PolicyFile {
+ public:
+    FileBesideModule(const base::PathBuffer& path, bool speaks) : path_(path), speaks_(speaks) {}
+
+    bool Look(FileState& state, std::uint32_t& error) override {
+        const machine::UniqueFile file(Open(FILE_READ_ATTRIBUTES, FILE_SHARE_WRITE));
+        if (file.Owns()) return StateOf(file.Get(), state, error);
+        error = GetLastError();
+        return false;
+    }
+
+    // Nobody may have it open for writing meanwhile.
+    bool Read(std::string& text, FileState& state, std::uint32_t& error) override {
+        const machine::UniqueFile file(Open(GENERIC_READ, 0));
+        if (!file.Owns()) {
+            error = GetLastError();
+            return false;
+        }
+        if (!StateOf(file.Get(), state, error)) return false;
+        error = ERROR_FILE_TOO_LARGE;
+        if (state.size > kMaxFileSize) return false;
+        text.resize(static_cast<std::size_t>(state.size));
+        DWORD read = 0;
+        if (!text.empty() && ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr) == 0) {
+            error = GetLastError();
+            return false;
+        }
+        text.resize(read);
+        return true;
+    }
+
+    bool FindSid(const std::string& name, std::array<std::uint8_t, 68>& sid) override {
+        sid.fill(0);
+        DWORD size = static_cast<DWORD>(sid.size());
+        base::PathBuffer domain;
+        DWORD domainLength = static_cast<DWORD>(domain.size());
+        SID_NAME_USE use{};
+        return LookupAccountNameW(nullptr, machine::Wide(Utf16(name).c_str()), sid.data(), &size,
+                                  machine::Wide(domain.data()), &domainLength, &use) != 0;
+    }
+
+    std::uint64_t Now() override {
+        FILETIME now{};
+        GetSystemTimeAsFileTime(&now);
+        return Number(now.dwHighDateTime, now.dwLowDateTime);
+    }
+
+    void Wait(std::uint64_t time) override {
+        Sleep(static_cast<DWORD>((time + PolicyStore::kMillisecond - 1) / PolicyStore::kMillisecond));
+    }
+
+    void Say(const std::string& lines) override {
+        if (speaks_) std::fputs(lines.c_str(), stderr);
+    }
+
+ private:
+    [[nodiscard]] HANDLE Open(DWORD access, DWORD alsoShared) const {
+        return CreateFileW(machine::Wide(path_.data()), access, FILE_SHARE_READ | FILE_SHARE_DELETE | alsoShared,
+                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    }
+
+    const base::PathBuffer& path_;
+    bool speaks_;
+};
+
+class StoreLock {
+ public:
+    StoreLock() { InitializeCriticalSection(&section_); }
+    ~StoreLock() { DeleteCriticalSection(&section_); }
+    StoreLock(const StoreLock&) = delete;
+    StoreLock& operator=(const StoreLock&) = delete;
+    void lock() { EnterCriticalSection(&section_); }
+    void unlock() { LeaveCriticalSection(&section_); }
+
+ private:
+    CRITICAL_SECTION section_;
+};
+
+StoreLock storeLock;
+PolicyStore store;  // under storeLock
+
+std::shared_ptr<const Policy> ReadOwn(bool speaks, std::uint32_t& error) {
+    base::PathBuffer path;
+    error = ERROR_BUFFER_OVERFLOW;
+    if (!PathBesideModule(Utf16(kPolicyFile), path)) return nullptr;
+    FileBesideModule file(path, speaks);
+    const std::lock_guard lock(storeLock);
+    return store.Get(file, error);
+}
+
+std::uint32_t LendOwn(bool speaks, PolicyUse use, void* context) {
+    std::uint32_t error = 0;
+    const std::shared_ptr<const Policy> policy = ReadOwn(speaks, error);
+    if (policy == nullptr) return error;
+    use(context, *policy);
+    return 0;
+}
+
+}  // namespace
+
+std::uint32_t SharePolicy(const char* build, PolicyUse use, void* context) {
+    if (build == nullptr || use == nullptr) return kOtherBuild;
+    try {
+        if (build != Build()) return kOtherBuild;
+        return LendOwn(true, use, context);
+    } catch (...) {
+        return ERROR_OUTOFMEMORY;
+    }
+}
+
+std::uint32_t LendPolicy(PolicyUse use, void* context) {
+    base::PathBuffer path;
+    machine::UniqueModule reader;
+    // The one of this folder, kept loaded for the time of the call.
+    if (PathBesideModule(kSettingsReader, path) &&
+        GetModuleHandleExW(0, machine::Wide(path.data()), reader.Out()) != 0) {
+        const auto share = reinterpret_cast<SharePolicyFn>(
+            reinterpret_cast<void*>(GetProcAddress(reader.Get(), "ShareReferencePolicy")));
+        const std::uint32_t error = share != nullptr ? share(Build().c_str(), use, context) : kOtherBuild;
+        if (error != kOtherBuild) return error;
+    }
+    // Only the settings reader says what is wrong with the policy, or each module would.
+    return LendOwn(false, use, context);
+}
+
+}  // namespace tarn::policy
