@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <map>
 #include <set>
 #include <sstream>
 #include <toml++/toml.h>
@@ -53,7 +54,8 @@ constexpr Notice kOfAnyOtherKey = {"", kEverything, 0};
 
 const Notice& NoticeOf(std::string_view key) {
     const auto covers = [&](const Notice& notice) {
-        return key.starts_with(notice.key) && (key.size() == notice.key.size() || key[notice.key.size()] == '.');
+        return key.starts_with(notice.key) &&
+               (key.size() == notice.key.size() || key[notice.key.size()] == '.' || key[notice.key.size()] == '[');
     };
     const auto found = std::find_if(std::begin(kNotices), std::end(kNotices), covers);
     return found == std::end(kNotices) ? kOfAnyOtherKey : *found;
@@ -66,20 +68,70 @@ std::string TextOf(const toml::node* node) {
     return out.str();
 }
 
-std::string Shown(const toml::node* node) {
-    if (node == nullptr) return "not set";
-    if (node->is_table()) return "a table";
-    const toml::array* const array = node->as_array();
-    if (array == nullptr) return TextOf(node);
-    return fmt::format("{} {}", array->size(), array->size() == 1 ? "entry" : "entries");
+constexpr const char* kNotSet = "not set";
+constexpr const char* kAdded = "added";
+constexpr const char* kRemoved = "removed";
+constexpr const char* kSet = "set";
+constexpr std::size_t kMostEntries = 20;  // of one list that are named one by one
+
+std::string Entries(std::size_t count) {
+    return fmt::format("{} {}", count, count == 1 ? "entry" : "entries");
 }
 
-void Compare(const std::string& key, const toml::node* before, const toml::node* after,
-             std::vector<PolicyChange>& changes) {
-    const toml::table* const oldTable = before != nullptr ? before->as_table() : nullptr;
-    const toml::table* const newTable = after != nullptr ? after->as_table() : nullptr;
-    // A table that comes or goes is compared with an empty one, so that its keys are named.
-    if ((oldTable != nullptr || before == nullptr) && (newTable != nullptr || after == nullptr)) {
+std::string Shown(const toml::node* node) {
+    if (node == nullptr) return kNotSet;
+    if (node->is_table()) return "a table";
+    const toml::array* const array = node->as_array();
+    return array == nullptr ? TextOf(node) : Entries(array->size());
+}
+
+// What people call an entry: its address with the path, else its first name. Empty for one that has none.
+std::string NameOf(const toml::node& entry) {
+    const toml::table* const table = entry.as_table();
+    if (table == nullptr) return TextOf(&entry);
+    const auto part = [&](std::string_view key) {
+        const toml::node* const node = table->get(key);
+        if (node == nullptr) return std::string();
+        return node->is_string() ? node->as_string()->get() : TextOf(node);
+    };
+    for (const char* key : {"host", "address", "account", "id", "name", "text", "hex"})
+        if (std::string name = part(key); !name.empty()) return name + part("path");
+    return {};
+}
+
+// The entries of a list by their names. Entries of one name are told apart by their order: "a", "a #2".
+using NamedEntries = std::map<std::string, const toml::node*>;
+NamedEntries EntriesOf(const toml::array* array) {
+    NamedEntries entries;
+    std::map<std::string, std::size_t> counts;
+    if (array == nullptr) return entries;
+    for (const toml::node& entry : *array) {
+        const std::string name = NameOf(entry);
+        const std::size_t count = ++counts[name];
+        const std::string number = fmt::format("#{}", count);
+        entries[name.empty() ? number : count == 1 ? name : name + " " + number] = &entry;
+    }
+    return entries;
+}
+
+class Comparison {
+ public:
+    // A node that is missing on one side is compared with an empty one, so that what is in it is named.
+    void Compare(const std::string& key, const toml::node* before, const toml::node* after) {
+        if ((before == nullptr || before->is_table()) && (after == nullptr || after->is_table()))
+            CompareTables(key, before, after);
+        else if ((before == nullptr || before->is_array()) && (after == nullptr || after->is_array()))
+            CompareLists(key, before, after);
+        else if (TextOf(before) != TextOf(after))
+            changes_.push_back({key, Shown(before), Shown(after)});
+    }
+
+    std::vector<PolicyChange> Take() { return std::move(changes_); }
+
+ private:
+    void CompareTables(const std::string& key, const toml::node* before, const toml::node* after) {
+        const toml::table* const oldTable = before != nullptr ? before->as_table() : nullptr;
+        const toml::table* const newTable = after != nullptr ? after->as_table() : nullptr;
         std::set<std::string> names;
         for (const toml::table* table : {oldTable, newTable})
             if (table != nullptr)
@@ -87,11 +139,37 @@ void Compare(const std::string& key, const toml::node* before, const toml::node*
         const std::string prefix = key.empty() ? key : key + ".";
         for (const std::string& name : names)
             Compare(prefix + name, oldTable != nullptr ? oldTable->get(name) : nullptr,
-                    newTable != nullptr ? newTable->get(name) : nullptr, changes);
-        return;
+                    newTable != nullptr ? newTable->get(name) : nullptr);
     }
-    if (TextOf(before) != TextOf(after)) changes.push_back({key, Shown(before), Shown(after)});
-}
+
+    void CompareLists(const std::string& key, const toml::node* before, const toml::node* after) {
+        if (TextOf(before) == TextOf(after)) return;
+        const NamedEntries oldEntries = EntriesOf(before != nullptr ? before->as_array() : nullptr);
+        const NamedEntries newEntries = EntriesOf(after != nullptr ? after->as_array() : nullptr);
+        const std::size_t begin = changes_.size();
+        for (const auto& [name, entry] : oldEntries) {
+            const std::string place = fmt::format("{}[{}]", key, name);
+            if (const auto found = newEntries.find(name); found != newEntries.end())
+                Compare(place, entry, found->second);
+            else
+                changes_.push_back({place, kSet, kRemoved});
+        }
+        for (const auto& [name, entry] : newEntries)
+            if (!oldEntries.contains(name)) changes_.push_back({fmt::format("{}[{}]", key, name), kNotSet, kAdded});
+        if (changes_.size() == begin)
+            changes_.push_back({key, Shown(before),
+                                before != nullptr && after != nullptr && !oldEntries.empty()
+                                    ? "the same entries in another order"
+                                    : Shown(after)});
+        if (changes_.size() - begin <= kMostEntries) return;
+        const std::size_t more = changes_.size() - begin - kMostEntries;
+        changes_.resize(begin + kMostEntries);
+        changes_.push_back({key, Entries(oldEntries.size()),
+                            fmt::format("{}; {} more differences in it", Entries(newEntries.size()), more)});
+    }
+
+    std::vector<PolicyChange> changes_;
+};
 
 bool Has(const std::vector<std::uint32_t>& kinds, std::uint32_t kind) {
     return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
@@ -103,7 +181,9 @@ PolicyChanges ComparePolicies(std::string_view before, std::string_view after) {
     const toml::table oldTable = toml::parse(before);
     const toml::table newTable = toml::parse(after);
     PolicyChanges result;
-    Compare("", &oldTable, &newTable, result.changes);
+    Comparison comparison;
+    comparison.Compare("", &oldTable, &newTable);
+    result.changes = comparison.Take();
     for (const PolicyChange& change : result.changes) {
         const Notice& notice = NoticeOf(change.key);
         result.updated |= notice.updated;
@@ -115,6 +195,11 @@ PolicyChanges ComparePolicies(std::string_view before, std::string_view after) {
     }
     std::sort(result.kinds.begin(), result.kinds.end());
     return result;
+}
+
+std::string DescribeChange(const PolicyChange& change) {
+    if (change.after == kAdded || change.after == kRemoved) return fmt::format("{}: {}", change.key, change.after);
+    return fmt::format("{}: {}, was {}", change.key, change.after, change.before);
 }
 
 }  // namespace tarn::host

@@ -10,8 +10,9 @@
 
 namespace tarn::host {
 
+// One value, or one entry of a list: "white_lists.user['shop.example']", "malicious_sites[shop.example].whole_site".
 struct PolicyChange {
-    std::string key;  // "features.browsing_protection"
+    std::string key;
     std::string before;
     std::string after;
 };
@@ -24,6 +25,9 @@ struct PolicyChanges {
 
 // Both texts are policies without mistakes.
 PolicyChanges ComparePolicies(std::string_view before, std::string_view after);
+
+// "features.anti_phishing: false, was true", "malicious_sites[shop.example]: added"
+std::string DescribeChange(const PolicyChange& change);
 
 }  // namespace tarn::host
 

@@ -80,8 +80,56 @@ TEST(PolicyChanges, SayWhatStoodThereAndWhatStandsThere) {
     EXPECT_EQ(changes.changes[0].after, "false");
     EXPECT_EQ(changes.changes[1].key, "ids.alert");
     EXPECT_EQ(changes.changes[1].before, "not set");
-    EXPECT_EQ(changes.changes[2].after, "1 entry");
-    EXPECT_EQ(changes.changes[2].before, "2 entries");
+    EXPECT_EQ(changes.changes[2].key, "white_lists.user['b']");
+    EXPECT_EQ(changes.changes[2].after, "removed");
+}
+
+std::vector<std::string> Described(std::string_view before, std::string_view after) {
+    std::vector<std::string> lines;
+    for (const PolicyChange& change : ComparePolicies(before, after).changes) lines.push_back(DescribeChange(change));
+    return lines;
+}
+
+TEST(PolicyChanges, NameTheEntryAndWhatChangedInIt) {
+    const std::string before =
+        "[[malicious_sites]]\nhost = \"a.test\"\nthreat = \"Worm\"\n[[malicious_sites]]\nhost = \"b.test\"\n";
+    EXPECT_THAT(Described(before,
+                          "[[malicious_sites]]\nhost = \"a.test\"\nthreat = \"Trojan\"\n"
+                          "threats = [{ name = \"T\", path = \"/x\" }]\n[[malicious_sites]]\nhost = \"c.test\"\n"),
+                ElementsAre("malicious_sites[a.test].threat: 'Trojan', was 'Worm'",
+                            "malicious_sites[a.test].threats[T/x]: added", "malicious_sites[b.test]: removed",
+                            "malicious_sites[c.test]: added"));
+}
+
+TEST(PolicyChanges, NameEntriesOfEveryKind) {
+    EXPECT_THAT(Described("",
+                          "malicious_patterns = [\"/x\"]\n[[ids_rules]]\nid = 22\n[[packet_signatures]]\nhex = "
+                          "\"00\"\n[[parental.users]]\naccount = \"anna\"\n[[parental.users]]\n[[sites]]\naddress = "
+                          "\"a.test/b\"\n"),
+                ElementsAre("ids_rules[22]: added", "malicious_patterns['/x']: added", "packet_signatures[00]: added",
+                            "parental.users[#1]: added", "parental.users[anna]: added", "sites[a.test/b]: added"));
+    EXPECT_THAT(Described("[[parental.users]]\naccount = \"anna\"\nhours = { monday = [1, 2] }\n",
+                          "[[parental.users]]\naccount = \"anna\"\nhours = { monday = [2] }\n"),
+                ElementsAre("parental.users[anna].hours.monday[1]: removed"));
+}
+
+TEST(PolicyChanges, TellEntriesOfOneNameApart) {
+    const std::string twice = "[[sites]]\naddress = \"a\"\ncategories = [1]\n[[sites]]\naddress = \"a\"\n";
+    EXPECT_THAT(Described(twice, twice + "categories = [2]\n"), ElementsAre("sites[a #2].categories[2]: added"));
+}
+
+TEST(PolicyChanges, AnotherOrderIsAChange) {
+    EXPECT_THAT(Described("malicious_patterns = [\"a\", \"b\"]", "malicious_patterns = [\"b\", \"a\"]"),
+                ElementsAre("malicious_patterns: the same entries in another order, was 2 entries"));
+    EXPECT_THAT(Described("", "malicious_patterns = []"), ElementsAre("malicious_patterns: 0 entries, was not set"));
+}
+
+TEST(PolicyChanges, ALongListIsCutAndCounted) {
+    std::string many = "malicious_patterns = [";
+    for (int i = 0; i < 1000; ++i) many += "\"/" + std::to_string(i) + "\", ";
+    const auto lines = Described("", many + "]");
+    ASSERT_THAT(lines, SizeIs(21));
+    EXPECT_EQ(lines.back(), "malicious_patterns: 1000 entries; 980 more differences in it, was 0 entries");
 }
 
 TEST(PolicyChanges, CommentsAndOrderAreNone) {
