@@ -3,10 +3,12 @@
 #ifndef TARN_HOST_JUDGE_H
 #define TARN_HOST_JUDGE_H
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tarn/companions.h"
@@ -85,6 +87,8 @@ class Environment {
         mistake = "nothing can be watched here";
         return nullptr;
     }
+    // Until the time is over.
+    virtual void Pause(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
 };
 
 }  // namespace tarn::host

@@ -29,9 +29,11 @@ bool PolicyFollower::Begin(std::string& mistake) {
                               Printable(file_));
         return false;
     }
-    const auto mistakes = policy::ParsePolicy(*text, findSid_).mistakes;
+    policy::ReadPolicy read = policy::ParsePolicy(*text, findSid_);
+    const std::vector<policy::Mistake>& mistakes = read.mistakes;
     if (mistakes.empty()) {
         used_ = seen_ = *text;
+        usedPolicy_ = std::move(read);
         return true;
     }
     mistake =
@@ -41,10 +43,26 @@ bool PolicyFollower::Begin(std::string& mistake) {
     return false;
 }
 
+bool PolicyFollower::ReadAtRest(std::optional<std::string>& text) const {
+    text = ReadPolicyText(file_);
+    if (text == seen_) return true;
+    for (int i = 0; i < kMaxPauses; ++i) {
+        pause_(kRest);
+        auto again = ReadPolicyText(file_);
+        if (again == text) return true;
+        text = std::move(again);
+    }
+    return false;
+}
+
 bool PolicyFollower::Follow(Judge& library) {
-    const auto text = ReadPolicyText(file_);
+    std::optional<std::string> text;
+    if (!ReadAtRest(text)) {
+        PrintKept("beingWritten", "is being written all the time");
+        return false;
+    }
     if (!text) {
-        if (isReadable_) PrintUnreadable();
+        if (isReadable_) PrintKept("missing", "cannot be read");
         isReadable_ = false;
         seen_.clear();
         return false;
@@ -52,11 +70,18 @@ bool PolicyFollower::Follow(Judge& library) {
     isReadable_ = true;
     if (*text == seen_) return false;
     seen_ = *text;
-    const auto mistakes = policy::ParsePolicy(seen_, findSid_).mistakes;
-    if (!mistakes.empty()) {
-        PrintMistakes(mistakes);
+    policy::ReadPolicy read = policy::ParsePolicy(seen_, findSid_);
+    if (!read.mistakes.empty()) {
+        PrintMistakes(read.mistakes);
         return false;
     }
+    if (policy::LosesEverything(usedPolicy_, read)) {
+        PrintKept("lostEverything",
+                  "sets nothing of what it set before, as after a save that failed (to switch a feature off write so, "
+                  "such as browsing_protection = false)");
+        return false;
+    }
+    usedPolicy_ = std::move(read);
     const PolicyChanges changes = ComparePolicies(used_, seen_);
     used_ = seen_;
     std::vector<SentNotice> notices;
@@ -69,11 +94,11 @@ bool PolicyFollower::Follow(Judge& library) {
     return !notices.empty();
 }
 
-void PolicyFollower::PrintUnreadable() {
+void PolicyFollower::PrintKept(const char* jsonKey, const char* text) {
     if (json_)
-        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", Json::array()}, {"missing", true}});
+        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", Json::array()}, {jsonKey, true}});
     else
-        out_ << fmt::format("\n{} cannot be read; what was read before stays\n", policy::kPolicyFile);
+        out_ << fmt::format("\n{} {}; what was read before stays\n", policy::kPolicyFile, text);
     out_.flush();
 }
 
@@ -103,9 +128,7 @@ void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vecto
     } else {
         out_ << fmt::format("\n{} has changed{}\n", policy::kPolicyFile,
                             changes.changes.empty() ? ", but says the same" : "");
-        for (const PolicyChange& change : changes.changes)
-            out_ << fmt::format("  {}: {}, was {}\n", Printable(change.key), Printable(change.after),
-                                Printable(change.before));
+        for (const PolicyChange& change : changes.changes) out_ << "  " << Printable(DescribeChange(change)) << '\n';
         for (const SentNotice& notice : notices)
             out_ << fmt::format(
                 "  {} {}\n", notice.call,

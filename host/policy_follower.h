@@ -1,8 +1,12 @@
 // Follows a policy file while the library runs: tells the library what has changed, and people what came of it.
-// When to look at the file is left to the caller; no scan may run meanwhile.
+// When to look at the file is left to the caller; no scan may run meanwhile. A file that is still being written, has
+// mistakes, is missing or lost everything changes nothing.
 #ifndef TARN_HOST_POLICY_FOLLOWER_H
 #define TARN_HOST_POLICY_FOLLOWER_H
 
+#include <chrono>
+#include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -15,13 +19,19 @@ namespace tarn::host {
 
 class PolicyFollower {
  public:
-    PolicyFollower(std::string file, policy::FindSid findSid, std::ostream& out, bool json)
-        : file_(std::move(file)), findSid_(std::move(findSid)), out_(out), json_(json) {}
+    using Pause = std::function<void(std::chrono::milliseconds)>;
+
+    // How long the file must have stayed the same, and how often that is waited for.
+    static constexpr std::chrono::milliseconds kRest{500};
+    static constexpr int kMaxPauses = 10;
+
+    PolicyFollower(std::string file, policy::FindSid findSid, Pause pause, std::ostream& out, bool json)
+        : file_(std::move(file)), findSid_(std::move(findSid)), pause_(std::move(pause)), out_(out), json_(json) {}
 
     // Before the library starts: the policy that it will read. False with the reason when there is none to start with.
     bool Begin(std::string& mistake);
 
-    // True when the library was told about a change. A policy with mistakes changes nothing.
+    // True when the library was told about a change.
     bool Follow(Judge& library);
 
  private:
@@ -30,15 +40,20 @@ class PolicyFollower {
         bool succeeded;
     };
 
+    // False when it never rested. Nothing is the text of a file that cannot be read.
+    bool ReadAtRest(std::optional<std::string>& text) const;
+    // Something else than a change, which leaves what was read before.
+    void PrintKept(const char* jsonKey, const char* text);
     void PrintMistakes(const std::vector<policy::Mistake>& mistakes);
     void PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices);
-    void PrintUnreadable();
 
     std::string file_;
     policy::FindSid findSid_;
+    Pause pause_;
     std::ostream& out_;
     bool json_;
     std::string used_;  // the text that the library works by
+    policy::ReadPolicy usedPolicy_;
     std::string seen_;  // the text that was looked at last
     bool isReadable_ = true;
 };

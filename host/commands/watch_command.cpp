@@ -126,7 +126,8 @@ int Watch(const WatchOptions& options, const Session& session) {
     if (!ParseReplacements(session.replacements, replacements, mistake)) return session.Fail(mistake, kExitUsage);
     Environment& environment = session.environment;
     const std::string folder = environment.InstallFolder(session.library);
-    PolicyFollower follower(PolicyPath(folder), SidsOf(environment), session.out, session.json);
+    const auto pause = [&](std::chrono::milliseconds time) { environment.Pause(time); };
+    PolicyFollower follower(PolicyPath(folder), SidsOf(environment), pause, session.out, session.json);
     if (!follower.Begin(mistake)) return session.Fail(mistake, kExitFailed);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;

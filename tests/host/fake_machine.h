@@ -111,7 +111,16 @@ class FakeMachine : public FakeEnvironment {
         return std::make_unique<ScriptedSignals>(steps);
     }
 
+    // What happens while the next pause lasts; it takes no time.
+    void Pause(std::chrono::milliseconds) override {
+        if (duringPauses.empty()) return;
+        const auto happens = std::move(duringPauses.front());
+        duringPauses.pop_front();
+        happens();
+    }
+
     ToldLibrary told;
+    std::deque<std::function<void()>> duringPauses;
     std::map<std::string, std::string> accounts{{"", "S-1-5-21-1-2-3-1000"}, {"anna", "S-1-5-21-1-2-3-1001"}};
     TarnSystemTime now{2026, 5, 6, 16, 14, 30, 0, 0};  // a Saturday, half past two
     std::vector<SavedSessionRecord> sessions;

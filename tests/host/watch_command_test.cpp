@@ -96,6 +96,56 @@ TEST_F(WatchCommand, AMissingPolicyKeepsTheOldOne) {
     EXPECT_THAT(machine_.told.notices, IsEmpty());
 }
 
+TEST_F(WatchCommand, AFileThatIsStillBeingWrittenIsNotTakenOver) {
+    ThenPolicy("");
+    machine_.duringPauses = {[this] { policy_.Write("[features]\n"); }, [this] { policy_.Write(kAfter); }};
+    const Ran run = Run({});
+    EXPECT_THAT(run.out, HasSubstr("has changed\n  features.anti_phishing: false, was true\n"));
+    EXPECT_THAT(run.out, Not(HasSubstr("sets nothing")));
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+}
+
+TEST_F(WatchCommand, AFileThatIsReplacedIsNotMissing) {
+    Then(Signal::kChanged, [this] { std::filesystem::remove(policy_.Path()); });
+    machine_.duringPauses = {[this] { policy_.Write(kAfter); }};
+    EXPECT_THAT(Run({}).out, Not(HasSubstr("cannot be read")));
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+}
+
+TEST_F(WatchCommand, AFileThatNeverRestsKeepsTheOldOneUntilItDoes) {
+    ThenPolicy("[features]\n");
+    for (int i = 0; i < 10; ++i)
+        machine_.duringPauses.push_back([this, i] { policy_.Write(kAfter + std::string(i, '#')); });
+    Then(Signal::kChanged);
+    const auto lines = JsonLines(Run({"--json"}).out);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["used"], false);
+    EXPECT_EQ(lines[0]["beingWritten"], true);
+    EXPECT_EQ(lines[1]["used"], true);
+}
+
+TEST_F(WatchCommand, AFileThatLostEverythingKeepsTheOldOneHoweverOftenItIsSaved) {
+    ThenPolicy("");
+    ThenPolicy("# cut\n");
+    ThenPolicy("[ids]\nalert = 1\n");
+    ThenPolicy(kAfter);
+    const auto lines = JsonLines(Run({"--json"}).out);
+    ASSERT_THAT(lines, SizeIs(5));
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(lines[i]["used"], false);
+        EXPECT_EQ(lines[i]["lostEverything"], true);
+    }
+    EXPECT_EQ(lines[3]["used"], true);
+    EXPECT_EQ(lines[3]["changes"].size(), 1U);
+    EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
+}
+
+TEST_F(WatchCommand, AFileThatLostEverythingIsSaid) {
+    ThenPolicy("");
+    EXPECT_THAT(Run({}).out, HasSubstr("tarn-policy.toml sets nothing of what it set before"));
+    EXPECT_THAT(machine_.told.notices, IsEmpty());
+}
+
 TEST_F(WatchCommand, OtherFilesOfTheFolderAreNoChange) {
     Then(Signal::kChanged);
     EXPECT_THAT(Run({}).out, Not(HasSubstr("changed")));
