@@ -7,20 +7,18 @@
 
 namespace tarn::host {
 
-bool ReadPolicyMistakes(const std::string& file, std::vector<policy::Mistake>& mistakes,
-                        const policy::FindSid& findSid) {
+std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid) {
     const auto text = ReadPolicyText(file);
-    if (!text) return false;
-    mistakes = policy::ParsePolicy(*text, findSid).mistakes;
-    return true;
+    if (!text) return std::nullopt;
+    return policy::ParsePolicy(*text, findSid);
 }
 
 std::string DescribePolicyMistakes(const std::string& folder, const policy::FindSid& findSid) {
     const std::string file = PolicyPath(folder);
-    std::vector<policy::Mistake> mistakes;
-    if (!ReadPolicyMistakes(file, mistakes, findSid) || mistakes.empty()) return {};
+    const auto read = ReadPolicyFile(file, findSid);
+    if (!read || read->mistakes.empty()) return {};
     std::string text = fmt::format("{}: a policy with mistakes is not used, so mend what is wrong:", Printable(file));
-    for (const policy::Mistake& mistake : mistakes)
+    for (const policy::Mistake& mistake : read->mistakes)
         text += "\n  " + Printable(policy::Describe(policy::kPolicyFile, mistake));
     return text;
 }

@@ -3,16 +3,15 @@
 #ifndef TARN_HOST_POLICY_CHECK_H
 #define TARN_HOST_POLICY_CHECK_H
 
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
 
-// False when the file cannot be read. Without findSid the names of accounts are not checked.
-bool ReadPolicyMistakes(const std::string& file, std::vector<policy::Mistake>& mistakes,
-                        const policy::FindSid& findSid = {});
+// Nothing when the file cannot be read. Without findSid the names of accounts are not checked.
+std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid = {});
 
 // One line for each mistake in the policy that stands in folder (which ends with a separator), and what to do about
 // them; empty for a policy without mistakes and for a folder without a policy: not every module reads one.

@@ -14,48 +14,84 @@ namespace tarn::host {
 
 namespace {
 
-void PrintAsJson(const std::vector<policy::Mistake>& mistakes, const std::string& file, std::ostream& out) {
+struct PolicyOptions {
+    std::string file;
+    std::string accounts = "machine";
+};
+
+std::string Counted(std::size_t count, const char* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+void PrintAsJson(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
     using Json = nlohmann::ordered_json;
     const auto print = [&](const Json& line) {
         out << line.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
     };
-    for (const policy::Mistake& mistake : mistakes)
-        print({{"type", "mistake"},
-               {"file", file},
-               {"line", mistake.line},
-               {"column", mistake.column},
-               {"text", mistake.text}});
-    print({{"type", "summary"}, {"file", file}, {"mistakes", mistakes.size()}});
+    const auto printAll = [&](const char* type, const std::vector<policy::Mistake>& mistakes) {
+        for (const policy::Mistake& mistake : mistakes)
+            print({{"type", type},
+                   {"file", name},
+                   {"line", mistake.line},
+                   {"column", mistake.column},
+                   {"text", mistake.text}});
+    };
+    printAll("mistake", read.mistakes);
+    printAll("warning", read.warnings);
+    print({{"type", "summary"},
+           {"file", name},
+           {"path", path},
+           {"mistakes", read.mistakes.size()},
+           {"warnings", read.warnings.size()}});
 }
 
-int CheckPolicy(const std::string& given, const Session& session) {
-    const std::string file = given.empty() ? session.environment.OwnFolder() + std::string(policy::kPolicyFile) : given;
-    std::vector<policy::Mistake> mistakes;
-    if (!ReadPolicyMistakes(file, mistakes, SidsOf(session.environment)))
-        return session.Fail(
-            fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(file)),
-            kExitFailed);
+void PrintAsText(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
+    for (const policy::Mistake& mistake : read.mistakes) out << Printable(policy::Describe(name, mistake)) << '\n';
+    for (const policy::Mistake& warning : read.warnings)
+        out << Printable(policy::DescribeWarning(name, warning)) << '\n';
+    std::string result = "no mistakes";
+    if (!read.mistakes.empty())
+        result = fmt::format("{}, so none of it would be used", Counted(read.mistakes.size(), "mistake"));
+    else if (!read.warnings.empty())
+        result += fmt::format(", {}", Counted(read.warnings.size(), "warning"));
+    out << fmt::format("{}: {}\n", Printable(path), result);
+}
 
-    const std::string name = FromPath(ToPath(file).filename());
-    if (session.json) {
-        PrintAsJson(mistakes, name, session.out);
-    } else {
-        for (const policy::Mistake& mistake : mistakes)
-            session.out << Printable(policy::Describe(name, mistake)) << '\n';
-        session.out << fmt::format("{}: {}\n", Printable(name),
-                                   mistakes.empty() ? "no mistakes"
-                                                    : fmt::format("{} mistake{}, so none of it would be used",
-                                                                  mistakes.size(), mistakes.size() == 1 ? "" : "s"));
-    }
-    return mistakes.empty() ? kExitOk : kExitFailed;
+int CheckPolicy(const PolicyOptions& options, const Session& session) {
+    const std::filesystem::path given =
+        ToPath(options.file.empty() ? PolicyPath(session.environment.InstallFolder(session.library)) : options.file);
+    std::error_code ignored;
+    const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
+    const std::string path = FromPath(absolute.empty() ? given : absolute);
+    const policy::FindSid findSid = options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment);
+    const auto read = ReadPolicyFile(path, findSid);
+    if (!read)
+        return session.Fail(
+            fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(path)),
+            kExitFailed);
+    const std::string name = FromPath(given.filename());
+    if (session.json)
+        PrintAsJson(*read, name, path, session.out);
+    else
+        PrintAsText(*read, name, path, session.out);
+    return read->mistakes.empty() ? kExitOk : kExitFailed;
 }
 
 }  // namespace
 
 RunCommand AddPolicyCommand(CLI::App& command, Session& session) {
-    const auto file = std::make_shared<std::string>();
-    command.add_option("FILE", *file, "the policy file; without one the one beside tarnhost");
-    return [file, &session] { return CheckPolicy(*file, session); };
+    const auto options = std::make_shared<PolicyOptions>();
+    command.add_option("FILE", options->file,
+                       "the policy file; without one that of the folder whose modules the other commands use");
+    command
+        .add_option("--accounts", options->accounts,
+                    "machine = warn of accounts that this machine does not have (default), any = take every name, "
+                    "for the policy of another machine")
+        ->check(CLI::IsMember({"machine", "any"}));
+    command.footer(
+        "Exit code: 0 the policy would be used, with or without warnings; 1 it has mistakes or cannot be read; 2 the "
+        "command line is wrong.");
+    return [options, &session] { return CheckPolicy(*options, session); };
 }
 
 }  // namespace tarn::host

@@ -1,7 +1,7 @@
 // tarnhost policy: every mistake with its place, and an exit code that a script can use.
 #include <gmock/gmock.h>
 
-#include "host/fake_environment.h"
+#include "host/fake_machine.h"
 #include "host/policy_check.h"
 #include "host/temporary_file.h"
 
@@ -22,7 +22,7 @@ TEST(PolicyCommand, TheShippedPoliciesHaveNoMistakes) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"policy", TARN_POLICY_FILE});
     EXPECT_EQ(run.code, 0);
-    EXPECT_EQ(run.out, "tarn-policy.toml: no mistakes\n");
+    EXPECT_EQ(run.out, std::string(TARN_POLICY_FILE) + ": no mistakes\n");
 }
 
 TEST(PolicyCommand, NamesEveryMistakeWithItsPlaceAndWhatIsAllowed) {
@@ -48,14 +48,54 @@ TEST(PolicyCommand, JsonHasOneObjectPerMistake) {
     EXPECT_EQ(lines[0]["line"], 2);
     EXPECT_EQ(lines[0]["column"], 1);
     EXPECT_EQ(lines[1]["line"], 3);
-    EXPECT_EQ(lines[2], (nlohmann::json{{"type", "summary"}, {"file", "mine.toml"}, {"mistakes", 2}}));
+    EXPECT_EQ(
+        lines[2],
+        (nlohmann::json{
+            {"type", "summary"}, {"file", "mine.toml"}, {"path", policy.Path()}, {"mistakes", 2}, {"warnings", 0}}));
 }
 
-TEST(PolicyCommand, WithoutAFileTakesTheOneBesideTarnhost) {
-    FakeEnvironment environment;
+TEST(PolicyCommand, WithoutAFileTakesTheFolderThatTheOtherCommandsUse) {
+    FakeMachine machine;
     const TemporaryFile policy("tarn-policy.toml", kTwoMistakes);
-    environment.ownFolder = policy.Folder() + "/";
-    EXPECT_THAT(RunWith(environment, {"policy"}).out, HasSubstr("tarn-policy.toml:2:1"));
+    const TemporaryFile beside("tarn-policy.toml", std::string("ids.alert = 1\n"));
+    machine.installFolder = policy.Folder() + "/";
+    machine.ownFolder = beside.Folder() + "/";
+    const Ran run = RunWith(machine, {"policy"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("tarn-policy.toml:2:1"), HasSubstr(policy.Path() + ": 2 mistakes")));
+}
+
+constexpr const char* kUnknownAccount = "[parental]\nmode = 2\n[[parental.users]]\naccount = \"gone\"\n";
+
+TEST(PolicyCommand, AnUnknownAccountIsAWarning) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kUnknownAccount));
+    const Ran run = RunWith(machine, {"policy", policy.Path()});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("mine.toml:4:11: warning: this machine has no account \"gone\""),
+                               HasSubstr(policy.Path() + ": no mistakes, 1 warning\n")));
+    const auto lines = JsonLines(RunWith(machine, {"policy", "--json", policy.Path()}).out);
+    ASSERT_THAT(lines, SizeIs(2));
+    EXPECT_EQ(lines[0]["type"], "warning");
+    EXPECT_EQ(lines[0]["line"], 4);
+    EXPECT_EQ(lines[1]["warnings"], 1);
+}
+
+TEST(PolicyCommand, AccountsOfAnotherMachineMayBeTaken) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kUnknownAccount));
+    const Ran run = RunWith(machine, {"policy", "--accounts", "any", policy.Path()});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.out, policy.Path() + ": no mistakes\n");
+    EXPECT_EQ(RunWith(machine, {"policy", "--accounts", "some", policy.Path()}).code, 2);
+}
+
+TEST(PolicyCommand, AnEmptyFileIsAWarning) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string("# nothing\n"));
+    const Ran run = RunWith(machine, {"policy", policy.Path()});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(run.out, HasSubstr("mine.toml: warning: the file sets nothing, so nothing is blocked\n"));
 }
 
 TEST(PolicyCommand, AFileThatCannotBeReadIsNamed) {
