@@ -106,10 +106,13 @@ NamedEntries EntriesOf(const toml::array* array) {
     std::map<std::string, std::size_t> counts;
     if (array == nullptr) return entries;
     for (const toml::node& entry : *array) {
-        const std::string name = NameOf(entry);
+        std::string name = NameOf(entry);
         const std::size_t count = ++counts[name];
-        const std::string number = fmt::format("#{}", count);
-        entries[name.empty() ? number : count == 1 ? name : name + " " + number] = &entry;
+        if (name.empty())
+            name = fmt::format("#{}", count);
+        else if (count != 1)
+            name += fmt::format(" #{}", count);
+        entries[name] = &entry;
     }
     return entries;
 }
