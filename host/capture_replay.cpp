@@ -24,6 +24,7 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
     CapturedFrame frame;
     while (reader.Next(frame)) {
         onProgress_(reader.BytesRead());
+        beforeFrame_(frame.timeNanoseconds);
         const std::optional<TransportView> view = ViewTransport(frame.bytes);
         frames.Add(frame, view);
         if (!view) continue;

@@ -29,6 +29,8 @@ class CaptureReplay {
 
     // Called with the bytes read so far after each frame.
     void OnProgress(std::function<void(std::uint64_t)> call) { onProgress_ = std::move(call); }
+    // Called before a frame is judged, with its time.
+    void BeforeFrame(std::function<void(std::uint64_t)> call) { beforeFrame_ = std::move(call); }
     // Called before something is reported.
     void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
@@ -49,6 +51,7 @@ class CaptureReplay {
     FrameScanOptions frameOptions_;
     NotExamined notExamined_;
     std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
+    std::function<void(std::uint64_t)> beforeFrame_ = [](std::uint64_t) {};
     std::function<void()> beforeReport_ = [] {};
 };
 

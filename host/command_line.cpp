@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
+#include <nlohmann/json.hpp>
 
+#include "host/clock_time.h"
 #include "host/commands/command.h"
 #include "host/printable_text.h"
 
@@ -36,6 +38,15 @@ void AddSharedOptions(CLI::App& app, Session& session) {
                    "How the library starts: 1 = as after a restart (default), 0 = fresh, which empties the user's "
                    "white list")
         ->check(CLI::Range(0, 1));
+    app.add_option("--keep-state", session.library.keepState,
+                   "Folder of what a run leaves for the next one: DNS answers, minutes of use, the reset of the user's "
+                   "white list; without it a run starts with none and leaves none")
+        ->type_name("FOLDER");
+    app.add_option("--at", session.at,
+                   "The local time at which is judged, for schedules and times of use: 2026-03-07T21:30, 21:30 (today) "
+                   "or now, which is the machine's clock. Replay takes the times of the capture without it, the other "
+                   "commands now")
+        ->type_name("TIME");
     app.add_flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
 }
 
@@ -47,9 +58,36 @@ std::unique_ptr<VerdictReport> Session::Report() const {
 
 std::unique_ptr<Judge> Session::Library() const {
     std::string mistake;
+    SavedState found;
+    if (!environment.UseState(library, found, mistake)) {
+        Fail(mistake, kExitFailed);
+        return nullptr;
+    }
+    if (!library.keepState.empty()) TellState(found);
     std::unique_ptr<Judge> judge = environment.OpenLibrary(library, mistake);
     if (!judge) Fail(mistake, kExitFailed);
     return judge;
+}
+
+void Session::TellState(const SavedState& found) const {
+    if (json) {
+        const nlohmann::ordered_json line{{"type", "state"},
+                                          {"folder", library.keepState},
+                                          {"savedAnswers", found.answers},
+                                          {"savedSessions", found.sessions},
+                                          {"userListReset", found.isUserListReset}};
+        out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+        return;
+    }
+    const std::string folder = Printable(library.keepState);
+    if (found.answers == 0 && found.sessions == 0)
+        out << fmt::format("starting without saved answers and sessions; {} has none\n", folder);
+    else
+        out << fmt::format("starting with {} saved answer{}, {} session{} of {}\n", found.answers,
+                           found.answers == 1 ? "" : "s", found.sessions, found.sessions == 1 ? "" : "s", folder);
+    if (found.isUserListReset)
+        out << fmt::format("the user's white list is reset until it changes; delete {} in {} to use it again\n",
+                           kUserListResetFile, folder);
 }
 
 int Session::Fail(std::string_view message, ExitCode code) const {
@@ -65,7 +103,7 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, false, false};
+    Session session{environment, out, errors, {}, {}, {}, false, false};
     AddSharedOptions(app, session);
     RunCommand run;
     for (const Command& command : kCommands) {
@@ -85,6 +123,13 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
         return kExitUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
+    }
+    if (!session.at.empty() && session.at != "now") {
+        session.library.clock = ParseClockTime(session.at, environment.LocalTime());
+        if (!session.library.clock)
+            return session.Fail(fmt::format("--at {}: a local time is wanted, such as 2026-03-07T21:30, 21:30 or now",
+                                            Printable(session.at)),
+                                kExitUsage);
     }
     const int code = run();
     out.flush();

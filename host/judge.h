@@ -50,6 +50,8 @@ class Judge {
     // A whole URL, as a browser's extension reports it.
     virtual Judgement ScanExtensionUrl(std::uint8_t /*kind*/, const std::string& /*url*/) { return {}; }
     virtual LogonJudgement ScanLogonEvent(const LogonEvent& /*event*/) { return {}; }
+    // From now on the library takes it to be that time.
+    virtual void SetClock(const TarnSystemTime& /*now*/) {}
     // The two notices of changed settings: one kind, or a mask of updated files.
     virtual bool SettingsChanged(std::uint32_t /*kind*/) { return false; }
     virtual bool UpdateSettingsChanged(std::uint32_t /*mask*/) { return false; }
@@ -57,14 +59,30 @@ class Judge {
 
 struct LibraryOptions {
     std::string installFolder;  // empty: the one that the registry names, else the one that tarnhost stands in
+    std::string keepState;      // folder of what the modules save; empty: one of this run alone, removed at its end
     std::uint8_t mode = 1;      // of WSInit
     bool verbose = false;       // say on stderr what is loaded from where
+    bool judgesUrls = true;     // say on stderr when the settings switch URL scanning off
+    std::optional<TarnSystemTime> clock;  // what time the library takes it to be; empty: the machine's
+};
+
+inline constexpr const char* kUserListResetFile = "tarn-user-list-reset.bin";  // of the reference modules
+
+// What the modules saved in an earlier run.
+struct SavedState {
+    std::size_t answers = 0;   // of DNS
+    std::size_t sessions = 0;  // of accounts
+    bool isUserListReset = false;
 };
 
 // The world around the commands.
 class Environment {
  public:
     virtual ~Environment() = default;
+    // Has the modules save their state where the options say, and tells what stands there. Once, before OpenLibrary.
+    virtual bool UseState(const LibraryOptions& /*options*/, SavedState& /*found*/, std::string& /*mistake*/) {
+        return true;
+    }
     // The library, ready for scans; null with the reason and what to do about it in mistake.
     virtual std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) = 0;
     // With the separator at its end.
@@ -78,6 +96,10 @@ class Environment {
     // An account of this machine; an empty name means the one that tarnhost runs as. False when there is none.
     virtual bool FindAccount(const std::string& /*name*/, Account& /*account*/) { return false; }
     [[nodiscard]] virtual TarnSystemTime LocalTime() const { return {}; }
+    // The local time of a moment (since 1970), by the machine's time zone.
+    [[nodiscard]] virtual std::optional<TarnSystemTime> LocalTimeOf(std::uint64_t /*nanoseconds*/) const {
+        return std::nullopt;
+    }
     // The session records that the settings modules keep between two runs of the library, for when none runs.
     virtual std::vector<SavedSessionRecord> ReadSavedSessions(const LibraryOptions& /*options*/) { return {}; }
     // Signals changes of files in folder, Ctrl+C, and what comes from standard input if that is wanted; null with the

@@ -9,6 +9,7 @@
 #include "tarn/companion_modules.h"
 #include "tarn/tarn.h"
 
+#include "host/library_clock_win32.h"
 #include "host/policy_check.h"
 #include "host/private_registry_win32.h"
 #include "host/this_machine_win32.h"
@@ -73,6 +74,11 @@ class LoadedLibrary : public Judge {
                 fmt::format("{} does not export what a tarn.dll exports; is it another program's?", FromWide(file));
             return false;
         }
+        if (!ReplaceClockOf(module_)) {
+            mistake = fmt::format("the clock of {} cannot be set; is it another program's?", FromWide(file));
+            return false;
+        }
+        if (options.clock) SetLibraryClock(*options.clock);
         if (options.verbose)
             std::fprintf(stderr, "tarnhost: %s with the modules of %s\n", FromWide(file).c_str(),
                          FromWide(installFolder).c_str());
@@ -83,7 +89,7 @@ class LoadedLibrary : public Judge {
             return false;
         }
         std::uint8_t status = 0;
-        if (featureStatus_(&status) != 0 && status == 0)
+        if (options.judgesUrls && featureStatus_(&status) != 0 && status == 0)
             std::fprintf(stderr, "tarnhost: the settings switch every URL-scanning feature off\n");
         return true;
     }
@@ -146,6 +152,7 @@ class LoadedLibrary : public Judge {
         return judgement;
     }
 
+    void SetClock(const TarnSystemTime& now) override { SetLibraryClock(now); }
     bool SettingsChanged(std::uint32_t kind) override { return settingsChanged_(kind, 0, 0, 0) != 0; }
     bool UpdateSettingsChanged(std::uint32_t mask) override { return updateSettingsChanged_(&mask) != 0; }
 

@@ -7,6 +7,7 @@
 
 #include "host/command_line.h"
 #include "host/loaded_library_win32.h"
+#include "host/state_folder_win32.h"
 #include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
 #include "host/watch_signals_win32.h"
@@ -23,6 +24,12 @@ bool IsTerminal(std::FILE* file) {
 
 class WindowsEnvironment : public tarn::host::Environment {
  public:
+    bool UseState(const tarn::host::LibraryOptions& options, tarn::host::SavedState& found,
+                  std::string& mistake) override {
+        if (!state_.Use(options.keepState, mistake)) return false;
+        found = state_.Found(tarn::host::InstallFolderFor(options));
+        return true;
+    }
     std::unique_ptr<tarn::host::Judge> OpenLibrary(const tarn::host::LibraryOptions& options,
                                                    std::string& mistake) override {
         return tarn::host::LoadLibraryFromOwnFolder(options, mistake);
@@ -37,6 +44,9 @@ class WindowsEnvironment : public tarn::host::Environment {
         return tarn::host::FindMachineAccount(name, account);
     }
     [[nodiscard]] TarnSystemTime LocalTime() const override { return tarn::host::MachineTime(); }
+    [[nodiscard]] std::optional<TarnSystemTime> LocalTimeOf(std::uint64_t nanoseconds) const override {
+        return tarn::host::MachineTimeOf(nanoseconds);
+    }
     std::vector<SavedSessionRecord> ReadSavedSessions(const tarn::host::LibraryOptions& options) override {
         return tarn::host::ReadSavedSessionsOf(tarn::host::InstallFolderFor(options));
     }
@@ -46,6 +56,7 @@ class WindowsEnvironment : public tarn::host::Environment {
     }
 
  private:
+    tarn::host::StateFolder state_;
     bool isOutputTerminal_ = IsTerminal(stdout);
     bool isErrorTerminal_ = IsTerminal(stderr);
 };

@@ -12,6 +12,8 @@ namespace tarn::host {
 
 namespace {
 
+constexpr const wchar_t* kStatusReader = L"statrd.dll";
+
 std::wstring CurrentUser() {
     wchar_t name[UNLEN + 1] = {};
     DWORD length = UNLEN + 1;
@@ -22,6 +24,13 @@ std::wstring CurrentUser() {
 std::string WithoutDomain(const std::string& name) {
     const std::size_t separator = name.find('\\');
     return separator == std::string::npos ? name.substr(0, name.find('@')) : name.substr(separator + 1);
+}
+
+TarnSystemTime FromSystem(const SYSTEMTIME& system) {
+    TarnSystemTime time{};
+    static_assert(sizeof time == sizeof system);
+    std::memcpy(&time, &system, sizeof time);
+    return time;
 }
 
 template <class Function>
@@ -56,15 +65,23 @@ bool FindMachineAccount(const std::string& name, Account& account) {
 TarnSystemTime MachineTime() {
     SYSTEMTIME now{};
     GetLocalTime(&now);
-    TarnSystemTime time{};
-    static_assert(sizeof time == sizeof now);
-    std::memcpy(&time, &now, sizeof time);
-    return time;
+    return FromSystem(now);
+}
+
+std::optional<TarnSystemTime> MachineTimeOf(std::uint64_t nanoseconds) {
+    constexpr std::uint64_t kUnitsUntil1970 = 116444736000000000;  // of 100 nanoseconds, from 1601 on
+    const std::uint64_t units = kUnitsUntil1970 + nanoseconds / 100;
+    const FILETIME file{static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+    SYSTEMTIME utc{};
+    SYSTEMTIME local{};
+    if (FileTimeToSystemTime(&file, &utc) == 0 || SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local) == 0)
+        return std::nullopt;
+    return FromSystem(local);
 }
 
 std::vector<SavedSessionRecord> ReadSavedSessionsOf(const std::wstring& installFolder) {
     std::vector<SavedSessionRecord> sessions;
-    const HMODULE module = LoadLibraryW((installFolder + L"statrd.dll").c_str());
+    const HMODULE module = LoadLibraryW((installFolder + kStatusReader).c_str());
     if (module == nullptr) return sessions;
     ReadPCSystemControlSettingsFn read = nullptr;
     ReleasePCSystemControlSettingsFn release = nullptr;
@@ -78,6 +95,26 @@ std::vector<SavedSessionRecord> ReadSavedSessionsOf(const std::wstring& installF
     }
     FreeLibrary(module);
     return sessions;
+}
+
+std::size_t CountSavedAnswersOf(const std::wstring& installFolder) {
+    const HMODULE module = LoadLibraryW((installFolder + kStatusReader).c_str());
+    if (module == nullptr) return 0;
+    ReadDNSCacheSettingsFn read = nullptr;
+    ReleaseDNSCacheSettingsFn release = nullptr;
+    DnsCacheRecord record{};
+    std::uint32_t error = 0;
+    std::size_t count = 0;
+    if (Bind(module, "ReadDNSCacheSettings", read) && Bind(module, "ReleaseDNSCacheSettings", release) &&
+        read(0, &record, &error) != 0) {
+        // The library saves its table as it is, with the slots that no answer has taken yet.
+        const DnsAnswerEntry* const entries = record.entries;
+        for (std::uint16_t i = 0; entries != nullptr && i < record.count; ++i)
+            if (entries[i].addressCount != 0) ++count;
+        release(&record);
+    }
+    FreeLibrary(module);
+    return count;
 }
 
 }  // namespace tarn::host

@@ -3,6 +3,7 @@
 #ifndef TARN_HOST_THIS_MACHINE_WIN32_H
 #define TARN_HOST_THIS_MACHINE_WIN32_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,13 @@ std::wstring InstallFolderFor(const LibraryOptions& options);
 bool FindMachineAccount(const std::string& name, Account& account);
 
 TarnSystemTime MachineTime();
+// Of a moment since 1970; nothing for one that no calendar has.
+std::optional<TarnSystemTime> MachineTimeOf(std::uint64_t nanoseconds);
 
 // Asks the status reader of the folder. Empty, too, when it cannot be loaded.
 std::vector<SavedSessionRecord> ReadSavedSessionsOf(const std::wstring& installFolder);
+// The DNS answers that it would hand to the library; 0, too, when it cannot be loaded.
+std::size_t CountSavedAnswersOf(const std::wstring& installFolder);
 
 }  // namespace tarn::host
 

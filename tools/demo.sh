@@ -75,8 +75,9 @@ ShowLogons() {
     Say "on the same day, after the end of the session."
     Say
     LogonFolder allowance
-    Show 'REFUSED' logon --install-folder build/demo/allowance --ticks 60
-    Show 'REFUSED' logon --install-folder build/demo/allowance --event logoff --event logon
+    Show 'REFUSED' logon --install-folder build/demo/allowance --keep-state build/demo/allowance/state --ticks 60
+    Show 'REFUSED' logon --install-folder build/demo/allowance --keep-state build/demo/allowance/state \
+        --event logoff --event logon
 }
 
 tools/setup.sh build

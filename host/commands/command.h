@@ -23,6 +23,7 @@ struct Session {
     std::ostream& errors;
     LibraryOptions library;
     std::vector<std::string> replacements;  // "ADDRESS=ADDRESS"
+    std::string at;                         // --at; library.clock has what it says
     bool json = false;
     bool brief = false;
 
@@ -32,6 +33,9 @@ struct Session {
     [[nodiscard]] std::unique_ptr<Judge> Library() const;
     // One line on the error output; the exit code given comes back.
     int Fail(std::string_view message, ExitCode code) const;
+
+ private:
+    void TellState(const SavedState& found) const;
 };
 
 // Adds a command to the command line. The returned function runs it after the line was read.

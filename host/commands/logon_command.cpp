@@ -114,7 +114,8 @@ LogonRule RuleOf(const Account& account, const Session& session) {
     if (!text) return {};
     const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
     if (!read.mistakes.empty()) return {};
-    return FindLogonRule(read.policy, account.sid, session.environment.LocalTime());
+    const TarnSystemTime now = session.library.clock.value_or(session.environment.LocalTime());
+    return FindLogonRule(read.policy, account.sid, now);
 }
 
 std::optional<SavedSessionRecord> FindSaved(const std::vector<SavedSessionRecord>& saved, const Account& account) {
@@ -192,9 +193,13 @@ RunCommand AddLogonCommand(CLI::App& command, Session& session) {
         ->check(CLI::Range(0u, kMaxTicks));
     command.add_option("--session", options->sessionId, "number of the session (default 1)");
     command.footer(
-        "The minutes of use are kept for the rest of the day, over several runs. The library says whether it refuses; "
+        "With --keep-state the minutes of use are kept for the rest of the day, over several runs. The library says "
+        "whether it refuses; "
         "why is read from the policy beside the modules.");
-    return [options, &session] { return JudgeLogon(*options, session); };
+    return [options, &session] {
+        session.library.judgesUrls = false;
+        return JudgeLogon(*options, session);
+    };
 }
 
 }  // namespace tarn::host

@@ -4,33 +4,19 @@
 #include <fstream>
 #include <memory>
 
+#include "host/address_replacements.h"
+#include "host/capture_clock.h"
 #include "host/capture_replay.h"
 #include "host/commands/command.h"
 #include "host/file_path.h"
+#include "host/policy_file.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
+#include "policy/policy_reader.h"
 
 namespace tarn::host {
 
 namespace {
-
-bool ParseReplacements(const Session& session, std::vector<AddressReplacement>& out) {
-    for (const std::string& text : session.replacements) {
-        const std::size_t equals = text.find('=');
-        const auto from = ParseIpAddress(std::string_view(text).substr(0, equals));
-        const auto to =
-            equals == std::string::npos ? std::nullopt : ParseIpAddress(std::string_view(text).substr(equals + 1));
-        if (!from || !to) {
-            session.Fail(fmt::format("--map {}: two addresses with \"=\" between them are wanted, such as "
-                                     "10.20.30.10=192.0.2.10",
-                                     Printable(text)),
-                         kExitUsage);
-            return false;
-        }
-        out.push_back({*from, *to});
-    }
-    return true;
-}
 
 bool ReplayOne(const std::string& file, CaptureReplay& replay, const Session& session) {
     const std::filesystem::path path = ToPath(file);
@@ -77,19 +63,36 @@ bool ParseLocal(const Session& session, const std::vector<std::string>& texts, s
     return true;
 }
 
+// What the policy beside the modules says about times.
+ScheduleTurns TurnsOfPolicy(const Session& session) {
+    const auto text = ReadPolicyText(PolicyPath(session.environment.InstallFolder(session.library)));
+    if (!text || text->find("schedule") == std::string::npos) return {};  // a long policy takes a while to read
+    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
+    return read.mistakes.empty() ? ScheduleTurns(read.policy.parental) : ScheduleTurns();
+}
+
 int ReplayCaptures(const ReplayArguments& arguments, const Session& session) {
     std::vector<AddressReplacement> replacements;
     FrameScanOptions frameOptions;
     frameOptions.drop = arguments.drop;
-    if (!ParseReplacements(session, replacements) || !ParseLocal(session, arguments.local, frameOptions.local))
-        return kExitUsage;
+    std::string mistake;
+    if (!ParseReplacements(session.replacements, replacements, mistake)) return session.Fail(mistake, kExitUsage);
+    if (!ParseLocal(session, arguments.local, frameOptions.local)) return kExitUsage;
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
     const std::unique_ptr<VerdictReport> report = session.Report();
     CaptureReplay replay(*library, *report, std::move(replacements), std::move(frameOptions));
+    CaptureClock clock(*library, session.environment, TurnsOfPolicy(session));
+    bool areSettingsRead = true;
+    if (session.at.empty()) replay.BeforeFrame([&](std::uint64_t time) { areSettingsRead &= clock.MoveTo(time); });
     bool areWhole = true;
     for (const std::string& file : arguments.files) areWhole &= ReplayOne(file, replay, session);
     report->Summary(replay.WhatWasNotExamined());
+    if (!areSettingsRead)
+        return session.Fail(
+            "the library could not read its parental settings again when the schedule turned; from there on nothing "
+            "was judged by them",
+            kExitFailed);
     return areWhole ? kExitOk : kExitFailed;
 }
 
@@ -111,7 +114,9 @@ RunCommand AddReplayCommand(CLI::App& command, Session& session) {
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
         "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "
         "with the lower of its two ports as the number of the rule, and through the SMB monitor. An attack in a "
-        "request has its address blocked.\nThe captures of one run are one stream of traffic.");
+        "request has its address blocked.\nThe captures of one run are one stream of traffic. Schedules go by the "
+        "times of "
+        "the capture, in the machine's time zone, unless --at says otherwise.");
     return [arguments, &session] { return ReplayCaptures(*arguments, session); };
 }
 

@@ -104,25 +104,36 @@ TEST(LogonExport, ATimeGridWithoutHoursRefuses) {
 TEST(LogonExport, AnAllowanceIsUsedUpOverSeveralRuns) {
     const InstallCopy install;
     WriteUserEntry(install, kOneHour);
-    const auto first = install.Run({"logon", "--json", "--ticks", "40"}).Json();
-    ASSERT_THAT(first, SizeIs(4));
+    const std::string state = install.Path("state");
+    auto first = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "40"}).Json();
+    ASSERT_THAT(first, SizeIs(5));
+    EXPECT_EQ(first.front()["savedSessions"], 0);
+    first.erase(first.begin());
     EXPECT_EQ(first[2]["lastTick"], 40);
     EXPECT_EQ(first[2]["verdict"], "allowed");
     EXPECT_EQ(first[3]["usedMinutes"], 40);
     EXPECT_EQ(first[3]["allowedMinutes"], 60);
 
-    const auto second = install.Run({"logon", "--json", "--ticks", "20"}).Json();
-    ASSERT_THAT(second, SizeIs(5));
+    auto second = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "20"}).Json();
+    ASSERT_THAT(second, SizeIs(6));
+    EXPECT_EQ(second.front()["savedSessions"], 1);
+    EXPECT_EQ(second.front()["savedAnswers"], 0);
+    second.erase(second.begin());
     EXPECT_EQ(second[2]["lastTick"], 19);
     EXPECT_EQ(second[2]["verdict"], "allowed");
     EXPECT_EQ(second[3]["firstTick"], 20);
     EXPECT_EQ(second[3]["verdict"], "REFUSED");
     EXPECT_EQ(second[4]["refused"], true);
 
-    const auto third = install.Run({"logon", "--json", "--event", "logoff", "--event", "logon"}).Json();
-    ASSERT_THAT(third, SizeIs(4));
-    EXPECT_EQ(third[1]["verdict"], "allowed");
-    EXPECT_EQ(third[2]["verdict"], "REFUSED");
+    const auto third =
+        install.Run({"logon", "--json", "--keep-state", state, "--event", "logoff", "--event", "logon"}).Json();
+    ASSERT_THAT(third, SizeIs(5));
+    EXPECT_EQ(third[2]["verdict"], "allowed");
+    EXPECT_EQ(third[3]["verdict"], "REFUSED");
+
+    const auto alone = install.Run({"logon", "--json", "--ticks", "20"}).Json();
+    ASSERT_THAT(alone, SizeIs(4));
+    EXPECT_EQ(alone[3]["usedMinutes"], 20);
 }
 
 TEST(LogonExport, AnUnknownAccountIsNamed) {

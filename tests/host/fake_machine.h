@@ -4,7 +4,9 @@
 #define TARN_TESTS_HOST_FAKE_MACHINE_H
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
+#include <fmt/format.h>
 #include <map>
 #include <utility>
 
@@ -13,11 +15,14 @@
 
 namespace tarn::host {
 
+using namespace std::chrono_literals;
+
 class ToldLibrary : public FakeLibrary {
  public:
     std::vector<std::pair<std::uint8_t, std::string>> reportedUrls;
     std::vector<LogonEvent> events;
     std::vector<std::string> notices;
+    std::vector<std::string> clock;  // what it was set to
     bool takesNotices = true;
     std::function<LogonJudgement(const LogonEvent&)> onLogon = [](const LogonEvent&) { return Logon(TARN_ALLOW); };
 
@@ -40,6 +45,10 @@ class LentToldLibrary : public LentLibrary {
     LogonJudgement ScanLogonEvent(const LogonEvent& event) override {
         library_.events.push_back(event);
         return library_.onLogon(event);
+    }
+    void SetClock(const TarnSystemTime& now) override {
+        library_.clock.push_back(
+            fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", +now.year, +now.month, +now.day, +now.hour, +now.minute));
     }
     bool SettingsChanged(std::uint32_t kind) override {
         library_.notices.push_back("kind " + std::to_string(kind));
@@ -106,6 +115,22 @@ class FakeMachine : public FakeEnvironment {
         return policy::SidOfText(found->second, account.sid);
     }
     [[nodiscard]] TarnSystemTime LocalTime() const override { return now; }
+    // Its zone is two hours east of UTC.
+    [[nodiscard]] std::optional<TarnSystemTime> LocalTimeOf(std::uint64_t nanoseconds) const override {
+        const auto local = std::chrono::sys_seconds(std::chrono::seconds(nanoseconds / 1000000000)) + 2h;
+        const auto day = std::chrono::floor<std::chrono::days>(local);
+        const std::chrono::year_month_day date(day);
+        const std::chrono::hh_mm_ss time(local - day);
+        const auto word = [](auto value) { return static_cast<std::uint16_t>(value); };
+        return TarnSystemTime{word(static_cast<int>(date.year())),
+                              word(static_cast<unsigned>(date.month())),
+                              word(std::chrono::weekday(day).c_encoding()),
+                              word(static_cast<unsigned>(date.day())),
+                              word(time.hours().count()),
+                              word(time.minutes().count()),
+                              word(time.seconds().count()),
+                              0};
+    }
     std::vector<SavedSessionRecord> ReadSavedSessions(const LibraryOptions&) override { return sessions; }
     std::unique_ptr<WatchSignals> Watch(const std::string&, bool, std::string&) override {
         return std::make_unique<ScriptedSignals>(steps);

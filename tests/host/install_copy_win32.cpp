@@ -108,6 +108,11 @@ std::string InstallCopy::Read(const std::string& name) const {
     return ReadWhole(File(name));
 }
 
+std::string InstallCopy::Path(const std::string& name) const {
+    const std::u8string utf8 = File(name).u8string();
+    return {utf8.begin(), utf8.end()};
+}
+
 void InstallCopy::Remove(const std::string& name) const {
     EXPECT_TRUE(fs::remove(File(name))) << name;
 }

@@ -36,6 +36,8 @@ class InstallCopy {
     [[nodiscard]] std::string Read(const std::string& name) const;
     void Remove(const std::string& name) const;
     [[nodiscard]] const std::filesystem::path& Folder() const { return folder_; }
+    // In the folder, as an argument.
+    [[nodiscard]] std::string Path(const std::string& name) const;
     [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
 
  private:

@@ -1,0 +1,77 @@
+#include "host/state_folder_win32.h"
+
+#include <fmt/format.h>
+#include <windows.h>
+
+#include "host/file_path.h"
+#include "host/printable_text.h"
+#include "host/this_machine_win32.h"
+#include "host/utf8_win32.h"
+
+namespace tarn::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const wchar_t* kFolderForModules = L"TARN_STATE_FOLDER";  // where the reference modules look
+constexpr int kMaxNames = 100;  // of other runs, or left behind by ones that were ended from outside
+
+// Fails now rather than silently at the end of the run, when the modules save.
+bool CanBeWritten(const fs::path& folder) {
+    const fs::path probe = folder / fmt::format("tarnhost-{}.probe", GetCurrentProcessId());
+    HANDLE file = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    CloseHandle(file);
+    return true;
+}
+
+fs::path NewTemporaryFolder() {
+    std::error_code error;
+    const fs::path root = fs::temp_directory_path(error);
+    for (int i = 0; !error && i < kMaxNames; ++i) {
+        fs::path folder = root / fmt::format("tarnhost-{}-{}", GetCurrentProcessId(), i);
+        if (fs::create_directory(folder, error)) return folder;
+    }
+    return {};
+}
+
+}  // namespace
+
+StateFolder::~StateFolder() {
+    std::error_code ignored;
+    if (isOfThisRun_) fs::remove_all(path_, ignored);
+}
+
+bool StateFolder::Use(const std::string& keep, std::string& mistake) {
+    std::error_code error;
+    if (keep.empty()) {
+        path_ = NewTemporaryFolder();
+        isOfThisRun_ = !path_.empty();
+        if (!isOfThisRun_)
+            mistake = "no temporary folder can be made for the state of this run; name a folder with --keep-state";
+    } else {
+        path_ = fs::absolute(ToPath(keep), error);
+        if (!error) fs::create_directories(path_, error);
+        if (error || !CanBeWritten(path_))
+            mistake = fmt::format(
+                "--keep-state {}: this folder cannot be made or written; name one in which you may write files",
+                Printable(keep));
+    }
+    if (!mistake.empty()) return false;
+    SetEnvironmentVariableW(kFolderForModules, path_.c_str());
+    return true;
+}
+
+SavedState StateFolder::Found(const std::wstring& installFolder) const {
+    SavedState found;
+    if (isOfThisRun_) return found;
+    found.answers = CountSavedAnswersOf(installFolder);
+    found.sessions = ReadSavedSessionsOf(installFolder).size();
+    std::error_code ignored;
+    found.isUserListReset = fs::exists(path_ / kUserListResetFile, ignored);
+    return found;
+}
+
+}  // namespace tarn::host
