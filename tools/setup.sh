@@ -19,6 +19,8 @@ wine                                 wine
 /usr/include/nlohmann/json.hpp       nlohmann-json3-dev
 /usr/include/toml++/toml.h           libtomlplusplus-dev
 /usr/include/fmt/core.h              libfmt-dev
+/usr/include/zlib.h                  zlib1g-dev
+/usr/x86_64-w64-mingw32/include/zlib.h libz-mingw-w64-dev
 TABLE
         ;;
     check) cat <<'TABLE'

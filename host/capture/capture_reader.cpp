@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/byte_reader.h"
+#include "host/capture/link_layer.h"
 #include "host/capture/pcap_source.h"
 #include "host/capture/pcapng_source.h"
 
@@ -19,6 +20,7 @@ bool CaptureReader::Next(CapturedFrame& frame) {
     if (!Error().empty()) return false;
     if (!source_ && !Open()) return false;
     if (!source_->Next(frame)) return false;
+    MakeEthernet(frame.linkType, frame.bytes);
     frame.number = ++frameCount_;
     return true;
 }
@@ -29,7 +31,11 @@ bool CaptureReader::Open() {
     if (!stream_.Read(4, "the capture header", magic)) return false;
     std::uint32_t number = 0;
     if (!base::ByteReader(magic).Be(number)) return false;
-    if (number >> 16 == kGzipMagic) return stream_.Fail("the file is compressed (gzip); unpack it first");
+    if (number >> 16 == kGzipMagic) {
+        if (stream_.IsUnpacked()) return stream_.Fail("the file is compressed twice; unpack it once");
+        stream_.Unpack(magic);
+        return Open();
+    }
     source_ = OpenPcap(stream_, magic);
     if (!source_) source_ = OpenPcapng(stream_, magic);
     if (!source_ && stream_.Error().empty())

@@ -1,5 +1,5 @@
-// Opens a capture of either format and hands out its Ethernet frames, one after the other, in bounded memory.
-// What stands in a frame is left to transport_view.h.
+// Opens a capture of either format, packed by gzip or not, and hands out its frames as Ethernet frames, one after the
+// other, in bounded memory. What stands in a frame is left to transport_view.h.
 #ifndef TARN_HOST_CAPTURE_CAPTURE_READER_H
 #define TARN_HOST_CAPTURE_CAPTURE_READER_H
 
@@ -28,7 +28,7 @@ class CaptureReader {
 
     // Empty when the file was read to its end.
     [[nodiscard]] const std::string& Error() const { return stream_.Error(); }
-    [[nodiscard]] std::uint64_t BytesRead() const { return stream_.Offset(); }
+    [[nodiscard]] std::uint64_t BytesRead() const { return stream_.BytesRead(); }
     [[nodiscard]] std::uint64_t FrameCount() const { return frameCount_; }
 
  private:

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 #include <vector>
 
+#include "host/capture/link_layer.h"
+
 namespace tarn::host {
 
 namespace {
@@ -31,9 +33,8 @@ class PcapSource : public FrameSource {
         if (major != 2)
             return stream_.Fail(fmt::format("its pcap version is {}.{}, and only 2.x can be read", major, minor));
         // The upper half holds the length of the frame check sequence.
-        if (const auto type = static_cast<std::uint16_t>(linkType & 0xFFFF); type != kLinkTypeEthernet)
-            return stream_.FailForLinkType(type);
-        return true;
+        linkType_ = static_cast<std::uint16_t>(linkType & 0xFFFF);
+        return IsReplayedLinkType(linkType_) || stream_.FailForLinkType(linkType_);
     }
 
     bool Next(CapturedFrame& frame) override {
@@ -45,7 +46,10 @@ class PcapSource : public FrameSource {
         std::uint32_t seconds = 0;
         std::uint32_t fraction = 0;
         std::uint32_t length = 0;
-        if (!Number(reader, seconds) || !Number(reader, fraction) || !Number(reader, length)) return false;
+        std::uint32_t original = 0;
+        if (!Number(reader, seconds) || !Number(reader, fraction) || !Number(reader, length) ||
+            !Number(reader, original))
+            return false;
         if (length > kMaxFrameBytes)
             return stream_.Fail(
                 fmt::format("the frame at offset {} says that it has {} bytes, and no frame has more "
@@ -53,6 +57,9 @@ class PcapSource : public FrameSource {
                             start, length, kMaxFrameBytes));
         frame.timeNanoseconds =
             seconds * std::uint64_t{1000000000} + fraction * (nanoseconds_ ? 1 : std::uint64_t{1000});
+        frame.linkType = linkType_;
+        frame.captured = length;
+        frame.original = original;
         return stream_.Read(length, "a frame", frame.bytes);
     }
 
@@ -65,6 +72,7 @@ class PcapSource : public FrameSource {
     CaptureStream& stream_;
     bool bigEndian_;
     bool nanoseconds_;
+    std::uint16_t linkType_ = 0;
 };
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 #include <vector>
 
+#include "host/capture/link_layer.h"
+
 namespace tarn::host {
 
 namespace {
@@ -154,17 +156,21 @@ class PcapngSource : public FrameSource {
         std::uint32_t high = 0;
         std::uint32_t low = 0;
         std::uint32_t captured = 0;
+        std::uint32_t original = 0;
         base::Bytes bytes;
         if (!Number(reader, interface) || !Number(reader, high) || !Number(reader, low) || !Number(reader, captured) ||
-            !reader.Skip(4))
+            !Number(reader, original))
             return Damaged(start);
         if (interface >= interfaces_.size())
             return stream_.Fail(
                 fmt::format("the frame at offset {} names interface {}, which is not described", start, interface));
         if (!reader.Take(captured, bytes) || captured > kMaxFrameBytes) return Damaged(start);
         const Interface& described = interfaces_[interface];
-        if (described.linkType != kLinkTypeEthernet) return stream_.FailForLinkType(described.linkType);
+        if (!IsReplayedLinkType(described.linkType)) return stream_.FailForLinkType(described.linkType);
         frame.timeNanoseconds = ToNanoseconds(std::uint64_t{high} << 32 | low, described.time);
+        frame.linkType = described.linkType;
+        frame.captured = captured;
+        frame.original = original;
         frame.bytes.assign(bytes.begin(), bytes.end());
         return true;
     }
@@ -172,16 +178,19 @@ class PcapngSource : public FrameSource {
     // Belongs to the first interface and has no time.
     bool SimplePacket(base::Bytes body, std::uint64_t start, CapturedFrame& frame) {
         base::ByteReader reader(body);
-        std::uint32_t captured = 0;
+        std::uint32_t original = 0;
         base::Bytes bytes;
-        if (!Number(reader, captured)) return Damaged(start);
+        if (!Number(reader, original)) return Damaged(start);
         if (interfaces_.empty())
             return stream_.Fail(fmt::format("the frame at offset {} has no interface description before it", start));
         const Interface& described = interfaces_.front();
-        if (described.snapLength != 0) captured = std::min(captured, described.snapLength);
+        const std::uint32_t captured = described.snapLength != 0 ? std::min(original, described.snapLength) : original;
         if (!reader.Take(captured, bytes) || captured > kMaxFrameBytes) return Damaged(start);
-        if (described.linkType != kLinkTypeEthernet) return stream_.FailForLinkType(described.linkType);
+        if (!IsReplayedLinkType(described.linkType)) return stream_.FailForLinkType(described.linkType);
         frame.timeNanoseconds = 0;
+        frame.linkType = described.linkType;
+        frame.captured = captured;
+        frame.original = original;
         frame.bytes.assign(bytes.begin(), bytes.end());
         return true;
     }

@@ -12,6 +12,9 @@ constexpr std::uint16_t kTypeIpv4 = 0x0800;
 constexpr std::uint16_t kTypeIpv6 = 0x86DD;
 constexpr std::uint8_t kProtocolTcp = 6;
 constexpr std::uint8_t kProtocolUdp = 17;
+constexpr std::uint8_t kFragmentHeader = 44;
+constexpr std::uint16_t kTypePppoeDiscovery = 0x8863;
+constexpr std::uint16_t kTypePppoeSession = 0x8864;
 constexpr int kMaxTags = 4;
 constexpr int kMaxExtensionHeaders = 8;
 
@@ -35,6 +38,7 @@ base::Bytes WithoutPadding(base::Bytes packet, std::size_t length) {
 
 struct IpContent {
     std::uint8_t protocol = 0;
+    bool isFragment = false;
     base::Bytes bytes;
 };
 
@@ -49,7 +53,7 @@ std::optional<IpContent> OpenIpv4(base::Bytes packet, TransportView& view) {
         !TakeAddress(reader, false, view.source.address) || !TakeAddress(reader, false, view.destination.address))
         return std::nullopt;
     constexpr std::uint16_t kMoreFragmentsAndOffset = 0x3FFF;
-    if ((fragment & kMoreFragmentsAndOffset) != 0) return std::nullopt;
+    content.isFragment = (fragment & kMoreFragmentsAndOffset) != 0;
     const std::size_t headerLength = (versionAndLength & 0x0Fu) * std::size_t{4};
     packet = WithoutPadding(packet, totalLength);
     if (headerLength < 20 || headerLength > packet.size()) return std::nullopt;
@@ -69,7 +73,7 @@ std::optional<IpContent> OpenIpv6(base::Bytes packet, TransportView& view) {
     base::Bytes rest = WithoutPadding(packet.subspan(reader.Position()), length);
     for (int i = 0; i < kMaxExtensionHeaders; ++i) {
         const bool isOptions = next == 0 || next == 43 || next == 60;  // hop-by-hop, routing, destination
-        if (!isOptions) return IpContent{next, rest};
+        if (!isOptions) return IpContent{next, next == kFragmentHeader, rest};
         base::ByteReader header(rest);
         std::uint8_t units = 0;
         if (!header.Be(next) || !header.Be(units) || !header.Skip(6 + units * std::size_t{8})) return std::nullopt;
@@ -133,17 +137,33 @@ std::optional<IpAddress> ViewSource(base::Bytes frame) {
 }
 
 std::optional<TransportView> ViewTransport(base::Bytes frame) {
+    FrameContent ignored{};
+    return ViewTransport(frame, ignored);
+}
+
+std::optional<TransportView> ViewTransport(base::Bytes frame, FrameContent& content) {
     std::uint16_t type = 0;
     base::Bytes packet;
-    if (!OpenEthernet(frame, type, packet)) return std::nullopt;
+    content = FrameContent::kOther;
+    if (!OpenEthernet(frame, type, packet)) {
+        content = FrameContent::kDamaged;
+        return std::nullopt;
+    }
+    if (type == kTypePppoeDiscovery || type == kTypePppoeSession) content = FrameContent::kPppoe;
+    if (type != kTypeIpv4 && type != kTypeIpv6) return std::nullopt;
 
     TransportView view;
-    std::optional<IpContent> content;
-    if (type == kTypeIpv4) content = OpenIpv4(packet, view);
-    if (type == kTypeIpv6) content = OpenIpv6(packet, view);
-    if (!content) return std::nullopt;
-    if (content->protocol == kProtocolTcp && OpenTcp(content->bytes, view)) return view;
-    if (content->protocol == kProtocolUdp && OpenUdp(content->bytes, view)) return view;
+    const std::optional<IpContent> ip = type == kTypeIpv4 ? OpenIpv4(packet, view) : OpenIpv6(packet, view);
+    const bool isTcp = ip && ip->protocol == kProtocolTcp;
+    const bool isUdp = ip && ip->protocol == kProtocolUdp;
+    if (ip && ip->isFragment) {
+        content = FrameContent::kFragment;
+    } else if ((isTcp && OpenTcp(ip->bytes, view)) || (isUdp && OpenUdp(ip->bytes, view))) {
+        content = FrameContent::kTransport;
+        return view;
+    } else if (!ip || isTcp || isUdp) {
+        content = FrameContent::kDamaged;
+    }
     return std::nullopt;
 }
 

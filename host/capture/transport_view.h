@@ -33,8 +33,18 @@ struct TransportView {
     bool reset = false;
 };
 
-// Nothing for any other frame. 802.1Q tags and IPv6 extension headers are passed over.
+// What a frame holds, as far as a view of it is concerned.
+enum class FrameContent {
+    kTransport,  // a segment or datagram
+    kFragment,   // of an IP packet
+    kPppoe,      // another network's packet inside
+    kDamaged,    // an IP, TCP or UDP header that does not fit into the frame
+    kOther
+};
+
+// Nothing for a frame that is not kTransport. 802.1Q tags and IPv6 extension headers are passed over.
 std::optional<TransportView> ViewTransport(base::Bytes frame);
+std::optional<TransportView> ViewTransport(base::Bytes frame, FrameContent& content);
 
 // Who sent an IP packet, also one that holds no whole segment or datagram; nothing for any other frame.
 std::optional<IpAddress> ViewSource(base::Bytes frame);

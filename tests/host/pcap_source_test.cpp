@@ -57,8 +57,8 @@ TEST(PcapSource, IgnoresTheCheckSequenceLengthBesideTheLinkType) {
     EXPECT_EQ(result.frames.size(), 1u);
 }
 
-TEST(PcapSource, NamesALinkTypeThatIsNotEthernet) {
-    EXPECT_THAT(ReadAll(PcapHeader({.linkType = 113})).error, HasSubstr("link type 113 (Linux cooked)"));
+TEST(PcapSource, NamesALinkTypeThatIsNotReplayed) {
+    EXPECT_THAT(ReadAll(PcapHeader({.linkType = 105})).error, HasSubstr("link type 105 (IEEE 802.11)"));
     EXPECT_THAT(ReadAll(PcapHeader({.linkType = 999})).error, HasSubstr("link type 999 ("));
 }
 

@@ -76,10 +76,10 @@ TEST(ReplayCommand, AFileThatIsNotThereDoesNotKeepTheOthersFromBeingJudged) {
 
 TEST(ReplayCommand, NamesALinkTypeThatItDoesNotKnow) {
     FakeEnvironment environment;
-    const TemporaryFile capture("any.pcap", PcapHeader({.linkType = 113}));
+    const TemporaryFile capture("any.pcap", PcapHeader({.linkType = 105}));
     const Ran run = RunWith(environment, {"replay", capture.Path()});
     EXPECT_EQ(run.code, kFailed);
-    EXPECT_THAT(run.errors, AllOf(HasSubstr(capture.Path()), HasSubstr("link type 113 (Linux cooked)")));
+    EXPECT_THAT(run.errors, AllOf(HasSubstr(capture.Path()), HasSubstr("link type 105 (IEEE 802.11)")));
     EXPECT_THAT(run.out, HasSubstr("0 requests"));
 }
 
