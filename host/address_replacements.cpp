@@ -1,5 +1,6 @@
 #include "host/address_replacements.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 #include "host/printable_text.h"
@@ -18,6 +19,12 @@ bool ParseReplacements(const std::vector<std::string>& texts, std::vector<Addres
                 "--map {}: two addresses with \"=\" between them are wanted, such as "
                 "10.20.30.10=192.0.2.10",
                 Printable(text));
+            return false;
+        }
+        const bool isTwice = std::any_of(out.begin(), out.end(), [&](const auto& one) { return one.from == *from; });
+        if (isTwice) {
+            mistake = fmt::format("--map {}: this address has been replaced by another --map already; keep one of them",
+                                  Printable(text));
             return false;
         }
         out.push_back({*from, *to});

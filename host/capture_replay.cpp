@@ -1,5 +1,7 @@
 #include "host/capture_replay.h"
 
+#include <algorithm>
+
 #include "host/capture/capture_reader.h"
 #include "host/capture/tcp_turns.h"
 #include "host/capture/transport_view.h"
@@ -9,48 +11,80 @@ namespace tarn::host {
 namespace {
 
 constexpr std::uint16_t kSmbPort = 445;  // left to the frame scans
+constexpr std::uint16_t kDnsPort = 53;
+constexpr std::uint16_t kQuicPort = 443;
 
 }  // namespace
 
 bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::string& mistake) {
     report_.BeginCapture({name, replacements_});
+    ++read_.captures;
     TcpTurns turns([this](const Turn& turn) {
         const Utterance utterance{turn.data, turn.server.port, true, true};
-        Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server);
+        const bool isKnown =
+            Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server, turn.hasGap);
+        if (!isKnown && turn.server.port != kSmbPort) ++read_.notExamined.unknownTurns;
     });
-    FrameScan frames(judge_, report_, frameOptions_, notExamined_);
+    FrameScan frames(judge_, report_, frameOptions_, read_.notExamined);
     frames.BeforeReport([this] { beforeReport_(); });
     CaptureReader reader(file);
     CapturedFrame frame;
-    while (reader.Next(frame)) {
+    bool isStopped = false;
+    while (!isStopped && reader.Next(frame)) {
         onProgress_(reader.BytesRead());
-        beforeFrame_(frame.timeNanoseconds);
-        const std::optional<TransportView> view = ViewTransport(frame.bytes);
-        frames.Add(frame, view);
+        isStopped = !beforeFrame_(frame.timeNanoseconds);
+        if (isStopped) break;
+        Count(frame);
+        FrameContent content{};
+        const std::optional<TransportView> view = ViewTransport(frame.bytes, content);
+        frames.Add(frame, view, content);
         if (!view) continue;
-        if (view->isTcp) {
+        if (view->isTcp)
             turns.Add(*view, frame.number, frame.timeNanoseconds);
-            continue;
-        }
-        // Of datagrams only what a server says is of interest, so the sender counts as the server.
-        const Utterance utterance{view->payload, view->source.port, false, false};
-        Consider(utterance, {frame.number, frame.timeNanoseconds, view->destination, {}, {}}, view->source);
+        else
+            ConsiderDatagram(frame, *view);
     }
-    turns.Finish();
+    if (!isStopped) turns.Finish();
     mistake = reader.Error();
     return mistake.empty();
 }
 
-void CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server) {
+void CaptureReplay::Count(const CapturedFrame& frame) {
+    ++read_.frames;
+    read_.bytes += frame.captured;
+    if (const std::uint64_t time = frame.timeNanoseconds; time != 0) {
+        read_.firstNanoseconds = read_.firstNanoseconds == 0 ? time : std::min(read_.firstNanoseconds, time);
+        read_.lastNanoseconds = std::max(read_.lastNanoseconds, time);
+    }
+    if (!frame.IsCut()) return;
+    ++read_.cutFrames;
+    read_.mostKept = std::max(read_.mostKept, frame.captured);
+    read_.mostOriginal = std::max(read_.mostOriginal, frame.original);
+}
+
+void CaptureReplay::ConsiderDatagram(const CapturedFrame& frame, const TransportView& view) {
+    // Of datagrams only what a server says is of interest, so the sender counts as the server.
+    const Utterance utterance{view.payload, view.source.port, false, false};
+    if (Consider(utterance, {frame.number, frame.timeNanoseconds, view.destination, {}, {}}, view.source,
+                 frame.IsCut()) ||
+        view.destination.port == kDnsPort)
+        return;
+    const bool isQuic = view.source.port == kQuicPort || view.destination.port == kQuicPort;
+    ++(isQuic ? read_.notExamined.quic : read_.notExamined.otherDatagrams);
+}
+
+bool CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap) {
     const Protocol* protocol = ChooseProtocol(utterance);
-    if (protocol == nullptr && utterance.isTcp && utterance.serverPort != kSmbPort) ++notExamined_.unknownTurns;
-    if (protocol == nullptr || utterance.data.empty()) return;
+    if (protocol == nullptr) return false;
+    if (utterance.data.empty()) return true;
     origin.replacedClient = Replace(origin.client.address);
     origin.replacedServer = Replace(server.address);
-    JudgedRequest request{protocol, protocol->view(utterance.data), server, origin, {}};
+    JudgedRequest request{protocol, protocol->view(utterance.data), server, origin, {}, {}};
     request.judgement = judge_.ScanUrl(protocol->kind, utterance.data, server);
+    request.coverage = CoverageOf(*protocol, utterance.data, server, request.judgement, hasGap);
     beforeReport_();
     report_.Request(request);
+    return true;
 }
 
 std::optional<IpAddress> CaptureReplay::Replace(IpAddress& address) const {

@@ -29,8 +29,8 @@ class CaptureReplay {
 
     // Called with the bytes read so far after each frame.
     void OnProgress(std::function<void(std::uint64_t)> call) { onProgress_ = std::move(call); }
-    // Called before a frame is judged, with its time.
-    void BeforeFrame(std::function<void(std::uint64_t)> call) { beforeFrame_ = std::move(call); }
+    // Called before a frame is judged, with its time; when it answers false the replay ends there.
+    void BeforeFrame(std::function<bool(std::uint64_t)> call) { beforeFrame_ = std::move(call); }
     // Called before something is reported.
     void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
@@ -38,10 +38,13 @@ class CaptureReplay {
     bool Replay(std::istream& file, const std::string& name, std::string& mistake);
 
     // Of all captures so far.
-    [[nodiscard]] const NotExamined& WhatWasNotExamined() const { return notExamined_; }
+    [[nodiscard]] const ReplayTotals& WhatWasRead() const { return read_; }
 
  private:
-    void Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server);
+    void Count(const CapturedFrame& frame);
+    void ConsiderDatagram(const CapturedFrame& frame, const TransportView& view);
+    // hasGap: the capture lacks some of the bytes. False for what there is no scan for.
+    bool Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap);
     // Puts another address in the place of address; the result is the one that stood there.
     std::optional<IpAddress> Replace(IpAddress& address) const;
 
@@ -49,9 +52,9 @@ class CaptureReplay {
     VerdictReport& report_;
     std::vector<AddressReplacement> replacements_;
     FrameScanOptions frameOptions_;
-    NotExamined notExamined_;
+    ReplayTotals read_;
     std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
-    std::function<void(std::uint64_t)> beforeFrame_ = [](std::uint64_t) {};
+    std::function<bool(std::uint64_t)> beforeFrame_ = [](std::uint64_t) { return true; };
     std::function<void()> beforeReport_ = [] {};
 };
 

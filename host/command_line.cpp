@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "host/clock_time.h"
 #include "host/commands/command.h"
@@ -15,13 +16,19 @@ namespace tarn::host {
 namespace {
 
 constexpr Command kCommands[] = {
-    {"url", "Judge URLs", AddUrlCommand},
-    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand},
-    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand},
-    {"logon", "Say whether an account may use the machine now", AddLogonCommand},
-    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand},
-    {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand},
+    {"url", "Judge URLs", AddUrlCommand, "--map"},
+    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand, ""},
+    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand, "--map --brief"},
+    {"logon", "Say whether an account may use the machine now", AddLogonCommand, "--map --brief"},
+    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand, "--at"},
+    {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand,
+     "--map --brief --mode --keep-state --at --exit-verdict --verbose"},
 };
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 all was judged; 1 something failed: the library did not start, an input is damaged or cut, the "
+    "output could not be written or its reader closed it; 2 the command line is wrong; 3 something was blocked, "
+    "refused or found (with --exit-verdict alone); 130 stopped by Ctrl+C.";
 
 void AddSharedOptions(CLI::App& app, Session& session) {
     app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
@@ -47,6 +54,8 @@ void AddSharedOptions(CLI::App& app, Session& session) {
                    "or now, which is the machine's clock. Replay takes the times of the capture without it, the other "
                    "commands now")
         ->type_name("TIME");
+    app.add_flag("--exit-verdict", session.exitVerdict,
+                 "End with exit code 3 when something was blocked, refused or found");
     app.add_flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
 }
 
@@ -90,26 +99,49 @@ void Session::TellState(const SavedState& found) const {
                            kUserListResetFile, folder);
 }
 
+bool Session::MayGoOn() const {
+    return out.good() && !environment.IsInterrupted();
+}
+
+int Session::End(ExitCode code, bool found) const {
+    return code == kExitOk && found && exitVerdict ? kExitFound : code;
+}
+
 int Session::Fail(std::string_view message, ExitCode code) const {
     out.flush();
     errors << "tarnhost: " << message << std::endl;
     return code;
 }
 
-int RunCommandLine(std::vector<std::string> arguments, Environment& environment, std::ostream& out,
-                   std::ostream& errors) {
+namespace {
+
+// The first option that was given and does nothing for the command; empty when there is none.
+std::string FindIdleOption(const CLI::App& app, const Command& command) {
+    std::istringstream names{std::string(command.without)};
+    for (std::string name; names >> name;)
+        if (app.get_option(name)->count() != 0) return name;
+    return {};
+}
+
+int RunCommandOf(std::vector<std::string> arguments, Environment& environment, std::ostream& out,
+                 std::ostream& errors) {
     CLI::App app("Runs tarn.dll as its host process would and prints its verdicts.", "tarnhost");
     app.set_version_flag("--version", std::string("tarnhost " TARN_VERSION));
     app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
+    app.footer(kExitCodes);
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, {}, false, false};
+    Session session{environment, out, errors, {}, {}, {}, false, false, false};
     AddSharedOptions(app, session);
     RunCommand run;
+    const Command* chosen = nullptr;
     for (const Command& command : kCommands) {
         CLI::App* const added = app.add_subcommand(command.name, command.description);
         const RunCommand one = command.add(*added, session);
-        added->callback([&run, one] { run = one; });
+        added->callback([&run, &chosen, &command, one] {
+            chosen = &command;
+            run = one;
+        });
     }
     try {
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
@@ -124,6 +156,8 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
     } catch (const CLI::ParseError& error) {
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }
+    if (const std::string idle = FindIdleOption(app, *chosen); !idle.empty())
+        return session.Fail(fmt::format("{} does nothing for {}; leave it out", idle, chosen->name), kExitUsage);
     if (!session.at.empty() && session.at != "now") {
         session.library.clock = ParseClockTime(session.at, environment.LocalTime());
         if (!session.library.clock)
@@ -131,9 +165,18 @@ int RunCommandLine(std::vector<std::string> arguments, Environment& environment,
                                             Printable(session.at)),
                                 kExitUsage);
     }
-    const int code = run();
+    return run();
+}
+
+}  // namespace
+
+int RunCommandLine(std::vector<std::string> arguments, Environment& environment, std::ostream& out,
+                   std::ostream& errors) {
+    const int code = RunCommandOf(std::move(arguments), environment, out, errors);
     out.flush();
-    return code;
+    if (out) return code;
+    errors << "tarnhost: " << environment.OutputMistake() << std::endl;
+    return kExitFailed;
 }
 
 }  // namespace tarn::host

@@ -23,9 +23,22 @@ struct UrlParts {
     std::optional<IpAddress> address;
 };
 
+// "mailto" of "mailto:me@a.example": a word of letters with no port behind its colon. Empty for a host.
+std::string_view SchemeWithoutHost(std::string_view url) {
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const std::string_view word = url.substr(0, url.find(':'));
+    if (word.empty() || word.size() == url.size() || !std::all_of(word.begin(), word.end(), isLetter)) return {};
+    const std::string_view behind = url.substr(word.size() + 1);
+    const bool isPort = behind.find_first_not_of("0123456789") >= std::min(behind.find_first_of("/?#"), behind.size());
+    return isPort ? std::string_view() : word;
+}
+
 std::string_view CutScheme(std::string_view& url) {
     const std::size_t end = url.find("://");
-    if (end == std::string_view::npos || end > url.find_first_of("/?#")) return "http";
+    if (end == std::string_view::npos || end > url.find_first_of("/?#")) {
+        const std::string_view scheme = SchemeWithoutHost(url);
+        return scheme.empty() ? "http" : scheme;
+    }
     const std::string_view scheme = url.substr(0, end);
     url.remove_prefix(end + 3);
     return scheme;
@@ -62,7 +75,11 @@ std::string Encode(std::string_view text) {
     return result;
 }
 
-bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mistake) {
+bool IsAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mistake, const HostToAscii& toAscii) {
     if (const std::size_t user = authority.rfind('@'); user != std::string_view::npos)
         authority.remove_prefix(user + 1);
     std::size_t hostEnd = authority.find(':');
@@ -76,6 +93,7 @@ bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mi
         hostEnd = bracket + 1 == authority.size() ? std::string_view::npos : bracket + 1;
     }
     parts.host = authority.substr(0, hostEnd);
+    if (toAscii && !IsAscii(parts.host)) parts.host = toAscii(parts.host).value_or(parts.host);
     base::LowerAscii(parts.host.data(), parts.host.size());
     if (!parts.address) parts.address = ParseIpAddress(parts.host);
     const bool isHostFine = std::all_of(parts.host.begin(), parts.host.end(), [](char c) {
@@ -102,7 +120,7 @@ bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mi
     return true;
 }
 
-bool ParseUrl(std::string_view url, UrlParts& parts, std::string& mistake) {
+bool ParseUrl(std::string_view url, UrlParts& parts, std::string& mistake, const HostToAscii& toAscii) {
     if (url.size() > kMaxUrl) {
         mistake = fmt::format("it has {} characters, and at most {} are judged", url.size(), kMaxUrl);
         return false;
@@ -114,7 +132,7 @@ bool ParseUrl(std::string_view url, UrlParts& parts, std::string& mistake) {
         return false;
     }
     const std::size_t authorityEnd = std::min(url.find_first_of("/?#"), url.size());
-    if (!ParseAuthority(url.substr(0, authorityEnd), parts, mistake)) return false;
+    if (!ParseAuthority(url.substr(0, authorityEnd), parts, mistake, toAscii)) return false;
 
     std::string_view target = url.substr(authorityEnd);
     target = target.substr(0, target.find('#'));
@@ -149,10 +167,10 @@ std::vector<std::uint8_t> Filler(std::size_t count, std::uint8_t first) {
 
 }  // namespace
 
-std::optional<ComposedRequest> ComposeRequest(std::string_view url, std::string& mistake) {
+std::optional<ComposedRequest> ComposeRequest(std::string_view url, std::string& mistake, const HostToAscii& toAscii) {
     mistake.clear();
     UrlParts parts;
-    if (!ParseUrl(url, parts, mistake)) return std::nullopt;
+    if (!ParseUrl(url, parts, mistake, toAscii)) return std::nullopt;
     ComposedRequest request;
     request.isServerKnown = parts.address.has_value();
     request.server = {parts.address.value_or(kAnyServer), parts.port};

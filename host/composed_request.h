@@ -4,6 +4,7 @@
 #define TARN_HOST_COMPOSED_REQUEST_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +25,10 @@ struct ComposedRequest {
 
 // http:// and https:// URLs; one without a scheme counts as http://. On a URL that no browser would take the result is
 // empty and mistake says why.
-std::optional<ComposedRequest> ComposeRequest(std::string_view url, std::string& mistake);
+// toAscii: turns an international host name into the form that is sent; nothing when it has none.
+using HostToAscii = std::function<std::optional<std::string>(const std::string& utf8)>;
+std::optional<ComposedRequest> ComposeRequest(std::string_view url, std::string& mistake,
+                                              const HostToAscii& toAscii = {});
 
 // A ClientHello as RFC 8446 wants it, with that server name (RFC 6066; left out when empty). At most 255 characters.
 std::vector<std::uint8_t> ComposeClientHello(std::string_view serverName);

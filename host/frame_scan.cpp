@@ -46,14 +46,14 @@ std::string WithoutPort(const std::string& host) {
 
 }  // namespace
 
-void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportView>& view) {
+void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportView>& view, FrameContent content) {
     if (view) {
         if (const std::optional<IpAddress> guess = localSide_.Learn(*view)) {
             beforeReport_();
             report_.LocalGuess(*guess);
         }
     }
-    CountNotExamined(frame.bytes, view);
+    CountNotExamined(frame.bytes, view, content);
     // What this machine did not send came in, whoever else it was for.
     const std::optional<IpAddress> source = ViewSource(frame.bytes);
     const bool inbound = !source || !localSide_.IsLocal(*source);
@@ -61,12 +61,26 @@ void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportVie
     ScanSmb(frame, inbound);
 }
 
-void FrameScan::CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view) {
-    if (!view)
-        ++notExamined_.otherFrames;
-    else if (!IsUntaggedIpv4(frame))
+void FrameScan::CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view, FrameContent content) {
+    switch (content) {
+        case FrameContent::kFragment:
+            ++notExamined_.fragments;
+            return;
+        case FrameContent::kPppoe:
+            ++notExamined_.pppoe;
+            return;
+        case FrameContent::kDamaged:
+            ++notExamined_.damagedFrames;
+            return;
+        case FrameContent::kOther:
+            ++notExamined_.otherFrames;
+            return;
+        case FrameContent::kTransport:
+            break;
+    }
+    if (!IsUntaggedIpv4(frame))
         ++notExamined_.taggedOrIpv6;
-    else if (IsEncryptedSmb(*view))
+    else if (view && IsEncryptedSmb(*view))
         ++notExamined_.encryptedSmb;
 }
 

@@ -34,14 +34,14 @@ class FrameScan {
     // Called before something is reported.
     void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
-    // view: what ViewTransport says of the frame.
-    void Add(const CapturedFrame& frame, const std::optional<TransportView>& view);
+    // view, content: what ViewTransport says of the frame.
+    void Add(const CapturedFrame& frame, const std::optional<TransportView>& view, FrameContent content);
 
  private:
     // Remote end and local port: those of one connection.
     using Connection = std::tuple<Endpoint, std::uint16_t, std::uint32_t>;
 
-    void CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view);
+    void CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view, FrameContent content);
     void ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound);
     void ScanSmb(const CapturedFrame& frame, bool inbound);
     // An attack in a request that this machine sends has the address that it asks for blocked.

@@ -12,6 +12,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr double kNanosecondsPerSecond = 1e9;
+
 // Bytes that are no UTF-8 become U+FFFD.
 std::string OneLine(const Json& object) {
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
@@ -24,7 +26,7 @@ void JsonReport::BeginCapture(const CaptureHeading& heading) {
 }
 
 void JsonReport::Request(const JudgedRequest& request) {
-    totals_.Count(request.judgement);
+    totals_.Count(request.judgement, request.coverage);
     if (isBrief_ && IsUndecided(request.judgement)) return;
     Json line;
     line["type"] = "verdict";
@@ -44,6 +46,8 @@ void JsonReport::Request(const JudgedRequest& request) {
     line["host"] = request.view.host;
     line["path"] = request.view.path;
     line["verdict"] = StateWord(request.judgement);
+    line["judged"] = ExtentWord(request.coverage.extent);
+    if (!request.coverage.IsWhole()) line["whyNotWhole"] = request.coverage.why;
     if (request.judgement.isValid) {
         const UrlVerdict& verdict = request.judgement.verdict;
         const std::uint32_t reason = verdict.reason;
@@ -97,7 +101,7 @@ void JsonReport::File(const ShareFile& file) {
     out_ << OneLine(line);
 }
 
-void JsonReport::Summary(const std::optional<NotExamined>& notExamined) {
+void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {
     Json line;
     line["type"] = "summary";
     line["requests"] = totals_.requests;
@@ -106,21 +110,43 @@ void JsonReport::Summary(const std::optional<NotExamined>& notExamined) {
     line["withoutVerdict"] = totals_.withoutVerdict;
     line["byReason"] = Json::object();
     for (const auto& [reason, count] : totals_.byReason) line["byReason"][fmt::format("{}", reason)] = count;
+    line["judgedInPart"] = totals_.CountOf(Extent::kPart);
+    line["notJudged"] = totals_.CountOf(Extent::kNone);
+    line["whyNotWhole"] = Json::object();
+    for (const auto& [cause, count] : totals_.notWhole) line["whyNotWhole"][std::string(cause.second)] = count;
+    line["failedInputs"] = end.failedInputs;
+    line["stopped"] = end.isStopped;
     line["replacedAddresses"] = Json::array();
     for (const AddressReplacement& replacement : heading_.replacements)
         line["replacedAddresses"].push_back(
             {{"from", FormatIpAddress(replacement.from)}, {"to", FormatIpAddress(replacement.to)}});
-    if (notExamined) {
+    if (replay) {
         line["attackFrames"] = totals_.attackFrames;
         line["attackFramesBlocked"] = totals_.attackFramesBlocked;
         line["attacksByReason"] = Json::object();
         for (const auto& [reason, count] : totals_.attacksByReason)
             line["attacksByReason"][fmt::format("{}", reason)] = count;
         line["files"] = totals_.files;
-        line["notExamined"] = {{"unknownTurns", notExamined->unknownTurns},
-                               {"encryptedSmb", notExamined->encryptedSmb},
-                               {"taggedOrIpv6", notExamined->taggedOrIpv6},
-                               {"otherFrames", notExamined->otherFrames}};
+        line["captures"] = replay->captures;
+        line["frames"] = replay->frames;
+        line["bytes"] = replay->bytes;
+        if (replay->firstNanoseconds != 0) {
+            line["firstTime"] = FormatTime(replay->firstNanoseconds);
+            line["lastTime"] = FormatTime(replay->lastNanoseconds);
+            line["durationSeconds"] =
+                static_cast<double>(replay->lastNanoseconds - replay->firstNanoseconds) / kNanosecondsPerSecond;
+        }
+        line["cutFrames"] = replay->cutFrames;
+        const NotExamined& silent = replay->notExamined;
+        line["notExamined"] = {{"unknownTurns", silent.unknownTurns},
+                               {"quic", silent.quic},
+                               {"otherDatagrams", silent.otherDatagrams},
+                               {"encryptedSmb", silent.encryptedSmb},
+                               {"taggedOrIpv6", silent.taggedOrIpv6},
+                               {"fragments", silent.fragments},
+                               {"pppoe", silent.pppoe},
+                               {"damagedFrames", silent.damagedFrames},
+                               {"otherFrames", silent.otherFrames}};
     }
     out_ << OneLine(line);
 }

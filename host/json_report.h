@@ -16,13 +16,12 @@ class JsonReport : public VerdictReport {
     void LocalGuess(const IpAddress& address) override;
     void Attack(const PacketAttack& attack) override;
     void File(const ShareFile& file) override;
-    void Summary(const std::optional<NotExamined>& notExamined) override;
+    void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) override;
 
  private:
     std::ostream& out_;
     bool isBrief_;
     CaptureHeading heading_;
-    Totals totals_;
 };
 
 }  // namespace tarn::host

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <istream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -89,6 +90,18 @@ class Environment {
     [[nodiscard]] virtual std::string OwnFolder() const = 0;
     [[nodiscard]] virtual bool IsOutputTerminal() const = 0;
     [[nodiscard]] virtual bool IsErrorTerminal() const = 0;
+    // Text on standard input.
+    [[nodiscard]] virtual std::istream& Input() = 0;
+    // Whether Ctrl+C was pressed; from then on always.
+    [[nodiscard]] virtual bool IsInterrupted() const { return false; }
+    // What to say when the output could not be written.
+    [[nodiscard]] virtual std::string OutputMistake() const {
+        return "the output is not complete: it cannot be written";
+    }
+    // An international host name in the form that is sent; nothing when it has none.
+    [[nodiscard]] virtual std::optional<std::string> AsciiHost(const std::string& /*utf8*/) const {
+        return std::nullopt;
+    }
 
     // Of single commands, with defaults as above.
     // The folder of the companion modules that OpenLibrary takes, with the separator at its end.
@@ -102,8 +115,8 @@ class Environment {
     }
     // The session records that the settings modules keep between two runs of the library, for when none runs.
     virtual std::vector<SavedSessionRecord> ReadSavedSessions(const LibraryOptions& /*options*/) { return {}; }
-    // Signals changes of files in folder, Ctrl+C, and what comes from standard input if that is wanted; null with the
-    // reason in mistake.
+    // Signals changes of files in folder (of none when it is empty), Ctrl+C, and what comes from standard input if that
+    // is wanted; null with the reason in mistake.
     virtual std::unique_ptr<WatchSignals> Watch(const std::string& /*folder*/, bool /*wantsInput*/,
                                                 std::string& mistake) {
         mistake = "nothing can be watched here";

@@ -6,7 +6,9 @@
 #include <windows.h>
 
 #include "host/command_line.h"
+#include "host/interrupt_win32.h"
 #include "host/loaded_library_win32.h"
+#include "host/standard_output_win32.h"
 #include "host/state_folder_win32.h"
 #include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
@@ -37,6 +39,13 @@ class WindowsEnvironment : public tarn::host::Environment {
     [[nodiscard]] std::string OwnFolder() const override { return tarn::host::FromWide(tarn::host::OwnFolder()); }
     [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }
     [[nodiscard]] bool IsErrorTerminal() const override { return isErrorTerminal_; }
+    [[nodiscard]] std::istream& Input() override { return std::cin; }
+    [[nodiscard]] bool IsInterrupted() const override { return tarn::host::IsInterrupted(); }
+    [[nodiscard]] std::string OutputMistake() const override { return output_.Mistake(); }
+    [[nodiscard]] std::optional<std::string> AsciiHost(const std::string& utf8) const override {
+        return tarn::host::AsciiHostOf(utf8);
+    }
+    [[nodiscard]] std::streambuf& Output() { return output_; }
     [[nodiscard]] std::string InstallFolder(const tarn::host::LibraryOptions& options) const override {
         return tarn::host::FromWide(tarn::host::InstallFolderFor(options));
     }
@@ -59,16 +68,19 @@ class WindowsEnvironment : public tarn::host::Environment {
     tarn::host::StateFolder state_;
     bool isOutputTerminal_ = IsTerminal(stdout);
     bool isErrorTerminal_ = IsTerminal(stderr);
+    tarn::host::StandardOutput output_{GetStdHandle(STD_OUTPUT_HANDLE), isOutputTerminal_};
 };
 
 }  // namespace
 
 int wmain(int count, wchar_t** values) {
     SetConsoleOutputCP(CP_UTF8);
-    _setmode(_fileno(stdout), _O_BINARY);  // the same bytes on every system
+    _setmode(_fileno(stdin), _O_BINARY);  // the same bytes on every system
+    tarn::host::CatchInterrupts();
     std::ios::sync_with_stdio(false);
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i) arguments.push_back(tarn::host::FromWide(values[i]));
     WindowsEnvironment environment;
-    return tarn::host::RunCommandLine(std::move(arguments), environment, std::cout, std::cerr);
+    std::ostream out(&environment.Output());
+    return tarn::host::RunCommandLine(std::move(arguments), environment, out, std::cerr);
 }

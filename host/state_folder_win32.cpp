@@ -53,6 +53,7 @@ bool StateFolder::Use(const std::string& keep, std::string& mistake) {
             mistake = "no temporary folder can be made for the state of this run; name a folder with --keep-state";
     } else {
         path_ = fs::absolute(ToPath(keep), error);
+        path_.make_preferred();
         if (!error) fs::create_directories(path_, error);
         if (error || !CanBeWritten(path_))
             mistake = fmt::format(

@@ -1,5 +1,6 @@
 #include "host/text_report.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <iterator>
 
@@ -23,11 +24,13 @@ std::string TimeOfDay(std::uint64_t nanoseconds) {
     return time.empty() ? "-" : time.substr(time.find('T') + 1, kTimeWidth);
 }
 
-// The reason, with its number.
-std::string Reason(const Judgement& judgement) {
-    if (!judgement.isValid) return "the library could not judge it";
+// The reason, with its number; of what was not wholly judged, why.
+std::string Reason(const Judgement& judgement, const Coverage& coverage) {
+    const std::string why =
+        fmt::format("{}: {}", coverage.extent == Extent::kNone ? "not judged" : "judged in part", coverage.why);
+    if (!judgement.isValid) return why;
     const std::uint32_t reason = judgement.verdict.reason;
-    return fmt::format("{:>2} {}", reason, ReasonWords(reason));
+    return fmt::format("{:>2} {}", reason, coverage.IsWhole() ? ReasonWords(reason) : std::string_view(why));
 }
 
 std::string WithoutTrailingBlanks(std::string line) {
@@ -82,7 +85,7 @@ void TextReport::Line(std::uint64_t timeNanoseconds, const std::string& client, 
 }
 
 void TextReport::Request(const JudgedRequest& request) {
-    totals_.Count(request.judgement);
+    totals_.Count(request.judgement, request.coverage);
     if (style_.brief && IsUndecided(request.judgement)) {
         ++leftOut_;
         return;
@@ -91,7 +94,8 @@ void TextReport::Request(const JudgedRequest& request) {
     Colour colour = isBlocked ? Colour::kBad : Colour::kGood;
     if (!request.judgement.isValid) colour = Colour::kNotice;
     const std::string text = request.judgement.isValid ? RuleText(request.judgement.verdict) : std::string();
-    std::string end = fmt::format("{:<{}}", Reason(request.judgement), text.empty() ? 0 : kReasonWidth);
+    std::string end =
+        fmt::format("{:<{}}", Reason(request.judgement, request.coverage), text.empty() ? 0 : kReasonWidth);
     if (!text.empty()) end += "  " + Printable(text);
     if (const std::string user = RuleUser(request.judgement.verdict); request.judgement.isValid && !user.empty())
         end += fmt::format("  (user {})", Printable(user));
@@ -153,7 +157,7 @@ void TextReport::Details(const JudgedRequest& request) {
                         request.judgement.prompt.prompt);
 }
 
-void TextReport::Summary(const std::optional<NotExamined>& notExamined) {
+void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {
     TellLeftOut();
     out_ << fmt::format("\n{} request{}: {} allowed, {} blocked", totals_.requests, totals_.requests == 1 ? "" : "s",
                         totals_.allowed, totals_.blocked);
@@ -161,20 +165,46 @@ void TextReport::Summary(const std::optional<NotExamined>& notExamined) {
     out_ << '\n';
     for (const auto& [reason, count] : totals_.byReason)
         out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, ReasonWords(reason));
-    if (!notExamined) return;
-    FrameSummary();
-    constexpr std::string_view kSilence[] = {
-        "turns of clients in a protocol that no URL scan knows",
-        "encrypted SMB messages",
-        "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services",
-        "frames that are neither TCP nor UDP: packet signatures alone",
+    if (replay) FrameSummary();
+    NotWholeSummary(replay);
+    if (replay) ReadSummary(*replay);
+    if (end.failedInputs != 0)
+        out_ << fmt::format("{} input{} could not be read, or not to the end\n", end.failedInputs,
+                            end.failedInputs == 1 ? "" : "s");
+    if (end.isStopped) out_ << "stopped before the end: the numbers are those of what was judged\n";
+}
+
+void TextReport::NotWholeSummary(const std::optional<ReplayTotals>& replay) {
+    const NotExamined silent = replay ? replay->notExamined : NotExamined{};
+    const std::pair<std::uint64_t, std::string_view> lines[] = {
+        {silent.unknownTurns, "turns of clients in a protocol that no URL scan knows"},
+        {silent.quic, "QUIC datagrams (UDP port 443): web traffic that no URL scan can read"},
+        {silent.otherDatagrams, "UDP datagrams that are neither DNS nor QUIC: packet signatures alone"},
+        {silent.encryptedSmb, "encrypted SMB messages"},
+        {silent.taggedOrIpv6, "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services"},
+        {silent.fragments, "fragments of IP packets, which are not put together: packet signatures alone"},
+        {silent.pppoe, "PPPoE frames: packet signatures alone"},
+        {silent.damagedFrames, "frames with headers that do not fit into them: packet signatures alone"},
+        {silent.otherFrames, "frames that are neither TCP nor UDP: packet signatures alone"},
     };
-    const std::uint64_t counts[] = {notExamined->unknownTurns, notExamined->encryptedSmb, notExamined->taggedOrIpv6,
-                                    notExamined->otherFrames};
-    if (counts[0] + counts[1] + counts[2] + counts[3] == 0) return;
+    const bool hasSilence =
+        std::any_of(std::begin(lines), std::end(lines), [](const auto& line) { return line.first != 0; });
+    if (!hasSilence && totals_.notWhole.empty()) return;
     out_ << "not or not wholly examined:\n";
-    for (std::size_t i = 0; i < std::size(counts); ++i)
-        if (counts[i] != 0) out_ << fmt::format("{:>7}  {}\n", counts[i], kSilence[i]);
+    for (const auto& [cause, count] : totals_.notWhole)
+        out_ << fmt::format("{:>7}  request{} {}: {}\n", count, count == 1 ? "" : "s",
+                            cause.first == Extent::kNone ? "not judged" : "judged in part", cause.second);
+    for (const auto& [count, words] : lines)
+        if (count != 0) out_ << fmt::format("{:>7}  {}\n", count, words);
+}
+
+void TextReport::ReadSummary(const ReplayTotals& replay) {
+    out_ << fmt::format("{} frame{}, {} bytes, {} capture{}", Grouped(replay.frames), replay.frames == 1 ? "" : "s",
+                        Grouped(replay.bytes), Grouped(replay.captures), replay.captures == 1 ? "" : "s");
+    if (replay.firstNanoseconds != 0)
+        out_ << fmt::format(", {} to {}", FormatTime(replay.firstNanoseconds), FormatTime(replay.lastNanoseconds));
+    out_ << '\n';
+    if (replay.cutFrames != 0) out_ << CutFramesWords(replay) << '\n';
 }
 
 void TextReport::FrameSummary() {

@@ -18,7 +18,7 @@ class TextReport : public VerdictReport {
     void LocalGuess(const IpAddress& address) override;
     void Attack(const PacketAttack& attack) override;
     void File(const ShareFile& file) override;
-    void Summary(const std::optional<NotExamined>& notExamined) override;
+    void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) override;
 
  private:
     enum class Colour { kGood, kBad, kNotice };
@@ -31,10 +31,11 @@ class TextReport : public VerdictReport {
     void TellLeftOut();
     void Details(const JudgedRequest& request);
     void FrameSummary();
+    void NotWholeSummary(const std::optional<ReplayTotals>& replay);
+    void ReadSummary(const ReplayTotals& replay);
 
     std::ostream& out_;
     ReportStyle style_;
-    Totals totals_;
     std::uint64_t leftOut_ = 0;  // of the capture
     bool isFirstCapture_ = true;
     bool areColumnsNamed_ = true;

@@ -79,6 +79,15 @@ std::optional<TarnSystemTime> MachineTimeOf(std::uint64_t nanoseconds) {
     return FromSystem(local);
 }
 
+std::optional<std::string> AsciiHostOf(const std::string& utf8) {
+    constexpr int kMaxAscii = 256;
+    const std::wstring wide = ToWide(utf8);
+    wchar_t ascii[kMaxAscii] = {};
+    const int length = IdnToAscii(0, wide.c_str(), static_cast<int>(wide.size()), ascii, kMaxAscii);
+    if (length <= 0) return std::nullopt;
+    return FromWide({ascii, static_cast<std::size_t>(length)});
+}
+
 std::vector<SavedSessionRecord> ReadSavedSessionsOf(const std::wstring& installFolder) {
     std::vector<SavedSessionRecord> sessions;
     const HMODULE module = LoadLibraryW((installFolder + kStatusReader).c_str());

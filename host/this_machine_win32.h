@@ -20,6 +20,9 @@ TarnSystemTime MachineTime();
 // Of a moment since 1970; nothing for one that no calendar has.
 std::optional<TarnSystemTime> MachineTimeOf(std::uint64_t nanoseconds);
 
+// The xn-- form of an international host name; nothing when it is none.
+std::optional<std::string> AsciiHostOf(const std::string& utf8);
+
 // Asks the status reader of the folder. Empty, too, when it cannot be loaded.
 std::vector<SavedSessionRecord> ReadSavedSessionsOf(const std::wstring& installFolder);
 // The DNS answers that it would hand to the library; 0, too, when it cannot be loaded.

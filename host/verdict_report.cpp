@@ -11,8 +11,9 @@ bool IsUndecided(const Judgement& judgement) {
            judgement.verdict.reason == TARN_REASON_DEFAULT;
 }
 
-void Totals::Count(const Judgement& judgement) {
+void Totals::Count(const Judgement& judgement, const Coverage& coverage) {
     ++requests;
+    if (!coverage.IsWhole()) ++notWhole[{coverage.extent, coverage.why}];
     if (!judgement.isValid) {
         ++withoutVerdict;
         return;
@@ -20,6 +21,15 @@ void Totals::Count(const Judgement& judgement) {
     ++(judgement.verdict.allow == TARN_BLOCK ? blocked : allowed);
     const std::uint32_t reason = judgement.verdict.reason;
     ++byReason[reason];
+}
+
+std::uint64_t Totals::CountOf(Extent extent) const {
+    std::uint64_t count = extent == Extent::kWhole ? requests : 0;
+    for (const auto& [cause, number] : notWhole) {
+        if (extent == Extent::kWhole) count -= number;
+        if (extent == cause.first) count += number;
+    }
+    return count;
 }
 
 void Totals::Count(const PacketAttack& attack) {

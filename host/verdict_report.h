@@ -10,9 +10,11 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/capture/transport_view.h"
+#include "host/coverage.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
 
@@ -33,6 +35,7 @@ struct JudgedRequest {
     Endpoint server;
     std::optional<CaptureOrigin> origin;
     Judgement judgement;
+    Coverage coverage;
 };
 
 struct AddressReplacement {
@@ -65,12 +68,36 @@ struct ShareFile {
     SmbScanResult event{};
 };
 
-// What no scan looks into.
+// What no scan looks into, or not wholly.
 struct NotExamined {
-    std::uint64_t unknownTurns = 0;  // of clients, in no protocol that there is a URL scan for
-    std::uint64_t encryptedSmb = 0;  // messages
-    std::uint64_t taggedOrIpv6 = 0;  // frames: neither the SMB monitor nor the attacks on services see them
-    std::uint64_t otherFrames = 0;   // neither TCP nor UDP
+    std::uint64_t unknownTurns = 0;    // of clients, in no protocol that there is a URL scan for
+    std::uint64_t quic = 0;            // datagrams: web traffic over UDP
+    std::uint64_t otherDatagrams = 0;  // neither QUIC nor DNS
+    std::uint64_t encryptedSmb = 0;    // messages
+    std::uint64_t taggedOrIpv6 = 0;    // frames: neither the SMB monitor nor the attacks on services see them
+    std::uint64_t fragments = 0;       // of IP packets
+    std::uint64_t pppoe = 0;           // frames
+    std::uint64_t damagedFrames = 0;   // with headers that do not fit
+    std::uint64_t otherFrames = 0;     // neither TCP nor UDP
+};
+
+// What a replay has read.
+struct ReplayTotals {
+    std::uint64_t captures = 0;
+    std::uint64_t frames = 0;
+    std::uint64_t bytes = 0;             // of the frames, as they were captured
+    std::uint64_t firstNanoseconds = 0;  // the earliest and the latest time of a frame; 0 when none has one
+    std::uint64_t lastNanoseconds = 0;
+    std::uint64_t cutFrames = 0;  // of which the captures hold only the beginning
+    std::uint32_t mostKept = 0;   // bytes of such a frame, and the most that one had
+    std::uint32_t mostOriginal = 0;
+    NotExamined notExamined;
+};
+
+// How a run ended.
+struct RunEnd {
+    std::uint64_t failedInputs = 0;  // that could not be read, or not to their end
+    bool isStopped = false;          // before all was judged
 };
 
 // Allowed because no rule decided.
@@ -81,14 +108,19 @@ struct Totals {
     std::uint64_t allowed = 0;
     std::uint64_t blocked = 0;
     std::uint64_t withoutVerdict = 0;
-    std::map<std::uint32_t, std::uint64_t> byReason;  // of the requests with a verdict
+    std::map<std::uint32_t, std::uint64_t> byReason;                        // of the requests with a verdict
+    std::map<std::pair<Extent, std::string_view>, std::uint64_t> notWhole;  // requests, by why
     std::uint64_t attackFrames = 0;
     std::uint64_t attackFramesBlocked = 0;
     std::map<std::uint32_t, std::uint64_t> attacksByReason;   // frames
     std::map<std::string_view, std::uint64_t> filesByAction;  // words of FileWord
     std::uint64_t files = 0;
 
-    void Count(const Judgement& judgement);
+    void Count(const Judgement& judgement, const Coverage& coverage);
+    // Requests that were judged to this extent.
+    [[nodiscard]] std::uint64_t CountOf(Extent extent) const;
+    // Whether something was blocked, refused or found.
+    [[nodiscard]] bool HasFindings() const { return blocked != 0 || attackFrames != 0; }
     void Count(const PacketAttack& attack);
     void Count(const ShareFile& file);
 };
@@ -103,7 +135,12 @@ class VerdictReport {
     virtual void Attack(const PacketAttack& attack) = 0;
     virtual void File(const ShareFile& file) = 0;
     // Of all captures together; nothing for requests without frames.
-    virtual void Summary(const std::optional<NotExamined>& notExamined) = 0;
+    virtual void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) = 0;
+
+    [[nodiscard]] const Totals& Counted() const { return totals_; }
+
+ protected:
+    Totals totals_;
 };
 
 struct ReportStyle {

@@ -159,6 +159,19 @@ std::string FileName(const SmbScanResult& event) {
     return Wide<260>(&event.fileName);
 }
 
+std::string Grouped(std::uint64_t number) {
+    std::string text = fmt::format("{}", number);
+    for (std::size_t at = text.size(); at > 3;) text.insert(at -= 3, ",");
+    return text;
+}
+
+std::string CutFramesWords(const ReplayTotals& replay) {
+    return fmt::format(
+        "{} of {} frames are cut ({} of up to {} bytes), and what stands behind the cut was not judged; capture whole "
+        "frames (snap length 0)",
+        Grouped(replay.cutFrames), Grouped(replay.frames), Grouped(replay.mostKept), Grouped(replay.mostOriginal));
+}
+
 IpAddress AddressOf(std::uint32_t networkOrder) {
     IpAddress address;
     std::memcpy(address.bytes.data(), &networkOrder, sizeof networkOrder);

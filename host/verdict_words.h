@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "host/judge.h"
+#include "host/verdict_report.h"
 
 namespace tarn::host {
 
@@ -37,6 +38,10 @@ std::string AttackDetails(const PacketVerdict& verdict);
 std::string_view FileWord(const SmbScanResult& event);
 std::string FileShare(const SmbScanResult& event);
 std::string FileName(const SmbScanResult& event);
+// "1,001": a number for people.
+std::string Grouped(std::uint64_t number);
+// "386 of 386 frames are cut ...": what that means and how to do better.
+std::string CutFramesWords(const ReplayTotals& replay);
 // An IPv4 address of a record.
 IpAddress AddressOf(std::uint32_t networkOrder);
 

@@ -7,6 +7,7 @@
 #include <thread>
 #include <windows.h>
 
+#include "host/interrupt_win32.h"
 #include "host/utf8_win32.h"
 
 namespace tarn::host {
@@ -27,19 +28,6 @@ class OwnedEvent {
  private:
     HANDLE handle_;
 };
-
-// Ctrl+C sets it; it lives as long as the process, since the system calls the handler on a thread of its own.
-HANDLE StopEvent() {
-    static HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    return event;
-}
-
-// The library has its sessions and answers to save, so the process is not ended here.
-BOOL WINAPI StopAtInterrupt(DWORD event) {
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
-    SetEvent(StopEvent());
-    return TRUE;
-}
 
 // One buffer that a thread fills and its user empties, in turns.
 struct InputRoom {
@@ -68,7 +56,6 @@ void ReadStandardInput(const std::shared_ptr<InputRoom>& room) {
 class WindowsSignals : public WatchSignals {
  public:
     ~WindowsSignals() override {
-        SetConsoleCtrlHandler(StopAtInterrupt, FALSE);
         if (change_ != INVALID_HANDLE_VALUE) FindCloseChangeNotification(change_);
     }
     WindowsSignals() = default;
@@ -76,15 +63,13 @@ class WindowsSignals : public WatchSignals {
     WindowsSignals& operator=(const WindowsSignals&) = delete;
 
     bool Open(const std::wstring& folder, bool wantsInput, std::string& mistake) {
-        change_ = FindFirstChangeNotificationW(
-            folder.c_str(), FALSE,
-            FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE);
-        if (change_ == INVALID_HANDLE_VALUE) {
+        constexpr DWORD kChanges =
+            FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE;
+        if (!folder.empty()) change_ = FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
+        if (!folder.empty() && change_ == INVALID_HANDLE_VALUE) {
             mistake = fmt::format("{}: its changes cannot be followed (error {})", FromWide(folder), GetLastError());
             return false;
         }
-        SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have had it ignored
-        SetConsoleCtrlHandler(StopAtInterrupt, TRUE);
         if (wantsInput) {
             room_ = std::make_shared<InputRoom>();
             std::thread(ReadStandardInput, room_).detach();
@@ -93,20 +78,17 @@ class WindowsSignals : public WatchSignals {
     }
 
     Signal Next(bool mayWait, bool wantsInput) override {
-        std::array<HANDLE, 3> handles{StopEvent(), change_, nullptr};
-        DWORD count = 2;
+        std::array<HANDLE, 3> handles{InterruptEvent(), nullptr, nullptr};
+        DWORD count = 1;
+        if (change_ != INVALID_HANDLE_VALUE) handles[count++] = change_;
         if (wantsInput && room_) handles[count++] = room_->filled.Get();
-        switch (WaitForMultipleObjects(count, handles.data(), FALSE, mayWait ? INFINITE : 0)) {
-            case WAIT_TIMEOUT:
-                return Signal::kNone;
-            case WAIT_OBJECT_0 + 1:
-                WaitForQuiet();
-                return Signal::kChanged;
-            case WAIT_OBJECT_0 + 2:
-                return Signal::kInput;
-            default:  // Ctrl+C, or a handle that cannot be waited for any more
-                return Signal::kStop;
-        }
+        const DWORD met = WaitForMultipleObjects(count, handles.data(), FALSE, mayWait ? INFINITE : 0);
+        if (met == WAIT_TIMEOUT) return Signal::kNone;
+        // Ctrl+C, or a handle that cannot be waited for any more.
+        if (met == WAIT_OBJECT_0 || met >= WAIT_OBJECT_0 + count) return Signal::kStop;
+        if (handles[met - WAIT_OBJECT_0] != change_) return Signal::kInput;
+        WaitForQuiet();
+        return Signal::kChanged;
     }
 
     std::size_t ReadInput(std::span<char> buffer) override {
@@ -123,7 +105,7 @@ class WindowsSignals : public WatchSignals {
  private:
     // An editor writes in several steps.
     void WaitForQuiet() {
-        const std::array<HANDLE, 2> handles{StopEvent(), change_};
+        const std::array<HANDLE, 2> handles{InterruptEvent(), change_};
         for (int i = 0; i < kMaxQuietWaits; ++i) {
             FindNextChangeNotification(change_);
             if (WaitForMultipleObjects(2, handles.data(), FALSE, kQuietMilliseconds) != WAIT_OBJECT_0 + 1) return;

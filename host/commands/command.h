@@ -14,7 +14,13 @@
 
 namespace tarn::host {
 
-enum ExitCode { kExitOk = 0, kExitFailed = 1, kExitUsage = 2 };
+enum ExitCode {
+    kExitOk = 0,             // all was judged
+    kExitFailed = 1,         // the library did not start, an input is damaged, the output could not be written
+    kExitUsage = 2,          // the command line is wrong
+    kExitFound = 3,          // with --exit-verdict: something was blocked, refused or found
+    kExitInterrupted = 130,  // by Ctrl+C
+};
 
 // Options, environment and output of one run.
 struct Session {
@@ -26,6 +32,7 @@ struct Session {
     std::string at;                         // --at; library.clock has what it says
     bool json = false;
     bool brief = false;
+    bool exitVerdict = false;
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
@@ -33,6 +40,10 @@ struct Session {
     [[nodiscard]] std::unique_ptr<Judge> Library() const;
     // One line on the error output; the exit code given comes back.
     int Fail(std::string_view message, ExitCode code) const;
+    // False from Ctrl+C on, and when the output cannot be written any more.
+    [[nodiscard]] bool MayGoOn() const;
+    // The exit code of a run that ended by itself; found: something was blocked, refused or found.
+    [[nodiscard]] int End(ExitCode code, bool found) const;
 
  private:
     void TellState(const SavedState& found) const;
@@ -46,6 +57,7 @@ struct Command {
     const char* name;
     const char* description;
     AddCommand add;
+    std::string_view without;  // the shared options that would do nothing, with blanks between them
 };
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);

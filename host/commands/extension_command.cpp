@@ -1,11 +1,12 @@
 // tarnhost extension: judges whole URLs as the extension of a browser reports them.
-#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
 #include "host/commands/command.h"
+#include "host/coverage.h"
+#include "host/named_inputs.h"
 #include "host/printable_text.h"
 #include "host/verdict_words.h"
 
@@ -13,6 +14,7 @@ namespace tarn::host {
 
 namespace {
 
+constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
 constexpr std::size_t kStateWidth = 10;   // "no verdict"
 constexpr std::size_t kReasonWidth = 31;  // as in the lines of replay
@@ -27,16 +29,18 @@ bool KindOfUrl(std::string_view url, std::uint8_t& kind, std::string& mistake) {
     else if (base::EqualIgnoringCase(scheme, "http"))
         kind = TARN_KIND_HTTP;
     else
-        mistake = fmt::format("its scheme is \"{}\", and http:// and https:// are reported", scheme);
+        mistake = fmt::format("its scheme is \"{}\", and http:// and https:// are reported", Printable(scheme, 20));
     if (mistake.empty() && url.find('\0') != std::string_view::npos) mistake = "it has a NUL inside";
     return mistake.empty();
 }
 
-void PrintAsJson(const std::string& url, const Judgement& judgement, std::ostream& out) {
+void PrintAsJson(const std::string& url, const Judgement& judgement, const Coverage& coverage, std::ostream& out) {
     nlohmann::ordered_json line;
     line["type"] = "verdict";
     line["url"] = url;
     line["verdict"] = StateWord(judgement);
+    line["judged"] = ExtentWord(coverage.extent);
+    if (!coverage.IsWhole()) line["whyNotWhole"] = coverage.why;
     if (judgement.isValid) {
         const std::uint32_t reason = judgement.verdict.reason;
         line["reason"] = reason;
@@ -49,48 +53,72 @@ void PrintAsJson(const std::string& url, const Judgement& judgement, std::ostrea
     out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
 }
 
-void PrintAsText(const std::string& url, const Judgement& judgement, std::ostream& out) {
+void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage, std::ostream& out) {
     std::string line = fmt::format("{}  {}  ", Column(url, kUrlWidth), Column(StateWord(judgement), kStateWidth));
     if (!judgement.isValid) {
-        out << line << "the library could not judge it\n";
+        out << line << "not judged: " << coverage.why << '\n';
         return;
     }
     const std::uint32_t reason = judgement.verdict.reason;
     std::string text = RuleText(judgement.verdict);
     if (text == url) text.clear();  // it stands in front
-    line += fmt::format("{:>2} {:<{}}", reason, ReasonWords(reason), text.empty() ? 0 : kReasonWidth - 3);
+    const std::string why =
+        coverage.IsWhole() ? std::string(ReasonWords(reason)) : fmt::format("not judged: {}", coverage.why);
+    line += fmt::format("{:>2} {:<{}}", reason, why, text.empty() ? 0 : kReasonWidth - 3);
     if (!text.empty()) line += "  " + Printable(text);
     if (const std::string user = RuleUser(judgement.verdict); !user.empty())
         line += fmt::format("  (user {})", Printable(user));
     out << line << '\n';
 }
 
-int JudgeReportedUrls(const std::vector<std::string>& urls, const Session& session) {
-    std::vector<std::uint8_t> kinds;
-    for (const std::string& url : urls) {
+int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
+    std::unique_ptr<Judge> library;  // opened for the first URL that can be judged
+    std::uint64_t judged = 0;
+    std::uint64_t mistakes = 0;
+    bool hasFailed = false;
+    bool isFound = false;
+    const auto complain = [&](const std::string& mistake) {
+        ++mistakes;
+        session.Fail(mistake, kExitUsage);
+    };
+    const auto judge = [&](const std::string& url) {
         std::string mistake;
         std::uint8_t kind = 0;
-        if (!KindOfUrl(url, kind, mistake))
-            return session.Fail(fmt::format("\"{}\" cannot be judged: {}", Printable(url), mistake), kExitUsage);
-        kinds.push_back(kind);
-    }
-    const std::unique_ptr<Judge> library = session.Library();
-    if (!library) return kExitFailed;
-    for (std::size_t i = 0; i < urls.size(); ++i) {
-        const Judgement judgement = library->ScanExtensionUrl(kinds[i], urls[i]);
+        if (!KindOfUrl(url, kind, mistake)) {
+            complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake));
+            return session.MayGoOn();
+        }
+        if (!library) library = session.Library();
+        hasFailed = library == nullptr;
+        if (hasFailed) return false;
+        const Judgement judgement = library->ScanExtensionUrl(kind, url);
+        const Coverage coverage = CoverageOfReported(kind, url, judgement);
+        ++judged;
+        isFound |= judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
         if (session.json)
-            PrintAsJson(urls[i], judgement, session.out);
+            PrintAsJson(url, judgement, coverage, session.out);
         else
-            PrintAsText(urls[i], judgement, session.out);
-    }
-    return kExitOk;
+            PrintAsText(url, judgement, coverage, session.out);
+        return session.MayGoOn();
+    };
+    ForEachText(named, session.environment.Input(), judge, complain);
+    if (hasFailed) return kExitFailed;
+    if (session.environment.IsInterrupted())
+        return session.Fail(fmt::format("stopped after {} addresses", judged), kExitInterrupted);
+    if (judged == 0 && mistakes != 0) return kExitUsage;
+    return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound);
 }
 
 }  // namespace
 
 RunCommand AddExtensionCommand(CLI::App& command, Session& session) {
     const auto urls = std::make_shared<std::vector<std::string>>();
-    command.add_option("URL", *urls, "whole http:// and https:// addresses")->required();
+    command
+        .add_option(
+            "URL", *urls,
+            "whole http:// and https:// addresses; - takes them from standard input and @FILE from a list, one a "
+            "line")
+        ->required();
     command.footer(
         "The library looks at https:// only here: what http:// asks for it sees on the connection. It takes the "
         "process that calls it for the browser, so none is named. Without parental control in the settings it gives "

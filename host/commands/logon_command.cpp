@@ -124,13 +124,16 @@ std::optional<SavedSessionRecord> FindSaved(const std::vector<SavedSessionRecord
     return std::nullopt;
 }
 
-void ReportEvents(const std::vector<std::uint32_t>& events, const Account& account, std::uint32_t sessionId,
+// True when the library refused one.
+bool ReportEvents(const std::vector<std::uint32_t>& events, const Account& account, std::uint32_t sessionId,
                   Judge& library, const LogonPrinter& printer) {
     std::optional<AnsweredEvents> open;
     std::uint32_t ticks = 0;
+    bool isRefused = false;
     for (const std::uint32_t event : events) {
         if (event == kTickEvent) ++ticks;
         const LogonJudgement judgement = library.ScanLogonEvent(ComposeLogonEvent(event, account, sessionId));
+        isRefused |= judgement.isValid && judgement.verdict.action == TARN_BLOCK;
         if (open && event == kTickEvent && open->event == kTickEvent &&
             StateWord(open->judgement) == StateWord(judgement)) {
             open->last = ticks;
@@ -140,6 +143,7 @@ void ReportEvents(const std::vector<std::uint32_t>& events, const Account& accou
         open = AnsweredEvents{event, ticks, ticks, judgement};
     }
     if (open) printer.Answer(*open);
+    return isRefused;
 }
 
 int JudgeLogon(const LogonOptions& options, const Session& session) {
@@ -171,10 +175,10 @@ int JudgeLogon(const LogonOptions& options, const Session& session) {
     const LogonRule rule = RuleOf(account, session);
     const LogonPrinter printer(session, rule);
     printer.Begin(account);
-    ReportEvents(events, account, options.sessionId, *library, printer);
+    const bool isRefused = ReportEvents(events, account, options.sessionId, *library, printer);
     library.reset();  // saves its sessions
     printer.Usage(FindSaved(session.environment.ReadSavedSessions(session.library), account));
-    return kExitOk;
+    return session.End(kExitOk, isRefused);
 }
 
 }  // namespace

@@ -2,66 +2,24 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <istream>
 #include <memory>
 
-#include "host/address_replacements.h"
 #include "host/capture_clock.h"
 #include "host/capture_replay.h"
-#include "host/commands/command.h"
+#include "host/commands/capture_options.h"
 #include "host/file_path.h"
+#include "host/named_inputs.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
+#include "host/verdict_words.h"
+#include "host/watched_input.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
 
 namespace {
-
-bool ReplayOne(const std::string& file, CaptureReplay& replay, const Session& session) {
-    const std::filesystem::path path = ToPath(file);
-    std::error_code ignored;
-    std::ifstream input(path, std::ios::binary);
-    if (!input || std::filesystem::is_directory(path, ignored)) {
-        session.Fail(
-            fmt::format("{}: cannot be opened; is the path right, and may you read the file?", Printable(file)),
-            kExitFailed);
-        return false;
-    }
-    const auto size = std::filesystem::file_size(path, ignored);
-    std::unique_ptr<Progress> progress;
-    if (session.environment.IsErrorTerminal()) {
-        progress = std::make_unique<Progress>(session.errors, ignored ? 0 : static_cast<std::uint64_t>(size));
-        replay.OnProgress([&](std::uint64_t bytes) { progress->Update(bytes); });
-        replay.BeforeReport([&] { progress->Clear(); });
-    }
-    std::string mistake;
-    const bool isWhole = replay.Replay(input, FromPath(path.filename()), mistake);
-    progress.reset();
-    replay.OnProgress([](std::uint64_t) {});
-    replay.BeforeReport([] {});
-    if (!isWhole) session.Fail(fmt::format("{}: {}", Printable(file), mistake), kExitFailed);
-    return isWhole;
-}
-
-struct ReplayArguments {
-    std::vector<std::string> files;
-    std::vector<std::string> local;
-    bool drop = false;
-};
-
-bool ParseLocal(const Session& session, const std::vector<std::string>& texts, std::vector<IpAddress>& out) {
-    for (const std::string& text : texts) {
-        const auto address = ParseIpAddress(text);
-        if (!address) {
-            session.Fail(fmt::format("--local {}: an address is wanted, such as 192.0.2.31", Printable(text)),
-                         kExitUsage);
-            return false;
-        }
-        out.push_back(*address);
-    }
-    return true;
-}
 
 // What the policy beside the modules says about times.
 ScheduleTurns TurnsOfPolicy(const Session& session) {
@@ -71,53 +29,138 @@ ScheduleTurns TurnsOfPolicy(const Session& session) {
     return read.mistakes.empty() ? ScheduleTurns(read.policy.parental) : ScheduleTurns();
 }
 
-int ReplayCaptures(const ReplayArguments& arguments, const Session& session) {
-    std::vector<AddressReplacement> replacements;
-    FrameScanOptions frameOptions;
-    frameOptions.drop = arguments.drop;
-    std::string mistake;
-    if (!ParseReplacements(session.replacements, replacements, mistake)) return session.Fail(mistake, kExitUsage);
-    if (!ParseLocal(session, arguments.local, frameOptions.local)) return kExitUsage;
+std::string Megabytes(std::uint64_t bytes) {
+    return Grouped((bytes + 500000) / 1000000);
+}
+
+class Replaying {
+ public:
+    Replaying(const Session& session, Judge& library, CaptureOptions::Parsed options)
+        : session_(session),
+          report_(session.Report()),
+          clock_(library, session.environment, TurnsOfPolicy(session)),
+          replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
+        replay_.BeforeFrame([this](std::uint64_t time) {
+            if (session_.at.empty()) areSettingsRead_ &= clock_.MoveTo(time);
+            return session_.MayGoOn();
+        });
+        replay_.OnProgress([this](std::uint64_t bytes) {
+            bytesRead_ = bytes;
+            if (progress_) progress_->Update(bytes);
+        });
+        replay_.BeforeReport([this] {
+            if (progress_) progress_->Clear();
+        });
+    }
+
+    void Replay(const NamedInput& input) {
+        if (!input.mistake.empty())
+            Complain(input.mistake);
+        else if (input.name == kStandardInput)
+            ReplayStandardInput();
+        else
+            ReplayFile(input.name);
+    }
+
+    int End() {
+        RunEnd end{failed_, stoppedAt_.has_value()};
+        const int code = EndCaptures(session_, *report_, replay_.WhatWasRead(), end);
+        if (session_.environment.IsInterrupted() && stoppedAt_)
+            return session_.Fail(fmt::format("stopped at {}", *stoppedAt_), kExitInterrupted);
+        if (!areSettingsRead_)
+            return session_.Fail(
+                "the library could not read its parental settings again when the schedule turned; from there on "
+                "nothing was judged by them",
+                kExitFailed);
+        return code;
+    }
+
+ private:
+    void Complain(const std::string& mistake) {
+        ++failed_;
+        session_.Fail(mistake, kExitFailed);
+    }
+
+    void ReplayFile(const std::string& file) {
+        std::ifstream input;
+        std::string mistake;
+        if (!OpenCaptureFile(file, input, mistake)) return Complain(mistake);
+        std::error_code error;
+        const auto size = std::filesystem::file_size(ToPath(file), error);
+        Feed(input, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
+    }
+
+    // What comes over a pipe may keep us waiting, so Ctrl+C is waited for, too.
+    void ReplayStandardInput() {
+        std::string mistake;
+        if (!signals_) signals_ = session_.environment.Watch("", true, mistake);
+        if (!signals_) return Complain(mistake);
+        WatchedInput input([this](std::span<char> buffer) -> std::size_t {
+            session_.out.flush();  // what was judged is seen while the next frame is waited for
+            Signal signal = Signal::kNone;
+            do {
+                signal = signals_->Next(true, true);
+            } while (signal == Signal::kChanged);
+            isCutOff_ = signal == Signal::kStop;
+            return isCutOff_ ? 0 : signals_->ReadInput(buffer);
+        });
+        std::istream stream(&input);
+        Feed(stream, "standard input", "standard input", 0);
+    }
+
+    void Feed(std::istream& input, const std::string& shown, const std::string& name, std::uint64_t size) {
+        bytesRead_ = 0;
+        if (session_.environment.IsErrorTerminal()) progress_ = std::make_unique<Progress>(session_.errors, size);
+        std::string mistake;
+        const bool isWhole = replay_.Replay(input, shown, mistake);
+        progress_.reset();
+        if (isCutOff_ || !session_.MayGoOn())
+            stoppedAt_ =
+                size == 0 ? fmt::format("{} MB of {}", Megabytes(bytesRead_), Printable(name))
+                          : fmt::format("{} of {} MB of {}", Megabytes(bytesRead_), Megabytes(size), Printable(name));
+        else if (!isWhole)
+            Complain(fmt::format("{}: {}", Printable(name), mistake));
+    }
+
+    const Session& session_;
+    std::unique_ptr<VerdictReport> report_;
+    CaptureClock clock_;
+    CaptureReplay replay_;
+    std::unique_ptr<WatchSignals> signals_;
+    std::unique_ptr<Progress> progress_;
+    std::uint64_t bytesRead_ = 0;  // of the capture
+    std::uint64_t failed_ = 0;
+    bool isCutOff_ = false;
+    bool areSettingsRead_ = true;
+    std::optional<std::string> stoppedAt_;
+};
+
+int ReplayCaptures(const CaptureOptions& options, const Session& session) {
+    std::optional<CaptureOptions::Parsed> parsed = options.Parse(session);
+    if (!parsed) return kExitUsage;
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
-    const std::unique_ptr<VerdictReport> report = session.Report();
-    CaptureReplay replay(*library, *report, std::move(replacements), std::move(frameOptions));
-    CaptureClock clock(*library, session.environment, TurnsOfPolicy(session));
-    bool areSettingsRead = true;
-    if (session.at.empty()) replay.BeforeFrame([&](std::uint64_t time) { areSettingsRead &= clock.MoveTo(time); });
-    bool areWhole = true;
-    for (const std::string& file : arguments.files) areWhole &= ReplayOne(file, replay, session);
-    report->Summary(replay.WhatWasNotExamined());
-    if (!areSettingsRead)
-        return session.Fail(
-            "the library could not read its parental settings again when the schedule turned; from there on nothing "
-            "was judged by them",
-            kExitFailed);
-    return areWhole ? kExitOk : kExitFailed;
+    Replaying replaying(session, *library, std::move(*parsed));
+    for (const NamedInput& input : ListCaptures(options.captures)) {
+        if (!session.MayGoOn()) break;
+        replaying.Replay(input);
+    }
+    return replaying.End();
 }
 
 }  // namespace
 
 RunCommand AddReplayCommand(CLI::App& command, Session& session) {
-    const auto arguments = std::make_shared<ReplayArguments>();
-    command.add_option("CAPTURE", arguments->files, "pcap or pcapng files of Ethernet frames")->required();
-    command
-        .add_option("--local", arguments->local,
-                    "An address of the machine that was captured (repeatable); without it the client of a capture's "
-                    "first connection counts")
-        ->type_name("ADDRESS")
-        ->take_all()
-        ->allow_extra_args(false);
-    command.add_flag("--drop", arguments->drop,
-                     "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
+    const auto options = std::make_shared<CaptureOptions>();
+    AddCaptureOptions(command, *options)->required();
     command.footer(
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
         "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "
         "with the lower of its two ports as the number of the rule, and through the SMB monitor. An attack in a "
         "request has its address blocked.\nThe captures of one run are one stream of traffic. Schedules go by the "
-        "times of "
-        "the capture, in the machine's time zone, unless --at says otherwise.");
-    return [arguments, &session] { return ReplayCaptures(*arguments, session); };
+        "times of the capture, in the machine's time zone, unless --at says otherwise.\nCtrl+C ends it with the totals "
+        "of what was judged. Captures that are damaged or were cut while they were captured end it with exit code 1.");
+    return [options, &session] { return ReplayCaptures(*options, session); };
 }
 
 }  // namespace tarn::host

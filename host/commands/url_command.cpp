@@ -4,42 +4,104 @@
 
 #include "host/commands/command.h"
 #include "host/composed_request.h"
+#include "host/named_inputs.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
 
 namespace {
 
-int JudgeUrls(const std::vector<std::string>& urls, const Session& session) {
-    std::vector<ComposedRequest> requests;
-    for (const std::string& url : urls) {
+struct UrlOptions {
+    std::vector<std::string> urls;
+    std::string server;
+};
+
+class JudgingUrls {
+ public:
+    JudgingUrls(const Session& session, std::optional<IpAddress> server)
+        : session_(session), report_(session.Report()), server_(server) {}
+
+    // False when there is nothing more to do.
+    bool JudgeOne(const std::string& url) {
         std::string mistake;
-        std::optional<ComposedRequest> request = ComposeRequest(url, mistake);
-        if (!request)
-            return session.Fail(fmt::format("\"{}\" cannot be judged: {}", Printable(url), mistake), kExitUsage);
-        requests.push_back(std::move(*request));
+        const std::optional<ComposedRequest> request = ComposeRequest(
+            url, mistake, [this](const std::string& host) { return session_.environment.AsciiHost(host); });
+        if (!request) {
+            Complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake));
+            return session_.MayGoOn();
+        }
+        if (!library_) library_ = session_.Library();
+        if (!library_) {
+            hasFailed_ = true;
+            return false;
+        }
+        Endpoint server = request->server;
+        if (server_ && !request->isServerKnown) server.address = *server_;
+        JudgedRequest judged{request->protocol, request->view, server, std::nullopt, {}, {}};
+        judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, server);
+        judged.coverage = CoverageOf(*request->protocol, request->data, server, judged.judgement, false);
+        report_->Request(judged);
+        return session_.MayGoOn();
     }
-    const std::unique_ptr<Judge> library = session.Library();
-    if (!library) return kExitFailed;
-    const std::unique_ptr<VerdictReport> report = session.Report();
-    for (const ComposedRequest& request : requests) {
-        JudgedRequest judged{request.protocol, request.view, request.server, std::nullopt, {}};
-        judged.judgement = library->ScanUrl(request.protocol->kind, request.data, request.server);
-        report->Request(judged);
+
+    void Complain(const std::string& mistake) {
+        ++mistakes_;
+        session_.Fail(mistake, kExitUsage);
     }
-    report->Summary(std::nullopt);
-    return kExitOk;
+
+    int End() {
+        if (hasFailed_) return kExitFailed;
+        if (!library_ && mistakes_ != 0) return kExitUsage;
+        report_->Summary(std::nullopt, {mistakes_, session_.environment.IsInterrupted()});
+        if (session_.environment.IsInterrupted())
+            return session_.Fail(fmt::format("stopped after {} addresses", report_->Counted().requests),
+                                 kExitInterrupted);
+        return session_.End(mistakes_ == 0 ? kExitOk : kExitFailed, report_->Counted().HasFindings());
+    }
+
+ private:
+    static constexpr std::size_t kShownUrl = 80;
+
+    const Session& session_;
+    std::unique_ptr<VerdictReport> report_;
+    std::optional<IpAddress> server_;
+    std::unique_ptr<Judge> library_;  // opened for the first URL that can be judged
+    std::uint64_t mistakes_ = 0;
+    bool hasFailed_ = false;
+};
+
+int JudgeUrls(const UrlOptions& options, const Session& session) {
+    std::optional<IpAddress> server;
+    if (!options.server.empty()) {
+        server = ParseIpAddress(options.server);
+        if (!server)
+            return session.Fail(
+                fmt::format("--server {}: an address is wanted, such as 192.0.2.10", Printable(options.server)),
+                kExitUsage);
+    }
+    JudgingUrls judging(session, server);
+    ForEachText(
+        options.urls, session.environment.Input(), [&](const std::string& url) { return judging.JudgeOne(url); },
+        [&](const std::string& mistake) { judging.Complain(mistake); });
+    return judging.End();
 }
 
 }  // namespace
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session) {
-    const auto urls = std::make_shared<std::vector<std::string>>();
-    command.add_option("URL", *urls, "http:// and https:// addresses; without a scheme http:// is meant")->required();
+    const auto options = std::make_shared<UrlOptions>();
+    command
+        .add_option("URL", options->urls,
+                    "http:// and https:// addresses, without a scheme http:// is meant; - takes them from standard "
+                    "input and @FILE from a list, one a line")
+        ->required();
+    command.add_option("--server", options->server, "The address that the hosts of the URLs stand for")
+        ->type_name("ADDRESS");
     command.footer(
         "For http:// the library judges the GET request that a browser would send, for https:// the TLS ClientHello, "
-        "which has the host name only. Nothing is sent or resolved: the server of a name counts as a public address.");
-    return [urls, &session] { return JudgeUrls(*urls, session); };
+        "which has the host name only. Nothing is sent or resolved: without --server the server of a name counts as a "
+        "public address.\nAn address that cannot be judged is named, and the others are judged.");
+    return [options, &session] { return JudgeUrls(*options, session); };
 }
 
 }  // namespace tarn::host

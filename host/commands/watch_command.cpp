@@ -1,15 +1,14 @@
 // tarnhost watch: judges captures or a running one, and tells the library what changes in the policy meanwhile.
 #include <algorithm>
-#include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <istream>
 #include <memory>
 
-#include "host/address_replacements.h"
 #include "host/capture_replay.h"
-#include "host/commands/command.h"
+#include "host/commands/capture_options.h"
 #include "host/file_path.h"
+#include "host/named_inputs.h"
 #include "host/policy_file.h"
 #include "host/policy_follower.h"
 #include "host/printable_text.h"
@@ -19,37 +18,40 @@ namespace tarn::host {
 
 namespace {
 
-constexpr std::string_view kStandardInput = "-";
-
 struct WatchOptions {
-    std::vector<std::string> captures;
+    CaptureOptions captures;
     bool once = false;
-
-    [[nodiscard]] bool ReadsStandardInput() const {
-        return std::find(captures.begin(), captures.end(), kStandardInput) != captures.end();
-    }
 };
+
+bool ReadsStandardInput(const std::vector<NamedInput>& inputs) {
+    return std::any_of(inputs.begin(), inputs.end(), [](const auto& input) { return input.name == kStandardInput; });
+}
 
 class Watching {
  public:
     Watching(const Session& session, Judge& library, PolicyFollower& follower, WatchSignals& signals,
-             std::vector<AddressReplacement> replacements)
+             CaptureOptions::Parsed options)
         : session_(session),
           library_(library),
           follower_(follower),
           signals_(signals),
           report_(session.Report()),
-          replay_(library, *report_, std::move(replacements), {}) {}
+          replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
+        replay_.BeforeFrame([this](std::uint64_t) { return session_.out.good(); });
+    }
 
-    // False when a capture was bad.
-    bool FeedAll(const std::vector<std::string>& captures) {
-        bool areWhole = true;
-        for (const std::string& capture : captures) {
-            if (isStopped_) break;
-            areWhole &= capture == kStandardInput ? FeedStandardInput() : FeedFile(capture);
+    void FeedAll(const std::vector<NamedInput>& inputs) {
+        for (const NamedInput& input : inputs) {
+            if (isStopped_ || !session_.out) break;
+            if (!input.mistake.empty())
+                Complain(input.mistake);
+            else if (input.name == kStandardInput)
+                FeedStandardInput();
+            else
+                FeedFile(input.name);
         }
         session_.out.flush();
-        return areWhole;
+        if (!session_.out) isStopped_ = true;
     }
 
     // False at Ctrl+C; true when the library was told about a change.
@@ -59,8 +61,7 @@ class Watching {
         return false;
     }
 
-    void Summary() { report_->Summary(replay_.WhatWasNotExamined()); }
-    [[nodiscard]] bool IsStopped() const { return isStopped_; }
+    int End() { return EndCaptures(session_, *report_, replay_.WhatWasRead(), {failed_, false}); }
 
  private:
     // True when the library was told about a change.
@@ -69,16 +70,15 @@ class Watching {
         return signal == Signal::kChanged && follower_.Follow(library_);
     }
 
-    bool FeedFile(const std::string& capture) {
-        const std::filesystem::path path = ToPath(capture);
-        std::error_code ignored;
-        std::ifstream file(path, std::ios::binary);
-        if (!file || std::filesystem::is_directory(path, ignored)) {
-            session_.Fail(
-                fmt::format("{}: cannot be opened; is the path right, and may you read the file?", Printable(capture)),
-                kExitFailed);
-            return false;
-        }
+    void Complain(const std::string& mistake) {
+        ++failed_;
+        session_.Fail(mistake, kExitFailed);
+    }
+
+    void FeedFile(const std::string& capture) {
+        std::ifstream file;
+        std::string mistake;
+        if (!OpenCaptureFile(capture, file, mistake)) return Complain(mistake);
         WatchedInput input([&](std::span<char> buffer) -> std::size_t {
             Signal signal = Signal::kNone;
             do {
@@ -89,26 +89,25 @@ class Watching {
             file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
             return static_cast<std::size_t>(file.gcount());
         });
-        return Feed(input, FromPath(path.filename()));
+        Feed(input, FromPath(ToPath(capture).filename()));
     }
 
-    bool FeedStandardInput() {
+    void FeedStandardInput() {
         WatchedInput input([&](std::span<char> buffer) -> std::size_t {
             session_.out.flush();  // what was judged is seen while the next frame is waited for
             Signal signal = Signal::kNone;
             while (!isStopped_ && (signal = signals_.Next(true, true)) != Signal::kInput) Handle(signal);
             return isStopped_ ? 0 : signals_.ReadInput(buffer);
         });
-        return Feed(input, "standard input");
+        Feed(input, "standard input");
     }
 
-    bool Feed(WatchedInput& input, const std::string& name) {
+    void Feed(WatchedInput& input, const std::string& name) {
         std::istream stream(&input);
         std::string mistake;
         // A capture that Ctrl+C cuts off is not a bad one.
-        if (replay_.Replay(stream, name, mistake) || isStopped_) return true;
-        session_.Fail(fmt::format("{}: {}", Printable(name), mistake), kExitFailed);
-        return false;
+        if (!replay_.Replay(stream, name, mistake) && !isStopped_)
+            Complain(fmt::format("{}: {}", Printable(name), mistake));
     }
 
     const Session& session_;
@@ -117,13 +116,16 @@ class Watching {
     WatchSignals& signals_;
     std::unique_ptr<VerdictReport> report_;
     CaptureReplay replay_;
+    std::uint64_t failed_ = 0;
     bool isStopped_ = false;
 };
 
 int Watch(const WatchOptions& options, const Session& session) {
-    std::vector<AddressReplacement> replacements;
+    std::optional<CaptureOptions::Parsed> parsed = options.captures.Parse(session);
+    if (!parsed) return kExitUsage;
     std::string mistake;
-    if (!ParseReplacements(session.replacements, replacements, mistake)) return session.Fail(mistake, kExitUsage);
+    const std::vector<NamedInput> inputs = ListCaptures(options.captures.captures);
+    const bool readsInput = ReadsStandardInput(inputs);
     Environment& environment = session.environment;
     const std::string folder = environment.InstallFolder(session.library);
     const auto pause = [&](std::chrono::milliseconds time) { environment.Pause(time); };
@@ -131,33 +133,32 @@ int Watch(const WatchOptions& options, const Session& session) {
     if (!follower.Begin(mistake)) return session.Fail(mistake, kExitFailed);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
-    const std::unique_ptr<WatchSignals> signals = environment.Watch(folder, options.ReadsStandardInput(), mistake);
+    const std::unique_ptr<WatchSignals> signals = environment.Watch(folder, readsInput, mistake);
     if (!signals) return session.Fail(mistake, kExitFailed);
     follower.Follow(*library);  // for what changed before the folder was watched
 
     if (environment.IsErrorTerminal())
         session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(PolicyPath(folder)));
 
-    Watching watching(session, *library, follower, *signals, std::move(replacements));
-    bool areWhole = watching.FeedAll(options.captures);
+    Watching watching(session, *library, follower, *signals, std::move(*parsed));
+    watching.FeedAll(inputs);
     // A stream cannot be judged again; files are, after each change.
-    if (!options.once && !options.ReadsStandardInput())
-        while (watching.WaitForChange()) areWhole &= watching.FeedAll(options.captures);
-    watching.Summary();
-    return areWhole ? kExitOk : kExitFailed;
+    if (!options.once && !readsInput)
+        while (watching.WaitForChange()) watching.FeedAll(inputs);
+    return watching.End();
 }
 
 }  // namespace
 
 RunCommand AddWatchCommand(CLI::App& command, Session& session) {
     const auto options = std::make_shared<WatchOptions>();
-    command.add_option("CAPTURE", options->captures,
-                       "pcap or pcapng files of Ethernet frames; - is standard input, for a capture that is running");
+    AddCaptureOptions(command, options->captures);
     command.add_flag("--once", options->once, "End after the captures instead of waiting for changes");
     command.footer(
         "When the policy beside the modules changes, no more is judged until the library has been told what changed. "
         "A policy with mistakes is told about and not used. Files are judged again after each change. Ctrl+C ends it, "
-        "and so does the end of standard input.");
+        "and so does the end of standard input, such as of a capture that is running. Schedules go by the machine's "
+        "clock.");
     return [options, &session] { return Watch(*options, session); };
 }
 

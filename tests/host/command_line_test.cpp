@@ -69,12 +69,32 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongUse{{"replay", "--map", "a=b=c", "a.pcap"}, "a=b=c"},
                     WrongUse{{"url", "gopher://a.example/"}, "gopher"},
                     WrongUse{{"url", "http://"}, "cannot be judged"},
+                    WrongUse{{"url", "mailto:me@a.example"}, "its scheme is \"mailto\""},
+                    WrongUse{{"url", "--server", "a.example", "http://a.example/"}, "--server a.example"},
+                    WrongUse{{"url", "--map", "10.0.0.1=192.0.2.1", "http://a.example/"}, "--map does nothing for url"},
+                    WrongUse{{"extension", "--brief", "https://a.example/"}, "--brief does nothing for extension"},
+                    WrongUse{{"logon", "--map", "a=b"}, "--map does nothing for logon"},
+                    WrongUse{{"watch", "--at", "now", "a.pcap"}, "--at does nothing for watch"},
+                    WrongUse{{"policy", "--mode", "0"}, "--mode does nothing for policy"},
+                    WrongUse{{"replay", "--map", "10.0.0.1=192.0.2.1", "--map", "10.0.0.1=192.0.2.2", "a.pcap"},
+                             "--map 10.0.0.1=192.0.2.2: this address has been replaced"},
                     WrongUse{{"url", "http://a.example:99999/"}, "cannot be judged"}));
 
-TEST(CommandLine, OneWrongUrlKeepsAllFromBeingJudged) {
+TEST(CommandLine, AWrongUrlIsNamedAndTheOthersAreJudged) {
+    for (const char* command : {"url", "extension"}) {
+        FakeEnvironment environment;
+        const Ran run = RunWith(
+            environment, {command, "http://a.example/", "gopher://" + std::string(5000, 'x'), "http://b.example/"});
+        EXPECT_EQ(run.code, kFailed);
+        EXPECT_THAT(run.errors, AllOf(HasSubstr("\"gopher://xxx"), HasSubstr("cannot be judged")));
+        EXPECT_LT(run.errors.size(), 250u);
+        EXPECT_THAT(run.out, AllOf(HasSubstr("a.example"), HasSubstr("b.example")));
+    }
+}
+
+TEST(CommandLine, UrlsThatAreAllWrongAreWrongUse) {
     FakeEnvironment environment;
-    const Ran run = RunWith(environment, {"url", "http://a.example/", "http://:80/"});
-    EXPECT_EQ(run.code, kUsage);
+    EXPECT_EQ(RunWith(environment, {"url", "http://:80/", "mailto:me@a.example"}).code, kUsage);
     EXPECT_THAT(environment.opened, IsEmpty());
 }
 
@@ -126,6 +146,33 @@ TEST(UrlCommand, JudgesHttpByItsRequestAndHttpsByItsHello) {
     EXPECT_EQ(https.server.port, 443);
     EXPECT_THAT(https.data, AllOf(HasSubstr("b.example"), testing::Not(HasSubstr("secret"))));
     EXPECT_THAT(run.out, HasSubstr("2 requests: 2 allowed, 0 blocked"));
+}
+
+TEST(UrlCommand, TakesAnAddressForTheHostsOfUrlsThatNameNone) {
+    FakeEnvironment environment;
+    EXPECT_EQ(RunWith(environment, {"url", "--server", "198.51.100.7", "a.example", "http://192.0.2.9/"}).code, kOk);
+    ASSERT_THAT(environment.library.scanned, SizeIs(2));
+    EXPECT_EQ(FormatIpAddress(environment.library.scanned[0].server.address), "198.51.100.7");
+    EXPECT_EQ(FormatIpAddress(environment.library.scanned[1].server.address), "192.0.2.9");
+}
+
+TEST(UrlCommand, AsksForAnInternationalHostInItsSentForm) {
+    FakeEnvironment environment;
+    const Ran run = RunWith(environment, {"url",
+                                          "http://b\xc3\xbc"
+                                          "cher.example/\xc3\xbc",
+                                          "http://\xc3\xbc.example/"});
+    EXPECT_EQ(run.code, kFailed);
+    ASSERT_THAT(environment.library.scanned, SizeIs(1));
+    EXPECT_THAT(environment.library.scanned[0].data,
+                StartsWith("GET /%C3%BC HTTP/1.1\r\nHost: xn--bcher-kva.example\r\n"));
+    EXPECT_THAT(run.errors, HasSubstr("international name"));
+}
+
+TEST(UrlCommand, AHostWithAPortIsNoScheme) {
+    FakeEnvironment environment;
+    EXPECT_EQ(RunWith(environment, {"url", "localhost:8080", "a.example:81/x", "localhost:8080/x?y"}).code, kOk);
+    EXPECT_THAT(environment.library.scanned, SizeIs(3));
 }
 
 // As a browser would, and so that nobody smuggles a header in.

@@ -115,12 +115,22 @@ class FakeEnvironment : public Environment {
     [[nodiscard]] std::string OwnFolder() const override { return ownFolder; }
     [[nodiscard]] bool IsOutputTerminal() const override { return isTerminal; }
     [[nodiscard]] bool IsErrorTerminal() const override { return false; }
+    [[nodiscard]] std::istream& Input() override { return input; }
+    [[nodiscard]] bool IsInterrupted() const override { return library.scanned.size() >= interruptedAfter; }
+    [[nodiscard]] std::optional<std::string> AsciiHost(const std::string& utf8) const override {
+        return utf8 == "b\xc3\xbc"
+                       "cher.example"
+                   ? std::optional<std::string>("xn--bcher-kva.example")
+                   : std::nullopt;
+    }
 
     FakeLibrary library;
     std::vector<LibraryOptions> opened;
     std::string whyNot;
     std::string ownFolder = "nowhere/";
     bool isTerminal = false;
+    std::istringstream input;
+    std::size_t interruptedAfter = static_cast<std::size_t>(-1);  // URL scans; then Ctrl+C is pressed
 };
 
 // One run of the command line.

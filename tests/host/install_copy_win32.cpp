@@ -75,8 +75,21 @@ InstallCopy::~InstallCopy() {
 }
 
 ProgramRun InstallCopy::Run(const std::vector<std::string>& arguments) const {
+    ProgramRun run = RunWith(CreateOutput(File("stdout.txt")), arguments);
+    run.out = Read("stdout.txt");
+    return run;
+}
+
+ProgramRun InstallCopy::RunInto(const std::wstring& output, const std::vector<std::string>& arguments) const {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    const HANDLE out = CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    EXPECT_NE(out, INVALID_HANDLE_VALUE) << "error " << GetLastError();
+    return RunWith(out, arguments);
+}
+
+ProgramRun InstallCopy::RunWith(void* out, const std::vector<std::string>& arguments) const {
     ProgramRun run;
-    const HANDLE out = CreateOutput(File("stdout.txt"));
     const HANDLE errors = CreateOutput(File("stderr.txt"));
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
@@ -95,7 +108,6 @@ ProgramRun InstallCopy::Run(const std::vector<std::string>& arguments) const {
     }
     CloseHandle(out);
     CloseHandle(errors);
-    run.out = Read("stdout.txt");
     run.errors = Read("stderr.txt");
     return run;
 }

@@ -32,6 +32,9 @@ class InstallCopy {
     // tarnhost with these arguments; it is waited for.
     [[nodiscard]] ProgramRun Run(const std::vector<std::string>& arguments) const;
 
+    // The same with its output going to a file or device that stands there already; what comes out is not read.
+    [[nodiscard]] ProgramRun RunInto(const std::wstring& output, const std::vector<std::string>& arguments) const;
+
     void Write(const std::string& name, const std::string& text) const;
     [[nodiscard]] std::string Read(const std::string& name) const;
     void Remove(const std::string& name) const;
@@ -41,6 +44,9 @@ class InstallCopy {
     [[nodiscard]] std::filesystem::path File(const std::string& name) const { return folder_ / name; }
 
  private:
+    // Closes the handle of the output.
+    [[nodiscard]] ProgramRun RunWith(void* out, const std::vector<std::string>& arguments) const;
+
     std::filesystem::path folder_;
 };
 

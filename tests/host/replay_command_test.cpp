@@ -67,10 +67,12 @@ TEST(ReplayCommand, JsonNamesFrameClientAndReplacement) {
 
 TEST(ReplayCommand, AFileThatIsNotThereDoesNotKeepTheOthersFromBeingJudged) {
     FakeEnvironment environment;
-    const Ran run = RunWith(environment, {"replay", "no-such.pcap", TARN_CAPTURE_FOLDER, kCurl});
+    const TemporaryFile empty("notes.txt", std::string());
+    const Ran run = RunWith(environment, {"replay", "no-such.pcap", empty.Folder(), kCurl});
     EXPECT_EQ(run.code, kFailed);
-    EXPECT_THAT(run.errors,
-                AllOf(HasSubstr("tarnhost: no-such.pcap: cannot be opened"), HasSubstr("captures: cannot be opened")));
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("tarnhost: no-such.pcap: cannot be opened"),
+                                  HasSubstr("there is no capture in this folder")));
+    EXPECT_THAT(run.out, HasSubstr("2 inputs could not be read"));
     EXPECT_THAT(environment.library.scanned, SizeIs(37));
 }
 

@@ -53,6 +53,11 @@ void RunningProgram::EndInput() {
     Close(input_);
 }
 
+void RunningProgram::CloseOutput() {
+    Close(output_);
+    read_.clear();
+}
+
 nlohmann::json RunningProgram::NextLine() {
     while (read_.find('\n') == std::string::npos) {
         char buffer[4096];

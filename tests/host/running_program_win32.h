@@ -21,6 +21,8 @@ class RunningProgram {
 
     void Write(const std::string& bytes);
     void EndInput();
+    // From then on nobody reads its output.
+    void CloseOutput();
     // The next line of its output, waited for; null after the last one.
     nlohmann::json NextLine();
     // The next line of that type; those before it are passed over.

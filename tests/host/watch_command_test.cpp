@@ -246,7 +246,7 @@ TEST(ExtensionCommand, AScanThatFailsHasNoVerdict) {
     FakeMachine machine;
     machine.told.answer = {};
     EXPECT_THAT(RunWith(machine, {"extension", "https://shop.example/"}).out,
-                HasSubstr("no verdict  the library could not judge it"));
+                HasSubstr("no verdict  not judged: the library could not judge it"));
 }
 
 TEST(ExtensionCommand, WhatNoBrowserReportsIsAMistakeOfUse) {

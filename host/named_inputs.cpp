@@ -1,0 +1,130 @@
+#include "host/named_inputs.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fmt/format.h>
+#include <iterator>
+
+#include "base/text.h"
+#include "host/file_path.h"
+#include "host/printable_text.h"
+
+namespace tarn::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kCaptureEndings[] = {".pcap", ".pcapng", ".cap", ".pcap.gz", ".pcapng.gz", ".cap.gz"};
+
+bool IsList(const std::string& name) {
+    return name.size() > 1 && name.front() == '@';
+}
+
+bool IsCaptureName(std::string name) {
+    base::LowerAscii(name.data(), name.size());
+    return std::any_of(std::begin(kCaptureEndings), std::end(kCaptureEndings),
+                       [&](std::string_view ending) { return name.ends_with(ending); });
+}
+
+// False when use has ended it.
+bool ForEachLine(std::istream& input, const std::function<bool(const std::string&)>& use) {
+    for (std::string line; std::getline(input, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (!line.empty() && !use(line)) return false;
+    }
+    return true;
+}
+
+std::string CannotRead(std::string_view name, std::string_view what) {
+    return fmt::format("{}: {}", Printable(name), what);
+}
+
+bool OpenList(const std::string& named, std::ifstream& file, std::string& mistake) {
+    const fs::path path = ToPath(named.substr(1));
+    std::error_code ignored;
+    file.open(path, std::ios::binary);
+    if (file && !fs::is_directory(path, ignored)) return true;
+    mistake = CannotRead(named, "the list cannot be opened; is the path right, and may you read the file?");
+    return false;
+}
+
+void AddFolder(const std::string& folder, std::vector<NamedInput>& inputs) {
+    std::vector<std::string> found;
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(ToPath(folder), error), end; !error && at != end; at.increment(error)) {
+        std::error_code ignored;
+        if (IsCaptureName(FromPath(at->path().filename())) && !at->is_directory(ignored))
+            found.push_back(FromPath(at->path()));
+    }
+    std::sort(found.begin(), found.end());
+    for (const std::string& name : found) inputs.push_back({name, {}});
+    if (error)
+        inputs.push_back(
+            {folder, CannotRead(folder, "not all of this folder can be read; may you read what is in it?")});
+    else if (found.empty())
+        inputs.push_back({folder, CannotRead(folder,
+                                             "there is no capture in this folder (*.pcap, *.pcapng or *.cap, also "
+                                             "with .gz behind)")});
+}
+
+void AddNamed(const std::string& name, std::vector<NamedInput>& inputs) {
+    std::error_code ignored;
+    if (name != kStandardInput && fs::is_directory(ToPath(name), ignored))
+        AddFolder(name, inputs);
+    else
+        inputs.push_back({name, {}});
+}
+
+}  // namespace
+
+std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named) {
+    std::vector<NamedInput> inputs;
+    for (const std::string& name : named) {
+        if (!IsList(name)) {
+            AddNamed(name, inputs);
+            continue;
+        }
+        std::ifstream list;
+        std::string mistake;
+        if (!OpenList(name, list, mistake)) {
+            inputs.push_back({name, mistake});
+            continue;
+        }
+        ForEachLine(list, [&](const std::string& line) {
+            AddNamed(line, inputs);
+            return true;
+        });
+    }
+    return inputs;
+}
+
+bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& mistake) {
+    file.open(ToPath(name), std::ios::binary);
+    if (file) return true;
+    mistake = CannotRead(name, "cannot be opened; is the path right, and may you read the file?");
+    return false;
+}
+
+void ForEachText(const std::vector<std::string>& named, std::istream& input,
+                 const std::function<bool(const std::string&)>& use,
+                 const std::function<void(const std::string&)>& complain) {
+    for (const std::string& name : named) {
+        if (name == kStandardInput) {
+            if (!ForEachLine(input, use)) return;
+            continue;
+        }
+        if (!IsList(name)) {
+            if (!use(name)) return;
+            continue;
+        }
+        std::ifstream list;
+        std::string mistake;
+        if (!OpenList(name, list, mistake))
+            complain(mistake);
+        else if (!ForEachLine(list, use))
+            return;
+    }
+}
+
+}  // namespace tarn::host

@@ -1,0 +1,38 @@
+// What the user names on the command line, taken apart into single inputs: folders into their captures, lists into
+// their lines. Reading an input is left to the commands.
+#ifndef TARN_HOST_NAMED_INPUTS_H
+#define TARN_HOST_NAMED_INPUTS_H
+
+#include <fstream>
+#include <functional>
+#include <istream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarn::host {
+
+inline constexpr std::string_view kStandardInput = "-";
+
+// One input, or why what was named yields none.
+struct NamedInput {
+    std::string name;
+    std::string mistake;  // empty for an input
+};
+
+// Files as they are named, the captures below a folder by name (*.pcap, *.pcapng, *.cap, packed too), the lines of
+// "@list" in the same way. "-" stays.
+std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named);
+
+// Opens a capture; false with the reason in mistake.
+bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& mistake);
+
+// Hands on each text: those that are named, for "-" the lines of input, for "@list" those of a file. Empty lines are
+// passed over. Ends when use returns false. A list that cannot be read goes to complain.
+void ForEachText(const std::vector<std::string>& named, std::istream& input,
+                 const std::function<bool(const std::string&)>& use,
+                 const std::function<void(const std::string&)>& complain);
+
+}  // namespace tarn::host
+
+#endif

@@ -1,0 +1,173 @@
+// Folders, lists, standard input and packed captures on the command line.
+#include "host/named_inputs.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <iterator>
+#include <sstream>
+#include <zlib.h>
+
+#include "host/capture/gzip_input.h"
+#include "host/capture_bytes.h"
+#include "host/fake_environment.h"
+#include "host/file_path.h"
+#include "host/temporary_file.h"
+
+namespace tarn::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
+constexpr std::size_t kRequestsOfCurl = 37;
+
+std::string Whole(const std::string& path) {
+    std::ifstream input(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+std::string Packed(const std::string& text) {
+    z_stream packer{};
+    EXPECT_EQ(deflateInit2(&packer, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    std::string source = text;
+    std::string out(deflateBound(&packer, static_cast<uLong>(text.size())) + 32, '\0');
+    packer.next_in = reinterpret_cast<Bytef*>(source.data());
+    packer.avail_in = static_cast<uInt>(source.size());
+    packer.next_out = reinterpret_cast<Bytef*>(out.data());
+    packer.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&packer, Z_FINISH), Z_STREAM_END);
+    out.resize(packer.total_out);
+    deflateEnd(&packer);
+    return out;
+}
+
+ByteList Bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+std::vector<std::string> Names(const std::vector<NamedInput>& inputs) {
+    std::vector<std::string> names;
+    for (const NamedInput& input : inputs) names.push_back(input.mistake.empty() ? input.name : "! " + input.mistake);
+    return names;
+}
+
+// A folder with files of these names, empty ones.
+class Folder {
+ public:
+    explicit Folder(const std::vector<std::string>& names) {
+        for (const std::string& name : names) {
+            const auto path = Path(name);
+            std::filesystem::create_directories(path.parent_path());
+            std::ofstream(path) << "";
+        }
+    }
+    [[nodiscard]] std::filesystem::path Path(const std::string& name) const {
+        return std::filesystem::path(root_.Folder()) / "captures" / ToPath(name);
+    }
+    [[nodiscard]] std::string Name(const std::string& name) const { return FromPath(Path(name)); }
+    [[nodiscard]] std::string Name() const { return FromPath(Path("").parent_path()); }
+
+ private:
+    TemporaryFile root_{"x", std::string()};
+};
+
+TEST(NamedInputs, AFolderStandsForItsCapturesByName) {
+    const Folder folder({"b.pcapng", "a.pcap", "sub/c.CAP", "sub/d.pcap.gz", "notes.txt", "e.pcapx", "gz"});
+    EXPECT_THAT(Names(ListCaptures({folder.Name()})),
+                ElementsAre(folder.Name("a.pcap"), folder.Name("b.pcapng"), folder.Name("sub/c.CAP"),
+                            folder.Name("sub/d.pcap.gz")));
+}
+
+TEST(NamedInputs, AFolderWithoutCapturesSaysSo) {
+    const Folder folder({"notes.txt"});
+    EXPECT_THAT(Names(ListCaptures({folder.Name()})), ElementsAre(HasSubstr("there is no capture in this folder")));
+}
+
+TEST(NamedInputs, AListStandsForItsLines) {
+    const Folder folder({"sub/c.pcap"});
+    const TemporaryFile list("list.txt", "one.pcap\r\n\n-\n" + folder.Name());
+    EXPECT_THAT(Names(ListCaptures({"@" + list.Path(), "last"})),
+                ElementsAre("one.pcap", "-", folder.Name("sub/c.pcap"), "last"));
+    EXPECT_THAT(Names(ListCaptures({"@no-such-list", "@"})),
+                ElementsAre(HasSubstr("@no-such-list: the list cannot be opened"), "@"));
+}
+
+TEST(NamedInputs, TextsComeFromArgumentsListsAndStandardInput) {
+    const TemporaryFile list("list.txt", std::string("b\nc"));
+    std::istringstream input("d\r\n\ne\n");
+    std::vector<std::string> texts;
+    std::string complaint;
+    ForEachText(
+        {"a", "@" + list.Path(), "@none", "-", "f"}, input,
+        [&](const std::string& text) {
+            texts.push_back(text);
+            return text != "e";
+        },
+        [&](const std::string& mistake) { complaint = mistake; });
+    EXPECT_THAT(texts, ElementsAre("a", "b", "c", "d", "e"));
+    EXPECT_THAT(complaint, HasSubstr("@none"));
+}
+
+TEST(NamedInputs, ReplayTakesAFolderAndAList) {
+    FakeEnvironment environment;
+    const TemporaryFile capture("one.pcap", Whole(kCurl));
+    EXPECT_EQ(RunWith(environment, {"replay", capture.Folder()}).code, 0);
+    EXPECT_THAT(environment.library.scanned, SizeIs(kRequestsOfCurl));
+    const TemporaryFile list("list.txt", capture.Path() + "\n" + capture.Path() + "\n");
+    EXPECT_EQ(RunWith(environment, {"replay", "@" + list.Path()}).code, 0);
+    EXPECT_THAT(environment.library.scanned, SizeIs(3 * kRequestsOfCurl));
+}
+
+TEST(NamedInputs, ThousandsOfUrlsComeFromAListOrStandardInput) {
+    std::string urls;
+    for (int i = 0; i < 5000; ++i) urls += "http://host" + std::to_string(i) + ".example/\n";
+    const TemporaryFile list("urls.txt", urls);
+    FakeEnvironment environment;
+    environment.input.str(urls);
+    EXPECT_EQ(RunWith(environment, {"url", "--brief", "@" + list.Path(), "-"}).code, 0);
+    EXPECT_THAT(environment.library.scanned, SizeIs(10000));
+}
+
+// ---- gzip ----
+
+TEST(GzipInput, APackedCaptureIsJudgedLikeThePlainOne) {
+    FakeEnvironment environment;
+    const TemporaryFile capture("one.pcap.gz", Packed(Whole(kCurl)));
+    const Ran run = RunWith(environment, {"replay", capture.Path()});
+    EXPECT_EQ(run.code, 0) << run.errors;
+    EXPECT_THAT(environment.library.scanned, SizeIs(kRequestsOfCurl));
+}
+
+TEST(GzipInput, EveryTruncationOfAPackedCaptureIsNamed) {
+    const std::string packed = Packed(std::string(reinterpret_cast<const char*>(PcapHeader().data()), 24));
+    EXPECT_THAT(ReadAll(Bytes(packed)).error, IsEmpty());
+    for (std::size_t length = 4; length < packed.size(); ++length)
+        EXPECT_THAT(ReadAll(Bytes(packed.substr(0, length))).error, HasSubstr("the compressed file is cut off"))
+            << length;
+}
+
+TEST(GzipInput, DamageIsNamed) {
+    std::string packed = Packed(Whole(kCurl));
+    char& ofCheckSum = packed[packed.size() - 6];
+    ofCheckSum = static_cast<char>(ofCheckSum ^ 0x55);
+    const ReadResult read = ReadAll(Bytes(packed));
+    EXPECT_EQ(read.error, "the compressed file is damaged");
+}
+
+TEST(GzipInput, SeveralMembersAreOneStream) {
+    const std::string whole = Whole(kCurl);
+    const ReadResult plain = ReadAll(Bytes(whole));
+    const ReadResult read = ReadAll(Bytes(Packed(whole.substr(0, 1000)) + Packed(whole.substr(1000))));
+    EXPECT_THAT(read.error, IsEmpty());
+    EXPECT_EQ(read.frames.size(), plain.frames.size());
+}
+
+TEST(GzipInput, PackedTwiceIsRefused) {
+    EXPECT_THAT(ReadAll(Bytes(Packed(Packed(Whole(kCurl))))).error, HasSubstr("is compressed twice"));
+}
+
+}  // namespace
+}  // namespace tarn::host
