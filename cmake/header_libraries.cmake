@@ -1,9 +1,13 @@
 # The header-only libraries around the DLL, as the distribution ships them.
 #
 # The cross compiler must never see /usr/include, so the wanted folders are linked into one folder of the build tree.
-set(TARN_HEADER_FOLDER ${CMAKE_BINARY_DIR}/header_libraries)
+set(TARN_HEADER_FOLDER ${PROJECT_BINARY_DIR}/header_libraries)
 file(MAKE_DIRECTORY ${TARN_HEADER_FOLDER})
-foreach(folder CLI nlohmann toml++ fmt)
+set(TARN_HEADER_LIBRARIES fmt toml++)
+if(NOT TARN_PRODUCTS_ONLY)
+  list(APPEND TARN_HEADER_LIBRARIES CLI nlohmann)
+endif()
+foreach(folder ${TARN_HEADER_LIBRARIES})
   if(NOT EXISTS /usr/include/${folder})
     message(FATAL_ERROR "/usr/include/${folder} is missing: run ./dev setup, which installs what the build needs")
   endif()

@@ -40,6 +40,7 @@ add_library(tarn_dll SHARED IMPORTED GLOBAL)
 set_target_properties(tarn_dll PROPERTIES IMPORTED_LOCATION ${TARN_DLL} IMPORTED_IMPLIB ${TARN_IMPORT_LIBRARY}
                       INTERFACE_INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR}/include)
 add_dependencies(tarn_dll products)
+add_library(tarn::tarn ALIAS tarn_dll)  # as the package names it
 # By its own name on the command line.
 add_custom_target(tarn)
 add_dependencies(tarn products)

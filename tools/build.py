@@ -16,7 +16,30 @@ def with_compiler_cache():
     return {'CMAKE_C_COMPILER_LAUNCHER': 'ccache', 'CMAKE_CXX_COMPILER_LAUNCHER': 'ccache', **os.environ}
 
 
+def made_for(folder):
+    """The source and build folders that a build folder was configured for, None for a new one."""
+    try:
+        cache = (folder / 'CMakeCache.txt').read_text(encoding='utf-8', errors='replace')
+    except OSError:
+        return None
+    entries = dict(line.split('=', 1) for line in cache.splitlines() if '=' in line)
+    return [entries.get(f'CMAKE_{name}:INTERNAL', '') for name in ('HOME_DIRECTORY', 'CACHEFILE_DIR')]
+
+
+def forget_another_place(preset, root=ROOT):
+    """A build folder holds whole paths: one that came along with a moved or copied clone has to be made anew."""
+    folder = root / 'build' / preset
+    places = made_for(folder)
+    if places is None or '' in places:
+        return
+    if [Path(place).resolve() for place in places] == [root.resolve(), folder.resolve()]:
+        return
+    print(f'build/{preset} was made for {places[0]}; here it is made anew.', flush=True)
+    shutil.rmtree(folder)
+
+
 def configure(preset):
+    forget_another_place(preset)
     log = ROOT / 'build' / 'logs' / f'configure-{preset}.log'
     log.parent.mkdir(parents=True, exist_ok=True)
     with open(log, 'wb') as stream:

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|bench|fuzz]…
+# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|package|bench|fuzz]…
 source tools/common.sh
 
 # What each purpose needs: a command or a file, and the package that brings it.
@@ -26,6 +26,15 @@ TABLE
     check) cat <<'TABLE'
 clang-format                         clang-format
 clang-tidy                           clang-tidy
+TABLE
+        ;;
+    package) cat <<'TABLE'
+wixl                                 wixl
+msibuild                             msitools
+llvm-dlltool-14                      llvm-14
+lld-link-14                          lld-14
+clang-14                             clang-14
+git                                  git
 TABLE
         ;;
     bench) echo "/usr/include/benchmark/benchmark.h   libbenchmark-dev" ;;
@@ -55,7 +64,7 @@ AsRoot() {
     else Fail "Not root, and there is no sudo."; fi
 }
 
-(($#)) || set -- build check bench
+(($#)) || set -- build check package bench
 for purpose in "$@"; do NeedsOf "$purpose" >/dev/null; done
 mapfile -t missing < <(MissingPackages "$@")
 ((${#missing[@]})) || exit 0

@@ -27,6 +27,7 @@ start)
     printf '%s\n' "$state"
     ;;
 end)
+    rm -f "$WINEPREFIX/.kept"
     wineserver -k </dev/null >/dev/null 2>&1 || true
     wineserver -w
     ;;

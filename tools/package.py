@@ -1,0 +1,117 @@
+#!/usr/bin/env python3
+"""Makes the packages of this commit in build/package: archive, debug symbols, installer, and their sums.
+
+usage: package.py [--check]
+
+With --check it also clones the commit into a second folder, builds it there without any cache and compares every byte.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import build
+from release import archive, binaries, installer, notices, origin, sbom
+
+ROOT = build.ROOT
+OUTPUT = ROOT / 'build' / 'package'
+FILES = Path(__file__).resolve().parent / 'release' / 'files'
+
+
+def say(text):
+    print(text, flush=True)
+
+
+def stage(folder, version):
+    """The files of the archive but its lists of itself; symbols go beside."""
+    log = subprocess.run(['cmake', '--install', ROOT / 'build' / 'windows', '--component', 'tarn', '--prefix', folder],
+                         capture_output=True, text=True, check=False)
+    if log.returncode != 0:
+        raise RuntimeError(log.stdout + log.stderr)
+    binaries.split_symbols(folder / 'bin', folder.with_name(f'{folder.name}-symbols'))
+    binaries.write_import_library(folder / 'lib' / 'tarn.def', 'tarn.dll', folder / 'lib' / 'tarn.lib')
+    for path in FILES.iterdir():
+        text = path.read_text(encoding='utf-8').replace('@VERSION@', version)
+        newline = '\r\n' if path.suffix == '.cmd' else '\n'
+        (folder / path.name).write_text(text, encoding='utf-8', newline=newline)
+    (folder / 'THIRD-PARTY-NOTICES.txt').write_text(notices.notices(), encoding='utf-8')
+
+
+def finish(folder, version, commit, seconds):
+    bill = sbom.document(folder, version, commit, seconds)
+    (folder / 'sbom.spdx.json').write_text(bill, encoding='utf-8')
+    archive.write_sums(folder, folder / 'SHA256SUMS')
+
+
+def make(output=OUTPUT):
+    """Everything, into an empty folder; the names of the archives."""
+    version, commit, seconds = origin.version(ROOT), origin.commit(ROOT), origin.seconds(ROOT)
+    shutil.rmtree(output, ignore_errors=True)
+    folder = output / f'tarn-{version}-win64'
+    symbols = output / f'{folder.name}-symbols'
+    stage(folder, version)
+    finish(folder, version, commit, seconds)
+    for made in (folder, symbols):
+        named = archive.files_that_name(made, str(ROOT))
+        if named:
+            raise RuntimeError(f"The path {ROOT} stands in {', '.join(named)} of {made.name}")
+        archive.write_zip(made, output / f'{made.name}.zip', made.name, seconds)
+    installer.write(folder, version, seconds, output / f'{folder.name}.msi')
+    shutil.rmtree(symbols)
+    return [folder.name + ending for ending in ('.zip', '.msi', '-symbols.zip')]
+
+
+def report(names, output=OUTPUT):
+    lines = []
+    for name in names:
+        path = output / name
+        lines.append(f'{archive.sum_of(path)}  {name}\n')
+        say(f'{path.stat().st_size / 1e6:7.1f} MB  {path.relative_to(ROOT)}')
+    (output / 'SHA256SUMS').write_text(''.join(lines), encoding='utf-8')
+
+
+def check():
+    """Builds the commit once more, elsewhere; True when every archive has the same bytes."""
+    if origin.has_changes(ROOT):
+        say('Commit your changes first: the second build is that of the last commit.')
+        return False
+    other = OUTPUT / 'check' / 'a second folder with quite another name'
+    shutil.rmtree(other, ignore_errors=True)
+    subprocess.run(['git', 'clone', '--quiet', '--shared', ROOT, other], check=True)
+    start = time.monotonic()
+    say(f'Building the same commit in {other.relative_to(ROOT)}')
+    environment = {**os.environ, 'CCACHE_DISABLE': '1', 'CMAKE_C_COMPILER_LAUNCHER': '', 'CMAKE_CXX_COMPILER_LAUNCHER': ''}
+    ended = subprocess.run([sys.executable, other / 'tools' / 'package.py'], env=environment, check=False,
+                           stdout=subprocess.DEVNULL)
+    if ended.returncode != 0:
+        say('The second build failed.')
+        return False
+    ours, theirs = ((folder / 'SHA256SUMS').read_text(encoding='utf-8') for folder in
+                    (OUTPUT, other / 'build' / 'package'))
+    if ours != theirs:
+        say(f'The archives differ. Here:\n{ours}There:\n{theirs}')
+        return False
+    shutil.rmtree(other)
+    say(f'Both builds give the same bytes ({time.monotonic() - start:.0f} s).')
+    return True
+
+
+def main(arguments):
+    if arguments not in ([], ['--check']):
+        sys.exit(__doc__)
+    if not build.build('windows', ['products', 'tarnhost']):
+        return 1
+    try:
+        names = make()
+    except (RuntimeError, ValueError, OSError) as problem:
+        sys.exit(f'There is no package: {problem}')
+    report(names)
+    if origin.has_changes(ROOT):
+        say('This tree has changes that no commit holds: do not hand the package on.')
+    return 0 if not arguments or check() else 1
+
+
+if __name__ == '__main__':
+    sys.exit(main(sys.argv[1:]))

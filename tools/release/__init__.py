@@ -1,0 +1,1 @@
+"""What ./dev package is made of; ../package.py puts it together."""

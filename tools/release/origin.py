@@ -1,0 +1,36 @@
+"""What a package is made from: version, commit and time. Nothing of the machine or the hour goes into a package."""
+import os
+import re
+import subprocess
+
+
+def version(root):
+    found = re.search(r'^project\(tarn VERSION (\d+\.\d+\.\d+) ', (root / 'CMakeLists.txt').read_text(encoding='utf-8'),
+                      re.MULTILINE)
+    if found is None:
+        raise ValueError('CMakeLists.txt names no version')
+    return found.group(1)
+
+
+def git(root, *arguments):
+    """What git answers, or None outside a clone and without git."""
+    try:
+        return subprocess.run(['git', *arguments], cwd=root, capture_output=True, text=True, check=True).stdout.strip()
+    except (OSError, subprocess.CalledProcessError):
+        return None
+
+
+def commit(root):
+    return git(root, 'rev-parse', 'HEAD') or 'unknown'
+
+
+def has_changes(root):
+    return git(root, 'status', '--porcelain') not in ('', None)
+
+
+def seconds(root):
+    """The time that every file of the package bears: SOURCE_DATE_EPOCH when it is set, else that of the commit."""
+    given = os.environ.get('SOURCE_DATE_EPOCH') or git(root, 'log', '-1', '--format=%ct')
+    if not given or not given.isdigit():
+        raise ValueError('This is no clone: set SOURCE_DATE_EPOCH to the seconds that the files of the package shall bear')
+    return int(given)

@@ -1,0 +1,54 @@
+import contextlib
+import io
+import tempfile
+import unittest
+from pathlib import Path
+
+import build
+
+
+class MovedClone(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        self.folder = self.root / 'build' / 'windows'
+        self.folder.mkdir(parents=True)
+
+    def cache(self, home, own):
+        (self.folder / 'CMakeCache.txt').write_text(
+            f'A:STRING=b=c\nCMAKE_CACHEFILE_DIR:INTERNAL={own}\nCMAKE_HOME_DIRECTORY:INTERNAL={home}\n', encoding='utf-8')
+
+    def forget(self):
+        said = io.StringIO()
+        with contextlib.redirect_stdout(said):
+            build.forget_another_place('windows', self.root)
+        return said.getvalue()
+
+    def test_a_folder_of_another_place_goes(self):
+        self.cache('/some/other/clone', '/some/other/clone/build/windows')
+        self.assertEqual(self.forget(), 'build/windows was made for /some/other/clone; here it is made anew.\n')
+        self.assertFalse(self.folder.exists())
+
+    def test_its_own_stays(self):
+        self.cache(self.root, self.folder)
+        self.assertEqual(self.forget(), '')
+        self.assertTrue((self.folder / 'CMakeCache.txt').exists())
+
+    def test_its_own_by_another_name_stays(self):
+        link = self.root / 'link'
+        link.symlink_to(self.root)
+        self.cache(link, link / 'build' / 'windows')
+        self.assertEqual(self.forget(), '')
+        self.assertTrue((self.folder / 'CMakeCache.txt').exists())
+
+    def test_one_without_a_cache_or_half_made_stays(self):
+        (self.folder / 'file').touch()
+        self.assertEqual(self.forget(), '')
+        (self.folder / 'CMakeCache.txt').touch()
+        self.assertEqual(self.forget(), '')
+        self.assertTrue((self.folder / 'file').exists())
+
+
+if __name__ == '__main__':
+    unittest.main()

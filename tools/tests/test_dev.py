@@ -1,0 +1,100 @@
+"""The door: help, refusals, the limits of a command line. Nothing here builds or installs."""
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+NO_ARGUMENT = ('demo', 'test', 'setup', 'format', 'fingerprint')
+
+
+class Door(unittest.TestCase):
+    """A copy of ./dev whose programs only note that they were started."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        shutil.copy(ROOT / 'dev', self.root)
+        (self.root / 'tools').mkdir()
+        (self.root / 'cmake').mkdir()
+        (self.root / 'build/windows/bin').mkdir(parents=True)
+        self.started = self.root / 'started'
+        for name in ('cmake/wine-run', *(f'tools/{path.name}' for path in (ROOT / 'tools').glob('*.sh'))):
+            self.script(self.root / name)
+        self.script(self.root / 'fakes/python3')
+
+    def script(self, path):
+        path.parent.mkdir(exist_ok=True)
+        path.write_text(f'#!/usr/bin/env bash\necho "${{0##*/}} $*" >>"{self.started}"\n', encoding='utf-8')
+        path.chmod(0o755)
+
+    def dev(self, *arguments):
+        ended = subprocess.run([self.root / 'dev', *arguments], capture_output=True, text=True, check=False,
+                               env={**os.environ, 'PATH': f"{self.root / 'fakes'}:{os.environ['PATH']}"})
+        self.said = ended.stdout + ended.stderr
+        self.ran = self.started.read_text(encoding='utf-8') if self.started.exists() else ''
+        self.started.unlink(missing_ok=True)
+        return ended.returncode
+
+    def commands(self):
+        self.dev('help')
+        return sorted(set(re.findall(r'^  ([a-z]+)', self.said, re.MULTILINE)))
+
+    def test_help_of_every_command_only_prints_help(self):
+        commands = self.commands()
+        self.assertGreater(len(commands), 12)
+        for command in commands:
+            for word in ('--help', '-h'):
+                with self.subTest(command=command, word=word):
+                    self.assertEqual(self.dev(command, word), 0)
+                    self.assertRegex(self.said, rf'(?m)^  {command}\b')
+                    self.assertEqual(self.ran, '')
+
+    def test_help_of_a_command_is_that_of_no_other(self):
+        self.dev('bench', '--help')
+        self.assertIn('bench native', self.said)
+        self.assertNotIn('fuzz', self.said)
+
+    def test_help_of_tarnhost_is_its_own_once_it_is_built(self):
+        (self.root / 'build/windows/bin/tarnhost.exe').touch()
+        self.assertEqual(self.dev('host', '--help'), 0)
+        self.assertEqual(self.ran, f'wine-run {self.root}/build/windows/bin/tarnhost.exe --help\n')
+
+    def test_refuses_what_a_command_does_not_know(self):
+        wrong = [(command, 'now') for command in NO_ARGUMENT]
+        wrong += [('package', '--fast'), ('package', '--check', 'more'), ('soak', 'long'), ('soak', '--seconds'),
+                  ('bench', 'nativ'), ('check', '--all'), ('build', '--fast'), ('lint', '-x'), ('fuzz', '--help-me')]
+        for arguments in wrong:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.dev(*arguments), 2)
+                self.assertIn(f'./dev {arguments[0]} --help says', self.said)
+                self.assertEqual(self.ran, '')
+
+    def test_starts_what_it_knows(self):
+        for arguments, expected in ((('package', '--check'), 'tools/package.py --check'), (('soak', '5'), 'soak.sh 5'),
+                                    (('soak', '--seconds', '9'), 'soak.sh --seconds 9'), (('demo',), 'demo.sh'),
+                                    (('bench', 'native', '--x'), 'bench.sh native --x'),
+                                    (('test',), 'tools/test.py')):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.dev(*arguments), 0, self.said)
+                self.assertIn(expected, self.ran)
+
+    def test_an_unknown_command_is_refused(self):
+        self.assertEqual(self.dev('pakage', '--help'), 1)
+        self.assertIn("There is no command 'pakage'", self.said)
+
+    def test_arguments_that_windows_would_lose_are_refused(self):
+        (self.root / 'build/windows/bin/tarnhost.exe').touch()
+        self.assertEqual(self.dev('host', 'url', *(f'http://example.com/{number}' for number in range(1500))), 2)
+        self.assertIn('@FILE', self.said)
+        self.assertEqual(self.ran, '')
+        self.assertEqual(self.dev('host', 'url', 'x' * 30000), 0)
+        self.assertIn('wine-run', self.ran)
+
+
+if __name__ == '__main__':
+    unittest.main()
