@@ -18,7 +18,10 @@ SCHEMA = 'http://schemas.microsoft.com/wix/2006/wi'
 APP_PATH = r'SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe'
 POLICY = 'bin/tarn-policy.toml'
 NEVER_OVERWRITE = 128    # of a component's attributes, beside 256, which makes it a 64-bit one
-AFTER_THE_INSTALL = 6601  # right behind InstallFinalize
+# The old version goes when the new one's files stand, and before the new one is registered: Wine forgets a product's
+# family when a member of it is removed.
+INSTALL_EXECUTE = 5800
+REMOVE_OLD = 5900
 SUMMARY_FORMAT = uuid.UUID('f29f85e0-4ff9-1068-ab91-08002b27b3d9').bytes_le
 
 
@@ -87,7 +90,8 @@ def description(folder, version):
 def amendments(folder, version):
     """What wixl cannot say: see the values above. Programs bear their version, so that a newer one replaces an older."""
     yield f"UPDATE `Component` SET `Attributes` = {256 + NEVER_OVERWRITE} WHERE `Component` = '{short('c', POLICY)}'"
-    yield f"UPDATE `InstallExecuteSequence` SET `Sequence` = {AFTER_THE_INSTALL} WHERE `Action` = 'RemoveExistingProducts'"
+    yield f"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('InstallExecute', {INSTALL_EXECUTE})"
+    yield f"UPDATE `InstallExecuteSequence` SET `Sequence` = {REMOVE_OLD} WHERE `Action` = 'RemoveExistingProducts'"
     for name, path in archive.files_of(folder):
         if path.suffix.lower() in ('.dll', '.exe'):
             yield (f"UPDATE `File` SET `Version` = '{version}.0', `Language` = '1033' "

@@ -3,7 +3,7 @@ rem Installs tarn @VERSION@ without the installer package, or removes it again. 
 rem   install.cmd [FOLDER]   copies these files into FOLDER, by default Program Files\tarn, and registers its bin folder
 rem   install.cmd /remove    removes the files that it copied and the registration
 rem A policy that stands in the folder already is kept. Removal leaves ProgramData\tarn, where state is kept.
-setlocal enabledelayedexpansion
+setlocal
 set "source=%~dp0"
 set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe"
 set "target=%ProgramFiles%\tarn"
@@ -19,51 +19,62 @@ if not exist "%source%bin\tarn.dll" (
     exit /b 1
 )
 if /i "%source%"=="%target%\" goto register
-if not exist "%target%\bin" mkdir "%target%\bin"
-if not exist "%target%\bin" goto denied
 for %%d in (lib include docs examples) do (
-    xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul || goto denied
+    xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul
+    if errorlevel 1 goto denied
 )
-for %%f in ("%source%bin\*.dll" "%source%bin\*.exe") do (
-    copy /y "%%~ff" "%target%\bin\" >nul || goto denied
+for %%p in (dll exe) do (
+    xcopy "%source%bin\*.%%p" "%target%\bin" /i /y /q >nul
+    if errorlevel 1 goto denied
 )
-if not exist "%target%\bin\tarn-policy.toml" copy "%source%bin\tarn-policy.toml" "%target%\bin\" >nul || goto denied
-for %%f in ("%source%*") do (
-    copy /y "%%~ff" "%target%\" >nul || goto denied
+if not exist "%target%\bin\tarn-policy.toml" (
+    xcopy "%source%bin\tarn-policy.toml" "%target%\bin" /i /y /q >nul
+    if errorlevel 1 goto denied
 )
+xcopy "%source%*" "%target%" /i /y /q >nul
+if errorlevel 1 goto denied
 
 :register
 rem The library wants the last backslash.
-reg add "%key%" /v Path /t REG_SZ /d "%target%\bin\\" /f >nul || goto denied
+reg add "%key%" /v Path /t REG_SZ /d "%target%\bin\\" /f >nul
+if errorlevel 1 goto denied
 if not exist "%ProgramData%\tarn" mkdir "%ProgramData%\tarn"
 echo tarn @VERSION@ is installed in %target%
 exit /b 0
 
 :remove
 for /f "tokens=2,*" %%a in ('reg query "%key%" /v Path 2^>nul') do if "%%a"=="REG_SZ" set "registered=%%b"
-if defined registered set "target=!registered:~0,-5!"
+if defined registered set "target=%registered:~0,-5%"
 if not exist "%target%\SHA256SUMS" (
     echo There is no tarn in %target%.
     exit /b 1
 )
-for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do (
-    set "file=%%b"
-    set "file=!file:/=\!"
-    if /i not "!file!"=="install.cmd" if exist "%target%\!file!" del /f /q "%target%\!file!"
-)
+for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :delete "%%b"
 if exist "%target%\bin\tarn.dll" goto denied
 rem Folders that are empty now, from the innermost outwards.
-for /l %%n in (1,1,4) do (
-    for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do (
-        set "file=%%b"
-        for %%f in ("%target%\!file:/=\!") do if not "%%~dpf"=="%target%\" if exist "%%~dpf" rmdir "%%~dpf" 2>nul
-    )
-    for %%d in (lib\cmake lib include docs examples) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
+for %%n in (1 2 3 4) do (
+    for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
+    for %%d in (lib\cmake lib include docs examples bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
 )
-reg delete "%key%" /f >nul || goto denied
+reg delete "%key%" /f >nul
+if errorlevel 1 goto denied
 echo tarn is removed from %target%
 rem In one line, since this file may be the last one to go.
 del /f /q "%target%\SHA256SUMS" "%target%\install.cmd" & rmdir "%target%" 2>nul & exit /b 0
+
+rem The list has slashes.
+:delete
+set "file=%~1"
+set "file=%target%\%file:/=\%"
+if /i "%file%"=="%target%\install.cmd" exit /b 0
+if exist "%file%" del /f /q "%file%"
+exit /b 0
+
+:sweep
+set "file=%~1"
+for %%f in ("%target%\%file:/=\%") do set "folder=%%~dpf"
+if not "%folder%"=="%target%\" if exist "%folder%" rmdir "%folder%" 2>nul
+exit /b 0
 
 :denied
 echo Not done: Windows refused a file or the registry. Run this as an administrator, with no host running.
