@@ -9,10 +9,10 @@ import rings
 import sources
 
 
-def tools_tests(tally):
-    """The unit tests of the programs in tools/, counted case by case."""
-    rings.heading('Tools')
-    suite = unittest.defaultTestLoader.discover(str(build.ROOT / 'tools' / 'tests'))
+def python_tests(tally, title, folder):
+    """The unit tests of a folder, counted case by case."""
+    rings.heading(title)
+    suite = unittest.TestLoader().discover(str(build.ROOT / 'tools' / folder))
     result = unittest.TextTestRunner(stream=sys.stdout, verbosity=1).run(suite)
     bad = len(result.failures) + len(result.errors) + len(result.skipped) + len(result.unexpectedSuccesses)
     tally.passed += max(result.testsRun - bad, 0)
@@ -31,11 +31,12 @@ def windows_ring(tally):
             return
         if rings.ring(tally, 'windows', 'The library for Windows, under Wine'):
             rings.check(tally, 'No program passes with a Wine that runs nothing', rings.nothing_passes_without_wine)
+            python_tests(tally, 'The package: contents, examples, installation, the project inside another', 'package_tests')
 
 
 def main():
     tally = rings.Tally()
-    tools_tests(tally)
+    python_tests(tally, 'Tools', 'tests')
     rings.check(tally, 'Format', lambda: sources.has_form(sources.all_sources()))
     rings.ring(tally, 'native', 'Core on this machine, with AddressSanitizer and UBSan')
     rings.ring(tally, 'tsan', 'Threads on this machine, with ThreadSanitizer', ['thread_tests'])

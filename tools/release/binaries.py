@@ -20,9 +20,10 @@ def split_symbols(folder, symbols):
     symbols.mkdir(parents=True)
     for program in programs(folder):
         debug = symbols / f'{program.name}.debug'
-        run(OBJCOPY, '--only-keep-debug', program, debug)
-        run(OBJCOPY, '--strip-all', program)
-        run(OBJCOPY, f'--add-gnu-debuglink={debug}', program)
+        # Preserved dates are those inside the files; without, each run writes the hour.
+        run(OBJCOPY, '--preserve-dates', '--only-keep-debug', program, debug)
+        run(OBJCOPY, '--preserve-dates', '--strip-all', program)
+        run(OBJCOPY, '--preserve-dates', f'--add-gnu-debuglink={debug}', program)
 
 
 def write_import_library(definition, dll, library):

@@ -19,7 +19,9 @@ class Component:
 
     def version(self):
         shown = subprocess.run(['dpkg-query', '-W', '-f', '${Version}', self.package], capture_output=True, text=True,
-                               check=True)
+                               check=False)
+        if shown.returncode != 0 or not shown.stdout:
+            raise RuntimeError(f'The package {self.package} is not installed, whose version and licence are wanted')
         return shown.stdout.strip()
 
 

@@ -11,7 +11,8 @@ NAMESPACE = uuid.UUID('7d1c7b8e-6f0e-5a55-9d0b-0c6f3d1f6a11')
 
 
 def identifier(text):
-    return 'SPDXRef-' + re.sub(r'[^A-Za-z0-9.]+', '-', text).strip('-')
+    """Of letters, digits, points and hyphens only, and another one for each text."""
+    return 'SPDXRef-' + re.sub(r'[^A-Za-z0-9.]', lambda other: f'-{ord(other[0]):x}-', text)
 
 
 def checksums(content):

@@ -1,0 +1,178 @@
+"""Installing, upgrading, repairing and removing, by the installer and by the script, each in a Windows of its own."""
+import shutil
+import tempfile
+import unittest
+from pathlib import Path
+
+import made
+from prefix import Prefix, windows_path
+from release import archive, installer, origin
+
+FOLDER = r'C:\Program Files\tarn'
+STATE = r'C:\ProgramData\tarn'
+NEWER = '99.0.0'
+REFUSED = 1603 & 0xFF  # an exit status has eight bits here
+
+
+class Installation(unittest.TestCase):
+    def setUp(self):
+        self.windows = self.enterContext(Prefix())
+        self.folder = self.windows.path(FOLDER)
+        self.policy = self.folder / 'bin' / 'tarn-policy.toml'
+
+    def files(self):
+        return {name: archive.sum_of(path) for name, path in archive.files_of(self.folder)}
+
+    def packaged(self):
+        return {name: archive.sum_of(path) for name, path in archive.files_of(made.unpacked())}
+
+    def expect_installed(self, *changed):
+        there, wanted = self.files(), self.packaged()
+        for name in changed:
+            del there[name], wanted[name]
+        self.assertEqual(there, wanted)
+        self.assertEqual(self.windows.registered_folder(), FOLDER + '\\bin\\')
+        self.assertTrue(self.windows.path(STATE).is_dir())
+
+    def expect_removed(self):
+        self.assertFalse(self.folder.exists(), list(self.folder.rglob('*')) if self.folder.exists() else '')
+        self.assertIsNone(self.windows.registered_folder())
+
+    def expect_it_judges(self):
+        """The host of the installed folder, with what the registry says."""
+        status, said = self.windows.run(FOLDER + r'\bin\tarnhost.exe', 'url', 'http://lantern.example/redirect')
+        self.assertEqual(status, 0, said)
+        self.assertIn('BLOCKED', said)
+        for name, _ in archive.files_of(self.folder):
+            if name not in self.packaged():
+                (self.folder / name).unlink()  # what a host writes is no part of the installation
+
+    def edit_policy(self):
+        self.policy.write_text(self.policy.read_text(encoding='utf-8') + '\n# my own line\n', encoding='utf-8')
+
+    def expect_edited_policy(self):
+        self.assertIn('# my own line', self.policy.read_text(encoding='utf-8'))
+
+    def leave_state(self):
+        (self.windows.path(STATE) / 'kept').write_text('state', encoding='utf-8')
+
+    def expect_state(self):
+        self.assertEqual([path.name for path in self.windows.path(STATE).iterdir()], ['kept'])
+
+
+class ByInstaller(Installation):
+    def setUp(self):
+        super().setUp()
+        self.installer = made.folder() / f'{made.NAME}.msi'
+
+    def msiexec(self, *arguments, expected=0):
+        status, said = self.windows.run('msiexec', *arguments, '/qn')
+        self.assertEqual(status, expected, said)
+
+    def install(self, file, expected=0):
+        self.msiexec('/i', windows_path(file), expected=expected)
+
+    def newer(self):
+        """The installer of a later version, in which one document and one program differ."""
+        place = Path(tempfile.mkdtemp(dir=self.windows.folder))
+        folder = shutil.copytree(made.unpacked(), place / 'newer')
+        for name in ('README.md', 'bin/tarn-policy.toml', 'bin/agentst.dll'):
+            with open(folder / name, 'ab') as file:
+                file.write(b'# newer\n')
+        installer.write(folder, NEWER, origin.seconds(made.ROOT), place / 'newer.msi')
+        return folder, place / 'newer.msi'
+
+    def test_installs_and_removes(self):
+        self.install(self.installer)
+        self.expect_installed()
+        self.expect_it_judges()
+        self.leave_state()
+        self.msiexec('/x', windows_path(self.installer))
+        self.expect_removed()
+        self.expect_state()
+
+    def test_leaves_nothing_when_nothing_was_kept(self):
+        self.install(self.installer)
+        self.msiexec('/x', windows_path(self.installer))
+        self.expect_removed()
+        self.assertFalse(self.windows.path(STATE).exists())
+
+    def test_repairs(self):
+        self.install(self.installer)
+        self.edit_policy()
+        (self.folder / 'bin' / 'tarn.dll').unlink()
+        (self.folder / 'lib' / 'tarn.lib').unlink()
+        self.msiexec('/i', windows_path(self.installer), 'REINSTALL=ALL', 'REINSTALLMODE=omus')
+        self.expect_installed('bin/tarn-policy.toml')
+        self.expect_edited_policy()
+        self.expect_it_judges()
+
+    def test_upgrades_and_refuses_to_go_back(self):
+        self.install(self.installer)
+        self.edit_policy()
+        self.leave_state()
+        folder, newer = self.newer()
+        self.install(newer)
+        wanted = {name: archive.sum_of(path) for name, path in archive.files_of(folder)}
+        there = self.files()
+        self.expect_edited_policy()
+        del wanted['bin/tarn-policy.toml'], there['bin/tarn-policy.toml']
+        self.assertEqual(there, wanted)
+        self.assertEqual(self.windows.registered_folder(), FOLDER + '\\bin\\')
+        _, said = self.windows.run('reg', 'query', r'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall')
+        self.assertIn(installer.guid('product', NEWER), said)
+        self.assertNotIn(installer.guid('product', made.VERSION), said)
+        self.install(self.installer, expected=REFUSED)
+        self.msiexec('/x', windows_path(newer))
+        self.expect_removed()
+        self.expect_state()
+
+
+class ByScript(Installation):
+    def script(self, *arguments, place=None, expected=0):
+        # Of a line with more than two quotation marks the command processor drops the outer ones, unless it is a call.
+        call = ['call'] if any(' ' in argument for argument in arguments) else []
+        status, said = self.windows.run('cmd', '/c', *call, place or windows_path(made.unpacked() / 'install.cmd'), *arguments)
+        self.assertEqual(status, expected, said)
+        return said
+
+    def test_installs_and_removes(self):
+        self.assertIn(f'tarn {made.VERSION} is installed in {FOLDER}', self.script())
+        self.expect_installed()
+        self.expect_it_judges()
+        self.leave_state()
+        self.assertIn('is removed', self.script('/remove'))
+        self.expect_removed()
+        self.expect_state()
+
+    def test_keeps_an_edited_policy_and_brings_back_the_rest(self):
+        self.script()
+        self.edit_policy()
+        (self.folder / 'bin' / 'tarn.dll').unlink()
+        self.script()
+        self.expect_installed('bin/tarn-policy.toml')
+        self.expect_edited_policy()
+
+    def test_leaves_files_of_others_alone(self):
+        self.script()
+        (self.folder / 'bin' / 'host.exe').write_text('mine', encoding='utf-8')
+        self.script('/remove', place=FOLDER + r'\install.cmd')
+        self.assertEqual(list(self.files()), ['bin/host.exe'])
+        self.assertIsNone(self.windows.registered_folder())
+
+    def test_installs_where_it_is_told(self):
+        self.script(r'C:\other place\tarn')
+        self.assertEqual(self.windows.registered_folder(), r'C:\other place\tarn\bin' + '\\')
+        self.script('/remove')
+        self.assertFalse(self.windows.path(r'C:\other place\tarn').exists())
+        self.script('/remove', expected=1)
+
+    def test_refuses_what_it_does_not_know(self):
+        self.assertIn('/remove', self.script('one', 'two', expected=2))
+        self.assertFalse(self.folder.exists())
+
+
+del Installation  # the cases are those of the two ways
+
+if __name__ == '__main__':
+    unittest.main()
