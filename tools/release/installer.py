@@ -77,6 +77,7 @@ def description(folder, version):
     xml.SubElement(product, 'Package', InstallerVersion='500', Compressed='yes', InstallScope='perMachine',
                    Description=f'tarn {version}', Comments='Web-security library, companion modules and tarnhost')
     xml.SubElement(product, 'MajorUpgrade', DowngradeErrorMessage='A newer version of tarn is installed already.')
+    xml.SubElement(product, 'Property', Id='ARPNOMODIFY', Value='1')  # there is nothing to choose
     xml.SubElement(product, 'Media', Id='1', Cabinet='tarn.cab', EmbedCab='yes')
     target = xml.SubElement(product, 'Directory', Id='TARGETDIR', Name='SourceDir')
     feature = xml.SubElement(product, 'Feature', Id='Whole', Level='1', Title='tarn')
