@@ -77,7 +77,7 @@ def check():
     if origin.has_changes(ROOT):
         say('Commit your changes first: the second build is that of the last commit.')
         return False
-    other = OUTPUT / 'check' / 'a second folder with quite another name'
+    other = ROOT / 'build' / 'second-build' / 'a second folder with quite another name'
     shutil.rmtree(other, ignore_errors=True)
     subprocess.run(['git', 'clone', '--quiet', '--shared', ROOT, other], check=True)
     start = time.monotonic()

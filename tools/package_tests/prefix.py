@@ -7,6 +7,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
 WINE_RUN = ROOT / 'cmake' / 'wine-run'
+SERVER = ROOT / 'tools' / 'wine_server.sh'
 REGISTRY = ('system.reg', 'user.reg', 'userdef.reg')
 APP_PATH = r'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe'
 
@@ -24,6 +25,11 @@ class Prefix:
                 shutil.copy(whole / name, self.folder)
         self.environment = {**os.environ, 'WINEPREFIX': str(self.folder)}
         self.environment.pop('TARN_WINE_LOG', None)
+        # One server for all programs of the test: one that ends takes the next program's start with it.
+        started = subprocess.run([SERVER, 'start'], env=self.environment, stdout=subprocess.DEVNULL, check=False)
+        if started.returncode != 0:
+            self.__exit__()
+            raise RuntimeError('Wine does not run')
         return self
 
     def __exit__(self, *_):

@@ -32,8 +32,9 @@ class Examples(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
 
-    def call(self, *command):
-        ended = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, cwd=self.folder)
+    def call(self, *command, folder=None):
+        ended = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False,
+                               cwd=folder or self.folder)
         self.assertEqual(ended.returncode, 0, f'{command}\n{ended.stdout}{ended.stderr}')
         return ended.stdout
 
@@ -45,23 +46,40 @@ class Examples(unittest.TestCase):
     def test_all_of_them_with_cmake(self):
         self.call(*self.configure(self.package / 'examples'))
         self.call('cmake', '--build', self.folder / 'build')
-        sources = sorted((self.package / 'examples').glob('**/*.c*'))
-        programs = sorted((self.folder / 'build' / 'bin').glob('*.exe'))
-        self.assertGreater(len(sources), 0)
-        self.assertIn('c_consumer.exe', [program.name for program in programs])
-        with Prefix() as windows:
-            status, said = windows.run(self.folder / 'build' / 'bin' / 'c_consumer.exe')
-            self.assertEqual((status, said.splitlines()[-1:]), (0, ['As expected.']), said)
+        sources = [path.name for path in (self.package / 'examples').rglob('*') if path.suffix in ('.c', '.cpp')]
+        objects = [path.name for path in (self.folder / 'build').rglob('*.obj')]
+        self.assertIn('c_consumer.c', sources)
+        for source in sources:
+            self.assertIn(f'{source}.obj', objects)
+        self.expect_it_runs(self.folder / 'build' / 'bin' / 'c_consumer.exe')
 
-    def test_c_with_a_plain_compiler_line(self):
-        program = self.package / 'bin' / 'plain.exe'
-        self.addCleanup(program.unlink)
-        self.call('x86_64-w64-mingw32-gcc', '-std=c11', '-Wall', '-Wextra', '-Wpedantic', '-Werror',
-                  f"-I{self.package / 'include'}", self.package / 'examples' / 'c_consumer.c',
-                  self.package / 'lib' / 'libtarn.dll.a', '-o', program)
+    def shown(self, first, last):
+        """Lines that the archive's README.md shows, from one that begins so to one that begins so."""
+        lines = [line[4:] for line in (self.package / 'README.md').read_text(encoding='utf-8').splitlines()
+                 if line.startswith('    ')]
+        start = next(number for number, line in enumerate(lines) if line.startswith(first))
+        end = next(number for number, line in enumerate(lines) if number >= start and line.startswith(last))
+        return lines[start:end + 1]
+
+    def expect_it_runs(self, program):
         with Prefix() as windows:
             status, said = windows.run(program)
             self.assertEqual((status, said.splitlines()[-1:]), (0, ['As expected.']), said)
+
+    def test_the_compiler_line_that_the_readme_shows(self):
+        copy = shutil.copytree(self.package, self.folder / 'copy')
+        line, = self.shown('x86_64-w64-mingw32-gcc', 'x86_64-w64-mingw32-gcc')
+        self.call(*line.split(), '-std=c11', '-Wall', '-Wextra', '-Wpedantic', '-Werror', folder=copy)
+        self.expect_it_runs((copy / 'c_consumer.exe').rename(copy / 'bin' / 'c_consumer.exe'))
+
+    def test_the_cmake_lines_that_the_readme_shows(self):
+        lines = self.shown('cmake_minimum_required', 'target_link_libraries')
+        (self.folder / 'CMakeLists.txt').write_text('\n'.join(lines), encoding='utf-8')
+        shutil.copy(self.package / 'examples' / 'c_consumer.c', self.folder / 'host.c')
+        self.call(*self.configure(self.folder))
+        self.call('cmake', '--build', self.folder / 'build')
+        shutil.copy(self.package / 'bin' / 'tarn.dll', self.folder / 'build')
+        self.expect_it_runs(self.folder / 'build' / 'host.exe')
 
     def test_import_library_of_the_microsoft_tools(self):
         """Compiled and linked as those do, by clang and lld."""
@@ -69,8 +87,7 @@ class Examples(unittest.TestCase):
         (self.folder / 'uchar.h').write_text(MICROSOFT_UCHAR, encoding='utf-8')
         self.call('clang-14', '--target=x86_64-pc-windows-msvc', '-ffreestanding', '-fno-stack-protector', '-c', 'host.c', '-I.',
                   f"-I{self.package / 'include'}")
-        program = self.package / 'bin' / 'microsoft.exe'
-        self.addCleanup(program.unlink)
+        program = Path(shutil.copy(self.package / 'bin' / 'tarn.dll', self.folder)).with_name('microsoft.exe')
         self.call('lld-link-14', '/nodefaultlib', '/entry:Start', '/subsystem:console', f'/out:{program}', 'host.o',
                   self.package / 'lib' / 'tarn.lib')
         with Prefix() as windows:
