@@ -82,7 +82,8 @@ def check():
     subprocess.run(['git', 'clone', '--quiet', '--shared', ROOT, other], check=True)
     start = time.monotonic()
     say(f'Building the same commit in {other.relative_to(ROOT)}')
-    environment = {**os.environ, 'CCACHE_DISABLE': '1', 'CMAKE_C_COMPILER_LAUNCHER': '', 'CMAKE_CXX_COMPILER_LAUNCHER': ''}
+    environment = {**os.environ, 'CCACHE_DISABLE': '1', 'CMAKE_C_COMPILER_LAUNCHER': '',
+                   'CMAKE_CXX_COMPILER_LAUNCHER': ''}
     ended = subprocess.run([sys.executable, other / 'tools' / 'package.py'], env=environment, check=False,
                            stdout=subprocess.DEVNULL)
     if ended.returncode != 0:

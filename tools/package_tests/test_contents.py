@@ -15,8 +15,8 @@ COMPANIONS = ('setrd.dll', 'statrd.dll', 'sitecls.dll', 'pktsig.dll', 'tlsinsp.d
               'OPTSTORE.DLL', 'agentst.dll')
 PROGRAMS = ('tarn.dll', 'tarnhost.exe', *COMPANIONS)
 EXPECTED = (*(f'bin/{name}' for name in PROGRAMS), 'bin/tarn-policy.toml', 'include/tarn/tarn.h', 'lib/libtarn.dll.a',
-            'lib/tarn.lib', 'lib/tarn.def', 'lib/cmake/tarn/tarn-config.cmake', 'lib/cmake/tarn/tarn-config-version.cmake',
-            'examples/CMakeLists.txt', 'LICENSE', 'THIRD-PARTY-NOTICES.txt', 'CHANGELOG.md', 'README.md', 'install.cmd',
+            'lib/tarn.lib', 'lib/tarn.def', 'lib/cmake/tarn/tarn-config.cmake',
+            'lib/cmake/tarn/tarn-config-version.cmake', 'examples/CMakeLists.txt', 'LICENSE', 'THIRD-PARTY-NOTICES.txt', 'CHANGELOG.md', 'README.md', 'install.cmd',
             'sbom.spdx.json', 'SHA256SUMS')
 
 
@@ -50,8 +50,8 @@ class Archive(unittest.TestCase):
         folder = Path(tempfile.mkdtemp(dir=made.unpacked().parent))
         for path in (made.unpacked() / 'bin' / 'tarn.dll', made.unpacked('-symbols') / 'tarn.dll.debug'):
             (folder / path.name).write_bytes(path.read_bytes())
-        shown = subprocess.run(['x86_64-w64-mingw32-objdump', '-p', folder / 'tarn.dll'], capture_output=True, text=True,
-                               check=True).stdout
+        shown = subprocess.run(['x86_64-w64-mingw32-objdump', '-p', folder / 'tarn.dll'], capture_output=True,
+                               text=True, check=True).stdout
         base = int(re.search(r'ImageBase\s+([0-9a-f]+)', shown).group(1), 16)
         table = shown[shown.index('Export Address Table'):shown.index('[Ordinal/Name Pointer] Table')]
         addresses = [hex(base + int(address, 16)) for address in re.findall(r'\] \+base\[ *\d+\] ([0-9a-f]+)', table)]
@@ -97,7 +97,7 @@ class Archive(unittest.TestCase):
     def test_another_file_changes_the_bill(self):
         first, second = (tempfile.mkdtemp(dir=made.unpacked().parent) for _ in range(2))
         (Path(second) / 'file').write_text('text', encoding='utf-8')
-        self.assertNotEqual(sbom.document(Path(first), '1.0.0', 'c', 1, ()), sbom.document(Path(second), '1.0.0', 'c', 1, ()))
+        self.assertNotEqual(*(sbom.document(Path(folder), '1.0.0', 'c', 1, ()) for folder in (first, second)))
 
 
 class SameBytes(unittest.TestCase):
@@ -142,10 +142,15 @@ class SameBytes(unittest.TestCase):
 
 class Installer(unittest.TestCase):
     def test_bears_the_version_and_a_code_of_its_own(self):
-        shown = subprocess.run(['msiinfo', 'suminfo', made.folder() / f'{made.NAME}.msi'], capture_output=True, text=True,
-                               check=True).stdout
+        shown = subprocess.run(['msiinfo', 'suminfo', made.folder() / f'{made.NAME}.msi'], capture_output=True,
+                               text=True, check=True).stdout
         self.assertIn(f'Subject: tarn {made.VERSION}', shown)
         self.assertRegex(shown, r'\{[0-9A-F]{8}-[0-9A-F]{4}-5[0-9A-F]{3}-')
+
+    def test_gives_the_state_folder_its_rights(self):
+        shown = subprocess.run(['msiinfo', 'export', made.folder() / f'{made.NAME}.msi', 'MsiLockPermissionsEx'],
+                               capture_output=True, text=True, check=True).stdout
+        self.assertIn(f'State\tSTATEFOLDER\tCreateFolder\t{installer.STATE_RIGHTS}', shown)
 
     def test_a_summary_that_is_none_is_refused(self):
         with tempfile.NamedTemporaryFile(dir=made.unpacked().parent) as file:

@@ -41,7 +41,8 @@ class Examples(unittest.TestCase):
     def configure(self, source, *options):
         (self.folder / 'toolchain.cmake').write_text(TOOLCHAIN, encoding='utf-8')
         return ('cmake', '-G', 'Ninja', '-S', source, '-B', self.folder / 'build',
-                f"-DCMAKE_TOOLCHAIN_FILE={self.folder / 'toolchain.cmake'}", f'-DCMAKE_PREFIX_PATH={self.package}', *options)
+                f"-DCMAKE_TOOLCHAIN_FILE={self.folder / 'toolchain.cmake'}",
+                f'-DCMAKE_PREFIX_PATH={self.package}', *options)
 
     def test_all_of_them_with_cmake(self):
         self.call(*self.configure(self.package / 'examples'))
@@ -85,8 +86,8 @@ class Examples(unittest.TestCase):
         """Compiled and linked as those do, by clang and lld."""
         (self.folder / 'host.c').write_text(MICROSOFT_HOST, encoding='utf-8')
         (self.folder / 'uchar.h').write_text(MICROSOFT_UCHAR, encoding='utf-8')
-        self.call('clang-14', '--target=x86_64-pc-windows-msvc', '-ffreestanding', '-fno-stack-protector', '-c', 'host.c', '-I.',
-                  f"-I{self.package / 'include'}")
+        self.call('clang-14', '--target=x86_64-pc-windows-msvc', '-ffreestanding', '-fno-stack-protector', '-c', 'host.c',
+                  '-I.', f"-I{self.package / 'include'}")
         program = Path(shutil.copy(self.package / 'bin' / 'tarn.dll', self.folder)).with_name('microsoft.exe')
         self.call('lld-link-14', '/nodefaultlib', '/entry:Start', '/subsystem:console', f'/out:{program}', 'host.o',
                   self.package / 'lib' / 'tarn.lib')
@@ -101,7 +102,8 @@ class Examples(unittest.TestCase):
         for wanted, found in ((version, '1'), ('99.0', '0')):
             said = self.call(*self.configure(self.folder, f'-DWANTED={wanted}'))
             self.assertIn(f'found: {found}', said)
-        said = self.call('cmake', '-S', self.folder, '-B', self.folder / 'native', f'-DCMAKE_PREFIX_PATH={self.package}')
+        said = self.call('cmake', '-S', self.folder, '-B', self.folder / 'native',
+                         f'-DCMAKE_PREFIX_PATH={self.package}')
         self.assertIn('found: 0', said)
 
     def test_the_tool_judges_from_where_it_was_unpacked(self):

@@ -57,7 +57,7 @@ class Installation(unittest.TestCase):
         (self.windows.path(STATE) / 'kept').write_text('state', encoding='utf-8')
 
     def expect_state(self):
-        self.assertEqual([path.name for path in self.windows.path(STATE).iterdir()], ['kept'])
+        self.assertEqual((self.windows.path(STATE) / 'kept').read_text(encoding='utf-8'), 'state')
 
 
 class ByInstaller(Installation):
@@ -93,6 +93,7 @@ class ByInstaller(Installation):
 
     def test_leaves_nothing_when_nothing_was_kept(self):
         self.install(self.installer)
+        self.expect_installed()
         self.msiexec('/x', windows_path(self.installer))
         self.expect_removed()
         self.assertFalse(self.windows.path(STATE).exists())
@@ -132,7 +133,8 @@ class ByScript(Installation):
     def script(self, *arguments, place=None, expected=0):
         # Of a line with more than two quotation marks the command processor drops the outer ones, unless it is a call.
         call = ['call'] if any(' ' in argument for argument in arguments) else []
-        status, said = self.windows.run('cmd', '/c', *call, place or windows_path(made.unpacked() / 'install.cmd'), *arguments)
+        place = place or windows_path(made.unpacked() / 'install.cmd')
+        status, said = self.windows.run('cmd', '/c', *call, place, *arguments)
         self.assertEqual(status, expected, said)
         return said
 

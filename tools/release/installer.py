@@ -1,7 +1,7 @@
 """The installer (MSI) of a folder: every file of it under Program Files\\tarn, bin registered as the install folder.
 
-Removal leaves the state folder, ProgramData\\tarn, for as long as something is in it. A policy that stands there already
-is never overwritten, nor lost in an upgrade: the old version goes after the new one has come.
+Removal leaves the state folder, ProgramData\\tarn, for as long as something is in it. A policy that stands there
+already is never overwritten, nor lost in an upgrade: the old version goes after the new one has come.
 """
 import hashlib
 import os
@@ -22,6 +22,12 @@ NEVER_OVERWRITE = 128    # of a component's attributes, beside 256, which makes 
 # family when a member of it is removed.
 INSTALL_EXECUTE = 5800
 REMOVE_OLD = 5900
+# Of the state folder: system, administrators and its owner write, the users of the machine read. An installer makes it
+# so that nobody else does before the first host starts. The companions make it with the same rights.
+STATE_RIGHTS = 'D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;OW)(A;OICI;FRFX;;;BU)'
+RIGHTS_TABLE = ('CREATE TABLE `MsiLockPermissionsEx` (`MsiLockPermissionsEx` CHAR(72) NOT NULL, '
+                '`LockObject` CHAR(72) NOT NULL, `Table` CHAR(32) NOT NULL, `SDDLText` LONGCHAR NOT NULL, '
+                '`Condition` CHAR(255) PRIMARY KEY `MsiLockPermissionsEx`)')
 SUMMARY_FORMAT = uuid.UUID('f29f85e0-4ff9-1068-ab91-08002b27b3d9').bytes_le
 
 
@@ -49,7 +55,8 @@ def add_files(feature, root, folder):
                                                 Id='BINFOLDER' if whole == 'bin' else short('d', whole))
             parent = whole
         file = component(folders[parent], name)
-        xml.SubElement(file, 'File', Id=short('f', name), Name=Path(name).name, Source=f'{folder.name}/{name}', KeyPath='yes')
+        xml.SubElement(file, 'File', Id=short('f', name), Name=Path(name).name,
+                       Source=f'{folder.name}/{name}', KeyPath='yes')
         xml.SubElement(feature, 'ComponentRef', Id=file.get('Id'))
     return folders['bin']
 
@@ -89,10 +96,13 @@ def description(folder, version):
 
 
 def amendments(folder, version):
-    """What wixl cannot say: see the values above. Programs bear their version, so that a newer one replaces an older."""
+    """What wixl cannot say. Programs bear their version, so that a newer one replaces an older one."""
     yield f"UPDATE `Component` SET `Attributes` = {256 + NEVER_OVERWRITE} WHERE `Component` = '{short('c', POLICY)}'"
     yield f"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('InstallExecute', {INSTALL_EXECUTE})"
     yield f"UPDATE `InstallExecuteSequence` SET `Sequence` = {REMOVE_OLD} WHERE `Action` = 'RemoveExistingProducts'"
+    yield RIGHTS_TABLE
+    yield ('INSERT INTO `MsiLockPermissionsEx` (`MsiLockPermissionsEx`, `LockObject`, `Table`, `SDDLText`) '
+           f"VALUES ('State', 'STATEFOLDER', 'CreateFolder', '{STATE_RIGHTS}')")
     for name, path in archive.files_of(folder):
         if path.suffix.lower() in ('.dll', '.exe'):
             yield (f"UPDATE `File` SET `Version` = '{version}.0', `Language` = '1033' "

@@ -34,10 +34,12 @@ COMPONENTS = (
               'GPL-3.0-or-later WITH GCC-exception-3.1', 'tarn.dll and the companion modules'),
     Component('GCC run-time libraries, POSIX threads', 'gcc-mingw-w64-x86-64-posix-runtime',
               'GPL-3.0-or-later WITH GCC-exception-3.1', 'tarnhost.exe'),
-    Component('mingw-w64 run-time library', 'mingw-w64-x86-64-dev', 'ZPL-2.1 AND MIT AND BSD-3-Clause', 'every program'),
+    Component('mingw-w64 run-time library', 'mingw-w64-x86-64-dev', 'ZPL-2.1 AND MIT AND BSD-3-Clause',
+              'every program'),
 )
 
-OPENING = '''The programs of this package contain code of the libraries below. Their licences follow, each once, as the distribution
+OPENING = '''\
+The programs of this package contain code of the libraries below. Their licences follow, each once, as the distribution
 gives them; parts of a text that speak of its own packaging, tests or documents do not concern these programs.
 The GCC run-time libraries come under the GCC Runtime Library Exception, which stands in their text.
 '''

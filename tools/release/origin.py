@@ -32,5 +32,5 @@ def seconds(root):
     """The time that every file of the package bears: SOURCE_DATE_EPOCH when it is set, else that of the commit."""
     given = os.environ.get('SOURCE_DATE_EPOCH') or git(root, 'log', '-1', '--format=%ct')
     if not given or not given.isdigit():
-        raise ValueError('This is no clone: set SOURCE_DATE_EPOCH to the seconds that the files of the package shall bear')
+        raise ValueError('This is no clone: set SOURCE_DATE_EPOCH to the time that the files of the package shall bear')
     return int(given)

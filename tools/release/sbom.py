@@ -53,7 +53,8 @@ def document(folder, version, commit, seconds, components=COMPONENTS):
     relations = [('SPDXRef-DOCUMENT', 'DESCRIBES', whole)]
     relations += [(whole, 'CONTAINS', entry['SPDXID']) for entry in (*files, *packages)]
     content = {
-        'spdxVersion': 'SPDX-2.3', 'dataLicense': 'CC0-1.0', 'SPDXID': 'SPDXRef-DOCUMENT', 'name': f'tarn-{version}-win64',
+        'spdxVersion': 'SPDX-2.3', 'dataLicense': 'CC0-1.0', 'SPDXID': 'SPDXRef-DOCUMENT',
+        'name': f'tarn-{version}-win64',
         'documentNamespace': f"urn:uuid:{uuid.uuid5(NAMESPACE, f'{version} {commit} {verification_code(files)}')}",
         'creationInfo': {'created': datetime.fromtimestamp(seconds, timezone.utc).strftime('%Y-%m-%dT%H:%M:%SZ'),
                          'creators': ['Organization: The tarn authors', 'Tool: dev-package']},

@@ -17,7 +17,8 @@ class MovedClone(unittest.TestCase):
 
     def cache(self, home, own):
         (self.folder / 'CMakeCache.txt').write_text(
-            f'A:STRING=b=c\nCMAKE_CACHEFILE_DIR:INTERNAL={own}\nCMAKE_HOME_DIRECTORY:INTERNAL={home}\n', encoding='utf-8')
+            f'A:STRING=b=c\nCMAKE_CACHEFILE_DIR:INTERNAL={own}\nCMAKE_HOME_DIRECTORY:INTERNAL={home}\n',
+            encoding='utf-8')
 
     def forget(self):
         said = io.StringIO()

@@ -43,7 +43,8 @@ class WineRun(unittest.TestCase):
     def test_gives_a_locale_where_there_is_none(self):
         for given, expected in (({}, 'C.UTF-8'), ({'LANG': 'C'}, 'C.UTF-8'), ({'LC_ALL': 'POSIX'}, 'C.UTF-8'),
                                 ({'LANG': ''}, 'C.UTF-8'), ({'LANG': 'de_DE.UTF-8'}, 'none'),
-                                ({'LC_ALL': 'en_US.UTF-8'}, 'en_US.UTF-8'), ({'LANG': 'C', 'LC_CTYPE': 'C.UTF-8'}, 'none')):
+                                ({'LC_ALL': 'en_US.UTF-8'}, 'en_US.UTF-8'),
+                                ({'LANG': 'C', 'LC_CTYPE': 'C.UTF-8'}, 'none')):
             with self.subTest(given):
                 self.assertEqual(self.run_it(**given), [['wine x.exe', expected]])
 

@@ -38,7 +38,10 @@ if errorlevel 1 goto denied
 rem The library wants the last backslash.
 reg add "%key%" /v Path /t REG_SZ /d "%target%\bin\\" /f >nul
 if errorlevel 1 goto denied
+rem The system, administrators and the owner write state, the users of the machine read it.
 if not exist "%ProgramData%\tarn" mkdir "%ProgramData%\tarn"
+icacls "%ProgramData%\tarn" /inheritance:r /grant:r "*S-1-5-18:(OI)(CI)F" "*S-1-5-32-544:(OI)(CI)F" "*S-1-3-4:(OI)(CI)F" "*S-1-5-32-545:(OI)(CI)RX" >nul
+if errorlevel 1 goto denied
 echo tarn @VERSION@ is installed in %target%
 exit /b 0
 
