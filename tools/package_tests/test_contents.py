@@ -82,6 +82,30 @@ class Archive(unittest.TestCase):
         self.assertIn('GCC RUNTIME LIBRARY EXCEPTION', text)
         self.assertIn('Apache License', (made.unpacked() / 'LICENSE').read_text(encoding='utf-8'))
 
+    def test_every_library_that_is_linked_has_its_notice(self):
+        """A library is ours, stands for one of the system, or comes from a package that the notices name."""
+        windows = made.ROOT / 'build' / 'windows'
+        linked = set()
+        for file in (windows / 'build.ninja', windows / 'products' / 'build.ninja'):
+            for block in re.findall(r'^build \S*\.(?:exe|dll|DLL)\b.*?(?=\n\n|\nbuild )',
+                                    file.read_text(encoding='utf-8'), re.MULTILINE | re.DOTALL):
+                if '/tests/' not in block.splitlines()[0] and 'googletest' not in block:
+                    linked.update(re.findall(r'^  LINK_LIBRARIES = (.*)$', block, re.MULTILINE))
+        words = {word for line in linked for word in line.split()}
+        foreign = sorted(word for word in words if word.startswith(('-l', '/usr/')))
+        self.assertIn('-lkernel32', foreign)
+        known = {component.package for component in notices.COMPONENTS}
+        for word in foreign:
+            path = word if word.startswith('/') else subprocess.run(
+                ['x86_64-w64-mingw32-g++-posix', f'-print-file-name=lib{word[2:]}.a'], capture_output=True, text=True,
+                check=True).stdout.strip()
+            stands_for_a_dll = subprocess.run(['x86_64-w64-mingw32-dlltool', '--identify', path], capture_output=True,
+                                              check=False).returncode == 0
+            if not stands_for_a_dll:
+                owner = subprocess.run(['dpkg-query', '-S', Path(path).resolve()], capture_output=True, text=True,
+                                       check=True).stdout.split(':')[0]
+                self.assertIn(owner, known, f'{word}: add it to tools/release/notices.py')
+
     def test_bill_of_materials_lists_every_file_and_library(self):
         bill = json.loads((made.unpacked() / 'sbom.spdx.json').read_text(encoding='utf-8'))
         listed = {entry['fileName'][2:]: entry['checksums'][1]['checksumValue'] for entry in bill['files']}
