@@ -3,3 +3,11 @@
 # Nor how it was compiled, since a compiler cache adds options of its own to those that a debug entry would list.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
   -gno-record-gcc-switches)
+
+# tarn_fix_image_base(target file): a base address that follows from the file's name. The linker's own choice follows from
+# the whole path. Each file has another one, so that no module has to be moved when all of them are loaded.
+function(tarn_fix_image_base target file)
+  string(SHA256 hash ${file})
+  string(SUBSTRING ${hash} 0 4 digits)
+  target_link_options(${target} PRIVATE -Wl,--image-base,0x2${digits}000000)
+endfunction()

@@ -89,10 +89,12 @@ def check():
     if ended.returncode != 0:
         say('The second build failed.')
         return False
-    ours, theirs = ((folder / 'SHA256SUMS').read_text(encoding='utf-8') for folder in
-                    (OUTPUT, other / 'build' / 'package'))
-    if ours != theirs:
-        say(f'The archives differ. Here:\n{ours}There:\n{theirs}')
+    theirs = other / 'build' / 'package'
+    if (OUTPUT / 'SHA256SUMS').read_bytes() != (theirs / 'SHA256SUMS').read_bytes():
+        say('The two builds differ:')
+        for path in sorted(OUTPUT.iterdir()):
+            if path.is_file() and archive.sum_of(path) != archive.sum_of(theirs / path.name):
+                say('\n'.join([f'  {path.name}', *(f'    {name}' for name in archive.differences(path, theirs / path.name))]))
         return False
     shutil.rmtree(other)
     say(f'Both builds give the same bytes ({time.monotonic() - start:.0f} s).')

@@ -36,6 +36,15 @@ def write_zip(folder, file, top, seconds):
             archive.writestr(entry, path.read_bytes())
 
 
+def differences(one, other):
+    """The entries that two zips do not share, byte for byte; none for files that are no zips."""
+    if not zipfile.is_zipfile(one) or not zipfile.is_zipfile(other):
+        return []
+    with zipfile.ZipFile(one) as first, zipfile.ZipFile(other) as second:
+        contents = [{name: file.read(name) for name in file.namelist()} for file in (first, second)]
+    return sorted(name for name in {*contents[0], *contents[1]} if contents[0].get(name) != contents[1].get(name))
+
+
 def files_that_name(folder, text):
     """The files below the folder in which the text stands, as bytes or in units of 16 bits."""
     forms = (text.encode(), text.encode('utf-16-le'))

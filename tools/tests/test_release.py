@@ -47,6 +47,16 @@ class Archive(InFolder):
         self.assertEqual(entries[0].date_time, (2023, 11, 14, 22, 13, 20))
         self.assertEqual([entry.external_attr >> 16 for entry in entries], [0o100755, 0o100644])
 
+    def test_differences_are_named(self):
+        for name, content in (('one', 'text'), ('two', 'other text')):
+            self.put(f'{name}/same')
+            self.put(f'{name}/changed', content)
+            self.put(f'{name}/only in {name}')
+            archive.write_zip(self.folder / name, self.folder / f'{name}.zip', 'top', 1_700_000_000)
+        self.assertEqual(archive.differences(self.folder / 'one.zip', self.folder / 'two.zip'),
+                         ['top/changed', 'top/only in one', 'top/only in two'])
+        self.assertEqual(archive.differences(self.folder / 'one.zip', self.folder / 'one.zip'), [])
+
     def test_sums_are_what_sha256sum_reads_and_leave_out_themselves(self):
         self.put('a')
         self.put('b/c')
