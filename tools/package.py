@@ -94,7 +94,9 @@ def check():
         say('The two builds differ:')
         for path in sorted(OUTPUT.iterdir()):
             if path.is_file() and archive.sum_of(path) != archive.sum_of(theirs / path.name):
-                say('\n'.join([f'  {path.name}', *(f'    {name}' for name in archive.differences(path, theirs / path.name))]))
+                say(f'  {path.name}')
+                for name in archive.differences(path, theirs / path.name):
+                    say(f'    {name}')
         return False
     shutil.rmtree(other)
     say(f'Both builds give the same bytes ({time.monotonic() - start:.0f} s).')

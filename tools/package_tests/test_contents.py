@@ -1,4 +1,5 @@
 """What is in the archives, and that nothing of this machine is."""
+import hashlib
 import json
 import re
 import subprocess
@@ -140,6 +141,14 @@ class SameBytes(unittest.TestCase):
             self.assertEqual(len({entry.date_time for entry in zipped.infolist()}), 1)
             self.assertEqual([entry.filename for entry in zipped.infolist()],
                              sorted(entry.filename for entry in zipped.infolist()))
+
+    def test_a_dll_has_the_base_address_of_its_name(self):
+        """Not the one that the linker would draw from the path of the file."""
+        for name in ('tarn.dll', *COMPANIONS):
+            shown = subprocess.run(['x86_64-w64-mingw32-objdump', '-p', made.unpacked() / 'bin' / name],
+                                   capture_output=True, text=True, check=True).stdout
+            base = int(re.search(r'ImageBase\s+([0-9a-f]+)', shown).group(1), 16)
+            self.assertEqual(f'{base:x}', f'2{hashlib.sha256(name.encode()).hexdigest()[:4]}000000')
 
     def test_of_objects_from_two_folders(self):
         """A part of the library, compiled once more from a copy of the sources in another folder, without a cache."""
