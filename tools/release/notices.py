@@ -30,6 +30,7 @@ COMPONENTS = (
     Component('fmt', 'libfmt-dev', 'MIT', 'tarnhost.exe and the companion modules', 'fmt'),
     Component('JSON for Modern C++', 'nlohmann-json3-dev', 'MIT', 'tarnhost.exe', 'nlohmann'),
     Component('toml++', 'libtomlplusplus-dev', 'MIT', 'tarnhost.exe and the companion modules', 'toml++'),
+    Component('zlib', 'libz-mingw-w64-dev', 'Zlib', 'tarnhost.exe'),
     Component('GCC run-time libraries, win32 threads', 'gcc-mingw-w64-x86-64-win32-runtime',
               'GPL-3.0-or-later WITH GCC-exception-3.1', 'tarn.dll and the companion modules'),
     Component('GCC run-time libraries, POSIX threads', 'gcc-mingw-w64-x86-64-posix-runtime',
