@@ -71,8 +71,7 @@ std::uint8_t TARN_CALL PKSInit(void** context, std::uint32_t*) {
 void TARN_CALL PKSDeinit(void*, std::uint32_t*) {}
 std::uint8_t TARN_CALL PKSScanPacket(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t,
                                      PacketVerdict* verdict) {
-    constexpr std::uint32_t kNoAttack = 2;
-    verdict->action = kNoAttack;
+    verdict->action = TARN_SIGNATURE_NO_ATTACK;
     return 1;
 }
 

@@ -64,7 +64,7 @@ LogonEvent EventOf(std::uint32_t account, std::uint32_t code) {
 
 // The account that logged on last, which stands last.
 struct Accounts {
-    explicit Accounts(std::uint32_t count) : last(EventOf(count, kTickEvent)) {
+    explicit Accounts(std::uint32_t count) : last(EventOf(count, TARN_EVENT_TICK)) {
         LogonVerdict verdict{};
         for (std::uint32_t i = 1; i <= count; ++i) ScanLogonEvent(EventOf(i, 1), verdict, table, settings, clock);
     }

@@ -56,10 +56,8 @@ void TARN_CALL WSShutDown(std::uint64_t a, std::uint64_t b, std::uint64_t c, std
 }
 
 std::uint32_t TARN_CALL WSSettingsChanged(std::uint32_t kind, std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-    if (kind > tarn::api::kLastSettingsKind) return 0;
-    return AtBoundary([&](Library& library) {
-        return tarn::api::ChangeSettings(library, static_cast<tarn::api::SettingsKind>(kind), {a, b, c});
-    });
+    if (kind > TARN_SETTINGS_EVERYTHING) return 0;
+    return AtBoundary([&](Library& library) { return tarn::api::ChangeSettings(library, kind, {a, b, c}); });
 }
 
 std::uint8_t TARN_CALL WSUpdateSettingsChanged(const std::uint32_t* mask) {

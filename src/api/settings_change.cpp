@@ -69,7 +69,7 @@ bool ChangeHttpsInspection(ModuleCalls& calls) {
 
 bool ChangeEverything(Library& library, ModuleCalls& calls) {
     ReleaseSettings(library, calls);
-    if (!LoadSettings(library, calls, kModeRestart)) return false;
+    if (!LoadSettings(library, calls, TARN_START_RESTART)) return false;
     if (RestartWorker(library, calls) && ReloadCategorisation(calls)) return true;
     ReleaseSettings(library, calls);
     return false;
@@ -88,26 +88,26 @@ void ReloadIdsRules(Library& library, ModuleCalls& calls) {
 
 }  // namespace
 
-bool ChangeSettings(Library& library, SettingsKind kind, const modules::PassedValues& passed) {
+bool ChangeSettings(Library& library, std::uint32_t kind, const modules::PassedValues& passed) {
     std::uint32_t error = 0;
     ModuleCalls calls = library.Calls(error, passed);
     switch (kind) {
-        case SettingsKind::kAntiPhishingStatus:
+        case TARN_SETTINGS_ANTI_PHISHING:
             return ChangeAntiPhishingStatus(library, calls);
-        case SettingsKind::kBrowsingProtectionStatus:
+        case TARN_SETTINGS_BROWSING_PROTECTION:
             return ChangeBrowsingProtectionStatus(library, calls);
-        case SettingsKind::kIdsIpsStatus:
+        case TARN_SETTINGS_IDS_STATUS:
             return calls.ReadIDSIPSStatus(library.settings.idsIpsStatus);
-        case SettingsKind::kUserWhiteList:
+        case TARN_SETTINGS_USER_WHITE_LIST:
             return ChangeUserWhiteList(library, calls);
-        case SettingsKind::kParentalControl:
+        case TARN_SETTINGS_PARENTAL_CONTROL:
             return ChangeParentalControl(library, calls);
-        case SettingsKind::kIdsIpsSettings:
+        case TARN_SETTINGS_IDS_SETTINGS:
             return ChangeIdsIpsSettings(library, calls);
-        case SettingsKind::kHttpsInspection:
-        case SettingsKind::kHttpsInspectionToo:
+        case TARN_SETTINGS_HTTPS_INSPECTION:
+        case TARN_SETTINGS_HTTPS_INSPECTION_TOO:
             return ChangeHttpsInspection(calls);
-        case SettingsKind::kEverything:
+        case TARN_SETTINGS_EVERYTHING:
             return ChangeEverything(library, calls);
     }
     return false;
@@ -120,16 +120,17 @@ bool ReloadUpdated(Library& library, std::uint32_t updated) {
     if (!calls.System().InstallFolder(folder)) return false;
     const auto has = [updated](std::uint32_t bit) { return (updated & bit) != 0; };
 
-    if (has(kUpdatedBrowsingProtection)) ReloadBrowsingProtectionSettings(library, calls);
-    if (has(kUpdatedCategorisation | kUpdatedCategorisationToo) && !ReloadCategorisation(calls)) return false;
-    if (has(kUpdatedUrlPatterns)) calls.Reload<modules::UrlPatterns>(folder);
-    if (has(kUpdatedPacketSignatures) && !calls.Reload<modules::PacketSignatures>(folder)) return false;
-    if (has(kUpdatedSettingsReader) && !calls.Reload<modules::SettingsReader>(folder)) return false;
+    if (has(TARN_UPDATED_BROWSING_PROTECTION)) ReloadBrowsingProtectionSettings(library, calls);
+    if (has(TARN_UPDATED_CATEGORISATION | TARN_UPDATED_CATEGORISATION_TOO) && !ReloadCategorisation(calls))
+        return false;
+    if (has(TARN_UPDATED_URL_PATTERNS)) calls.Reload<modules::UrlPatterns>(folder);
+    if (has(TARN_UPDATED_PACKET_SIGNATURES) && !calls.Reload<modules::PacketSignatures>(folder)) return false;
+    if (has(TARN_UPDATED_SETTINGS_READER) && !calls.Reload<modules::SettingsReader>(folder)) return false;
     // QUIRK: unlike at start-up nobody asks whether HTTPS inspection may run on this system.
     // Test: UpdatedHttpsInspection_IsLoadedWhateverTheSystem
-    if (has(kUpdatedHttpsInspection) && !calls.Reload<modules::HttpsInspection>(folder)) return false;
-    if (has(kUpdatedStatusReader) && !calls.Reload<modules::StatusReader>(folder)) return false;
-    if (has(kUpdatedIdsSettings)) ReloadIdsRules(library, calls);
+    if (has(TARN_UPDATED_HTTPS_INSPECTION) && !calls.Reload<modules::HttpsInspection>(folder)) return false;
+    if (has(TARN_UPDATED_STATUS_READER) && !calls.Reload<modules::StatusReader>(folder)) return false;
+    if (has(TARN_UPDATED_IDS_RULES)) ReloadIdsRules(library, calls);
     return true;
 }
 

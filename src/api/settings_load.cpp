@@ -1,5 +1,7 @@
 #include "api/settings_load.h"
 
+#include "tarn/values.h"
+
 #include "api/ini_settings.h"
 #include "base/scope_exit.h"
 
@@ -78,10 +80,10 @@ bool LoadSettings(Library& library, ModuleCalls& calls, std::uint8_t mode) {
     ForgetSettings(library);
     if (!library.dnsRing.Allocate()) return false;
     library.settings.socialReminderDue = ReadSocialReminder(library.machine);
-    if (mode == kModeRestart) RestoreDnsAnswers(library, calls);
+    if (mode == TARN_START_RESTART) RestoreDnsAnswers(library, calls);
     // From here on the answers that a release saves are those that were restored.
     base::ScopeExit release([&]() noexcept { ReleaseSettings(library, calls); });
-    if (mode == kModeFreshStart && !library.managedClient.installed) calls.ResetBPUserWhitelist();
+    if (mode == TARN_START_FRESH && !library.managedClient.installed) calls.ResetBPUserWhitelist();
     LoadStatuses(library, calls);
     library.parental.Load(calls);
     library.parental.RebuildSessions(calls, library.machine);

@@ -10,11 +10,8 @@
 
 namespace tarn::api {
 
-// The mode byte of start-up. Any other value neither restores nor empties anything.
-inline constexpr std::uint8_t kModeFreshStart = 0;
-inline constexpr std::uint8_t kModeRestart = 1;
-
-// mode 1 restores the saved DNS answers; mode 0 empties the user's white list unless a managed client is installed.
+// TARN_START_RESTART restores the saved DNS answers; TARN_START_FRESH empties the user's white list unless a managed
+// client is installed; any other mode does neither.
 // False only when memory for the DNS answers is missing. Other missing memory throws, with everything released again.
 bool LoadSettings(Library& library, modules::ModuleCalls& calls, std::uint8_t mode);
 

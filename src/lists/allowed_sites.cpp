@@ -12,8 +12,6 @@
 namespace tarn::lists {
 namespace {
 
-constexpr std::uint8_t kSecureOnly = 2;
-
 constexpr auto kAnyLength = [](std::size_t) { return true; };
 constexpr auto kAnyPayload = [](std::size_t, std::uint32_t) { return true; };
 
@@ -52,7 +50,7 @@ void AllowedSites::Publish(const UserUrlList& record) {
         if (host.empty()) return;
         if (entry.hostOnly == 1) {
             const std::string_view kept = texts.emplace_back(std::move(host));
-            HostPatterns& patterns = entry.kind == kSecureOnly ? secureOnly : everywhere;
+            HostPatterns& patterns = entry.kind == TARN_SITE_SECURE ? secureOnly : everywhere;
             patterns.starts.push_back({kept, 0});
             if (entry.includeSubdomains == 1) patterns.domains.push_back({kept, 0});
         } else {

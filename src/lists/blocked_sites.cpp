@@ -13,9 +13,9 @@
 namespace tarn::lists {
 namespace {
 
-constexpr std::uint8_t kWholeSiteWhenTls = 2;   // kind of a host entry, wholeAddress of an address entry
-constexpr std::uint8_t kTls = TARN_KIND_TLS;    // the mode that kind 4 is mapped to as well
-constexpr std::size_t kMaxTextLength = 0xFFFF;  // no listed host comes near it
+constexpr std::uint8_t kWholeSiteWhenTls = TARN_SITE_SECURE;  // kind of a host entry, wholeAddress of an address entry
+constexpr std::uint8_t kTls = TARN_KIND_TLS;                  // the mode that kind 4 is mapped to as well
+constexpr std::size_t kMaxTextLength = 0xFFFF;                // no listed host comes near it
 constexpr std::string_view kWww = "www.";
 
 // A family and its significant bytes.

@@ -22,7 +22,7 @@ bool FeaturesAllow(ModuleCalls& calls) {
     if (!calls.System().ManagedClientInstalled()) return true;
     DisabledFeatures features;
     if (!calls.ReadDisabledFeatures(features)) return false;
-    return !(features.bytes[5] == 1 && features.bytes[8] == 1);
+    return !(features.bytes[TARN_DISABLED_ONLINE_LOOKUP] == 1 && features.bytes[TARN_DISABLED_ONLINE_LOOKUP_TOO] == 1);
 }
 
 }  // namespace
@@ -51,12 +51,15 @@ bool OnlineLookupAllowed(ModuleCalls& calls) {
 
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories,
                                                     std::uint8_t strictness) {
-    const std::size_t limit = strictness == 1 ? 2 : strictness == 2 ? 3 : strictness == 3 ? 1 : categories.size();
+    std::size_t limit = categories.size();
+    if (strictness == TARN_STRICTNESS_FIRST_ONE) limit = 1;
+    if (strictness == TARN_STRICTNESS_FIRST_TWO) limit = 2;
+    if (strictness == TARN_STRICTNESS_FIRST_THREE) limit = 3;
     return categories.first(std::min(limit, categories.size()));
 }
 
 CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl,
-                               CategoryLookupMode mode)
+                               TarnLookupMode mode)
     : module_(module) {
     if (!module || module->SCGetURLCategories == nullptr) return;
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;

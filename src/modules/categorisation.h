@@ -19,29 +19,19 @@ bool OnlineLookupAllowed(ModuleCalls& calls);
 // The scrambled two-byte switch of the proxy file: the characters "1" and "2" forbid the online look-up.
 bool ProxySwitchIsOn(std::uint8_t first, std::uint8_t second);
 
-// What two categories mean to every scan.
-inline constexpr std::uint16_t kMaliciousCategory = 2;
-inline constexpr std::uint16_t kPhishingCategory = 3;
-
 inline bool Contains(std::span<const std::uint16_t> categories, std::uint16_t category) {
     return std::ranges::find(categories, category) != categories.end();
 }
 
-// The leading categories that count: strictness 1 keeps two, 2 three, 3 one, anything else all.
+// The leading categories that count: strictness is a TARN_STRICTNESS_...
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);
-
-// What the answer of a look-up is for: the module is given this number.
-enum CategoryLookupMode : std::uint32_t {
-    kDecideNow = 0,          // the categories decide a request that waits for them
-    kAheadOfConnection = 1,  // they are fetched before a connection is made
-};
 
 // One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not. While
 // the module is not loaded a look-up fails.
 class CategoryLookup {
  public:
     // The caller asks no host that begins with "[".
-    CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, CategoryLookupMode mode);
+    CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, TarnLookupMode mode);
     ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;
     CategoryLookup& operator=(const CategoryLookup&) = delete;

@@ -19,20 +19,20 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {code::k50DataCentre, code::k50Workstation, 50},
-    {code::k50Server, code::k50Server, 50},
-    {code::k51Personal, code::k51Professional, 51},
-    {code::k52ItaniumDataCentre, code::k52SecondRelease, 51},
-    {code::k52Other, code::k52Other, 51},
-    {code::k52WorkstationX64, code::k52WorkstationX64, 52},
-    {code::k60Workstation, code::k60Server, 60},
-    {code::k60Workstation64, code::k60Workstation64, 60},
-    {code::k60Server64, code::k60Server64, 60},
-    {code::k61Server, code::k61Workstation64, 61},
-    {code::k62Workstation, code::k62Server64, 62},
-    {code::k63Workstation, code::k63Server64, 63},
-    {code::k10Workstation, code::k10Server64, 100},
-    {code::k10Server64From17623, code::k10Workstation64From22000, 100},
+    {code::k50DataCentre, code::k50Workstation, TARN_SYSTEM_5_0},
+    {code::k50Server, code::k50Server, TARN_SYSTEM_5_0},
+    {code::k51Personal, code::k51Professional, TARN_SYSTEM_5_1},
+    {code::k52ItaniumDataCentre, code::k52SecondRelease, TARN_SYSTEM_5_1},
+    {code::k52Other, code::k52Other, TARN_SYSTEM_5_1},
+    {code::k52WorkstationX64, code::k52WorkstationX64, TARN_SYSTEM_5_2},
+    {code::k60Workstation, code::k60Server, TARN_SYSTEM_6_0},
+    {code::k60Workstation64, code::k60Workstation64, TARN_SYSTEM_6_0},
+    {code::k60Server64, code::k60Server64, TARN_SYSTEM_6_0},
+    {code::k61Server, code::k61Workstation64, TARN_SYSTEM_6_1},
+    {code::k62Workstation, code::k62Server64, TARN_SYSTEM_6_2},
+    {code::k63Workstation, code::k63Server64, TARN_SYSTEM_6_3},
+    {code::k10Workstation, code::k10Server64, TARN_SYSTEM_10_0},
+    {code::k10Server64From17623, code::k10Workstation64From22000, TARN_SYSTEM_10_0},
 };
 
 bool AppliesTo(const IdsRule& rule, std::uint8_t system) {

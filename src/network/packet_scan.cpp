@@ -16,22 +16,18 @@
 namespace tarn::network {
 namespace {
 
-// What the packet-signature module leaves in action.
-constexpr std::uint32_t kAttackFound = 0;
-constexpr std::uint32_t kNoAttack = 2;
-
 // A service of this machine whose passwords are guessed over the network.
 struct GuardedService {
     std::uint16_t port;
-    PacketReason reason;
+    std::uint32_t reason;
 };
 constexpr std::uint16_t kRemoteDesktopPort = 3389;
 constexpr GuardedService kGuardedServices[] = {
-    {kRemoteDesktopPort, kReasonRemoteDesktop},
-    {1433, kReasonSqlServer},
-    {1434, kReasonSqlServer},
-    {445, kReasonSmb},
-    {3306, kReasonMySql},
+    {kRemoteDesktopPort, TARN_PACKET_REASON_REMOTE_DESKTOP},
+    {1433, TARN_PACKET_REASON_SQL_SERVER},
+    {1434, TARN_PACKET_REASON_SQL_SERVER},
+    {445, TARN_PACKET_REASON_SMB},
+    {3306, TARN_PACKET_REASON_MYSQL},
 };
 
 const GuardedService* FindService(std::uint16_t port) {
@@ -80,9 +76,9 @@ std::optional<Attempt> ReadAttempt(const EthernetFrame& frame, bool inbound) {
 
 bool IsMalicious(const PacketScanContext& context, const IpAddressRecord& address) {
     const AddressText text = FormatIpAddress(address);
-    const modules::CategoryLookup lookup(context.companions.categorisation, text.Text(), modules::kDecideNow);
+    const modules::CategoryLookup lookup(context.companions.categorisation, text.Text(), TARN_LOOKUP_DECIDE_NOW);
     const auto considered = modules::ConsideredCategories(lookup.Categories(), context.strictness);
-    return modules::Contains(considered, modules::kMaliciousCategory);
+    return modules::Contains(considered, TARN_CATEGORY_MALICIOUS);
 }
 
 void FillBruteForce(const PacketScanContext& context, const Attempt& attempt, std::uint16_t ruleId,
@@ -127,12 +123,12 @@ void ScanForSignatures(const PacketScanContext& context, const std::uint8_t* fra
     // QUIRK: after a failed scan the record stays as the module left it, an attack's 0 included.
     // Test: AFailedSignatureScanLeavesTheRecord
     if (module->PKSScanPacket(frame, frameLength, ruleId, inbound, &verdict) == 0) return;
-    if (verdict.action == kNoAttack) verdict.action = TARN_PACKET_ALLOW;
-    if (verdict.action != kAttackFound) return;
+    if (verdict.action == TARN_SIGNATURE_NO_ATTACK) verdict.action = TARN_PACKET_ALLOW;
+    if (verdict.action != TARN_SIGNATURE_ATTACK) return;
 
     const bool textsWithheld =
-        verdict.reason == kReasonTextsWithheld;  // as the module left it: an excluded rule changes it
-    verdict.alertFlag = static_cast<std::uint8_t>(context.settings.idsIpsFlags >> 16);
+        verdict.reason == TARN_PACKET_REASON_KNOWN_ATTACK;  // as the module left it: an excluded rule changes it
+    verdict.alertFlag = static_cast<std::uint8_t>(context.settings.idsIpsFlags >> TARN_IDS_ALERT_SHIFT);
     verdict.filled = 1;
     verdict.action = TARN_PACKET_BLOCK;
     FillRuleDetails(context.settings.idsRules, ruleId, ExcludedRule::kAllows, verdict);

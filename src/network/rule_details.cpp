@@ -32,7 +32,7 @@ void FillRuleDetails(const modules::IdsRuleTable& rules, std::uint16_t ruleId, E
     if (rule == nullptr) return;
     if (rule->excluded == 1 && excluded == ExcludedRule::kAllows) {
         verdict.action = TARN_PACKET_ALLOW;
-        verdict.reason = kReasonRuleExcluded;
+        verdict.reason = TARN_PACKET_REASON_RULE_EXCLUDED;
     }
     verdict.ruleId = ruleId;
     CopyField<kNameUnits>(verdict.ruleName, rule->name);

@@ -11,18 +11,8 @@
 
 namespace tarn::network {
 
-// The reasons of a packet verdict.
-enum PacketReason : std::uint32_t {
-    kReasonTextsWithheld = 4,  // the packet-signature module's: an attack that the host knows already
-    kReasonRuleExcluded = 20,
-    kReasonRemoteDesktop = 23,  // this and the following: brute force against a service of this machine
-    kReasonSmb = 25,
-    kReasonSqlServer = 27,
-    kReasonMySql = 28,
-};
-
 enum class ExcludedRule {
-    kAllows,   // a rule that the user excluded turns the verdict into an allow with kReasonRuleExcluded
+    kAllows,   // a rule that the user excluded turns the verdict into an allow with TARN_PACKET_REASON_RULE_EXCLUDED
     kIgnored,  // the verdict stands whatever the user excluded
 };
 

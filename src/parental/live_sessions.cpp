@@ -33,7 +33,7 @@ void EnumerateLiveSessions(UserSessionTable& table, const SettingsCopy& settings
             continue;
         }
         UserSessionRecord record;
-        record.lastEvent = kLogonEvent;  // as if its logon had been seen
+        record.lastEvent = TARN_EVENT_LOGON;  // as if its logon had been seen
         record.sessionId = sessionId;
         record.sid = sid;
         base::CopyText(record.userName, user);

@@ -9,14 +9,14 @@
 namespace tarn::parental {
 namespace {
 
-constexpr std::uint8_t kHourGrid = 1;
 constexpr std::uint32_t kTicksPerHour = 60;
 constexpr std::size_t kDaysPerWeek = 7;
 constexpr std::size_t kUserNameCapacity = 260;
 
 // Whole hours used, rounded down, are held against the allowance.
 bool ScheduleAllows(const UserSessionRecord& record, const TarnSystemTime& now) {
-    if (record.scheduleMode == kHourGrid) return record.hourGrid[now.hour * kDaysPerWeek + now.dayOfWeek] != 0;
+    if (record.scheduleMode == TARN_SCHEDULE_HOUR_GRID)
+        return record.hourGrid[now.hour * kDaysPerWeek + now.dayOfWeek] != 0;
     return record.dailyAllowance[now.dayOfWeek] > record.usageTicks / kTicksPerHour;
 }
 

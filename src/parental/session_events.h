@@ -5,13 +5,9 @@
 
 #include <cstdint>
 
-namespace tarn::parental {
+#include "tarn/records.h"
 
-// The codes that have a name; what 4 to 9 stand for is the host's own.
-inline constexpr std::uint32_t kTickEvent = 0;
-inline constexpr std::uint32_t kLogonEvent = 1;
-inline constexpr std::uint32_t kDisconnectEvent = 2;
-inline constexpr std::uint32_t kLogoffEvent = 3;
+namespace tarn::parental {
 
 enum class LoggedOn : std::uint8_t { kUnchanged, kYes, kNo };
 
@@ -29,20 +25,20 @@ struct SessionEventRule {
 
 constexpr SessionEventRule RuleOf(std::uint32_t eventCode) {
     switch (eventCode) {
-        case kTickEvent:
+        case TARN_EVENT_TICK:
             return {false, LoggedOn::kUnchanged, EventCheck::kSchedule};
-        case kLogonEvent:
-        case 4:
-        case 5:
-        case 7:
+        case TARN_EVENT_LOGON:
+        case TARN_EVENT_LOGON_4:
+        case TARN_EVENT_LOGON_5:
+        case TARN_EVENT_LOGON_7:
             return {true, LoggedOn::kYes, EventCheck::kSchedule};
-        case kDisconnectEvent:
-        case kLogoffEvent:
+        case TARN_EVENT_DISCONNECT:
+        case TARN_EVENT_LOGOFF:
             return {false, LoggedOn::kNo, EventCheck::kUnblocked};
-        case 6:
-        case 8:
+        case TARN_EVENT_ALLOWED_6:
+        case TARN_EVENT_ALLOWED_8:
             return {false, LoggedOn::kYes, EventCheck::kAllowed};
-        case 9:
+        case TARN_EVENT_JUDGED_9:
             return {false, LoggedOn::kYes, EventCheck::kSchedule};
         default:
             return {false, LoggedOn::kUnchanged, EventCheck::kAllowed};

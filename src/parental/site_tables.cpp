@@ -19,9 +19,9 @@ namespace tarn::parental {
 namespace {
 
 // Rule and host entry kinds that a later rule of the same host leaves alone.
-constexpr std::uint8_t kFirstKeptKind = 2;
+constexpr std::uint8_t kFirstKeptKind = TARN_SITE_SECURE;
 constexpr std::uint8_t kSecondKeptKind = 4;
-constexpr std::uint8_t kMergedKind = 1;
+constexpr std::uint8_t kMergedKind = TARN_SITE_ANY;
 
 constexpr std::uint32_t kNoEntry = UINT32_MAX;
 constexpr std::uint64_t kMaxEntries = UINT32_MAX - 1;

@@ -36,7 +36,7 @@ bool ApplyEvent(const LogonEvent& event, const TarnSystemTime& now, UserSessionR
     // Test: FirstTickAfterMidnightIsNotCounted
     if (*days != 0)
         record.usageTicks = 0;
-    else if (event.eventCode == kTickEvent)
+    else if (event.eventCode == TARN_EVENT_TICK)
         ++record.usageTicks;
     record.lastUpdate = now;
     return true;

@@ -30,7 +30,7 @@ struct UserSessionRecord {
     std::uint8_t blocked = 0;      // since a refused logon, until a disconnect
     std::uint8_t controlled = 0;   // from here on: the account's settings entry
     std::uint8_t exempt = 0;
-    std::uint8_t scheduleMode = 0;                  // 1 = the hour grid decides, any other the daily allowance
+    std::uint8_t scheduleMode = 0;                  // TARN_SCHEDULE_...
     std::array<std::uint8_t, 168> hourGrid{};       // hour x 7 + weekday, 0 = Sunday; non-zero = use allowed
     std::array<std::uint16_t, 7> dailyAllowance{};  // hours, Sunday first
 };

@@ -14,9 +14,6 @@ constexpr std::size_t kSmb1ActionOffset = 8;
 
 enum CreateAction : std::uint32_t { kOpened = 1, kCreated = 2, kOverwritten = 3, kExists = 4, kDoesNotExist = 5 };
 
-constexpr std::uint16_t kReportCreated = 1;
-constexpr std::uint16_t kReportOverwritten = 2;
-
 bool IsCreate(const CreateAnswer& answer) {
     return answer.command == (answer.protocol == SmbProtocol::kSmb2 ? kSmb2Create : kSmb1NtCreate);
 }
@@ -41,12 +38,12 @@ bool SmbReportFileEvent(const CreateAnswer& answer, std::u16string_view sharePat
         case kOpened:
             return true;
         case kCreated:
-            result.createAction = kReportCreated;
+            result.createAction = TARN_SMB_CREATED;
             break;
         case kOverwritten:
         case kExists:
         case kDoesNotExist:
-            result.createAction = kReportOverwritten;
+            result.createAction = TARN_SMB_OVERWRITTEN;
             break;
         default:
             // QUIRK: superseded (0) and unknown outcomes are reported with the caller's own create action.

@@ -9,7 +9,6 @@
 namespace tarn::url {
 namespace {
 
-constexpr std::uint32_t kQuarantineType = 2;
 constexpr std::u16string_view kReason = u"Browsing Protection Malicious URL";
 
 constexpr auto ToLower = [](char16_t unit) { return base::ToLowerAscii(unit); };
@@ -22,7 +21,7 @@ std::u16string LowerCase(std::u16string_view text) {
 
 QuarantineRequest MakeRequest(char16_t* url) {
     QuarantineRequest request{};
-    request.type = kQuarantineType;
+    request.type = TARN_QUARANTINE_PROGRAM;
     request.flagA = 1;
     request.flagB = 1;
     base::StoreField<sizeof request.reason / sizeof(char16_t)>(request.reason, kReason);

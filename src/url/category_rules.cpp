@@ -79,14 +79,14 @@ Step JudgeByCategory(ScanState& scan, const CategoryPolicy& policy) {
         if (!ftpUrl.Append(scan.parsed.url.View())) return Step::kFailed;
     }
     const UrlText& question = ftpUrl.Empty() ? scan.parsed.url : ftpUrl;
-    modules::CategoryLookup lookup(module, question.Text(), modules::kDecideNow);
+    modules::CategoryLookup lookup(module, question.Text(), TARN_LOOKUP_DECIDE_NOW);
     if (!lookup.Succeeded()) return Step::kFailed;
 
     const bool hasCategories = !lookup.Categories().empty();
     const auto considered = modules::ConsideredCategories(lookup.Categories(), context.parental.strictness);
-    if (context.settings.bpStatus != 0 && modules::Contains(considered, modules::kMaliciousCategory))
+    if (context.settings.bpStatus != 0 && modules::Contains(considered, TARN_CATEGORY_MALICIOUS))
         return JudgeThreat(scan, Threat::kMaliciousCategory, lookup, policy);
-    if (context.settings.apStatus != 0 && modules::Contains(considered, modules::kPhishingCategory))
+    if (context.settings.apStatus != 0 && modules::Contains(considered, TARN_CATEGORY_PHISHING))
         return JudgeThreat(scan, Threat::kPhishingCategory, lookup, policy);
     const bool showsPatterns = hasCategories == (policy.patterns == CategoryPolicy::Patterns::kOfSitesWithCategories);
     if (showsPatterns && MatchesPattern(scan)) return JudgeThreat(scan, Threat::kPattern, lookup, policy);

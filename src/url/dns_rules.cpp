@@ -34,7 +34,7 @@ void FetchCategories(const ScanState& scan, std::string_view name) {
     UrlText question;
     if (scan.request.kind == TARN_KIND_FTP) question.Append("ftp://");
     question.Append(name);
-    const modules::CategoryLookup lookup(module, question.Text(), modules::kAheadOfConnection);
+    const modules::CategoryLookup lookup(module, question.Text(), TARN_LOOKUP_AHEAD_OF_CONNECTION);
 }
 
 bool BlockingIsOn(const ScanContext& context) {

@@ -100,7 +100,7 @@ Step ParentalBlockLists(ScanState& scan) {
 std::optional<std::uint16_t> BlockedCategory(std::span<const std::uint16_t> considered,
                                              std::span<const std::uint16_t> blocked) {
     for (const std::uint16_t category : considered) {
-        if (category == modules::kMaliciousCategory || category == modules::kPhishingCategory) continue;
+        if (category == TARN_CATEGORY_MALICIOUS || category == TARN_CATEGORY_PHISHING) continue;
         if (std::ranges::find(blocked, category) != blocked.end()) return category;
     }
     return std::nullopt;

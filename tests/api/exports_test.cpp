@@ -144,7 +144,7 @@ TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
     machine.modules.replacements.clear();
     ASSERT_EQ(WSInit(1, &error), 1) << "and the library can be started";
     library->companions.statusReader->ReadBPStatus = ThrowingStatus;
-    EXPECT_EQ(WSSettingsChanged(1, 1, 2, 3), 0U);
+    EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_BROWSING_PROTECTION, 1, 2, 3), 0U);
 }
 
 TEST_F(Exports, NoExceptionLeavesTheEnd) {

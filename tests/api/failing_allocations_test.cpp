@@ -128,19 +128,20 @@ TEST_F(FailingAllocations, OfAStart) {
 }
 
 TEST_F(FailingAllocations, OfTheParentalChange) {
-    FailEach(true, [] { return WSSettingsChanged(4, 1, 2, 3) != 0; });
+    FailEach(true, [] { return WSSettingsChanged(TARN_SETTINGS_PARENTAL_CONTROL, 1, 2, 3) != 0; });
 }
 
 TEST_F(FailingAllocations, OfTheUserWhiteList) {
-    FailEach(true, [] { return WSSettingsChanged(3, 1, 2, 3) != 0; });
+    FailEach(true, [] { return WSSettingsChanged(TARN_SETTINGS_USER_WHITE_LIST, 1, 2, 3) != 0; });
 }
 
 TEST_F(FailingAllocations, OfAChangeOfEverything) {
-    FailEach(true, [] { return WSSettingsChanged(8, 1, 2, 3) != 0; });
+    FailEach(true, [] { return WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 1, 2, 3) != 0; });
 }
 
 TEST_F(FailingAllocations, OfTheUpdatesOfRecords) {
-    for (std::uint32_t mask : {0x40U, 0x1000U}) FailEach(true, [&] { return WSUpdateSettingsChanged(&mask) != 0; });
+    for (std::uint32_t mask : {TARN_UPDATED_BROWSING_PROTECTION, TARN_UPDATED_IDS_RULES})
+        FailEach(true, [&] { return WSUpdateSettingsChanged(&mask) != 0; });
 }
 
 TEST_F(FailingAllocations, OtherChangesAskForNone) {

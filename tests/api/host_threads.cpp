@@ -13,9 +13,9 @@
 namespace tarn::api {
 namespace {
 
-constexpr std::uint32_t kTick = 0;
-constexpr std::uint32_t kDisconnect = 2;
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kTick = TARN_EVENT_TICK;
+constexpr std::uint32_t kDisconnect = TARN_EVENT_DISCONNECT;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 constexpr std::uint32_t kAlwaysAllowed = 8;
 constexpr std::uint8_t kSharedAccount = 200;
 constexpr std::uint32_t kRemoteDesktopReason = 23;

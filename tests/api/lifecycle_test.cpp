@@ -131,7 +131,7 @@ TEST_F(Lifecycle, TheLighterEndClearsBrowsingProtection) {
 }
 
 TEST_F(Lifecycle, ModulesOfALibraryThatIsNotReadyAreUnloadedAndNothingIsWritten) {
-    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedStatusReader | kUpdatedSettingsReader));
+    ASSERT_TRUE(ReloadUpdated(*library, TARN_UPDATED_STATUS_READER | TARN_UPDATED_SETTINGS_READER));
     ASSERT_THAT(Modules().Loaded(), SizeIs(2));
     Modules().Take();
     ASSERT_TRUE(Start());
@@ -145,9 +145,9 @@ TEST_F(Lifecycle, ModulesOfALibraryThatIsNotReadyAreUnloadedAndNothingIsWritten)
 
 TEST_F(Lifecycle, SettingsOfALibraryThatIsNotReadyAreForgotten) {
     settings.GiveTo(Modules());
-    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedStatusReader | kUpdatedSettingsReader));
-    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedBrowsingProtection));
-    ASSERT_TRUE(ChangeSettings(*library, SettingsKind::kBrowsingProtectionStatus, {}));
+    ASSERT_TRUE(ReloadUpdated(*library, TARN_UPDATED_STATUS_READER | TARN_UPDATED_SETTINGS_READER));
+    ASSERT_TRUE(ReloadUpdated(*library, TARN_UPDATED_BROWSING_PROTECTION));
+    ASSERT_TRUE(ChangeSettings(*library, TARN_SETTINGS_BROWSING_PROTECTION, {}));
     ASSERT_EQ(library->settings.bpStatus, 1);
     ASSERT_TRUE(library->lists.malicious.Find("malicious.example", "/bad"));
     Modules().Take();
@@ -160,11 +160,11 @@ TEST_F(Lifecycle, SettingsOfALibraryThatIsNotReadyAreForgotten) {
 
 TEST_F(Lifecycle, AWorkerWithoutModulesIsStopped) {
     settings.GiveTo(Modules());
-    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedStatusReader));
-    ChangeSettings(*library, SettingsKind::kParentalControl, {});
+    ASSERT_TRUE(ReloadUpdated(*library, TARN_UPDATED_STATUS_READER));
+    ChangeSettings(*library, TARN_SETTINGS_PARENTAL_CONTROL, {});
     ASSERT_TRUE(library->scheduleWorker.IsRunning());
     Modules().missingFiles = {"statrd.dll"};
-    EXPECT_FALSE(ReloadUpdated(*library, kUpdatedStatusReader));
+    EXPECT_FALSE(ReloadUpdated(*library, TARN_UPDATED_STATUS_READER));
     library->companions = {};  // the categorisation module too
     ASSERT_TRUE(library->scheduleWorker.IsRunning());
     Modules().missingFiles = {};
@@ -181,7 +181,7 @@ TEST_F(Lifecycle, AtRestOnlyWithoutModulesAndWorker) {
     EXPECT_FALSE(library->IsAtRest());
     Stop(*library, error);
     EXPECT_TRUE(library->IsAtRest());
-    ASSERT_TRUE(ReloadUpdated(*library, kUpdatedUrlPatterns));
+    ASSERT_TRUE(ReloadUpdated(*library, TARN_UPDATED_URL_PATTERNS));
     EXPECT_FALSE(library->IsAtRest());
 }
 

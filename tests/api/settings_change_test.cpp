@@ -40,10 +40,10 @@ class SettingsChange : public testing::Test {
 
     fakes::FakeModules& Modules() { return machine.modules.inner; }
     void Start() {
-        ASSERT_TRUE(api::Start(*library, 1, error));
+        ASSERT_TRUE(api::Start(*library, TARN_START_RESTART, error));
         Modules().Take();
     }
-    bool Change(SettingsKind kind, const modules::PassedValues& passed = {}) {
+    bool Change(std::uint32_t kind, const modules::PassedValues& passed = {}) {
         return ChangeSettings(*library, kind, passed);
     }
 
@@ -59,16 +59,16 @@ TEST_F(SettingsChange, WithoutTheSettingsReaderTheValuesGoToTheSavingOfAnswers) 
     machine.modules.Replace("WriteDNSCacheSettings", &WriteAnswers);
     Start();
     Modules().missingFiles = {"setrd.dll"};
-    ASSERT_FALSE(ReloadUpdated(*library, kUpdatedSettingsReader));
+    ASSERT_FALSE(ReloadUpdated(*library, TARN_UPDATED_SETTINGS_READER));
     seen = {};
-    Change(SettingsKind::kEverything, kPassed);
+    Change(TARN_SETTINGS_EVERYTHING, kPassed);
     EXPECT_EQ(seen, (Values{11, 22, 33}));
 }
 
 TEST_F(SettingsChange, WithNeitherModuleLoadedTheValuesGoToTheFirstCallOfTheLoad) {
     machine.modules.Replace("SCInit", &StartCategories);
     Modules().proxyFile.state = machine::FileStart::State::kUnreadable;  // no module is asked for the decision
-    for (const SettingsKind kind : {SettingsKind::kHttpsInspection, SettingsKind::kHttpsInspectionToo}) {
+    for (const std::uint32_t kind : {TARN_SETTINGS_HTTPS_INSPECTION, TARN_SETTINGS_HTTPS_INSPECTION_TOO}) {
         seen = {};
         EXPECT_TRUE(Change(kind, kPassed));
         EXPECT_EQ(seen, (Values{11, 22, 33}));
@@ -79,17 +79,17 @@ TEST_F(SettingsChange, WithNeitherModuleLoadedTheValuesGoToTheFirstCallOfTheLoad
 TEST_F(SettingsChange, AFailedReadOfAStatusEndsTheKindAndTurnsTheFeatureOff) {
     Start();
     Modules().failing = {"ReadBPStatus"};
-    EXPECT_FALSE(Change(SettingsKind::kBrowsingProtectionStatus));
+    EXPECT_FALSE(Change(TARN_SETTINGS_BROWSING_PROTECTION));
     EXPECT_EQ(library->settings.bpStatus, 0);
     EXPECT_THAT(Modules().Take(), ElementsAre("ReadBPStatus"));
     Modules().failing = {"ReadBPReportPromptStatus"};
-    EXPECT_FALSE(Change(SettingsKind::kBrowsingProtectionStatus));
+    EXPECT_FALSE(Change(TARN_SETTINGS_BROWSING_PROTECTION));
     EXPECT_EQ(library->settings.bpStatus, 1);
     EXPECT_EQ(library->settings.bpPrompt.report, 0);
     EXPECT_THAT(Modules().Take(), ElementsAre("ReadBPStatus", "ReadBPReportPromptStatus"));
     Modules().failing = {"ReadIDSIPSStatus"};
     EXPECT_EQ(library->settings.idsIpsStatus, 1);
-    EXPECT_FALSE(Change(SettingsKind::kIdsIpsStatus));
+    EXPECT_FALSE(Change(TARN_SETTINGS_IDS_STATUS));
     EXPECT_EQ(library->settings.idsIpsStatus, 0);
 }
 
@@ -97,17 +97,17 @@ TEST_F(SettingsChange, EverythingRestartsTheWorker) {
     Start();
     ASSERT_TRUE(library->scheduleWorker.IsRunning());
     Modules().Give("ReadPCSettings", PcSettingsRecord{});
-    EXPECT_TRUE(Change(SettingsKind::kEverything));
+    EXPECT_TRUE(Change(TARN_SETTINGS_EVERYTHING));
     EXPECT_FALSE(library->scheduleWorker.IsRunning()) << "the new settings have no schedule";
     settings.GiveTo(Modules());
-    EXPECT_TRUE(Change(SettingsKind::kEverything));
+    EXPECT_TRUE(Change(TARN_SETTINGS_EVERYTHING));
     EXPECT_TRUE(library->scheduleWorker.IsRunning());
 }
 
 TEST_F(SettingsChange, InspectionIsNotTouchedWhereItMayNotRun) {
     Start();
     Modules().httpsFacts.productType = 3;
-    EXPECT_TRUE(Change(SettingsKind::kHttpsInspection));
+    EXPECT_TRUE(Change(TARN_SETTINGS_HTTPS_INSPECTION));
     const auto journal = Modules().Take();
     EXPECT_THAT(journal, Not(Contains("DeIntializeSSL")));
     EXPECT_THAT(journal, Not(Contains("load tlsinsp.dll")));
@@ -117,7 +117,7 @@ TEST_F(SettingsChange, InspectionIsNotTouchedWhereItMayNotRun) {
 TEST_F(SettingsChange, AFailedReloadOfCategoriesLeavesInspectionUnloaded) {
     Start();
     Modules().failing = {"SCInit"};
-    EXPECT_FALSE(Change(SettingsKind::kHttpsInspection));
+    EXPECT_FALSE(Change(TARN_SETTINGS_HTTPS_INSPECTION));
     EXPECT_FALSE(library->companions.httpsInspection);
     EXPECT_FALSE(library->companions.categorisation);
 }
@@ -125,7 +125,7 @@ TEST_F(SettingsChange, AFailedReloadOfCategoriesLeavesInspectionUnloaded) {
 TEST_F(SettingsChange, TheUpdateOfInspectionDoesNotAskWhetherItMayRun) {
     Start();
     Modules().httpsFacts.productType = 3;
-    EXPECT_TRUE(ReloadUpdated(*library, kUpdatedHttpsInspection));
+    EXPECT_TRUE(ReloadUpdated(*library, TARN_UPDATED_HTTPS_INSPECTION));
     EXPECT_THAT(Modules().Take(),
                 ElementsAre("DeIntializeSSL", "free tlsinsp.dll", "load tlsinsp.dll", "IntializeSSL"));
 }
@@ -134,28 +134,28 @@ TEST_F(SettingsChange, AFailedLoadEndsTheUpdate) {
     const struct {
         std::uint32_t bit;
         const char* file;
-    } cases[] = {{kUpdatedCategorisation, "sitecls.dll"},  {kUpdatedCategorisationToo, "sitecls.dll"},
-                 {kUpdatedPacketSignatures, "pktsig.dll"}, {kUpdatedSettingsReader, "setrd.dll"},
-                 {kUpdatedHttpsInspection, "tlsinsp.dll"}, {kUpdatedStatusReader, "statrd.dll"}};
+    } cases[] = {{TARN_UPDATED_CATEGORISATION, "sitecls.dll"},   {TARN_UPDATED_CATEGORISATION_TOO, "sitecls.dll"},
+                 {TARN_UPDATED_PACKET_SIGNATURES, "pktsig.dll"}, {TARN_UPDATED_SETTINGS_READER, "setrd.dll"},
+                 {TARN_UPDATED_HTTPS_INSPECTION, "tlsinsp.dll"}, {TARN_UPDATED_STATUS_READER, "statrd.dll"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.bit);
         Modules().missingFiles = {};
         Start();
         Modules().missingFiles = {c.file};
-        EXPECT_FALSE(ReloadUpdated(*library, c.bit | kUpdatedIdsSettings));
+        EXPECT_FALSE(ReloadUpdated(*library, c.bit | TARN_UPDATED_IDS_RULES));
         EXPECT_THAT(Modules().Take(), Not(Contains("ReleaseIDSSettings"))) << "what stands behind is untouched";
     }
     Modules().missingFiles = {};
     Start();
     Modules().missingFiles = {"urlsig.dll"};
-    EXPECT_TRUE(ReloadUpdated(*library, kUpdatedUrlPatterns)) << "this one may be missing";
+    EXPECT_TRUE(ReloadUpdated(*library, TARN_UPDATED_URL_PATTERNS)) << "this one may be missing";
 }
 
 TEST_F(SettingsChange, RulesThatCannotBeReadAreGone) {
     Start();
     ASSERT_EQ(library->settings.idsRules.Record().ruleCount, 1U);
     Modules().failing = {"ReadIDSSettings"};
-    EXPECT_TRUE(ReloadUpdated(*library, kUpdatedIdsSettings));
+    EXPECT_TRUE(ReloadUpdated(*library, TARN_UPDATED_IDS_RULES));
     EXPECT_EQ(library->settings.idsRules.Record().ruleCount, 0U);
     EXPECT_THAT(Modules().Take(), ElementsAre("ReleaseIDSSettings", "ReadIDSSettings"));
 }

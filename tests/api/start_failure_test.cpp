@@ -25,7 +25,7 @@ class StartFailure : public testing::Test {
     }
     bool Start() {
         platform.modules.asked = 0;
-        return api::Start(*library, 1, error);
+        return api::Start(*library, TARN_START_RESTART, error);
     }
 
     TimeRange wholeDay{0, 0, 23, 59};

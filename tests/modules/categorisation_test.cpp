@@ -214,7 +214,7 @@ class Lookup : public testing::Test {
 
 TEST_F(Lookup, AnArrayIsReleasedExactlyOnce) {
     {
-        const CategoryLookup lookup(companions.categorisation, "shop.example", kAheadOfConnection);
+        const CategoryLookup lookup(companions.categorisation, "shop.example", TARN_LOOKUP_AHEAD_OF_CONNECTION);
         EXPECT_TRUE(lookup.Succeeded());
         EXPECT_THAT(lookup.Categories(), ElementsAre(10, 20, 30));
         EXPECT_THAT(fake.journal, ElementsAre("SCGetURLCategories shop.example 1"));
@@ -222,7 +222,7 @@ TEST_F(Lookup, AnArrayIsReleasedExactlyOnce) {
     EXPECT_EQ(fake.Count("SCReleaseCategories"), 1U);
     EXPECT_EQ(fake.liveArrays, 0U);
     {
-        CategoryLookup lookup(companions.categorisation, "ftp://a.example", kDecideNow);
+        CategoryLookup lookup(companions.categorisation, "ftp://a.example", TARN_LOOKUP_DECIDE_NOW);
         lookup.Release();
         EXPECT_TRUE(lookup.Categories().empty());
         lookup.Release();
@@ -233,7 +233,7 @@ TEST_F(Lookup, AnArrayIsReleasedExactlyOnce) {
 TEST_F(Lookup, AnArrayWithoutCategoriesIsReleasedToo) {
     fake.categories = {};
     {
-        const CategoryLookup lookup(companions.categorisation, "a.example", kDecideNow);
+        const CategoryLookup lookup(companions.categorisation, "a.example", TARN_LOOKUP_DECIDE_NOW);
         EXPECT_TRUE(lookup.Succeeded());
         EXPECT_TRUE(lookup.Categories().empty());
     }
@@ -243,14 +243,14 @@ TEST_F(Lookup, AnArrayWithoutCategoriesIsReleasedToo) {
 TEST_F(Lookup, AFailedLookupReleasesWhatItWasHanded) {
     fake.failing = {"SCGetURLCategories"};
     {
-        const CategoryLookup lookup(companions.categorisation, "a.example", kDecideNow);
+        const CategoryLookup lookup(companions.categorisation, "a.example", TARN_LOOKUP_DECIDE_NOW);
         EXPECT_FALSE(lookup.Succeeded());
         EXPECT_TRUE(lookup.Categories().empty());
     }
     EXPECT_EQ(fake.Count("SCReleaseCategories"), 0U) << "there was no array";
     fake.returnsArrayOnFailure = true;
     {
-        const CategoryLookup lookup(companions.categorisation, "a.example", kDecideNow);
+        const CategoryLookup lookup(companions.categorisation, "a.example", TARN_LOOKUP_DECIDE_NOW);
         EXPECT_FALSE(lookup.Succeeded());
         EXPECT_TRUE(lookup.Categories().empty());
     }
@@ -261,7 +261,7 @@ TEST_F(Lookup, WithoutTheModuleNothingIsCalled) {
     calls.Unload<Categorisation>();
     fake.Take();
     {
-        const CategoryLookup lookup(companions.categorisation, "a.example", kDecideNow);
+        const CategoryLookup lookup(companions.categorisation, "a.example", TARN_LOOKUP_DECIDE_NOW);
         EXPECT_FALSE(lookup.Succeeded());
     }
     CategoryName name;

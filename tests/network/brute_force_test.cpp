@@ -34,7 +34,7 @@ TEST_F(PacketScan, WithTheFeatureOffOnlyTheActionIsWritten) {
     EXPECT_THAT(script.journal, IsEmpty());
     settings.idsIpsStatus = 0xFF;
     EXPECT_TRUE(Scan(To(445)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonSmb));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SMB));
 }
 
 TEST_F(PacketScan, EachGuardedServiceHasItsReason) {
@@ -85,7 +85,7 @@ TEST_F(PacketScan, ABruteForceVerdictByteForByte) {
 TEST_F(PacketScan, WithoutItsRuleABruteForceVerdictHasOnlyTheDescription) {
     ruleId = 8;
     EXPECT_TRUE(Scan(To(1433)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonSqlServer));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SQL_SERVER));
     EXPECT_EQ(verdict.ruleId, 0xCCCC);
     EXPECT_EQ(TextOf(verdict.description), kBruteForceText);
     const PacketVerdict untouched = Expected([](PacketVerdict&) {});
@@ -96,7 +96,7 @@ TEST_F(PacketScan, WithoutItsRuleABruteForceVerdictHasOnlyTheDescription) {
 TEST_F(PacketScan, AnExcludedRuleStillBlocksABruteForceAttempt) {
     ruleId = 9;
     EXPECT_TRUE(Scan(To(445)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonSmb));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SMB));
     EXPECT_EQ(verdict.ruleId, 9);
     EXPECT_EQ(TextOf(verdict.ruleName), u"Nine");
     EXPECT_EQ(TextOf(verdict.details), u"Nine details");
@@ -110,7 +110,7 @@ TEST_F(PacketScan, OutboundFramesSwapTheEndsButNotTheMac) {
     fields.sourcePort = 3306;
     fields.destinationPort = 61000;
     EXPECT_TRUE(Scan(fields));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonMySql));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_MYSQL));
     EXPECT_EQ(verdict.localPort, 3306);
     EXPECT_EQ(verdict.remotePort, 61000);
     EXPECT_EQ(std::memcmp(&verdict.remoteAddress, kPeer.data(), 4), 0);
@@ -154,7 +154,7 @@ TEST_F(PacketScan, PortsStandBehindTheOptions) {
         fields.headerWords = words;
         fields.source[3] = words;
         EXPECT_TRUE(Scan(fields));
-        EXPECT_THAT(Verdict(), BlocksPacket(kReasonSqlServer)) << int{words};
+        EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SQL_SERVER)) << int{words};
         EXPECT_EQ(verdict.remotePort, 50123);
     }
 }
@@ -167,7 +167,7 @@ TEST_F(PacketScan, TheIhlIsTakenAsItStands) {
     bytes[16] = 445 >> 8;  // the destination port of a TCP header at byte 14
     bytes[17] = 445 & 0xFF;
     EXPECT_TRUE(ScanFirst(bytes, bytes.size()));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonSmb));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SMB));
     EXPECT_EQ(verdict.remotePort, 0xF0EE);
 }
 
@@ -235,7 +235,7 @@ TEST_F(PacketScan, AFailedCategoryQueryGoesOnToTheSignatures) {
 TEST_F(PacketScan, AKnownAttackerIsBlockedWithoutTextsOrQuery) {
     EXPECT_TRUE(Scan(To(445)));
     EXPECT_TRUE(Scan(To(3389)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonRemoteDesktop));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_REMOTE_DESKTOP));
     EXPECT_EQ(verdict.ruleId, 7);
     EXPECT_EQ(verdict.filled, 1);
     EXPECT_EQ(TextOf(verdict.ruleName), u"");
@@ -244,7 +244,7 @@ TEST_F(PacketScan, AKnownAttackerIsBlockedWithoutTextsOrQuery) {
     EXPECT_THAT(script.journal, IsEmpty());
     companions.categorisation = {};
     EXPECT_TRUE(Scan(To(445)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonSmb)) << "known also without the categorisation module";
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SMB)) << "known also without the categorisation module";
 }
 
 TEST_F(PacketScan, EmptiedTextsKeepTheirSecondHalf) {
@@ -307,7 +307,7 @@ TEST_F(PacketScan, EveryTruncationGoesToTheSignatures) {
         }
         for (std::size_t length = needed; length <= bytes.size(); ++length) {
             EXPECT_TRUE(ScanFirst(bytes, length));
-            EXPECT_THAT(Verdict(), BlocksPacket(kReasonSmb)) << length;
+            EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_SMB)) << length;
         }
     }
 }

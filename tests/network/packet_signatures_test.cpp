@@ -154,7 +154,7 @@ TEST_F(PacketScan, AReasonOfTwentyFromTheModuleWithholdsNothing) {
     script.signatureAction = 0;
     script.signatureReason = 20;
     EXPECT_TRUE(Scan(To(80)));
-    EXPECT_THAT(Verdict(), BlocksPacket(kReasonRuleExcluded));
+    EXPECT_THAT(Verdict(), BlocksPacket(TARN_PACKET_REASON_RULE_EXCLUDED));
     EXPECT_EQ(TextOf(verdict.ruleName), u"Seven");
 }
 

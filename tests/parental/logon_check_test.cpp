@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 constexpr std::uint8_t kUntouched = 0xCC;
 constexpr std::uint8_t kGrid = 1;
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 constexpr std::size_t kSaturday = 6;
 
 class LogonCheck : public ::testing::Test {
@@ -225,10 +225,10 @@ TEST_F(LogonCheck, TheTickThatFillsTheAllowanceRefuses) {
     settings = Settings({Entry(Sid(1)).Allow(kSaturday, 2)});
     ASSERT_TRUE(Scan(kLogon));
     for (std::uint32_t tick = 1; tick <= 119; ++tick) {
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         ASSERT_FALSE(IsBlock()) << tick;
     }
-    ASSERT_TRUE(Scan(kTickEvent));
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
     EXPECT_TRUE(IsBlock());
     EXPECT_EQ(Only().usageTicks, 120U);
     ASSERT_TRUE(Scan(kLogon));
@@ -247,10 +247,10 @@ TEST_F(LogonCheck, TheAllowanceIsThatOfTheWeekday) {
 TEST_F(LogonCheck, ANewDayHasItsWholeAllowance) {
     settings = Settings({Entry(Sid(1)).AllowAllDays(1)});
     ASSERT_TRUE(Scan(kLogon));
-    for (std::uint32_t tick = 0; tick < 60; ++tick) ASSERT_TRUE(Scan(kTickEvent));
+    for (std::uint32_t tick = 0; tick < 60; ++tick) ASSERT_TRUE(Scan(TARN_EVENT_TICK));
     ASSERT_TRUE(IsBlock());
     clock.Set(2026, 11, 22);
-    ASSERT_TRUE(Scan(kTickEvent));
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
     EXPECT_FALSE(IsBlock());
     EXPECT_EQ(Only().blocked, 1) << "marked until a disconnect";
 }

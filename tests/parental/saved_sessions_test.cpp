@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 SavedSessionRecord Saved(const AccountSid& sid, std::int64_t lastUpdate, std::uint32_t usageTicks = 0,
                          std::uint8_t blocked = 0, std::u16string_view name = u"Anna") {
@@ -164,7 +164,7 @@ TEST_F(SavedSessions, WithoutTheModuleNothingIsLoadedOrSaved) {
 
 TEST_F(SavedSessions, SavedRecordsHoldTheTableInOrder) {
     for (const std::uint8_t id : std::initializer_list<std::uint8_t>{2, 1}) ASSERT_TRUE(Scan(kLogon, Sid(id)));
-    ASSERT_TRUE(Scan(kTickEvent, Sid(1)));
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK, Sid(1)));
     table.Find(Sid(2))->blocked = 1;
     EXPECT_TRUE(Save());
     EXPECT_EQ(Bytes(state.records), Bytes({Saved(Sid(2), noon, 0, 1), Saved(Sid(1), noon, 1)}));
@@ -253,7 +253,7 @@ TEST_F(SavedSessions, ATableThatWasSavedAndEmptiedIsNotSavedAgain) {
     Rebuild();
     ASSERT_TRUE(Scan(kLogon));
     EXPECT_TRUE(SaveAndClear());
-    EXPECT_FALSE(Scan(kTickEvent)) << "an event that cannot be recorded brings nothing in";
+    EXPECT_FALSE(Scan(TARN_EVENT_TICK)) << "an event that cannot be recorded brings nothing in";
     EXPECT_TRUE(SaveAndClear());
     EXPECT_EQ(state.writes, 1);
     EXPECT_THAT(state.records, SizeIs(1));
@@ -302,11 +302,11 @@ TEST_F(SavedSessions, TheWriteTakesThePassedArguments) {
 TEST_F(SavedSessions, ARestartWithinADayKeepsUsageAndRefusal) {
     settings = Settings({Entry(Sid(1)).AllowAllDays(1)});
     ASSERT_TRUE(Scan(kLogon));
-    for (int tick = 0; tick < 59; ++tick) ASSERT_TRUE(Scan(kTickEvent));
+    for (int tick = 0; tick < 59; ++tick) ASSERT_TRUE(Scan(TARN_EVENT_TICK));
     ASSERT_EQ(verdict.action + 0U, 1U);
     clock.Set(2026, 11, 21, 18);
     Restart();
-    ASSERT_TRUE(Scan(kTickEvent));
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
     EXPECT_EQ(verdict.action + 0U, 0U) << "the 60th tick of the day";
     Restart();
     ASSERT_NE(table.Find(Sid(1)), nullptr);
@@ -325,13 +325,13 @@ TEST_F(SavedSessions, ARestartOverMidnightResetsTheUsage) {
         state.records.clear();
         clock.Set(year, month, day, 23, 59, 59);
         ASSERT_TRUE(Scan(kLogon));
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         Restart();
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         EXPECT_EQ(table.Find(Sid(1))->usageTicks, 2U) << month << ": the same second";
         Restart();
         clock.SetSeconds(*clock.ToSeconds(clock.Now()) + 1);
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         EXPECT_EQ(table.Find(Sid(1))->usageTicks, 0U) << month;
     }
 }
@@ -343,9 +343,9 @@ TEST_F(SavedSessions, ARestartInTheRepeatedHourKeepsTheUsage) {
         clock.SetSeconds(second);
         ASSERT_EQ(clock.Now().hour + 0, 2);
         ASSERT_TRUE(Scan(kLogon));
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         Restart();
-        ASSERT_TRUE(Scan(kTickEvent));
+        ASSERT_TRUE(Scan(TARN_EVENT_TICK));
         EXPECT_EQ(table.Find(Sid(1))->usageTicks, 2U);
     }
 }

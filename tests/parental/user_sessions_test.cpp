@@ -28,7 +28,7 @@ class UserSessions : public ::testing::Test {
     // A logon, then ticks.
     void Use(std::uint32_t ticks) {
         ASSERT_TRUE(Record(5));
-        for (std::uint32_t i = 0; i < ticks; ++i) ASSERT_TRUE(Record(kTickEvent));
+        for (std::uint32_t i = 0; i < ticks; ++i) ASSERT_TRUE(Record(TARN_EVENT_TICK));
         ASSERT_EQ(Only().usageTicks, ticks);
     }
 
@@ -50,7 +50,7 @@ TEST_F(UserSessions, FourEventsBringAnAccountIn) {
 
 TEST_F(UserSessions, ATickForAnUnknownAccountCreatesNothing) {
     ASSERT_TRUE(Record(5));
-    EXPECT_FALSE(Record(kTickEvent, Sid(2)));
+    EXPECT_FALSE(Record(TARN_EVENT_TICK, Sid(2)));
     EXPECT_THAT(table.Records(), SizeIs(1));
 }
 
@@ -150,7 +150,7 @@ TEST_F(UserSessions, TicksOfOneDayAreCounted) {
     for (const std::uint32_t code : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U}) ASSERT_TRUE(Record(code));
     EXPECT_EQ(Only().usageTicks, 3U);
     clock.Set(2026, 11, 21, 23, 59, 59);
-    ASSERT_TRUE(Record(kTickEvent));
+    ASSERT_TRUE(Record(TARN_EVENT_TICK));
     EXPECT_EQ(Only().usageTicks, 4U);
 }
 
@@ -158,9 +158,9 @@ TEST_F(UserSessions, FirstTickAfterMidnightIsNotCounted) {
     clock.Set(2026, 11, 21, 23, 59, 59);
     Use(30);
     clock.Set(2026, 11, 22, 0, 0, 0);
-    ASSERT_TRUE(Record(kTickEvent));
+    ASSERT_TRUE(Record(TARN_EVENT_TICK));
     EXPECT_EQ(Only().usageTicks, 0U);
-    ASSERT_TRUE(Record(kTickEvent));
+    ASSERT_TRUE(Record(TARN_EVENT_TICK));
     EXPECT_EQ(Only().usageTicks, 1U);
 }
 
@@ -192,7 +192,7 @@ TEST_F(UserSessions, DayChange_NewYearAndLeapDay) {
         clock.Set(change.from);
         Use(10);
         clock.Set(change.to);
-        ASSERT_TRUE(Record(kTickEvent));
+        ASSERT_TRUE(Record(TARN_EVENT_TICK));
         EXPECT_EQ(Only().usageTicks, 0U) << change.to.year << '-' << change.to.month << '-' << change.to.day;
     }
 }
@@ -211,13 +211,13 @@ TEST_F(UserSessions, DayChange_ClockChangesCountAsOneDay) {
         for (std::int64_t second = 0; second < hoursOfTheDay * kHour; second += 60) {
             clock.SetSeconds(midnight + second);
             const std::uint32_t before = Only().usageTicks;
-            ASSERT_TRUE(Record(kTickEvent));
+            ASSERT_TRUE(Record(TARN_EVENT_TICK));
             if (Only().usageTicks != before + 1) ++resets;
         }
         EXPECT_EQ(resets, 1);
         EXPECT_EQ(Only().usageTicks, hoursOfTheDay * 60 - 1);
         clock.SetSeconds(midnight + hoursOfTheDay * kHour);
-        ASSERT_TRUE(Record(kTickEvent));
+        ASSERT_TRUE(Record(TARN_EVENT_TICK));
         EXPECT_EQ(Only().usageTicks, 0U);
     }
 }
@@ -227,12 +227,12 @@ TEST_F(UserSessions, ADateOfTodayThatIsNoneFails) {
     for (const auto& [year, month, day] :
          {std::array<std::uint16_t, 3>{1899, 1, 1}, {2026, 0, 1}, {2026, 13, 1}, {2026, 1, 0}, {2026, 1, 32}}) {
         clock.Set(year, month, day);
-        EXPECT_FALSE(Record(kTickEvent));
+        EXPECT_FALSE(Record(TARN_EVENT_TICK));
         EXPECT_FALSE(Record(5, Sid(2)));
     }
     EXPECT_EQ(Only().usageTicks, 5U);
     clock.Set(2026, 11, 21, 12);
-    EXPECT_TRUE(Record(kTickEvent));
+    EXPECT_TRUE(Record(TARN_EVENT_TICK));
     EXPECT_EQ(Only().usageTicks, 6U);
 }
 
@@ -241,7 +241,7 @@ TEST_F(UserSessions, AccountWithoutATimeFailsForGood) {
     record.sid = Sid(1);
     table.Append(record);
     EXPECT_FALSE(Record(5));
-    EXPECT_FALSE(Record(kTickEvent));
+    EXPECT_FALSE(Record(TARN_EVENT_TICK));
     EXPECT_EQ(Only().loggedOn, 1) << "what comes before the day change stands";
     EXPECT_EQ(Only().sessionId, 3U);
     EXPECT_TRUE(SameTime(Only().lastUpdate, TarnSystemTime{}));

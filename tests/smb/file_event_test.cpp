@@ -92,7 +92,7 @@ TEST_F(Report, ACutNameIsAFailure) {
     EXPECT_FALSE(Make(SmbProtocol::kSmb1, 0xA2, 2, u"share", std::u16string(300, u'n')));
     EXPECT_EQ(TextOf(&result.sharePath), u"share");
     EXPECT_EQ(TextOf(&result.fileName), std::u16string(259, u'n'));
-    EXPECT_EQ(result.createAction, 1);
+    EXPECT_EQ(result.createAction, TARN_SMB_CREATED);
 }
 
 TEST_F(Report, ABodyWithoutItsOutcomeIsNoEvent) {

@@ -106,7 +106,7 @@ struct PacketDecision {
     bool operator==(const PacketDecision&) const = default;
 };
 
-inline PacketDecision BlocksPacket(network::PacketReason reason) {
+inline PacketDecision BlocksPacket(std::uint32_t reason) {
     return {TARN_PACKET_BLOCK, reason};
 }
 
@@ -116,17 +116,17 @@ inline PacketDecision DecisionOf(const PacketVerdict& verdict) {
 
 inline const char* PacketReasonName(std::uint32_t reason) {
     switch (reason) {
-        case network::kReasonTextsWithheld:
+        case TARN_PACKET_REASON_KNOWN_ATTACK:
             return "texts withheld";
-        case network::kReasonRuleExcluded:
+        case TARN_PACKET_REASON_RULE_EXCLUDED:
             return "rule excluded";
-        case network::kReasonRemoteDesktop:
+        case TARN_PACKET_REASON_REMOTE_DESKTOP:
             return "Remote Desktop";
-        case network::kReasonSmb:
+        case TARN_PACKET_REASON_SMB:
             return "SMB";
-        case network::kReasonSqlServer:
+        case TARN_PACKET_REASON_SQL_SERVER:
             return "SQL Server";
-        case network::kReasonMySql:
+        case TARN_PACKET_REASON_MYSQL:
             return "MySQL";
         default:
             return "unknown";

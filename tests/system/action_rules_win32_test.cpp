@@ -49,14 +49,14 @@ std::u16string SystemsWideForm(const std::string& text) {
 
 TEST_F(ActionRules, TheUrlIsConvertedAsTheSystemDoes) {
     MakeEveryPageMalicious();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     for (const std::string path : {"/caf\xC3\xA9", "/\xE9t\xE9", "/plain"})
         EXPECT_EQ(QuarantinedUrl("bad.example", path), SystemsWideForm("bad.example" + path)) << path;
 }
 
 TEST_F(ActionRules, TheLongestUrlFits) {
     MakeEveryPageMalicious();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     const std::string host = "bad.example";
     for (const std::size_t length : {1022U, 1023U}) {
         const std::string path = "/" + std::string(length - host.size() - 1, 'p');
@@ -69,7 +69,7 @@ TEST_F(ActionRules, TheLongestUrlFits) {
 
 TEST_F(ActionRules, AShutDownForgetsTheProgramsThatWereActedOn) {
     MakeMalicious("bad.example", "Worm");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(Actions(), SizeIs(4));
     EXPECT_THAT(Actions(), IsEmpty());
     tarn.WSShutDown(0, 0, 0, 0);
@@ -79,7 +79,7 @@ TEST_F(ActionRules, AShutDownForgetsTheProgramsThatWereActedOn) {
 TEST_F(ActionRules, AShutDownForgetsTheExclusionList) {
     MakeMalicious("bad.example", "Worm");
     ExcludeThisProgram();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(Actions(), IsEmpty());
     tarn.WSShutDown(0, 0, 0, 0);
     EXPECT_THAT(Actions(), Contains(StartsWith("ZRQuarantineFile")));

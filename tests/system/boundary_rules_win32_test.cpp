@@ -29,7 +29,7 @@ class Boundary : public RulesFixture {
     void UseEverything() {
         MakeMalicious("bad.example", "Worm");
         answers.idsIpsStatus.enabled = 1;
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         for (std::uint32_t setting = 0; setting <= 8; ++setting) EXPECT_EQ(Change(setting), 1U) << setting;
         EXPECT_EQ(Update(0x10FF), 1);
         EXPECT_TRUE(Visit("bad.example", "/x"));
@@ -86,7 +86,7 @@ TEST_F(Boundary, EveryCallOfAStartAndAnEndHasTheHostsErrorCell) {
 TEST_F(Boundary, ACellThatIsNotTheHostsIsNoticed) {
     const std::uint32_t another = 0;
     answers.expectedErrorCell = &another;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     const Lines lines = Journal();
     for (const char* read : {"ReadBPStatus", "ReadIDSSettings", "ReadDNSCacheSettings", "ReadPCSystemControlSettings",

@@ -30,21 +30,21 @@ class ChangeRules : public RulesFixture {
 
 TEST_F(ChangeRules, ABrowsingProtectionStatusThatCannotBeReadIsOffAndReloadsNothing) {
     answers.bpStatus = 1;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(FeatureStatus(), 1);
     ScriptSetResult("ReadBPStatus", 0);
     NewLines();
-    EXPECT_EQ(Change(1), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("ReadBPStatus"));
     EXPECT_EQ(FeatureStatus(), 0);
 }
 
 TEST_F(ChangeRules, ABrowsingProtectionPromptThatCannotBeReadReloadsNothing) {
     MakeMalicious("bad.example", "Worm");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ScriptSetResult("ReadBPReportPromptStatus", 0);
     NewLines();
-    EXPECT_EQ(Change(1), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("ReadBPStatus", "ReadBPReportPromptStatus"));
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS)) << "the status was read";
@@ -53,12 +53,12 @@ TEST_F(ChangeRules, ABrowsingProtectionPromptThatCannotBeReadReloadsNothing) {
 
 TEST_F(ChangeRules, AnIntrusionPreventionStatusThatCannotBeReadTurnsTheFeatureOff) {
     answers.idsIpsStatus.enabled = 1;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     BlockAddress("ids.example", "/x HTTP/1.1");
     ASSERT_TRUE(Visit("ids.example", "/x"));
     EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED));
     ScriptSetResult("ReadIDSIPSStatus", 0);
-    EXPECT_EQ(Change(2), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_STATUS), 0U);
     ASSERT_TRUE(Visit("ids.example", "/x"));
     EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     const std::uint8_t frame[60] = {};
@@ -76,19 +76,19 @@ void* __cdecl NoRing(std::size_t size, std::size_t alignment) {
 }
 
 TEST_F(ChangeRules, WithoutMemoryForTheAnswersAChangeOfEverythingEndsBehindTheRelease) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     const ImportPatch patch(Library(), "_aligned_malloc", NoRing);
     ASSERT_TRUE(patch.IsInPlace());
     NewLines();
-    EXPECT_EQ(Change(8), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 0U);
     EXPECT_THAT(NewLines(), ElementsAreArray(kReleaseLines)) << "nothing is read, nothing reloaded";
     EXPECT_TRUE(CategorisationIsLoaded());
 }
 
 TEST_F(ChangeRules, AnEndBehindAFailedChangeOfEverythingWritesTheEmptyRing) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ScriptSetResult("SCInit", 0);
-    EXPECT_EQ(Change(8), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 0U);
     NewLines();
     answers.savedDnsIndex = 99;
     Deinit();
@@ -100,7 +100,7 @@ TEST_F(ChangeRules, AnEndBehindAFailedChangeOfEverythingWritesTheEmptyRing) {
 
 TEST_F(ChangeRules, AFailedReloadOfCategorisationLeavesInspectionUnloaded) {
     for (const std::uint32_t setting : {6U, 7U}) {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         ASSERT_TRUE(InspectionIsLoaded());
         ScriptSetResult("SCInit", 0);
         NewLines();
@@ -115,7 +115,7 @@ TEST_F(ChangeRules, WhereInspectionMayNotRunItsChangeReloadsCategorisationOnly) 
     FakeWindowsVersion windows(Library());
     ASSERT_TRUE(windows.IsInPlace());
     windows.Reported().productType = VER_NT_SERVER;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_FALSE(InspectionIsLoaded());
     for (const std::uint32_t setting : {6U, 7U}) {
         NewLines();
@@ -128,13 +128,13 @@ TEST_F(ChangeRules, UpdatedHttpsInspection_IsLoadedWhateverTheSystem) {
     FakeWindowsVersion windows(Library());
     ASSERT_TRUE(windows.IsInPlace());
     windows.Reported().productType = VER_NT_SERVER;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
-    EXPECT_EQ(Update(0x10), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_HTTPS_INSPECTION), 1);
     EXPECT_THAT(NewLines(), ElementsAre("load tlsinsp.dll", "IntializeSSL"));
-    EXPECT_EQ(Update(0x10), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_HTTPS_INSPECTION), 1);
     EXPECT_THAT(NewLines(), ElementsAre("DeIntializeSSL", "unload tlsinsp.dll", "load tlsinsp.dll", "IntializeSSL"));
-    EXPECT_EQ(Change(6), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_HTTPS_INSPECTION), 1U);
     EXPECT_TRUE(InspectionIsLoaded()) << "a change does not touch it on such a system";
     NewLines();
     Deinit();
@@ -151,7 +151,7 @@ TEST_F(ChangeRules, AnUpdatedModuleThatDoesNotLoadIsAFailure) {
     ASSERT_TRUE(loads.IsInPlace());
     for (const auto& [bit, file] : updates) {
         SCOPED_TRACE(bit);
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         loads.Refuse(file);
         NewLines();
         EXPECT_EQ(Update(bit | 0x1000), 0);
@@ -163,10 +163,10 @@ TEST_F(ChangeRules, AnUpdatedModuleThatDoesNotLoadIsAFailure) {
 
 TEST_F(ChangeRules, AnUpdatedPatternModuleThatDoesNotLoadIsNone) {
     ModuleLoads loads(Library());
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     loads.Refuse("urlsig.dll");
     NewLines();
-    EXPECT_EQ(Update(0x08 | 0x1000), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_URL_PATTERNS | TARN_UPDATED_IDS_RULES), 1);
     EXPECT_THAT(NewLines(), Contains("ReadIDSSettings"));
     EXPECT_THAT(LoadedCompanions(), Not(Contains("urlsig.dll")));
 }
@@ -177,10 +177,10 @@ TEST_F(ChangeRules, IdsRulesThatCannotBeReadAreCleared) {
     rule.name[0] = u'A';
     answers.idsSettings = {1, 0, &rule};
     MakeEveryFrameAnAttack();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(RuleNameOf(7), u"A");
     ScriptSetResult("ReadIDSSettings", 0);
-    EXPECT_EQ(Update(0x1000), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_IDS_RULES), 1);
     EXPECT_EQ(RuleNameOf(7), u"");
 }
 
@@ -188,9 +188,9 @@ TEST_F(ChangeRules, RecordsAreKeptOverTheReloadOfTheirReaderAndReleasedOnce) {
     MakeMalicious("bad.example", "Worm");
     LetUserAllow("good.example");
     LetWebSecurityAllow("inner.example");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
-    EXPECT_EQ(Update(0x22), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
     EXPECT_THAT(NewLines(), ElementsAre("unload setrd.dll", "load setrd.dll", "unload statrd.dll", "load statrd.dll"));
     Deinit();
     Lines releases;
@@ -228,7 +228,7 @@ class PassedValues : public ChangeRules, public testing::WithParamInterface<Pass
 };
 
 TEST_P(PassedValues, ReachTheFirstCallThatIsReallyMade) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     for (const std::string& file : GetParam().missing) Lose(file);
     NewLines();
     answers.firstCallNotesPassed = 1;

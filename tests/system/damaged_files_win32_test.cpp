@@ -12,8 +12,8 @@
 namespace tarn::system_test {
 namespace {
 
-constexpr std::uint32_t kTick = 0;
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kTick = TARN_EVENT_TICK;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 class DamagedFiles : public testing::Test {
  protected:

@@ -61,7 +61,7 @@ class FailingMemory : public RulesFixture {
         return balance;
     }
     void ExpectAUsableLibrary() {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         ASSERT_TRUE(Visit("bad.example", "/x"));
         EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
     }
@@ -85,7 +85,7 @@ TEST_F(FailingMemory, AnyAllocationOfAStart) {
     EXPECT_THAT(Outstanding(), IsEmpty());
     // The first exception of a thread leaves what the run-time library keeps about exceptions.
     LibraryMemory::FailAllocation(1);
-    Init(1);
+    Init(TARN_START_RESTART);
     LibraryMemory::FailAllocation(0);
     Deinit();
     const std::ptrdiff_t blocks = LibraryMemory::Blocks();
@@ -93,7 +93,7 @@ TEST_F(FailingMemory, AnyAllocationOfAStart) {
     for (; number < kMostAllocations; ++number) {
         SCOPED_TRACE("allocation " + std::to_string(number));
         LibraryMemory::FailAllocation(number);
-        const bool started = Init(1);
+        const bool started = Init(TARN_START_RESTART);
         const bool failed = LibraryMemory::HasFailed();
         LibraryMemory::FailAllocation(0);
         if (!failed) {

@@ -32,7 +32,7 @@ class HostThreads : public SystemFixture {
         profile.leading.profileSwitch = profile.leading.scheduleSwitch = 1;
         for (auto& day : profile.schedule) day = {1, &wholeDay_};
         DeliverOneProfile();
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
     }
     const api::HostCalls calls{tarn.WSScanUrl, tarn.WSScanPacket, tarn.WSScanSMBPacket, tarn.WSScanLogonEventForPCCTRL,
                                tarn.WSAddURLToIDSBlockedList};
@@ -81,7 +81,7 @@ TEST_F(HostThreads, ARestartBetweenTheScansKeepsTheAccounts) {
         const api::HostReport report = api::RunHostThreads(calls, {5, [](std::size_t) { return false; }});
         wrongAfterRestart += report.wrong;
         tarn.WSShutDown(0, 0, 0, 0);
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
     }
     EXPECT_EQ(wrongAfterRestart, 0U);
     EXPECT_EQ(answers.savedSessions, 9U);

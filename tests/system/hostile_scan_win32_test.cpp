@@ -50,7 +50,7 @@ class HostileScans : public ScanRecords {
 
 TEST_F(HostileScans, CutRequestsCommandsAndHellosAreDecided) {
     // With one entry per user no category is looked up, and nothing else can fail.
-    answers.pcSettings.mode = 2;
+    answers.pcSettings.mode = TARN_PC_ONE_PER_USER;
     ASSERT_TRUE(Init());
     EXPECT_EQ(FailuresOf("http"), 0U);
     kind = TARN_KIND_FTP;

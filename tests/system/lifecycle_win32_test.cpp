@@ -16,14 +16,14 @@ using testing::IsEmpty;
 class Lifecycle : public SystemFixture {};
 
 TEST_F(Lifecycle, ARestartReadsTheSavedAnswersFirst) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(
         NewLines(),
         ElementsAreArray(Join({kLoadLines, {"ReadDNSCacheSettings", "ReleaseDNSCacheSettings empty"}, kReadLines})));
 }
 
 TEST_F(Lifecycle, AFreshStartEmptiesTheUsersListFirst) {
-    ASSERT_TRUE(Init(0));
+    ASSERT_TRUE(Init(TARN_START_FRESH));
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({kLoadLines, {"ResetBPUserWhitelist"}, kReadLines})));
 }
 
@@ -33,7 +33,7 @@ TEST_F(Lifecycle, AnyOtherModeDoesNeither) {
 }
 
 TEST_F(Lifecycle, DeinitReleasesAndUnloadsInReverse) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
     error = 99;
     Deinit();
@@ -45,7 +45,7 @@ TEST_F(Lifecycle, DeinitReleasesAndUnloadsInReverse) {
 }
 
 TEST_F(Lifecycle, DeinitWithoutACellReleasesEverything) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
     EXPECT_EQ(tarn.WSDeinit(nullptr), 1);
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({kReleaseLines, kUnloadLines})));
@@ -68,14 +68,14 @@ TEST_F(Lifecycle, InitWithoutACellDoesNothing) {
 }
 
 TEST_F(Lifecycle, InitOnAReadyLibraryEndsItFirst) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
     ASSERT_TRUE(Init(2));
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({kReleaseLines, kUnloadLines, kLoadLines, kReadLines})));
 }
 
 TEST_F(Lifecycle, ShutDownSavesTheCategoryCacheAndLeavesEverythingLoaded) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     NewLines();
     tarn.WSShutDown(11, 22, 33, 0xFFFFFFFFFFFFFFFF);
     EXPECT_THAT(NewLines(), Contains("SCSaveCacheFile 11 22 33 18446744073709551615"));
@@ -84,26 +84,26 @@ TEST_F(Lifecycle, ShutDownSavesTheCategoryCacheAndLeavesEverythingLoaded) {
 
 TEST_F(Lifecycle, AStatusReaderWithoutTheAntiPhishingPromptStillLoads) {
     HideExport("statrd.dll", "ReadAPReportPromptStatus");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(Journal(), testing::Not(Contains("ReadAPReportPromptStatus")));
 }
 
 TEST_F(Lifecycle, WithoutARegisteredInstallFolderNothingStarts) {
     RemoveInstallPath();
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_THAT(Journal(), IsEmpty());
 }
 
 TEST_F(Lifecycle, SavedAnswersAreRestoredAndSavedAgain) {
     std::vector<DnsAnswerEntry> entries(3000);
     answers.dnsCache = {3000, 42, entries.data()};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_EQ(answers.savedDnsCount, 3000) << "the capacity is handed over as count";
     EXPECT_EQ(answers.savedDnsIndex, 42);
     EXPECT_EQ(answers.savedDnsHasEntries, 1);
     answers.dnsCache = {3001, 42, entries.data()};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_EQ(answers.savedDnsIndex, 0) << "a count above the capacity is ignored";
 }
@@ -111,7 +111,7 @@ TEST_F(Lifecycle, SavedAnswersAreRestoredAndSavedAgain) {
 TEST_F(Lifecycle, SettingsRelease_BrowsingProtectionInternalList_IsNotReleased) {
     static char entries[1][TARN_URL_CAPACITY] = {"a.example"};
     answers.bpInternalWhiteList = {1, entries};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_THAT(Journal(), testing::Not(Contains(testing::StartsWith("ReleaseBPInternalWhiteList"))));
 }
@@ -119,7 +119,7 @@ TEST_F(Lifecycle, SettingsRelease_BrowsingProtectionInternalList_IsNotReleased) 
 TEST_F(Lifecycle, KeptRecordsAreHandedBack) {
     static char entries[1][TARN_URL_CAPACITY] = {"a.example/"};
     answers.wsInternalWhiteList = answers.bpUserWhiteList = {1, entries};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_STREQ(entries[0], "a.example/") << "the module's record is not written";
     NewLines();
     Deinit();
@@ -132,7 +132,7 @@ TEST_F(Lifecycle, KeptRecordsAreHandedBack) {
 TEST_F(Lifecycle, TheOnlineLookUpIsDecidedByFileCloudAndFeatures) {
     const auto initSaw = [&] {
         NewLines();
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         const Lines lines = NewLines();
         Deinit();
         return std::find(lines.begin(), lines.end(), "SCInit 1") != lines.end();
@@ -144,7 +144,7 @@ TEST_F(Lifecycle, TheOnlineLookUpIsDecidedByFileCloudAndFeatures) {
     answers.apStatus = 1;
     EXPECT_TRUE(initSaw());
     answers.apStatus = 0;
-    answers.pcSettings.mode = 2;
+    answers.pcSettings.mode = TARN_PC_ONE_PER_USER;
     EXPECT_TRUE(initSaw());
     answers.cloudStatus = 0;
     EXPECT_FALSE(initSaw());
@@ -166,7 +166,7 @@ TEST_F(Lifecycle, TheOnlineLookUpIsDecidedByFileCloudAndFeatures) {
 
 TEST_F(Lifecycle, FeatureStatusOrsTheFeatures) {
     std::uint8_t status = 0;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(tarn.WSGetUrlScanFeatureStatus(&status), 1);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(tarn.WSGetUrlScanFeatureStatus(nullptr), 0);
@@ -175,11 +175,11 @@ TEST_F(Lifecycle, FeatureStatusOrsTheFeatures) {
     profile.leading.blockListSwitch = 16;
     profile.leading.categorySwitch = 64;
     DeliverOneProfile();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(tarn.WSGetUrlScanFeatureStatus(&status), 1);
     EXPECT_EQ(status, 1 | 4 | 16 | 64);
-    answers.pcSettings.mode = 2;
-    ASSERT_TRUE(Init(1));
+    answers.pcSettings.mode = TARN_PC_ONE_PER_USER;
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(tarn.WSGetUrlScanFeatureStatus(&status), 1);
     EXPECT_EQ(status, 1 | 4);
 }
@@ -187,7 +187,7 @@ TEST_F(Lifecycle, FeatureStatusOrsTheFeatures) {
 TEST_F(Lifecycle, ManyCyclesLeaveNoHandleBehind) {
     constexpr std::size_t kOfTheSystem = 20;  // far fewer than one in each cycle
     for (int i = 0; i < 20; ++i) {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         Deinit();
     }
     const std::size_t handles = OwnHandleCount();
@@ -197,7 +197,7 @@ TEST_F(Lifecycle, ManyCyclesLeaveNoHandleBehind) {
     }
     EXPECT_LT(OwnHandleCount(), handles + kOfTheSystem);
     RemoveModule("sitecls.dll");
-    for (int i = 0; i < 40; ++i) ASSERT_FALSE(Init(1));
+    for (int i = 0; i < 40; ++i) ASSERT_FALSE(Init(TARN_START_RESTART));
     EXPECT_LT(OwnHandleCount(), handles + kOfTheSystem);
 }
 

@@ -38,7 +38,7 @@ class LongInstallPath : public SiteRecords {
         answers.listener = [](void* context, const char* line) {
             (*static_cast<const std::function<void(std::string_view)>*>(context))(line);
         };
-        const bool started = Init(1);
+        const bool started = Init(TARN_START_RESTART);
         answers.listener = nullptr;
         SetInstallPath(folder.u16string() + u"\\");
         return started;

@@ -21,7 +21,7 @@ class MachineRules : public RulesFixture {
  protected:
     bool OnlineIsAllowed() {
         NewLines();
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         const Lines lines = NewLines();
         Deinit();
         NewLines();
@@ -49,12 +49,12 @@ TEST_F(MachineRules, WithoutThePathOfTheHostProgramNothingStarts) {
     const ImportPatch patch(Library(), "GetModuleFileNameW", FakeModuleFileName);
     ASSERT_TRUE(patch.IsInPlace());
     hostPath = {true, 0, ERROR_ACCESS_DENIED};
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     hostPath = {true, 260, ERROR_INSUFFICIENT_BUFFER};
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_THAT(Journal(), IsEmpty());
     hostPath = {true, 260, ERROR_SUCCESS};
-    EXPECT_TRUE(Init(1)) << "a path that just fills the buffer is one";
+    EXPECT_TRUE(Init(TARN_START_RESTART)) << "a path that just fills the buffer is one";
     hostPath = {};
 }
 
@@ -66,7 +66,7 @@ DWORD WINAPI NoLongForm(const wchar_t*, wchar_t*, DWORD) {
 TEST_F(MachineRules, AHostProgramWhoseFolderIsTheInstallFolderNeedsNoLongForm) {
     const ImportPatch patch(Library(), "GetLongPathNameW", NoLongForm);
     ASSERT_TRUE(patch.IsInPlace());
-    EXPECT_FALSE(Init(1)) << "the long form tells whether the two folders are the same";
+    EXPECT_FALSE(Init(TARN_START_RESTART)) << "the long form tells whether the two folders are the same";
     EXPECT_EQ(Update(0), 0);
     EXPECT_THAT(Journal(), IsEmpty());
     std::u16string host = OwnFolder().u16string() + u"\\";
@@ -82,7 +82,7 @@ TEST_F(MachineRules, ALongFormOfMoreThanThePathHoldsIsNoFolder) {
     (const wchar_t*, wchar_t*, DWORD) = [](const wchar_t*, wchar_t*, DWORD capacity) -> DWORD { return capacity + 1; };
     const ImportPatch patch(Library(), "GetLongPathNameW", tooLong);
     ASSERT_TRUE(patch.IsInPlace());
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_THAT(Journal(), IsEmpty());
 }
 
@@ -98,7 +98,7 @@ TEST_F(MachineRules, KeysAreOpenedToBeQueriedOnly) {
     openedKeys.clear();
     WriteProductData(5, 1);
     RegisterAgent(L"HOSTASVC501.EXE");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     const std::wstring appPaths = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
     EXPECT_THAT(openedKeys, Contains(std::pair(appPaths + L"CoreScan.exe", REGSAM{KEY_QUERY_VALUE})));
     EXPECT_THAT(openedKeys, Contains(std::pair(appPaths + L"HOSTASVC501.EXE", REGSAM{KEY_QUERY_VALUE})));
@@ -113,7 +113,7 @@ class VersionRules : public MachineRules {
     // Whether a start on that system loads HTTPS inspection.
     bool InspectionRunsOn(const ReportedWindows& system) {
         windows_.Reported() = system;
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         return GetModuleHandleA("tlsinsp.dll") != nullptr;
     }
     // The rules that apply there: 1 to all systems, the others to the system of their number.
@@ -131,7 +131,7 @@ class VersionRules : public MachineRules {
         answers.idsSettings = {static_cast<std::uint32_t>(rules.size()), 0, rules.data()};
         MakeEveryFrameAnAttack();
         windows_.Reported() = system;
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         answers.idsSettings = {};
         std::vector<int> found;
         for (const IdsRule& rule : rules)
@@ -187,7 +187,7 @@ TEST_F(VersionRules, IdsRuleWhoseIdentifierArrayIsNullAppliesToEverySystem) {
     rules[2].id = 3;
     answers.idsSettings = {3, 0, rules};
     MakeEveryFrameAnAttack();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(RuleNameOf(1), u"n");
     EXPECT_EQ(RuleNameOf(2), u"") << "it is for another system";
     EXPECT_EQ(RuleNameOf(3), u"n");
@@ -236,7 +236,7 @@ TEST_F(MachineRules, ModulesAreLoadedByTheirPathWithTheAlteredSearchPath) {
     MakeMalicious("bad.example", "Worm");
     ModuleLoads loads(Library());
     ASSERT_TRUE(loads.IsInPlace());
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ASSERT_TRUE(Visit("bad.example", "/x"));
     std::vector<std::string> files;
     for (const ModuleLoads::Call& call : loads.Calls()) {
@@ -260,9 +260,9 @@ TEST_F(MachineRules, AModuleFindsALibraryThatStandsBesideIt) {
     ASSERT_NE(at, std::string::npos);
     bytes.replace(at, beside.size(), beside);
     WriteFile("setrd.dll", bytes);
-    EXPECT_FALSE(Init(1)) << "it stands nowhere";
+    EXPECT_FALSE(Init(TARN_START_RESTART)) << "it stands nowhere";
     std::filesystem::copy_file(OwnFolder() / imported, folder / beside);
-    EXPECT_TRUE(Init(1));
+    EXPECT_TRUE(Init(TARN_START_RESTART));
     Deinit();
 }
 

@@ -71,9 +71,9 @@ TEST_F(PacketRules, AReportedAttackerStaysOneUntilTheLibraryIsUnloaded) {
     tarn.WSShutDown(0, 0, 0, 0);
     ExpectKnown(7);
     Deinit();
-    ASSERT_TRUE(Init(0));
+    ASSERT_TRUE(Init(TARN_START_FRESH));
     ExpectKnown(7);
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ExpectKnown(7);
     NewLines();
     EXPECT_FALSE(Blocks(8));
@@ -135,10 +135,10 @@ TEST_F(PacketRules, TheAlertByteIsTheThirdOfTheFlags) {
     EXPECT_EQ(alert(), 0xA5U);
     answers.idsIpsSettings.flags = 0x11002233;
     EXPECT_EQ(alert(), 0xA5U) << "nothing is read before the host says so";
-    ASSERT_EQ(tarn.WSSettingsChanged(5, 0, 0, 0), 1U);
+    ASSERT_EQ(tarn.WSSettingsChanged(TARN_SETTINGS_IDS_SETTINGS, 0, 0, 0), 1U);
     EXPECT_EQ(alert(), 0U);
     answers.idsIpsSettings.flags = 0x00010000;
-    ASSERT_EQ(tarn.WSSettingsChanged(5, 0, 0, 0), 1U);
+    ASSERT_EQ(tarn.WSSettingsChanged(TARN_SETTINGS_IDS_SETTINGS, 0, 0, 0), 1U);
     EXPECT_EQ(alert(), 1U);
     Categorise({2});
     EXPECT_TRUE(Blocks(7));

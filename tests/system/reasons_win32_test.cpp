@@ -327,8 +327,6 @@ TEST_F(Reasons, EveryVerdictIsAsExpected) {
     }
 }
 
-constexpr std::uint32_t kIdsIpsStatus = 2;  // the kind of settings change
-
 class BlockedAddresses : public ScanRecords {};
 
 TEST_F(BlockedAddresses, BlockWithHostAndPathInTheirOwnAreas) {
@@ -357,7 +355,7 @@ TEST_F(BlockedAddresses, AreAskedOnlyWhileTheFeatureIsOnAndForgottenAtTheNextSta
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     answers.idsIpsStatus.enabled = 1;
-    ASSERT_EQ(tarn.WSSettingsChanged(kIdsIpsStatus, 0, 0, 0), 1U);
+    ASSERT_EQ(tarn.WSSettingsChanged(TARN_SETTINGS_IDS_STATUS, 0, 0, 0), 1U);
     ASSERT_TRUE(Visit("bad.example", "/x"));
     EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED)) << "blocked while the feature was off";
     ASSERT_TRUE(Init());

@@ -17,9 +17,9 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr std::uint32_t kTick = 0;
-constexpr std::uint32_t kDisconnect = 2;
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kTick = TARN_EVENT_TICK;
+constexpr std::uint32_t kDisconnect = TARN_EVENT_DISCONNECT;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 class ShutDown : public SystemFixture {
  protected:
@@ -36,29 +36,29 @@ class ShutDown : public SystemFixture {
 TEST_F(ShutDown, SaysNothingWithoutALibraryThatStarted) {
     EXPECT_THAT(Says(), IsEmpty());
     ScriptSetResult("PKSInit", 0);
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_THAT(Says(), IsEmpty()) << "after a start that failed";
     ScriptSetResult("PKSInit", 1);
-    EXPECT_TRUE(Init(1));
+    EXPECT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_THAT(Says(), IsEmpty()) << "after the end";
 }
 
 TEST_F(ShutDown, SavesTheSessionsOnce) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(Says(), ElementsAre(kCache, kSessions));
     EXPECT_THAT(Says(), ElementsAre(kCache)) << "nothing has come in since";
     Deinit();
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({Without(kReleaseLines, {kSessions}), kUnloadLines})));
     EXPECT_THAT(Says(), IsEmpty());
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(Says(), ElementsAre(kCache, kSessions)) << "a restart rebuilds the table";
 }
 
 TEST_F(ShutDown, SaysNothingWithoutItsModuleAndLosesNothing) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ScriptSetResult("SCInit", 0);
-    EXPECT_EQ(tarn.WSSettingsChanged(0, 0, 0, 0), 0U);
+    EXPECT_EQ(tarn.WSSettingsChanged(TARN_SETTINGS_ANTI_PHISHING, 0, 0, 0), 0U);
     EXPECT_THAT(Says(), IsEmpty()) << "categorisation is not loaded";
     NewLines();
     Deinit();
@@ -70,11 +70,11 @@ TEST_F(ShutDown, LeavesALibraryThatStillScansAndCanBeStartedAgain) {
     static ThreatSiteEntry entry{1, HashOf(host), host, nullptr};
     answers.bpStatus = 1;
     answers.bpSettings = {1, &entry};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Says();
     ASSERT_TRUE(Get("bad.example", "/"));
     EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
-    ASSERT_TRUE(Init(1)) << "on a library that is ready";
+    ASSERT_TRUE(Init(TARN_START_RESTART)) << "on a library that is ready";
     ASSERT_TRUE(Get("bad.example", "/"));
     EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
 }
@@ -93,7 +93,7 @@ class StartAgain : public SystemFixture {
 
 TEST_F(StartAgain, OneWorkerAndOneOfEverythingIsLeft) {
     SwitchScheduleOn();
-    for (int i = 0; i < 3; ++i) ASSERT_TRUE(Init(1));
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(ThreadsOf(Library()), 1U);
     const std::size_t handles = OwnHandleCount();
     for (int i = 0; i < 30; ++i) {
@@ -107,10 +107,10 @@ TEST_F(StartAgain, OneWorkerAndOneOfEverythingIsLeft) {
 
 TEST_F(StartAgain, AFailureLeavesNothingOfTheFirstStart) {
     SwitchScheduleOn();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ScriptSetResult("PKSInit", 0);
     NewLines();
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({kReleaseLines,
                                                    kUnloadLines,
                                                    {"load setrd.dll", "load statrd.dll", "load pktsig.dll", "PKSInit",
@@ -126,12 +126,12 @@ TEST_F(StartAgain, TheBlockedAddressesAreForgotten) {
     std::strcpy(blockRequest.hostName, "ids.example");
     std::strcpy(blockRequest.requestText, "/x HTTP/1.1");
     for (const bool endFirst : {false, true}) {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(&blockRequest), 1);
         ASSERT_TRUE(Get("ids.example", "/x"));
         EXPECT_THAT(Verdict(), Blocks(TARN_REASON_IDS_BLOCKED));
         if (endFirst) Deinit();
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         ASSERT_TRUE(Get("ids.example", "/x"));
         EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
     }
@@ -165,7 +165,7 @@ class MidDay : public SystemFixture, public testing::WithParamInterface<WayToEnd
         for (std::uint16_t& hours : allowance_) hours = 1;
         std::memcpy(&profile.leading.dailyAllowance, allowance_, sizeof allowance_);
         DeliverOneProfile();
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
     }
     static void SetDay(WORD day) {
         clockTime = {2026, 3, static_cast<WORD>(day % 7), day, 12, 0, 0, 0};  // 2026-03-01 is a Sunday
@@ -195,7 +195,7 @@ class MidDay : public SystemFixture, public testing::WithParamInterface<WayToEnd
         NewLines();
         for (int i = 0; i < GetParam().shutDowns; ++i) tarn.WSShutDown(0, 0, 0, 0);
         if (GetParam().deinit) Deinit();
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         const Lines lines = NewLines();
         EXPECT_EQ(std::ranges::count_if(
                       lines, [](const std::string& line) { return line.starts_with("WritePCSystemControlSettings"); }),
@@ -293,7 +293,7 @@ TEST_P(DamagedSessions, RecordsWithInvalidIdentifiersAreKeptAndServeNobody) {
     }
     answers.keepsSessions = 0;
     answers.systemControl = {3, damaged};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     for (const SavedSessionRecord& record : damaged) {
         LogonEvent event{};
         event.eventCode = kLogon;
@@ -318,7 +318,7 @@ TEST_P(DamagedSessions, RecordsWithInvalidIdentifiersAreKeptAndServeNobody) {
 TEST_P(DamagedSessions, ACountWithoutRecordsIsNoAccount) {
     answers.keepsSessions = 0;
     answers.systemControl = {0xFFFFFFFF, nullptr};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_EQ(answers.savedSessions, 0U);
 }

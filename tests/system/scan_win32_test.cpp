@@ -169,7 +169,7 @@ TEST_F(ScanUrl, AManagedClientLetsItsServerPass) {
     MakeMalicious("bad.example");
     const std::u16string address = u"BAD.example";
     std::copy(address.begin(), address.end(), answers.serverAddress);
-    const bool started = Init(0);
+    const bool started = Init(TARN_START_FRESH);
     const std::vector<std::string> lines = Journal();
     DeleteService(service);
     CloseServiceHandle(service);

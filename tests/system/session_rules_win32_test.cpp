@@ -20,8 +20,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::uint32_t kTick = 0;
-constexpr std::uint32_t kLogon = 5;
+constexpr std::uint32_t kTick = TARN_EVENT_TICK;
+constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 constexpr DWORD kLongest = 20'000;
 
 machine::UniqueHandle NewEvent() {
@@ -104,7 +104,7 @@ class SessionLock : public SessionRules {
 };
 
 TEST_F(SessionLock, SavingHoldsTheWriteSide) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     AskDuring("WritePCSystemControlSettings");
     tarn.WSShutDown(0, 0, 0, 0);
     EXPECT_TRUE(seen);
@@ -113,14 +113,14 @@ TEST_F(SessionLock, SavingHoldsTheWriteSide) {
 
 TEST_F(SessionLock, RebuildingHoldsTheWriteSide) {
     AskDuring("ReadPCSystemControlSettings");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_TRUE(seen);
     EXPECT_TRUE(waited) << "an event is handled while the table is rebuilt";
 }
 
 TEST_F(SessionLock, ReadingTheSettingsHoldsNoLock) {
     AskDuring("ReadPCSettings");
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_TRUE(seen);
     EXPECT_FALSE(waited) << "module calls around the copy are made without the lock";
 }
@@ -129,7 +129,7 @@ TEST_F(SessionRules, EventsOfManyThreadsAreHandledOneAtATime) {
     constexpr std::uint32_t kThreads = 8;
     constexpr std::uint32_t kTicks = 4000;
     answers.keepsSessions = 1;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Send(kLogon), 1);
     const machine::UniqueHandle start = NewEvent();
     std::atomic<std::uint32_t> refused{0};
@@ -151,7 +151,7 @@ TEST_F(SessionRules, EventsOfManyThreadsAreHandledOneAtATime) {
 // ---- Behind WSShutDown ----
 
 TEST_F(SessionRules, ATickBehindAShutDownFindsNoAccount) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Send(kLogon), 1);
     EXPECT_EQ(Send(kTick), 1);
     tarn.WSShutDown(0, 0, 0, 0);
@@ -216,7 +216,7 @@ TEST_F(SessionRules, ALiveSessionsAccountIsLookedUpWithTheAgreedBuffers) {
                                    {Library(), "LookupAccountNameW", WatchedLookup}};
     for (const ImportPatch& patch : patches) ASSERT_TRUE(patch.IsInPlace());
     accounts = {};
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(accounts.asked, ElementsAre(L"HOME\\alice"));
     EXPECT_THAT(accounts.identifierBytes, ElementsAre(68U));
     EXPECT_THAT(accounts.domainUnits, ElementsAre(260U));

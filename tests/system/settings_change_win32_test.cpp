@@ -21,7 +21,7 @@ const Lines kReloadCategorisation = {"SCDeinit",     "unload sitecls.dll", "load
 class SettingsChange : public SystemFixture {
  protected:
     void SetUp() override {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         NewLines();
     }
     std::uint32_t Change(std::uint32_t kind) { return tarn.WSSettingsChanged(kind, 11, 22, 33); }
@@ -47,7 +47,7 @@ class SettingsChange : public SystemFixture {
 TEST_F(SettingsChange, AntiPhishingStatus) {
     TellPassed("ReadAPStatus");
     answers.apStatus = 1;
-    EXPECT_EQ(Change(0), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_ANTI_PHISHING), 1U);
     Lines expected =
         Before({"ReadAPStatus passed 11 22 33", "ReadAPStatus", "ReadAPReportPromptStatus"}, kReloadCategorisation);
     const Lines lines = NewLines();
@@ -57,61 +57,61 @@ TEST_F(SettingsChange, AntiPhishingStatus) {
     EXPECT_EQ(FeatureStatus(), 1);
 
     ScriptSetResult("ReadAPStatus", 0);
-    EXPECT_EQ(Change(0), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_ANTI_PHISHING), 0U);
     EXPECT_EQ(FeatureStatus(), 0) << "a failed read turns the status off";
     EXPECT_THAT(NewLines(), Not(Contains("SCDeinit")));
 }
 
 TEST_F(SettingsChange, AntiPhishingPromptThatCannotBeReadEndsIt) {
     ScriptSetResult("ReadAPReportPromptStatus", 0);
-    EXPECT_EQ(Change(0), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_ANTI_PHISHING), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("ReadAPStatus", "ReadAPReportPromptStatus"));
 }
 
 TEST_F(SettingsChange, BrowsingProtectionStatus) {
-    EXPECT_EQ(Change(1), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 1U);
     EXPECT_THAT(NewLines(),
                 ElementsAreArray(Before({"ReadBPStatus", "ReadBPReportPromptStatus"}, kReloadCategorisation)));
     TellPassed("ReadBPStatus");
-    EXPECT_EQ(Change(1), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 1U);
     EXPECT_EQ(NewLines().front(), "ReadBPStatus passed 11 22 33");
     TellPassed("");
     NewLines();
     ScriptSetResult("SCInit", 0);
-    EXPECT_EQ(Change(1), 0U) << "the reload's result";
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 0U) << "the reload's result";
     EXPECT_THAT(LoadedCompanions(), Not(Contains("sitecls.dll")));
     ScriptSetResult("SCInit", 1);
     NewLines();
-    EXPECT_EQ(Change(1), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 1U);
     EXPECT_THAT(NewLines(), Not(Contains("SCDeinit"))) << "a module that is not loaded is not ended";
 }
 
 TEST_F(SettingsChange, IdsIpsStatus) {
     TellPassed("ReadIDSIPSStatus");
-    EXPECT_EQ(Change(2), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_STATUS), 1U);
     EXPECT_THAT(NewLines(), ElementsAre("ReadIDSIPSStatus passed 11 22 33", "ReadIDSIPSStatus"));
     ScriptSetResult("ReadIDSIPSStatus", 0);
-    EXPECT_EQ(Change(2), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_STATUS), 0U);
 }
 
 TEST_F(SettingsChange, UserWhiteList) {
     static char entries[1][TARN_URL_CAPACITY] = {"bad.example"};
     answers.bpUserWhiteList = {1, entries};
     TellPassed("ReleaseBPUserWhiteList");
-    EXPECT_EQ(Change(3), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_USER_WHITE_LIST), 1U);
     EXPECT_THAT(NewLines(), ElementsAre("ReleaseBPUserWhiteList passed 11 22 33", "ReleaseBPUserWhiteList empty",
                                         "ReadBPUserWhiteList"));
     ScriptSetResult("ReadBPUserWhiteList", 0);
     TellPassed("");
-    EXPECT_EQ(Change(3), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_USER_WHITE_LIST), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("ReleaseBPUserWhiteList record", "ReadBPUserWhiteList"));
-    EXPECT_EQ(Change(3), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_USER_WHITE_LIST), 0U);
     EXPECT_THAT(NewLines(), Contains("ReleaseBPUserWhiteList empty"));
 }
 
 TEST_F(SettingsChange, ParentalControl) {
     TellPassed("WritePCSystemControlSettings");
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     EXPECT_THAT(NewLines(), ElementsAreArray(Before(
                                 Before({"WritePCSystemControlSettings passed 11 22 33",
                                         "WritePCSystemControlSettings 0", "ReadPCSettings", "ReleasePCSettings empty"},
@@ -123,17 +123,17 @@ TEST_F(SettingsChange, ParentalControlThatCannotBeReadIsCleared) {
     answers.bpStatus = 0;
     DeliverOneProfile();
     profile.leading.blockListSwitch = 4;
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     EXPECT_EQ(FeatureStatus(), 4);
     ScriptSetResult("ReadPCSettings", 0);
     NewLines();
-    EXPECT_EQ(Change(4), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("WritePCSystemControlSettings 0", "ReadPCSettings"));
     EXPECT_EQ(FeatureStatus(), 0);
 
     // Nothing has come in since the table was saved: it is not written again, and the read gets the host's values.
     TellPassed("ReadPCSettings");
-    EXPECT_EQ(Change(4), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 0U);
     EXPECT_THAT(NewLines(), ElementsAre("ReadPCSettings passed 11 22 33", "ReadPCSettings"));
     Deinit();
     EXPECT_THAT(NewLines(), Not(Contains("WritePCSystemControlSettings 0")));
@@ -141,10 +141,10 @@ TEST_F(SettingsChange, ParentalControlThatCannotBeReadIsCleared) {
 
 TEST_F(SettingsChange, IdsSettings_ReadFails_TurnsStatusOff) {
     answers.idsIpsStatus.enabled = 1;
-    EXPECT_EQ(Change(2), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_STATUS), 1U);
     NewLines();
     TellPassed("ReadIDSIPSSettings");
-    EXPECT_EQ(Change(5), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_SETTINGS), 1U);
     EXPECT_THAT(NewLines(),
                 ElementsAre("ReadIDSIPSSettings passed 11 22 33", "ReadIDSIPSSettings", "ReleaseIDSIPSSettings empty"));
     const std::uint8_t frame[60] = {};
@@ -152,7 +152,7 @@ TEST_F(SettingsChange, IdsSettings_ReadFails_TurnsStatusOff) {
     EXPECT_EQ(tarn.WSScanPacket(frame, 60, 1, 1, 0, &packet), 1);
     EXPECT_THAT(NewLines(), Contains("PKSScanPacket 60 1 1"));
     ScriptSetResult("ReadIDSIPSSettings", 0);
-    EXPECT_EQ(Change(5), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_IDS_SETTINGS), 0U);
     NewLines();
     EXPECT_EQ(tarn.WSScanPacket(frame, 60, 1, 1, 0, &packet), 1);
     EXPECT_THAT(NewLines(), IsEmpty()) << "the IDS is off";
@@ -168,18 +168,18 @@ TEST_F(SettingsChange, HttpsInspection) {
                                     {"load tlsinsp.dll", "IntializeSSL"})));
     }
     ScriptSetResult("IntializeSSL", 0);
-    EXPECT_EQ(Change(6), 1U) << "its failure is none of the change";
+    EXPECT_EQ(Change(TARN_SETTINGS_HTTPS_INSPECTION), 1U) << "its failure is none of the change";
     NewLines();
     TellPassed("SCDeinit");
-    EXPECT_EQ(Change(6), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_HTTPS_INSPECTION), 1U);
     EXPECT_EQ(NewLines().front(), "SCDeinit passed 11 22 33") << "without HTTPS inspection the next module gets them";
     ScriptSetResult("SCInit", 0);
-    EXPECT_EQ(Change(7), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_HTTPS_INSPECTION_TOO), 0U);
 }
 
 TEST_F(SettingsChange, Everything) {
     TellPassed("ReleaseWSInternalWhiteList");
-    EXPECT_EQ(Change(8), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 1U);
     const Lines lines = NewLines();
     EXPECT_EQ(lines.front(), "ReleaseWSInternalWhiteList passed 11 22 33");
     EXPECT_THAT(lines, Contains("ReadDNSCacheSettings")) << "the load is that of a restart";
@@ -188,7 +188,7 @@ TEST_F(SettingsChange, Everything) {
     EXPECT_THAT(Lines(lines.end() - 8, lines.end()), ElementsAreArray(kReloadCategorisation));
     NewLines();
     ScriptSetResult("SCInit", 0);
-    EXPECT_EQ(Change(8), 0U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 0U);
     EXPECT_EQ(NewLines().back(), "ReleaseIDSSettings empty") << "the settings are released again";
 }
 
@@ -198,28 +198,28 @@ TEST_F(SettingsChange, MaskZeroDoesNothingAndNeedsTheInstallFolder) {
     EXPECT_THAT(NewLines(), IsEmpty());
     RemoveInstallPath();
     EXPECT_EQ(Update(0), 0);
-    EXPECT_EQ(Update(0x40), 0);
+    EXPECT_EQ(Update(TARN_UPDATED_BROWSING_PROTECTION), 0);
     EXPECT_THAT(NewLines(), IsEmpty());
 }
 
 TEST_F(SettingsChange, EachBitReloadsItsOwn) {
-    EXPECT_EQ(Update(0x40), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_BROWSING_PROTECTION), 1);
     EXPECT_THAT(NewLines(), ElementsAre("ReleaseBPSettings empty", "ReadBPSettings"));
     for (const std::uint32_t bit : {0x04U, 0x80U, 0x84U}) {
         EXPECT_EQ(Update(bit), 1);
         EXPECT_THAT(NewLines(), ElementsAreArray(kReloadCategorisation)) << bit;
     }
-    EXPECT_EQ(Update(0x08), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_URL_PATTERNS), 1);
     EXPECT_THAT(NewLines(), ElementsAre("WSDeInitUrlsig", "unload urlsig.dll", "load urlsig.dll", "WSInitUrlsig"));
-    EXPECT_EQ(Update(0x01), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_PACKET_SIGNATURES), 1);
     EXPECT_THAT(NewLines(), ElementsAre("PKSDeinit 77", "unload pktsig.dll", "load pktsig.dll", "PKSInit"));
-    EXPECT_EQ(Update(0x02), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER), 1);
     EXPECT_THAT(NewLines(), ElementsAre("unload setrd.dll", "load setrd.dll"));
-    EXPECT_EQ(Update(0x10), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_HTTPS_INSPECTION), 1);
     EXPECT_THAT(NewLines(), ElementsAre("DeIntializeSSL", "unload tlsinsp.dll", "load tlsinsp.dll", "IntializeSSL"));
-    EXPECT_EQ(Update(0x20), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_STATUS_READER), 1);
     EXPECT_THAT(NewLines(), ElementsAre("unload statrd.dll", "load statrd.dll"));
-    EXPECT_EQ(Update(0x1000), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_IDS_RULES), 1);
     EXPECT_THAT(NewLines(), ElementsAre("ReleaseIDSSettings empty", "ReadIDSSettings"));
 }
 
@@ -258,10 +258,11 @@ TEST_F(SettingsChange, AModuleThatDoesNotLoadLeavesTheLaterOnesUntouched) {
     EXPECT_THAT(lines, Not(Contains("ReadIDSSettings")));
     ScriptSetResult("PKSInit", 1);
     ScriptSetResult("WSInitUrlsig", 0);
-    EXPECT_EQ(Update(0x09), 1) << "the pattern module is not needed";
+    EXPECT_EQ(Update(TARN_UPDATED_PACKET_SIGNATURES | TARN_UPDATED_URL_PATTERNS), 1)
+        << "the pattern module is not needed";
     EXPECT_THAT(LoadedCompanions(), Not(Contains("urlsig.dll")));
     ScriptSetResult("WSInitUrlsig", 1);
-    EXPECT_EQ(Update(0x08), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_URL_PATTERNS), 1);
     EXPECT_THAT(LoadedCompanions(), Contains("urlsig.dll")) << "loaded whatever the flag was before";
 }
 
@@ -270,20 +271,20 @@ TEST_F(SettingsChange, NewListsJudgeAtOnce) {
     static ThreatSiteEntry entry{1, 0, host, nullptr};
     entry.hash = 0x1B7D69D5;
     answers.bpStatus = 1;
-    ASSERT_EQ(Change(1), 1U);
+    ASSERT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 1U);
     EXPECT_FALSE(IsBlockedAsMalicious());
     entry.hash = HashOf(host);
     answers.bpSettings = {1, &entry};
-    EXPECT_EQ(Update(0x40), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_BROWSING_PROTECTION), 1);
     EXPECT_TRUE(IsBlockedAsMalicious());
     static char listed[1][TARN_URL_CAPACITY] = {"bad.example"};
     answers.bpUserWhiteList = {1, listed};
-    EXPECT_EQ(Change(3), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_USER_WHITE_LIST), 1U);
     EXPECT_FALSE(IsBlockedAsMalicious());
     ScriptSetResult("ReadBPSettings", 0);
-    EXPECT_EQ(Update(0x40), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_BROWSING_PROTECTION), 1);
     answers.bpUserWhiteList = {};
-    EXPECT_EQ(Change(3), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_USER_WHITE_LIST), 1U);
     EXPECT_FALSE(IsBlockedAsMalicious()) << "a failed read leaves the list empty";
 }
 
@@ -293,9 +294,9 @@ TEST_F(SettingsChange, RecordsSurviveTheReloadOfTheirReader) {
     entry.hash = HashOf(host);
     answers.bpStatus = 1;
     answers.bpSettings = {1, &entry};
-    ASSERT_EQ(Change(8), 1U);
+    ASSERT_EQ(Change(TARN_SETTINGS_EVERYTHING), 1U);
     EXPECT_TRUE(IsBlockedAsMalicious());
-    EXPECT_EQ(Update(0x22), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
     EXPECT_TRUE(IsBlockedAsMalicious());
     NewLines();
     Deinit();
@@ -304,10 +305,10 @@ TEST_F(SettingsChange, RecordsSurviveTheReloadOfTheirReader) {
 
 TEST_F(SettingsChange, UpdatedHttpsInspection_ThatDoesNotLoadIsAFailure) {
     ScriptSetResult("IntializeSSL", 0);
-    EXPECT_EQ(Update(0x10), 0);
+    EXPECT_EQ(Update(TARN_UPDATED_HTTPS_INSPECTION), 0);
     EXPECT_THAT(LoadedCompanions(), Not(Contains("tlsinsp.dll")));
     ScriptSetResult("IntializeSSL", 1);
-    EXPECT_EQ(Update(0x10), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_HTTPS_INSPECTION), 1);
     EXPECT_THAT(LoadedCompanions(), Contains("tlsinsp.dll"));
 }
 
@@ -315,7 +316,7 @@ TEST_F(SettingsChange, AChangeBeforeInitLeavesNothingBehind) {
     Deinit();
     for (std::uint32_t kind = 0; kind <= 9; ++kind) Change(kind);
     Update(0x10FF);
-    EXPECT_TRUE(Init(1));
+    EXPECT_TRUE(Init(TARN_START_RESTART));
     Deinit();
     EXPECT_THAT(LoadedCompanions(), IsEmpty());
 }

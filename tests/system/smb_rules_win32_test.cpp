@@ -147,7 +147,7 @@ TEST_F(SmbRules, AStartThatFailsInItsLastStepForgetsThemToo) {
     answers.listener = [](void* context, const char* line) {
         if (std::string_view(line) == "ReadIDSSettings") (*static_cast<std::function<void()>*>(context))();
     };
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     answers.listener = nullptr;
     duringLastStep = nullptr;
     EXPECT_GE(followed, 1) << "frames came in while the last step asked";

@@ -74,7 +74,7 @@ class StartFailure : public SystemFixture {
     static constexpr std::uint32_t kUntouchedError = 99;
 
     void SetUp() override {
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         Deinit();
         handles_ = OwnHandleCount();
         NewLines();
@@ -83,7 +83,7 @@ class StartFailure : public SystemFixture {
     void ExpectFailure(const Lines& lines, std::uint32_t expectedError = kUntouchedError) {
         NewLines();
         error = kUntouchedError;
-        EXPECT_FALSE(Init(1));
+        EXPECT_FALSE(Init(TARN_START_RESTART));
         EXPECT_THAT(NewLines(), ElementsAreArray(lines));
         EXPECT_EQ(error, expectedError);
         ExpectNothingLeft();
@@ -94,7 +94,7 @@ class StartFailure : public SystemFixture {
     void ExpectLife(const Lines& start, const Lines& end) {
         NewLines();
         error = kUntouchedError;
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         EXPECT_THAT(NewLines(), ElementsAreArray(start));
         EXPECT_EQ(error, 0U);
         Deinit();
@@ -111,7 +111,7 @@ class StartFailure : public SystemFixture {
     bool EachLifeLeavesAHandle() {
         for (int i = 0; i < 4; ++i) {
             const std::size_t before = OwnHandleCount();
-            Init(1);
+            Init(TARN_START_RESTART);
             Deinit();
             NewLines();
             if (OwnHandleCount() <= before) return false;
@@ -244,7 +244,7 @@ TEST_F(StartFailure, AFailedWriteStopsNoEnd) {
         ExpectLife(kRestart, kEnd);
     }
     NewLines();
-    EXPECT_TRUE(Init(0));
+    EXPECT_TRUE(Init(TARN_START_FRESH));
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({kLoadLines, {"ResetBPUserWhitelist"}, kReadLines})));
 }
 
@@ -286,7 +286,7 @@ TEST_F(StartFailure, WithoutAnEventOrAThreadTheSettingsAreReleasedToo) {
         ASSERT_TRUE(patch.IsInPlace());
         ExpectFailure(lines, 0);
     }
-    EXPECT_TRUE(Init(1)) << "once the system gives them again";
+    EXPECT_TRUE(Init(TARN_START_RESTART)) << "once the system gives them again";
 }
 
 TEST_F(StartFailure, WithoutAPathForTheDnsSwitchTheWorkerIsStoppedToo) {
@@ -306,7 +306,7 @@ TEST_F(StartFailure, WithoutAPathForTheDnsSwitchTheWorkerIsStoppedToo) {
         answers.listener = nullptr;
         SetInstallPath(registered);
     }
-    EXPECT_TRUE(Init(1));
+    EXPECT_TRUE(Init(TARN_START_RESTART));
 }
 
 TEST_F(StartFailure, WithoutAnInstallFolderNoModuleIsLoaded) {

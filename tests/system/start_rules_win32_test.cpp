@@ -20,8 +20,8 @@ class StartRules : public RulesFixture {
     // The library is brought to ask its lists without a start: nothing but the status reader and one change.
     bool FindsAddressWithoutAStart() {
         answers.idsIpsStatus.enabled = 1;
-        EXPECT_EQ(Update(0x20), 1);
-        EXPECT_EQ(Change(2), 1U);
+        EXPECT_EQ(Update(TARN_UPDATED_STATUS_READER), 1);
+        EXPECT_EQ(Change(TARN_SETTINGS_IDS_STATUS), 1U);
         EXPECT_TRUE(Visit("ids.example", "/x"));
         return Verdict() == Blocks(TARN_REASON_IDS_BLOCKED);
     }
@@ -38,13 +38,13 @@ TEST_F(StartRules, AnAddressAddedBeforeAnyStartIsFound) {
 TEST_F(StartRules, TheFirstStartForgetsTheAddresses) {
     answers.idsIpsStatus.enabled = 1;
     Add();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ASSERT_TRUE(Visit("ids.example", "/x"));
     EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
 }
 
 TEST_F(StartRules, AnEndForgetsTheAddresses) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     Add();
     Deinit();
     EXPECT_FALSE(FindsAddressWithoutAStart());
@@ -83,12 +83,12 @@ TEST_P(SmbTables, AFileAskedForBeforeAnyStartIsReported) {
 
 TEST_P(SmbTables, TheFirstStartForgetsWhatWasAskedFor) {
     AskForAFile();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_FALSE(TheAnswerIsReported());
 }
 
 TEST_P(SmbTables, AnEndForgetsWhatWasAskedFor) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     AskForAFile();
     Deinit();
     EXPECT_FALSE(TheAnswerIsReported());
@@ -115,7 +115,7 @@ TEST_P(SmbTables, AStartThatFailsAtItsLastStepForgetsWhatWasAskedFor) {
         if (std::string_view(line) == "ReadIDSSettings")
             beforeLastFolder = static_cast<std::function<void()>*>(context);
     };
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     answers.listener = nullptr;
     EXPECT_TRUE(asked);
     EXPECT_FALSE(TheAnswerIsReported());
@@ -132,7 +132,7 @@ TEST_F(StartRules, SavedAnswersWithoutACountOrWithoutEntriesAreNotRestored) {
         {{5, 7, entries.data()}, 7}, {{5, 7, nullptr}, 0}, {{0, 7, entries.data()}, 0}, {{0, 7, nullptr}, 0}};
     for (const auto& [saved, expectedIndex] : records) {
         answers.dnsCache = saved;
-        ASSERT_TRUE(Init(1));
+        ASSERT_TRUE(Init(TARN_START_RESTART));
         EXPECT_THAT(NewLines(), testing::Contains(testing::StartsWith("ReleaseDNSCacheSettings")));
         Deinit();
         EXPECT_EQ(answers.savedDnsIndex, expectedIndex) << saved.count << (saved.entries == nullptr ? " null" : "");
@@ -151,14 +151,14 @@ TEST_F(StartRules, AFailedStartForgetsTheExclusionList) {
         EXPECT_THAT(Verdict(), Blocks(TARN_REASON_MALICIOUS));
         return !NewLines().empty();
     };
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_FALSE(actedOn()) << "this program is in the list";
     Deinit();
     ScriptSetResult("PKSInit", 0);
-    EXPECT_FALSE(Init(1));
-    EXPECT_EQ(Update(0x22), 1);
-    EXPECT_EQ(Update(0x40), 1);
-    EXPECT_EQ(Change(1), 1U);
+    EXPECT_FALSE(Init(TARN_START_RESTART));
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_BROWSING_PROTECTION), 1);
+    EXPECT_EQ(Change(TARN_SETTINGS_BROWSING_PROTECTION), 1U);
     EXPECT_TRUE(actedOn());
 }
 
@@ -189,7 +189,7 @@ TEST_F(StartRules, AMachineThatIsNoLongerManagedLosesItsServer) {
     EXPECT_THAT(NewLines(), testing::Contains("ReadEPSServerIP 260"));
     EXPECT_TRUE(serverPasses());
     managed = false;
-    ASSERT_TRUE(Init(0));
+    ASSERT_TRUE(Init(TARN_START_FRESH));
     const Lines lines = NewLines();
     EXPECT_THAT(lines, testing::Not(testing::Contains("ReadEPSServerIP 260")));
     EXPECT_THAT(lines, testing::Contains("ResetBPUserWhitelist"));
@@ -200,9 +200,9 @@ TEST_F(StartRules, AMachineThatIsNoLongerManagedLosesItsServer) {
 // ---- A library that is not ready ----
 
 TEST_F(StartRules, OnALibraryThatOnlyHoldsModulesAStartReleasesAndWritesNothing) {
-    EXPECT_EQ(Update(0x22), 1);
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
     NewLines();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_THAT(NewLines(), ElementsAreArray(Join({{"unload statrd.dll", "unload setrd.dll"}, kRestartLines})));
 }
 
@@ -210,8 +210,8 @@ TEST_F(StartRules, OnALibraryThatOnlyHoldsModulesASavedRingIsKept) {
     std::vector<DnsAnswerEntry> entries(3);
     answers.dnsCache = {3, 3, entries.data()};
     answers.savedDnsIndex = 99;
-    EXPECT_EQ(Update(0x22), 1);
-    ASSERT_TRUE(Init(1));
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(answers.savedDnsIndex, 99) << "nothing was saved";
     Deinit();
     EXPECT_EQ(answers.savedDnsIndex, 3);

@@ -27,17 +27,17 @@ class WorkerRules : public RulesFixture {
 };
 
 TEST_F(WorkerRules, AListThatCannotBeBuiltClosesTheFlagThatStoodOpen) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_TRUE(ScheduleAllows()) << "no schedule";
     SwitchScheduleOn({kBackwards});
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     EXPECT_FALSE(ScheduleAllows());
 }
 
 TEST_F(WorkerRules, AWeekWithoutARangeClosesTheFlag) {
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     SwitchScheduleOn({});
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     EXPECT_FALSE(ScheduleAllows());
 }
 
@@ -52,7 +52,7 @@ TEST_F(WorkerRules, TheFirstEntryDecidesInAnyMode) {
         for (PcUserEntryRecord& entry : entries) entry = {};
         entries[scheduled].leading.profileSwitch = entries[scheduled].leading.scheduleSwitch = 1;
         for (auto& day : entries[scheduled].schedule) day = {1, &wholeDay};
-        EXPECT_TRUE(Init(1));
+        EXPECT_TRUE(Init(TARN_START_RESTART));
         return Threads();
     };
     for (const std::uint8_t mode : std::initializer_list<std::uint8_t>{0, 1, 2, 255}) {
@@ -63,18 +63,18 @@ TEST_F(WorkerRules, TheFirstEntryDecidesInAnyMode) {
 
 TEST_F(WorkerRules, EachOfTheThreeSwitchesIsAsked) {
     SwitchScheduleOn({kWholeDay});
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Threads(), 1U);
     profile.leading.scheduleSuspended = 2;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Threads(), 1U) << "only 1 suspends it";
     profile.leading.scheduleSuspended = 1;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Threads(), 0U);
     EXPECT_TRUE(ScheduleAllows());
     profile.leading.scheduleSuspended = 0;
     profile.leading.profileSwitch = 0;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Threads(), 0U);
 }
 
@@ -91,12 +91,12 @@ TEST_F(WorkerRules, TheErrorOfTheSystemIsInTheCellWhenItRefuses) {
         if (std::string_view(line).starts_with("ReleaseWSInternalWhiteList")) here.error = here.cell;
     };
     worker.RefuseEvents(true);
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_EQ(seen.error, WorkerCalls::kRefused);
     worker.RefuseEvents(false);
     worker.RefuseThreads(true);
     seen.error = 0;
-    EXPECT_FALSE(Init(1));
+    EXPECT_FALSE(Init(TARN_START_RESTART));
     EXPECT_EQ(seen.error, WorkerCalls::kRefused);
     DWORD flags = 0;
     EXPECT_FALSE(GetHandleInformation(WorkerCalls::LastEvent(), &flags)) << "the event is closed";
@@ -105,7 +105,7 @@ TEST_F(WorkerRules, TheErrorOfTheSystemIsInTheCellWhenItRefuses) {
 
 TEST_F(WorkerRules, ASignalThatFailsClosesTheEventAndStopsNoEnd) {
     SwitchScheduleOn({kWholeDay});
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     ASSERT_EQ(Threads(), 1U);
     worker.RefuseSignals(true);
     NewLines();
@@ -156,16 +156,16 @@ TEST_F(WorkerRules, AThreadThatCouldNotBeStoppedNeverMeetsTheNextOne) {
 
 TEST_F(WorkerRules, AChangeOfEverythingMakesANewWorker) {
     SwitchScheduleOn({kWholeDay});
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(worker.ThreadsMade(), 1U);
-    EXPECT_EQ(Change(8), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 1U);
     EXPECT_EQ(worker.ThreadsMade(), 2U);
     EXPECT_EQ(Threads(), 1U);
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     EXPECT_EQ(worker.ThreadsMade(), 3U);
     EXPECT_EQ(Threads(), 1U);
     SwitchScheduleOff();
-    EXPECT_EQ(Change(8), 1U);
+    EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 1U);
     EXPECT_EQ(worker.ThreadsMade(), 3U);
     EXPECT_EQ(Threads(), 0U);
     EXPECT_TRUE(ScheduleAllows());
@@ -173,15 +173,15 @@ TEST_F(WorkerRules, AChangeOfEverythingMakesANewWorker) {
 
 TEST_F(WorkerRules, AWorkerThatCannotStartUndoesTheChangeOfParentalControl) {
     profile.leading.blockListSwitch = 4;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     for (const bool event : {true, false}) {
         SwitchScheduleOn({kWholeDay});
-        EXPECT_EQ(Change(4), 1U);
+        EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
         EXPECT_EQ(FeatureStatus(), 4);
         NewLines();
         worker.RefuseEvents(event);
         worker.RefuseThreads(!event);
-        EXPECT_EQ(Change(4), 0U);
+        EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 0U);
         EXPECT_THAT(NewLines(), ElementsAreArray(Lines{"WritePCSystemControlSettings 0", "ReadPCSettings",
                                                        "ReleasePCSettings record"}));
         EXPECT_EQ(FeatureStatus(), 0) << "the settings are cleared";
@@ -194,14 +194,14 @@ TEST_F(WorkerRules, AWorkerThatCannotStartUndoesTheChangeOfParentalControl) {
 TEST_F(WorkerRules, AWorkerThatCannotStartReleasesTheSettingsOfAChangeOfEverything) {
     SwitchScheduleOn({kWholeDay});
     answers.bpStatus = 1;
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     for (const bool event : {true, false}) {
-        EXPECT_EQ(Change(8), 1U);
+        EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 1U);
         EXPECT_EQ(FeatureStatus(), 1);
         NewLines();
         worker.RefuseEvents(event);
         worker.RefuseThreads(!event);
-        EXPECT_EQ(Change(8), 0U);
+        EXPECT_EQ(Change(TARN_SETTINGS_EVERYTHING), 0U);
         const Lines expected = Changed(
             Join({kReleaseLines, {"ReadDNSCacheSettings", "ReleaseDNSCacheSettings empty"}, kReadLines, kReleaseLines}),
             "ReleasePCSettings empty", "ReleasePCSettings record");
@@ -218,8 +218,8 @@ TEST_F(WorkerRules, AWorkerThatCannotStartReleasesTheSettingsOfAChangeOfEverythi
 TEST_F(WorkerRules, AStartStopsAWorkerThatRunsWithoutModules) {
     // A change of parental control starts one without a start of the library; then every module is lost.
     SwitchScheduleOn({kWholeDay});
-    EXPECT_EQ(Update(0x22), 1);
-    EXPECT_EQ(Change(4), 1U);
+    EXPECT_EQ(Update(TARN_UPDATED_SETTINGS_READER | TARN_UPDATED_STATUS_READER), 1);
+    EXPECT_EQ(Change(TARN_SETTINGS_PARENTAL_CONTROL), 1U);
     ASSERT_EQ(Threads(), 1U);
     {
         const ModuleLoads loads(Library());
@@ -234,7 +234,7 @@ TEST_F(WorkerRules, AStartStopsAWorkerThatRunsWithoutModules) {
     ASSERT_EQ(Threads(), 1U);
     SwitchScheduleOff();
     NewLines();
-    ASSERT_TRUE(Init(1));
+    ASSERT_TRUE(Init(TARN_START_RESTART));
     EXPECT_EQ(Threads(), 0U);
     EXPECT_TRUE(ScheduleAllows());
     EXPECT_THAT(NewLines(), testing::Not(Contains(testing::StartsWith("Write")))) << "nothing is written";

@@ -34,11 +34,11 @@ TEST(UrlDecisions, ArePrintedByNumberAndName) {
 TEST(PacketDecisions, DifferInTheActionAndInTheReason) {
     PacketVerdict verdict{};
     verdict.action = TARN_PACKET_BLOCK;
-    verdict.reason = network::kReasonSmb;
-    EXPECT_THAT(DecisionOf(verdict), BlocksPacket(network::kReasonSmb));
-    EXPECT_THAT(DecisionOf(verdict), Not(BlocksPacket(network::kReasonMySql)));
+    verdict.reason = TARN_PACKET_REASON_SMB;
+    EXPECT_THAT(DecisionOf(verdict), BlocksPacket(TARN_PACKET_REASON_SMB));
+    EXPECT_THAT(DecisionOf(verdict), Not(BlocksPacket(TARN_PACKET_REASON_MYSQL)));
     verdict.action = TARN_PACKET_ALLOW;
-    EXPECT_THAT(DecisionOf(verdict), Not(BlocksPacket(network::kReasonSmb)));
+    EXPECT_THAT(DecisionOf(verdict), Not(BlocksPacket(TARN_PACKET_REASON_SMB)));
     EXPECT_EQ(PrintToString(DecisionOf(verdict)), "allowed, reason 25 (SMB)");
 }
 
