@@ -1,0 +1,31 @@
+// tarn.dll as an object: it is started by the constructor and ended by the destructor.
+// Any thread may judge; settings are exchanged while nobody does.
+#ifndef CPP_HOST_TARN_LIBRARY_H
+#define CPP_HOST_TARN_LIBRARY_H
+
+#include <cstdint>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+#include <tarn/tarn.h>
+
+class TarnLibrary {
+ public:
+    // Throws std::runtime_error, with what to do about it, when the library does not start.
+    TarnLibrary();
+    ~TarnLibrary();
+    TarnLibrary(const TarnLibrary&) = delete;
+    TarnLibrary& operator=(const TarnLibrary&) = delete;
+
+    // Nothing when there is no verdict: the caller decides whether to let pass or to block then.
+    [[nodiscard]] std::optional<UrlVerdict> Judge(const std::string& host, const std::string& path,
+                                                  std::uint32_t processId);
+
+    // Reads all settings again; waits until no scan runs. False when some could not be read.
+    bool ReadSettingsAgain();
+
+ private:
+    std::shared_mutex mutex_;  // shared by scans, held alone by what changes the settings
+};
+
+#endif
