@@ -1,7 +1,7 @@
 // tarn.dll as an object: it is started by the constructor and ended by the destructor.
 // Any thread may judge; settings are exchanged while nobody does.
-#ifndef CPP_HOST_TARN_LIBRARY_H
-#define CPP_HOST_TARN_LIBRARY_H
+#ifndef TARN_CPP_HOST_TARN_LIBRARY_H
+#define TARN_CPP_HOST_TARN_LIBRARY_H
 
 #include <cstdint>
 #include <optional>

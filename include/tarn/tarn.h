@@ -40,9 +40,8 @@ extern "C" {
  *     value "Path", for example  C:\Program Files\Example\   with the backslash at its end
  *
  * mode: TARN_START_FRESH or TARN_START_RESTART; any other value does what both have in common.
- * error: set it to 0 before. It is handed to every module call and holds what the last one left; the library has no
- * numbers of its own. It says little about a false: when the key or a needed module is missing, it stays as it was, and
- * where settings are given back again, it ends as 0.
+ * error: set it to 0 before; it is handed to every module call. On true it is 0. On false it is what the module that
+ * failed put there, if anything: the library has no numbers of its own, and without the key it is left as it was.
  * True also when some settings could not be read: they are off or empty then.
  * False: the key is missing, or setrd.dll, statrd.dll, pktsig.dll or sitecls.dll does not load, lacks a function or
  * does not start, or memory or a thread is missing. Nothing stays loaded. Scans may still be called: every feature is
@@ -113,9 +112,9 @@ TARN_API uint8_t TARN_CALL WSScanLogonEventForPCCTRL(const LogonEvent* event, Lo
 /* Follows SMB traffic and reports files that a server says it created or overwrote. Hand over every frame of port 445
  * in its order, both directions, from the connection's start. direction: TARN_INBOUND or TARN_OUTBOUND, for the host's
  * own use; no rule reads it.
- * True with TARN_SMB_FILE_EVENT: a file. True with TARN_SMB_NOTHING: followed, nothing to report. False, with
- * TARN_SMB_NOTHING: not followed: another protocol or port, cut short, or it fits nothing that was seen before. That is
- * everyday; no reason to block. False with TARN_SMB_FILE_EVENT: an event whose texts did not fit and are cut. */
+ * True with TARN_SMB_FILE_EVENT: a file; a name that does not fit is cut. True with TARN_SMB_NOTHING: followed, nothing
+ * to report. False: not followed: another protocol or port, cut short, or it fits nothing that was seen before. That is
+ * everyday and no reason to block. */
 TARN_API uint8_t TARN_CALL WSScanSMBPacket(const uint8_t* frame, uint32_t frameLength, uint8_t direction,
                                            SmbScanResult* result);
 

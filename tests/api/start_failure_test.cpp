@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <memory>
 
+#include "tarn/values.h"
+
 #include "api/library.h"
 #include "api/lifecycle.h"
 #include "api/machine_with_modules.h"
