@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <shared_mutex>
 #include <stdexcept>
 
 TarnLibrary::TarnLibrary() {
@@ -15,7 +16,7 @@ TarnLibrary::TarnLibrary() {
 }
 
 TarnLibrary::~TarnLibrary() {
-    const std::unique_lock alone(mutex_);
+    const std::unique_lock alone(lock_);
     std::uint32_t error = 0;
     WSDeinit(&error);
 }
@@ -36,12 +37,12 @@ std::optional<UrlVerdict> TarnLibrary::Judge(const std::string& host, const std:
 
     UrlVerdict verdict{};
     PromptBytes prompt{};
-    const std::shared_lock scanning(mutex_);
+    const std::shared_lock scanning(lock_);
     if (WSScanUrl(&request, &verdict, &prompt) == 0) return std::nullopt;
     return verdict;
 }
 
 bool TarnLibrary::ReadSettingsAgain() {
-    const std::unique_lock alone(mutex_);
+    const std::unique_lock alone(lock_);
     return WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 0, 0, 0) != 0;
 }

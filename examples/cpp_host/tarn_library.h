@@ -5,9 +5,22 @@
 
 #include <cstdint>
 #include <optional>
-#include <shared_mutex>
 #include <string>
 #include <tarn/tarn.h>
+#include <windows.h>
+
+// The system's reader/writer lock, for std::shared_lock and std::unique_lock. (std::shared_mutex of the GNU tools for
+// Windows fails silently when several threads take it for the first time.)
+class ReaderWriterLock {
+ public:
+    void lock() { AcquireSRWLockExclusive(&lock_); }
+    void unlock() { ReleaseSRWLockExclusive(&lock_); }
+    void lock_shared() { AcquireSRWLockShared(&lock_); }
+    void unlock_shared() { ReleaseSRWLockShared(&lock_); }
+
+ private:
+    SRWLOCK lock_ = SRWLOCK_INIT;
+};
 
 class TarnLibrary {
  public:
@@ -25,7 +38,7 @@ class TarnLibrary {
     bool ReadSettingsAgain();
 
  private:
-    std::shared_mutex mutex_;  // shared by scans, held alone by what changes the settings
+    ReaderWriterLock lock_;  // shared by scans, held alone by what changes the settings
 };
 
 #endif

@@ -86,6 +86,16 @@ class Examples(unittest.TestCase):
             self.assertIn(r'HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe', said)
             self.assertEqual(status, 1)
 
+    def test_the_command_that_guide_and_host_show_registers_a_folder(self):
+        self.windows.register(None)
+        guide = (wine_prefix.ROOT / 'docs' / 'integration.md').read_text(encoding='utf-8')
+        command, = [line.strip() for line in guide.splitlines() if line.strip().startswith('reg add ')]
+        self.assertIn(f'\n  {command}\n', self.run_program('c_host.exe')[1])
+        (self.folder / 'register.cmd').write_text(f'@{command} /f\r\n', encoding='ascii')
+        self.windows.run('cmd', '/c', wine_prefix.windows_path(self.folder) + 'register.cmd')
+        self.assertIn('The registered install folder is "C:\\Program Files\\tarn\\bin\\".',
+                      self.run_program('c_host.exe')[1])
+
     def test_a_folder_without_its_backslash_is_named(self):
         self.windows.register(wine_prefix.windows_path(self.folder)[:-1])
         status, said = self.run_program('c_host.exe')
