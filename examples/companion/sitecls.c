@@ -80,7 +80,7 @@ uint8_t TARN_CALL SCInit(uint8_t onlineAllowed, uint32_t* error) {
 }
 
 void TARN_CALL SCDeinit(uint32_t* error) {
-    (void)error;
+    *error = 0;
     siteCount = 0;
 }
 
