@@ -31,6 +31,7 @@ def windows_ring(tally):
             return
         if rings.ring(tally, 'windows', 'The library for Windows, under Wine'):
             rings.check(tally, 'No program passes with a Wine that runs nothing', rings.nothing_passes_without_wine)
+            python_tests(tally, 'The commands and verdicts that the documents show', 'document_tests')
             python_tests(tally, 'The package, and the project inside another one', 'package_tests')
 
 
