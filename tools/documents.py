@@ -106,7 +106,7 @@ def commands(block):
 
 
 def sessions(block):
-    """The commands of a console block, each with the lines that it prints."""
+    """The commands of a console block, each with the lines that it prints; an empty line may stand between two."""
     found = []
     for line in block.lines:
         if line.startswith('$ '):
@@ -115,6 +115,9 @@ def sessions(block):
             found[-1][1].append(line)
         else:
             raise ValueError(f'{block.place}: a console block begins with "$ COMMAND"')
+    for _, lines in found:
+        while lines and not lines[-1]:
+            lines.pop()
     return found
 
 
@@ -203,7 +206,7 @@ def with_real_output(document, text):
     for block in reversed([block for block in blocks if block.language == SHOWN]):
         fresh = []
         for command, _ in sessions(block):
-            fresh += [f'$ {command}', *printed(command)]
+            fresh += ([''] if fresh else []) + [f'$ {command}', *printed(command)]
         lines[block.line:block.line + len(block.lines)] = fresh
     return '\n'.join(lines) + '\n'
 

@@ -62,7 +62,7 @@ class Reading(unittest.TestCase):
 
     def test_sessions(self):
         block = documents.Block('x.md', 1, 'console')
-        block.lines = ['$ echo a', 'a', '$ true']
+        block.lines = ['$ echo a', 'a', '', '$ true']
         self.assertEqual(documents.sessions(block), [('echo a', ['a']), ('true', [])])
         block.lines = ['a']
         self.assertRaises(ValueError, documents.sessions, block)
@@ -70,7 +70,7 @@ class Reading(unittest.TestCase):
     def test_output_is_put_into_the_document(self):
         text = 'x\n```console\n$ echo new; echo\nold\nold\n$ echo b\n```\ny\n'
         self.assertEqual(documents.with_real_output('x.md', text),
-                         'x\n```console\n$ echo new; echo\nnew\n$ echo b\nb\n```\ny\n')
+                         'x\n```console\n$ echo new; echo\nnew\n\n$ echo b\nb\n```\ny\n')
         self.assertRaises(RuntimeError, documents.with_real_output, 'x.md', '```console\n$ exit 3\n```\n')
 
 
