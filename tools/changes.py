@@ -60,7 +60,9 @@ def plan_for(paths):
             if path.endswith(('.cpp', '.c')):
                 plan.windows_only.append(path)
         elif path.endswith('.md'):
-            pass
+            plan.tools = True  # links and marked commands
+            if path == 'docs/policy.md':
+                plan.add(['companions'])  # held against the loader
         else:
             _add_source(plan, path)
     plan.add([ALWAYS])

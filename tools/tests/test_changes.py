@@ -39,9 +39,11 @@ class PlanFor(unittest.TestCase):
     def test_a_header_of_windows_has_nothing_to_compile_by_itself(self):
         self.assertEqual(changes.plan_for(['src/api/platform_win32.h']).windows_only, [])
 
-    def test_words_concern_the_rules_of_the_sources_only(self):
+    def test_words_concern_the_rules_of_sources_and_documents_only(self):
         plan = changes.plan_for(['README.md', 'src/url/README.md'])
-        self.assertEqual((plan.own, plan.dependents, plan.tools), (['shape'], [], False))
+        self.assertEqual((plan.own, plan.dependents, plan.tools), (['shape'], [], True))
+        plan = changes.plan_for(['docs/policy.md'])
+        self.assertEqual((plan.own, plan.dependents, plan.tools), (['companions', 'shape'], [], True))
 
     def test_tools(self):
         for path in ('dev', 'tools/check.py', 'cmake/wine-run'):
