@@ -106,6 +106,11 @@ class Documents(unittest.TestCase):
                 self.assertIn(command, known, document)
         self.assertGreater(named, 20)
 
+    def test_the_change_log_has_what_comes_and_the_version_of_the_build(self):
+        headings = re.findall(r'^## \[(.+?)\]', documents.text_of('CHANGELOG.md'), re.MULTILINE)
+        version = re.search(r'project\(tarn VERSION ([\d.]+)', documents.text_of('CMakeLists.txt'))[1]
+        self.assertEqual(headings[:2], ['Unreleased', version])
+
     def test_every_folder_that_is_said_to_have_a_readme_has_one(self):
         for layer in (documents.ROOT / 'src').iterdir():
             if layer.is_dir():
