@@ -39,6 +39,7 @@ std::string NormalisedSource(std::string_view text) {
 std::string FingerprintOf(const std::filesystem::path& folder) {
     std::vector<std::string> lines;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() != ".h") continue;
         std::ifstream stream(entry.path(), std::ios::binary);
         const std::string text{std::istreambuf_iterator<char>(stream), {}};
         std::array<char, 16> crc{};
