@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tarn/values.h"
+
 #include "host/clock_time.h"
 
 namespace tarn::host {
@@ -9,7 +11,6 @@ namespace tarn::host {
 namespace {
 
 constexpr std::uint64_t kNanosecondsPerSecond = 1000000000;
-constexpr std::uint32_t kParentalSettings = 4;  // a kind of changed settings; the library starts its schedule anew
 constexpr std::int64_t kFirstSunday = 3 * kMinutesPerDay;  // 1970 began on a Thursday
 
 }  // namespace
@@ -52,7 +53,8 @@ bool CaptureClock::MoveTo(std::uint64_t nanoseconds) {
     library_.SetClock(*now);
     const std::int64_t before = *minute_;
     minute_ = MinutesOf(*now);
-    return !turns_.LieBetween(before, *minute_) || library_.SettingsChanged(kParentalSettings);
+    // The library starts its schedule anew with the settings of parental control.
+    return !turns_.LieBetween(before, *minute_) || library_.SettingsChanged(TARN_SETTINGS_PARENTAL_CONTROL);
 }
 
 }  // namespace tarn::host

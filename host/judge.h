@@ -14,6 +14,7 @@
 
 #include "tarn/companions.h"
 #include "tarn/records.h"
+#include "tarn/values.h"
 
 #include "base/byte_reader.h"
 #include "host/account.h"
@@ -61,10 +62,10 @@ class Judge {
 struct LibraryOptions {
     std::string installFolder;  // empty: the one that the registry names, else the one that tarnhost stands in
     std::string keepState;      // folder of what the modules save; empty: one of this run alone, removed at its end
-    std::uint8_t mode = 1;      // of WSInit
-    bool verbose = false;       // say on stderr what is loaded from where
-    bool judgesUrls = true;     // say on stderr when the settings switch URL scanning off
-    std::optional<TarnSystemTime> clock;  // what time the library takes it to be; empty: the machine's
+    std::uint8_t mode = TARN_START_RESTART;  // of WSInit
+    bool verbose = false;                    // say on stderr what is loaded from where
+    bool judgesUrls = true;                  // say on stderr when the settings switch URL scanning off
+    std::optional<TarnSystemTime> clock;     // what time the library takes it to be; empty: the machine's
 };
 
 inline constexpr const char* kUserListResetFile = "tarn-user-list-reset.bin";  // of the reference modules

@@ -114,14 +114,15 @@ class LoadedLibrary : public Judge {
     PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
         PacketVerdict verdict{};
         verdict.action = TARN_PACKET_ALLOW;  // stands when the scan refuses an empty frame
-        scanPacket_(frame.data(), static_cast<std::uint32_t>(frame.size()), rule, inbound ? 1 : 0, 0, &verdict);
+        scanPacket_(frame.data(), static_cast<std::uint32_t>(frame.size()), rule,
+                    inbound ? TARN_INBOUND : TARN_OUTBOUND, 0, &verdict);
         return verdict;
     }
 
     std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) override {
         SmbScanResult result{};
-        const bool isHandled =
-            scanSmb_(frame.data(), static_cast<std::uint32_t>(frame.size()), inbound ? 1 : 0, &result) != 0;
+        const bool isHandled = scanSmb_(frame.data(), static_cast<std::uint32_t>(frame.size()),
+                                        inbound ? TARN_INBOUND : TARN_OUTBOUND, &result) != 0;
         if (!isHandled || result.resultKind != TARN_SMB_FILE_EVENT) return std::nullopt;
         return result;
     }

@@ -7,19 +7,13 @@
 #include <sstream>
 #include <toml++/toml.h>
 
+#include "tarn/values.h"
+
 namespace tarn::host {
 
 namespace {
 
-constexpr std::uint32_t kEverything = 8;       // reads all records again, and the site categories
-constexpr std::uint32_t kHttpsInspection = 6;  // a module of its own, which kEverything leaves alone
 constexpr std::uint32_t kNoKind = 0xFFFFFFFF;
-
-constexpr std::uint32_t kPacketSignatures = 0x01;
-constexpr std::uint32_t kSiteCategories = 0x04;
-constexpr std::uint32_t kUrlPatterns = 0x08;
-constexpr std::uint32_t kMaliciousSites = 0x40;
-constexpr std::uint32_t kIdsRules = 0x1000;
 
 struct Notice {
     std::string_view key;  // with all keys below it
@@ -29,28 +23,28 @@ struct Notice {
 
 // In the order in which the kinds are told. A key with neither is asked for anew whenever it is needed.
 constexpr Notice kNotices[] = {
-    {"features.anti_phishing", 0, 0},
-    {"notices.anti_phishing", 0, 0},
-    {"features.browsing_protection", 1, 0},
-    {"notices.browsing_protection", 1, 0},
-    {"features.intrusion_prevention", 2, 0},
-    {"white_lists.user", 3, 0},
-    {"parental", 4, 0},
-    {"ids", 5, 0},
-    {"features.https_inspection", kHttpsInspection, 0},
-    {"https_inspection", kHttpsInspection, 0},
-    {"malicious_sites", kNoKind, kMaliciousSites},
-    {"sites", kNoKind, kSiteCategories},
-    {"category_names", kNoKind, kSiteCategories},
-    {"malicious_patterns", kNoKind, kUrlPatterns},
-    {"packet_signatures", kNoKind, kPacketSignatures},
-    {"ids_rules", kNoKind, kIdsRules},
+    {"features.anti_phishing", TARN_SETTINGS_ANTI_PHISHING, 0},
+    {"notices.anti_phishing", TARN_SETTINGS_ANTI_PHISHING, 0},
+    {"features.browsing_protection", TARN_SETTINGS_BROWSING_PROTECTION, 0},
+    {"notices.browsing_protection", TARN_SETTINGS_BROWSING_PROTECTION, 0},
+    {"features.intrusion_prevention", TARN_SETTINGS_IDS_STATUS, 0},
+    {"white_lists.user", TARN_SETTINGS_USER_WHITE_LIST, 0},
+    {"parental", TARN_SETTINGS_PARENTAL_CONTROL, 0},
+    {"ids", TARN_SETTINGS_IDS_SETTINGS, 0},
+    {"features.https_inspection", TARN_SETTINGS_HTTPS_INSPECTION, 0},
+    {"https_inspection", TARN_SETTINGS_HTTPS_INSPECTION, 0},
+    {"malicious_sites", kNoKind, TARN_UPDATED_BROWSING_PROTECTION},
+    {"sites", kNoKind, TARN_UPDATED_CATEGORISATION},
+    {"category_names", kNoKind, TARN_UPDATED_CATEGORISATION},
+    {"malicious_patterns", kNoKind, TARN_UPDATED_URL_PATTERNS},
+    {"packet_signatures", kNoKind, TARN_UPDATED_PACKET_SIGNATURES},
+    {"ids_rules", kNoKind, TARN_UPDATED_IDS_RULES},
     {"features.cloud_lookup", kNoKind, 0},
     {"managed_client", kNoKind, 0},
 };
 
 // What no single notice covers is read again with everything.
-constexpr Notice kOfAnyOtherKey = {"", kEverything, 0};
+constexpr Notice kOfAnyOtherKey = {"", TARN_SETTINGS_EVERYTHING, 0};
 
 const Notice& NoticeOf(std::string_view key) {
     const auto covers = [&](const Notice& notice) {
@@ -192,9 +186,11 @@ PolicyChanges ComparePolicies(std::string_view before, std::string_view after) {
         result.updated |= notice.updated;
         if (notice.kind != kNoKind && !Has(result.kinds, notice.kind)) result.kinds.push_back(notice.kind);
     }
-    if (Has(result.kinds, kEverything)) {
-        std::erase_if(result.kinds, [](std::uint32_t kind) { return kind != kEverything && kind != kHttpsInspection; });
-        result.updated &= ~(kMaliciousSites | kSiteCategories | kIdsRules);
+    if (Has(result.kinds, TARN_SETTINGS_EVERYTHING)) {
+        std::erase_if(result.kinds, [](std::uint32_t kind) {
+            return kind != TARN_SETTINGS_EVERYTHING && kind != TARN_SETTINGS_HTTPS_INSPECTION;
+        });
+        result.updated &= ~(TARN_UPDATED_BROWSING_PROTECTION | TARN_UPDATED_CATEGORISATION | TARN_UPDATED_IDS_RULES);
     }
     std::sort(result.kinds.begin(), result.kinds.end());
     return result;

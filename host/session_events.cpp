@@ -17,8 +17,10 @@ struct NamedEvent {
     std::uint32_t code;
 };
 // The library knows the codes only; of those that it treats alike one has the name.
-constexpr NamedEvent kEvents[] = {{"tick", kTickEvent}, {"logon", 1}, {"disconnect", 2}, {"logoff", 3}};
-constexpr std::uint32_t kLastEvent = 9;
+constexpr NamedEvent kEvents[] = {{"tick", TARN_EVENT_TICK},
+                                  {"logon", TARN_EVENT_LOGON},
+                                  {"disconnect", TARN_EVENT_DISCONNECT},
+                                  {"logoff", TARN_EVENT_LOGOFF}};
 
 }  // namespace
 
@@ -27,7 +29,7 @@ std::optional<std::uint32_t> ParseSessionEvent(std::string_view text) {
         if (event.name == text) return event.code;
     std::uint32_t code = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
-    if (error != std::errc{} || end != text.data() + text.size() || code > kLastEvent) return std::nullopt;
+    if (error != std::errc{} || end != text.data() + text.size() || code > TARN_EVENT_JUDGED_9) return std::nullopt;
     return code;
 }
 

@@ -13,8 +13,6 @@
 
 namespace tarn::host {
 
-inline constexpr std::uint32_t kTickEvent = 0;
-
 // "logon", "tick", "disconnect", "logoff", or a number from 0 to 9.
 std::optional<std::uint32_t> ParseSessionEvent(std::string_view text);
 std::string SessionEventName(std::uint32_t event);

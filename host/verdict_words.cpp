@@ -29,14 +29,12 @@ constexpr std::pair<std::uint32_t, std::string_view> kReasons[] = {
     {TARN_REASON_DEFAULT, "no rule decided"},
 };
 
-constexpr std::uint32_t kRuleExcluded = 20;
-
 constexpr std::pair<std::uint32_t, std::string_view> kAttacks[] = {
-    {kRuleExcluded, "rule excluded by the user"},
-    {23, "attack on remote desktop"},
-    {25, "attack on SMB"},
-    {27, "attack on SQL Server"},
-    {28, "attack on MySQL"},
+    {TARN_PACKET_REASON_RULE_EXCLUDED, "rule excluded by the user"},
+    {TARN_PACKET_REASON_REMOTE_DESKTOP, "attack on remote desktop"},
+    {TARN_PACKET_REASON_SMB, "attack on SMB"},
+    {TARN_PACKET_REASON_SQL_SERVER, "attack on SQL Server"},
+    {TARN_PACKET_REASON_MYSQL, "attack on MySQL"},
 };
 
 template <std::size_t N>
@@ -123,8 +121,9 @@ std::string_view AttackWords(std::uint32_t reason) {
 }
 
 bool IsServiceAttack(std::uint32_t reason) {
-    return reason != kRuleExcluded && std::any_of(std::begin(kAttacks), std::end(kAttacks),
-                                                  [&](const auto& attack) { return attack.first == reason; });
+    return reason != TARN_PACKET_REASON_RULE_EXCLUDED &&
+           std::any_of(std::begin(kAttacks), std::end(kAttacks),
+                       [&](const auto& attack) { return attack.first == reason; });
 }
 
 std::string AttackRule(const PacketVerdict& verdict) {

@@ -62,7 +62,7 @@ class LogonPrinter {
             why = RefusalWords(rule_);
         if (session_.json) {
             nlohmann::ordered_json line{{"type", "logon"}, {"event", SessionEventName(answered.event)}};
-            if (answered.event == kTickEvent) {
+            if (answered.event == TARN_EVENT_TICK) {
                 line["firstTick"] = answered.first;
                 line["lastTick"] = answered.last;
             }
@@ -73,7 +73,7 @@ class LogonPrinter {
             return;
         }
         std::string event = SessionEventName(answered.event);
-        if (answered.event == kTickEvent)
+        if (answered.event == TARN_EVENT_TICK)
             event += answered.first == answered.last ? fmt::format(" {}", answered.first)
                                                      : fmt::format(" {} to {}", answered.first, answered.last);
         std::string line = "  " + Column(event, kEventWidth);
@@ -131,10 +131,10 @@ bool ReportEvents(const std::vector<std::uint32_t>& events, const Account& accou
     std::uint32_t ticks = 0;
     bool isRefused = false;
     for (const std::uint32_t event : events) {
-        if (event == kTickEvent) ++ticks;
+        if (event == TARN_EVENT_TICK) ++ticks;
         const LogonJudgement judgement = library.ScanLogonEvent(ComposeLogonEvent(event, account, sessionId));
         isRefused |= judgement.isValid && judgement.verdict.action == TARN_BLOCK;
-        if (open && event == kTickEvent && open->event == kTickEvent &&
+        if (open && event == TARN_EVENT_TICK && open->event == TARN_EVENT_TICK &&
             StateWord(open->judgement) == StateWord(judgement)) {
             open->last = ticks;
             continue;
@@ -158,7 +158,7 @@ int JudgeLogon(const LogonOptions& options, const Session& session) {
         events.push_back(*event);
     }
     if (events.empty()) events.push_back(*ParseSessionEvent("logon"));
-    events.insert(events.end(), options.ticks, kTickEvent);
+    events.insert(events.end(), options.ticks, TARN_EVENT_TICK);
 
     Account account;
     if (!session.environment.FindAccount(options.user, account))
