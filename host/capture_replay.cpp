@@ -45,6 +45,7 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
             ConsiderDatagram(frame, *view);
     }
     if (!isStopped) turns.Finish();
+    report_.TellLeftOut();
     mistake = reader.Error();
     return mistake.empty();
 }

@@ -2,13 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <system_error>
 
 #include "host/clock_time.h"
 #include "host/commands/command.h"
+#include "host/fitted_output.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
@@ -16,23 +19,64 @@ namespace tarn::host {
 namespace {
 
 constexpr Command kCommands[] = {
-    {"url", "Judge URLs", AddUrlCommand, "--map"},
-    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand, ""},
-    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand, "--map --brief"},
-    {"logon", "Say whether an account may use the machine now", AddLogonCommand, "--map --brief"},
-    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand, "--at"},
+    {"url", "Judge URLs", AddUrlCommand, "--map",
+     "  tarnhost url http://shop.example/basket https://bank.example/\n"
+     "  tarnhost url --quiet --exit-verdict @addresses.txt\n"
+     "  tarnhost url --at 21:30 http://games.example/\n"},
+    {"replay", "Replay captures: judge their requests and frames", AddReplayCommand, "",
+     "  tarnhost replay monday.pcapng\n"
+     "  tarnhost replay --brief --local 192.168.1.31 captures\n"
+     "  tarnhost replay --json - < monday.pcap.gz\n"},
+    {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand,
+     "--map --brief --quiet --color", "  tarnhost extension https://shop.example/basket?id=7\n"},
+    {"logon", "Say whether an account may use the machine now", AddLogonCommand, "--map --brief --quiet --color",
+     "  tarnhost logon --user anna --at 21:30\n"
+     "  tarnhost logon --user anna --ticks 70 --keep-state minutes\n"},
+    {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand, "--at",
+     "  tarnhost watch --brief monday.pcapng\n"
+     "  tarnhost watch --json -\n"},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand,
-     "--map --brief --mode --keep-state --at --exit-verdict --verbose"},
+     "--map --brief --quiet --color --mode --keep-state --at --exit-verdict --verbose",
+     "  tarnhost policy\n"
+     "  tarnhost policy --accounts any new-policy.toml\n"},
 };
+
+std::string FooterOf(const CLI::App& app, const Command& command) {
+    const std::string footer = app.get_footer();
+    return fmt::format("{}{}Examples:\n{}", footer, footer.empty() ? "" : "\n\n", command.examples);
+}
 
 constexpr const char* kExitCodes =
     "Exit codes: 0 all was judged; 1 something failed: the library did not start, an input is damaged or cut, the "
     "output could not be written or its reader closed it; 2 the command line is wrong; 3 something was blocked, "
     "refused or found (with --exit-verdict alone); 130 stopped by Ctrl+C.";
 
+constexpr std::size_t kLeastColumns = 40;
+constexpr std::size_t kMostColumns = 10000;
+
+// One less than the terminal has: some go to the next line when the last column is filled.
+std::size_t ColumnsOfTerminal(const Environment& environment) {
+    if (!environment.IsOutputTerminal()) return 0;
+    std::size_t columns = environment.TerminalColumns();
+    const std::string said = environment.Variable("COLUMNS");
+    std::size_t number = 0;
+    if (std::from_chars(said.data(), said.data() + said.size(), number).ec == std::errc() && number != 0)
+        columns = number;
+    return columns == 0 ? 0 : std::clamp(columns, kLeastColumns, kMostColumns) - 1;
+}
+
 void AddSharedOptions(CLI::App& app, Session& session) {
     app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
     app.add_flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
+    app.add_flag("--quiet", session.quiet,
+                 "Print only what was blocked or found, and the totals, which have the rest, too");
+    app.add_option("--color", session.colour,
+                   "Colours: auto (default) on a terminal unless NO_COLOR is set, always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    app.add_option("--columns", session.columns,
+                   "Fit text into so many columns: two lines for a verdict below 150. Without it the terminal's width, "
+                   "or that of COLUMNS; a file or pipe gets one line for each verdict. 0 fits nothing")
+        ->check(CLI::Range(std::size_t{0}, kMostColumns));
     app.add_option("--map", session.replacements,
                    "Judge requests with the first address replaced by the second (repeatable)")
         ->type_name("ADDRESS=ADDRESS")
@@ -62,7 +106,9 @@ void AddSharedOptions(CLI::App& app, Session& session) {
 }  // namespace
 
 std::unique_ptr<VerdictReport> Session::Report() const {
-    return MakeReport(out, {json, !json && environment.IsOutputTerminal(), library.verbose, brief});
+    const bool isColoured = colour == "always" || (colour == "auto" && environment.IsOutputTerminal() &&
+                                                   environment.Variable("NO_COLOR").empty());
+    return MakeReport(out, {json, !json && isColoured, library.verbose, brief, quiet, columns});
 }
 
 std::unique_ptr<Judge> Session::Library() const {
@@ -123,26 +169,33 @@ std::string FindIdleOption(const CLI::App& app, const Command& command) {
     return {};
 }
 
-int RunCommandOf(std::vector<std::string> arguments, Environment& environment, std::ostream& out,
+int RunCommandOf(std::vector<std::string> arguments, Environment& environment, std::ostream& target,
                  std::ostream& errors) {
+    FittedOutput fitted(target, ColumnsOfTerminal(environment));
+    std::ostream out(&fitted);
     CLI::App app("Runs tarn.dll as its host process would and prints its verdicts.", "tarnhost");
     app.set_version_flag("--version", std::string("tarnhost " TARN_VERSION));
     app.allow_windows_style_options(false);  // "/captures/one.pcap" is a file on every system
     app.require_subcommand(1);
-    app.footer(kExitCodes);
+    app.footer(kExitCodes + std::string("\n\ntarnhost COMMAND --help has examples."));
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, {}, false, false, false};
+    Session session{environment, out, errors};
+    session.columns = ColumnsOfTerminal(environment);
     AddSharedOptions(app, session);
     RunCommand run;
     const Command* chosen = nullptr;
     for (const Command& command : kCommands) {
         CLI::App* const added = app.add_subcommand(command.name, command.description);
         const RunCommand one = command.add(*added, session);
+        added->footer(FooterOf(*added, command));
         added->callback([&run, &chosen, &command, one] {
             chosen = &command;
             run = one;
         });
     }
+    const bool wantsHelp = std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
+        return argument == "--help" || argument == "-h";
+    });
     try {
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(std::move(arguments));
@@ -154,8 +207,14 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
         app.exit(error, out, errors);
         return kExitUsage;
     } catch (const CLI::ParseError& error) {
+        fitted.SetColumns(session.columns);
+        if (wantsHelp) {  // whatever else is wrong
+            out << app.help();
+            return kExitOk;
+        }
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }
+    fitted.SetColumns(session.json ? 0 : session.columns);  // an object is one line
     if (const std::string idle = FindIdleOption(app, *chosen); !idle.empty())
         return session.Fail(fmt::format("{} does nothing for {}; leave it out", idle, chosen->name), kExitUsage);
     if (!session.at.empty() && session.at != "now") {

@@ -27,7 +27,8 @@ void JsonReport::BeginCapture(const CaptureHeading& heading) {
 
 void JsonReport::Request(const JudgedRequest& request) {
     totals_.Count(request.judgement, request.coverage);
-    if (isBrief_ && IsUndecided(request.judgement)) return;
+    if (style_.brief && IsUndecided(request.judgement)) return;
+    if (style_.quiet && !IsBlocked(request.judgement)) return;
     Json line;
     line["type"] = "verdict";
     if (request.origin) {
@@ -62,6 +63,7 @@ void JsonReport::Request(const JudgedRequest& request) {
 }
 
 void JsonReport::LocalGuess(const IpAddress& address) {
+    if (style_.quiet) return;
     out_ << OneLine({{"type", "local"}, {"capture", heading_.name}, {"address", FormatIpAddress(address)}});
 }
 
@@ -91,6 +93,7 @@ void JsonReport::Attack(const PacketAttack& attack) {
 
 void JsonReport::File(const ShareFile& file) {
     totals_.Count(file);
+    if (style_.quiet) return;
     Json line{{"type", "file"}, {"capture", heading_.name}, {"frame", file.frame}};
     if (file.timeNanoseconds != 0) line["time"] = FormatTime(file.timeNanoseconds);
     line["server"] = FormatIpAddress(AddressOf(file.event.sourceAddress));
@@ -114,6 +117,13 @@ void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
     line["notJudged"] = totals_.CountOf(Extent::kNone);
     line["whyNotWhole"] = Json::object();
     for (const auto& [cause, count] : totals_.notWhole) line["whyNotWhole"][std::string(cause.second)] = count;
+    if (const std::vector<PolicyTotals> policies = CountedByPolicy(); policies.size() > 1)
+        for (const PolicyTotals& policy : policies)
+            line["policies"].push_back({{"requests", policy.requests},
+                                        {"allowed", policy.allowed},
+                                        {"blocked", policy.blocked},
+                                        {"withoutVerdict", policy.withoutVerdict},
+                                        {"attackFrames", policy.attackFrames}});
     line["failedInputs"] = end.failedInputs;
     line["stopped"] = end.isStopped;
     line["replacedAddresses"] = Json::array();

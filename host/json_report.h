@@ -10,7 +10,7 @@ namespace tarn::host {
 
 class JsonReport : public VerdictReport {
  public:
-    JsonReport(std::ostream& out, bool isBrief) : out_(out), isBrief_(isBrief) {}
+    JsonReport(std::ostream& out, const ReportStyle& style) : out_(out), style_(style) {}
     void BeginCapture(const CaptureHeading& heading) override;
     void Request(const JudgedRequest& request) override;
     void LocalGuess(const IpAddress& address) override;
@@ -20,7 +20,7 @@ class JsonReport : public VerdictReport {
 
  private:
     std::ostream& out_;
-    bool isBrief_;
+    ReportStyle style_;
     CaptureHeading heading_;
 };
 

@@ -91,6 +91,10 @@ class Environment {
     [[nodiscard]] virtual std::string OwnFolder() const = 0;
     [[nodiscard]] virtual bool IsOutputTerminal() const = 0;
     [[nodiscard]] virtual bool IsErrorTerminal() const = 0;
+    // How wide the terminal of the output is; 0 when that is not known.
+    [[nodiscard]] virtual std::size_t TerminalColumns() const { return 0; }
+    // An environment variable; empty when it is not set.
+    [[nodiscard]] virtual std::string Variable(const char* /*name*/) const { return {}; }
     // Text on standard input.
     [[nodiscard]] virtual std::istream& Input() = 0;
     // Whether Ctrl+C was pressed; from then on always.

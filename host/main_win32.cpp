@@ -1,5 +1,6 @@
 // The program's entry: what the command line needs of Windows.
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
 #include <iostream>
@@ -24,6 +25,13 @@ bool IsTerminal(std::FILE* file) {
            SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
+std::size_t ConsoleColumns() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) return 0;
+    const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+    return columns > 0 ? static_cast<std::size_t>(columns) : 0;
+}
+
 class WindowsEnvironment : public tarn::host::Environment {
  public:
     bool UseState(const tarn::host::LibraryOptions& options, tarn::host::SavedState& found,
@@ -39,6 +47,11 @@ class WindowsEnvironment : public tarn::host::Environment {
     [[nodiscard]] std::string OwnFolder() const override { return tarn::host::FromWide(tarn::host::OwnFolder()); }
     [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }
     [[nodiscard]] bool IsErrorTerminal() const override { return isErrorTerminal_; }
+    [[nodiscard]] std::size_t TerminalColumns() const override { return ConsoleColumns(); }
+    [[nodiscard]] std::string Variable(const char* name) const override {
+        const wchar_t* const value = _wgetenv(tarn::host::ToWide(name).c_str());
+        return value == nullptr ? std::string() : tarn::host::FromWide(value);
+    }
     [[nodiscard]] std::istream& Input() override { return std::cin; }
     [[nodiscard]] bool IsInterrupted() const override { return tarn::host::IsInterrupted(); }
     [[nodiscard]] std::string OutputMistake() const override { return output_.Mistake(); }

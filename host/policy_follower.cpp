@@ -95,6 +95,7 @@ bool PolicyFollower::Follow(Judge& library) {
 }
 
 void PolicyFollower::PrintKept(const char* jsonKey, const char* text) {
+    beforeText_();
     if (json_)
         out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", Json::array()}, {jsonKey, true}});
     else
@@ -103,6 +104,7 @@ void PolicyFollower::PrintKept(const char* jsonKey, const char* text) {
 }
 
 void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes) {
+    beforeText_();
     if (json_) {
         Json lines = Json::array();
         for (const policy::Mistake& mistake : mistakes)
@@ -118,6 +120,7 @@ void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes)
 }
 
 void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices) {
+    beforeText_();
     if (json_) {
         Json line{{"type", "policy"}, {"used", true}, {"changes", Json::array()}, {"notices", Json::array()}};
         for (const PolicyChange& change : changes.changes)

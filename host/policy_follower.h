@@ -28,6 +28,9 @@ class PolicyFollower {
     PolicyFollower(std::string file, policy::FindSid findSid, Pause pause, std::ostream& out, bool json)
         : file_(std::move(file)), findSid_(std::move(findSid)), pause_(std::move(pause)), out_(out), json_(json) {}
 
+    // Called before something is printed.
+    void BeforeText(std::function<void()> call) { beforeText_ = std::move(call); }
+
     // Before the library starts: the policy that it will read. False with the reason when there is none to start with.
     bool Begin(std::string& mistake);
 
@@ -52,6 +55,7 @@ class PolicyFollower {
     Pause pause_;
     std::ostream& out_;
     bool json_;
+    std::function<void()> beforeText_ = [] {};
     std::string used_;  // the text that the library works by
     policy::ReadPolicy usedPolicy_;
     std::string seen_;  // the text that was looked at last

@@ -11,19 +11,6 @@ namespace tarn::host {
 
 namespace {
 
-// Widths of the columns; the reason and the rule's text end the line and may be as long as they are.
-constexpr std::size_t kTimeWidth = 15;    // 12:34:56.123456
-constexpr std::size_t kClientWidth = 15;  // a dotted address
-constexpr std::size_t kHostWidth = 26;
-constexpr std::size_t kPathWidth = 32;
-constexpr std::size_t kStateWidth = 10;   // "no verdict"
-constexpr std::size_t kReasonWidth = 31;  // "26 no rule decided" and the like
-
-std::string TimeOfDay(std::uint64_t nanoseconds) {
-    const std::string time = FormatTime(nanoseconds);
-    return time.empty() ? "-" : time.substr(time.find('T') + 1, kTimeWidth);
-}
-
 // The reason, with its number; of what was not wholly judged, why.
 std::string Reason(const Judgement& judgement, const Coverage& coverage) {
     const std::string why =
@@ -33,112 +20,134 @@ std::string Reason(const Judgement& judgement, const Coverage& coverage) {
     return fmt::format("{:>2} {}", reason, coverage.IsWhole() ? ReasonWords(reason) : std::string_view(why));
 }
 
-std::string WithoutTrailingBlanks(std::string line) {
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line;
+const char* Plural(std::uint64_t count) {
+    return count == 1 ? "" : "s";
 }
 
 }  // namespace
 
-std::string TextReport::Coloured(std::string_view text, Colour colour) const {
-    if (!style_.colour) return std::string(text);
-    std::string_view code = "\x1b[32m";  // green
-    if (colour == Colour::kNotice) code = "\x1b[33m";
-    if (colour == Colour::kBad) code = "\x1b[31m";
-    return fmt::format("{}{}\x1b[0m", code, text);
-}
-
-void TextReport::NameColumns() {
-    areColumnsNamed_ = true;
-    out_ << WithoutTrailingBlanks(fmt::format("{}  {}  {}  {}  {}  {}", Column("time (UTC)", kTimeWidth),
-                                              Column("client", kClientWidth), Column("host", kHostWidth),
-                                              Column("path", kPathWidth), Column("verdict", kStateWidth), "reason"))
-         << '\n';
+void TextReport::BeginRound() {
+    history_.BeginRound();
 }
 
 void TextReport::TellLeftOut() {
-    if (leftOut_ == 0) return;
-    out_ << fmt::format("  {} request{} that no rule decided {} left out\n", leftOut_, leftOut_ == 1 ? "" : "s",
-                        leftOut_ == 1 ? "is" : "are");
-    leftOut_ = 0;
+    rows_.NameColumnsAgain();
+    if (style_.quiet) return;
+    if (leftOut_ != 0)
+        out_ << fmt::format("  {} request{} that no rule decided {} left out\n", leftOut_, Plural(leftOut_),
+                            leftOut_ == 1 ? "is" : "are");
+    if (unchanged_ != 0)
+        out_ << fmt::format("  {} {} as in the round before and left out\n", unchanged_,
+                            unchanged_ == 1 ? "is" : "are");
+    leftOut_ = unchanged_ = 0;
+}
+
+void TextReport::Note(const std::string& line) {
+    if (style_.quiet)
+        notes_ += line;
+    else
+        out_ << line;
 }
 
 void TextReport::BeginCapture(const CaptureHeading& heading) {
-    TellLeftOut();
-    if (!isFirstCapture_) out_ << '\n';
+    history_.BeginCapture();
+    rows_.NameColumnsAgain();
+    rows_.NameDateAgain();
+    notes_.clear();
+    if (!isFirstCapture_) Note("\n");
     isFirstCapture_ = false;
-    out_ << Printable(heading.name) << '\n';
+    Note(Printable(heading.name) + "\n");
     for (const AddressReplacement& replacement : heading.replacements)
-        out_ << fmt::format("  address {} of the capture is replaced by {}\n", FormatIpAddress(replacement.from),
-                            FormatIpAddress(replacement.to));
-    areColumnsNamed_ = false;
+        Note(fmt::format("  address {} of the capture is replaced by {}\n", FormatIpAddress(replacement.from),
+                         FormatIpAddress(replacement.to)));
 }
 
-void TextReport::Line(std::uint64_t timeNanoseconds, const std::string& client, const RequestView& view,
-                      const std::string& verdict, const std::string& end) {
-    if (!areColumnsNamed_) NameColumns();
-    std::string line;
-    if (!client.empty())
-        line = fmt::format("{}  {:<{}}  ", Column(TimeOfDay(timeNanoseconds), kTimeWidth), client, kClientWidth);
-    line += fmt::format("{}  {}  {}  {}", Column(view.host, kHostWidth), Column(view.path, kPathWidth), verdict, end);
-    out_ << WithoutTrailingBlanks(line) << '\n';
+bool TextReport::Row(TextRow row, bool isWanted) {
+    const std::string what = fmt::format("{} {} {}", row.client, row.view.host, row.view.path);
+    const RowHistory::News news =
+        history_.Add(what, fmt::format("{} {} {} {}", what, row.state, row.reason, row.text), row.state);
+    const bool isSame = !news.isNew;
+    if (isSame) ++unchanged_;
+    // What was shown or left out before is shown when it changes.
+    if (isSame || (!isWanted && news.stateBefore.empty())) return false;
+    if (!news.stateBefore.empty() && news.stateBefore != row.state)
+        row.text += fmt::format("{}(was {})", row.text.empty() ? "" : "  ", news.stateBefore);
+    out_ << notes_;
+    notes_.clear();
+    rows_.Print(row);
+    return true;
 }
 
 void TextReport::Request(const JudgedRequest& request) {
     totals_.Count(request.judgement, request.coverage);
-    if (style_.brief && IsUndecided(request.judgement)) {
-        ++leftOut_;
-        return;
+    const Judgement& judgement = request.judgement;
+    TextRow row;
+    if (request.origin) {
+        row.timeNanoseconds = request.origin->timeNanoseconds;
+        row.client = FormatIpAddress(request.origin->client.address);
     }
-    const bool isBlocked = request.judgement.verdict.allow == TARN_BLOCK;
-    Colour colour = isBlocked ? Colour::kBad : Colour::kGood;
-    if (!request.judgement.isValid) colour = Colour::kNotice;
-    const std::string text = request.judgement.isValid ? RuleText(request.judgement.verdict) : std::string();
-    std::string end =
-        fmt::format("{:<{}}", Reason(request.judgement, request.coverage), text.empty() ? 0 : kReasonWidth);
-    if (!text.empty()) end += "  " + Printable(text);
-    if (const std::string user = RuleUser(request.judgement.verdict); request.judgement.isValid && !user.empty())
-        end += fmt::format("  (user {})", Printable(user));
-    const bool isCaptured = request.origin.has_value();
-    Line(isCaptured ? request.origin->timeNanoseconds : 0,
-         isCaptured ? FormatIpAddress(request.origin->client.address) : std::string(), request.view,
-         Coloured(Column(StateWord(request.judgement), kStateWidth), colour), end);
-    if (style_.verbose) Details(request);
+    row.view = request.view;
+    row.state = StateWord(judgement);
+    row.colour = IsBlocked(judgement) ? Colour::kBad : Colour::kGood;
+    if (!judgement.isValid) row.colour = Colour::kNotice;
+    row.reason = Reason(judgement, request.coverage);
+    if (judgement.isValid) {
+        row.text = Printable(RuleText(judgement.verdict));
+        if (const std::string user = RuleUser(judgement.verdict); !user.empty())
+            row.text += fmt::format("{}(user {})", row.text.empty() ? "" : "  ", Printable(user));
+    }
+    const bool isPlain = style_.brief && IsUndecided(judgement);
+    const bool isWanted = !isPlain && (!style_.quiet || IsBlocked(judgement));
+    const std::uint64_t unchanged = unchanged_;
+    if (Row(std::move(row), isWanted)) {
+        if (style_.verbose) Details(request);
+    } else if (isPlain && unchanged == unchanged_) {
+        ++leftOut_;
+    }
 }
 
 void TextReport::LocalGuess(const IpAddress& address) {
-    out_ << fmt::format("  {} counts as this machine, since it opened the first connection (else say --local)\n",
-                        FormatIpAddress(address));
+    Note(fmt::format("  {} counts as this machine, since it opened the first connection (else say --local)\n",
+                     FormatIpAddress(address)));
 }
 
 // Further frames of an attacked connection would say the same; the summary counts them.
 void TextReport::Attack(const PacketAttack& attack) {
     totals_.Count(attack);
-    if (!attack.isFirst && !style_.verbose) return;
+    if (!attack.isFirst && !style_.verbose) {
+        ++furtherFrames_;
+        return;
+    }
     const bool isBlocked = attack.verdict.action == TARN_PACKET_BLOCK;
     const std::uint32_t reason = attack.verdict.reason;
-    const std::string rule = AttackRule(attack.verdict);
-    std::string end = fmt::format("{:>2} {:<{}}", reason, AttackWords(reason), kReasonWidth - 3);
+    TextRow row;
+    row.kind = RowKind::kAttack;
+    row.timeNanoseconds = attack.timeNanoseconds;
+    row.client = FormatIpAddress(attack.remote.address);
+    row.view = {attack.local.port == 0 ? std::string("frame") : fmt::format("packet, local port {}", attack.local.port),
+                AttackRule(attack.verdict)};
+    row.state = isBlocked ? "BLOCKED" : "allowed";
+    row.colour = isBlocked ? Colour::kBad : Colour::kNotice;
+    row.reason = fmt::format("{:>2} {}", reason, AttackWords(reason));
     const std::string description = AttackDescription(attack.verdict);
-    end += "  " + (description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description));
-    if (attack.dropped) end += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
-    if (!attack.blockedAddress.empty()) end += "  (blocked from now on: " + Printable(attack.blockedAddress) + ")";
-    const std::string place =
-        attack.local.port == 0 ? std::string("frame") : fmt::format("packet, local port {}", attack.local.port);
-    Line(attack.timeNanoseconds, FormatIpAddress(attack.remote.address), {place, rule},
-         Coloured(Column(isBlocked ? "BLOCKED" : "allowed", kStateWidth), isBlocked ? Colour::kBad : Colour::kNotice),
-         end);
-    if (style_.verbose)
+    row.text = description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description);
+    if (attack.dropped) row.text += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
+    if (!attack.blockedAddress.empty()) row.text += "  (blocked from now on: " + Printable(attack.blockedAddress) + ")";
+    if (Row(std::move(row), true) && style_.verbose)
         out_ << fmt::format("    frame {}, {} port {}, {}\n", attack.frame, attack.inbound ? "from" : "to",
                             attack.remote.port, Printable(AttackDetails(attack.verdict)));
 }
 
 void TextReport::File(const ShareFile& file) {
     totals_.Count(file);
-    Line(file.timeNanoseconds, FormatIpAddress(AddressOf(file.event.destinationAddress)),
-         {FileShare(file.event), FileName(file.event)},
-         Coloured(Column(FileWord(file.event), kStateWidth), Colour::kNotice), "   file on a share");
-    if (style_.verbose)
+    TextRow row;
+    row.kind = RowKind::kFile;
+    row.timeNanoseconds = file.timeNanoseconds;
+    row.client = FormatIpAddress(AddressOf(file.event.destinationAddress));
+    row.view = {FileShare(file.event), FileName(file.event)};
+    row.state = FileWord(file.event);
+    row.colour = Colour::kNotice;
+    if (Row(std::move(row), !style_.quiet) && style_.verbose)
         out_ << fmt::format("    frame {}, by the server {}\n", file.frame,
                             FormatIpAddress(AddressOf(file.event.sourceAddress)));
 }
@@ -163,6 +172,7 @@ void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
                         totals_.allowed, totals_.blocked);
     if (totals_.withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", totals_.withoutVerdict);
     out_ << '\n';
+    PolicySummary();
     for (const auto& [reason, count] : totals_.byReason)
         out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, ReasonWords(reason));
     if (replay) FrameSummary();
@@ -172,6 +182,22 @@ void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
         out_ << fmt::format("{} input{} could not be read, or not to the end\n", end.failedInputs,
                             end.failedInputs == 1 ? "" : "s");
     if (end.isStopped) out_ << "stopped before the end: the numbers are those of what was judged\n";
+}
+
+void TextReport::PolicySummary() {
+    const std::vector<PolicyTotals> policies = CountedByPolicy();
+    if (policies.size() == 1) return;
+    for (std::size_t i = 0; i < policies.size(); ++i) {
+        const PolicyTotals& policy = policies[i];
+        out_ << fmt::format("{:>7}  under {}: {} allowed, {} blocked", policy.requests,
+                            i == 0 ? std::string("the first policy") : fmt::format("that of change {}", i),
+                            policy.allowed, policy.blocked);
+        if (policy.withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", policy.withoutVerdict);
+        if (policy.attackFrames != 0)
+            out_ << fmt::format(", {} frame{} with an attack", policy.attackFrames, Plural(policy.attackFrames));
+        out_ << '\n';
+    }
+    out_ << "of all of them:\n";
 }
 
 void TextReport::NotWholeSummary(const std::optional<ReplayTotals>& replay) {
@@ -212,6 +238,9 @@ void TextReport::FrameSummary() {
                         totals_.attackFrames == 1 ? "" : "s", totals_.attackFramesBlocked);
     for (const auto& [reason, count] : totals_.attacksByReason)
         out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, AttackWords(reason));
+    if (furtherFrames_ != 0)
+        out_ << fmt::format("{:>7}  of them not listed: one line per connection and attack, --verbose lists all\n",
+                            furtherFrames_);
     out_ << fmt::format("{} file{} written on shares\n", totals_.files, totals_.files == 1 ? "" : "s");
     for (const auto& [word, count] : totals_.filesByAction) out_ << fmt::format("{:>7}  {}\n", count, word);
 }

@@ -6,14 +6,19 @@
 #include <string>
 #include <string_view>
 
+#include "host/row_history.h"
+#include "host/text_rows.h"
 #include "host/verdict_report.h"
 
 namespace tarn::host {
 
 class TextReport : public VerdictReport {
  public:
-    TextReport(std::ostream& out, const ReportStyle& style) : out_(out), style_(style) {}
+    TextReport(std::ostream& out, const ReportStyle& style)
+        : out_(out), style_(style), rows_(out, style.colour, style.columns) {}
+    void BeginRound() override;
     void BeginCapture(const CaptureHeading& heading) override;
+    void TellLeftOut() override;
     void Request(const JudgedRequest& request) override;
     void LocalGuess(const IpAddress& address) override;
     void Attack(const PacketAttack& attack) override;
@@ -21,24 +26,24 @@ class TextReport : public VerdictReport {
     void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) override;
 
  private:
-    enum class Colour { kGood, kBad, kNotice };
-
-    [[nodiscard]] std::string Coloured(std::string_view text, Colour colour) const;
-    // One line in the columns that requests, attacks and files share; end: what stands behind the verdict.
-    void Line(std::uint64_t timeNanoseconds, const std::string& client, const RequestView& view,
-              const std::string& verdict, const std::string& end);
-    void NameColumns();
-    void TellLeftOut();
+    // False when it is left out: it is as in the round before, or not wanted and no news either.
+    bool Row(TextRow row, bool isWanted);
+    void Note(const std::string& line);  // of a capture; a quiet report says it when something of it is shown
     void Details(const JudgedRequest& request);
     void FrameSummary();
+    void PolicySummary();
     void NotWholeSummary(const std::optional<ReplayTotals>& replay);
     void ReadSummary(const ReplayTotals& replay);
 
     std::ostream& out_;
     ReportStyle style_;
-    std::uint64_t leftOut_ = 0;  // of the capture
+    TextRows rows_;
+    RowHistory history_;
+    std::string notes_;          // that wait for a row
+    std::uint64_t leftOut_ = 0;  // requests that no rule decided, and the rows that are as before, since it was told
+    std::uint64_t unchanged_ = 0;
+    std::uint64_t furtherFrames_ = 0;  // of attacks, that have no row of their own
     bool isFirstCapture_ = true;
-    bool areColumnsNamed_ = true;
 };
 
 }  // namespace tarn::host

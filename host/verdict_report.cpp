@@ -11,6 +11,10 @@ bool IsUndecided(const Judgement& judgement) {
            judgement.verdict.reason == TARN_REASON_DEFAULT;
 }
 
+bool IsBlocked(const Judgement& judgement) {
+    return judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
+}
+
 void Totals::Count(const Judgement& judgement, const Coverage& coverage) {
     ++requests;
     if (!coverage.IsWhole()) ++notWhole[{coverage.extent, coverage.why}];
@@ -44,8 +48,21 @@ void Totals::Count(const ShareFile& file) {
     ++filesByAction[FileWord(file.event)];
 }
 
+std::vector<PolicyTotals> VerdictReport::CountedByPolicy() const {
+    std::vector<PolicyTotals> counted;
+    Totals before;
+    const auto add = [&](const Totals& all) {
+        counted.push_back({all.requests - before.requests, all.allowed - before.allowed, all.blocked - before.blocked,
+                           all.withoutVerdict - before.withoutVerdict, all.attackFrames - before.attackFrames});
+        before = all;
+    };
+    for (const Totals& totals : policyBegins_) add(totals);
+    add(totals_);
+    return counted;
+}
+
 std::unique_ptr<VerdictReport> MakeReport(std::ostream& out, const ReportStyle& style) {
-    if (style.json) return std::make_unique<JsonReport>(out, style.brief);
+    if (style.json) return std::make_unique<JsonReport>(out, style);
     return std::make_unique<TextReport>(out, style);
 }
 

@@ -102,6 +102,7 @@ struct RunEnd {
 
 // Allowed because no rule decided.
 [[nodiscard]] bool IsUndecided(const Judgement& judgement);
+[[nodiscard]] bool IsBlocked(const Judgement& judgement);
 
 struct Totals {
     std::uint64_t requests = 0;
@@ -125,10 +126,23 @@ struct Totals {
     void Count(const ShareFile& file);
 };
 
+// What was judged under one state of the policy.
+struct PolicyTotals {
+    std::uint64_t requests = 0;
+    std::uint64_t allowed = 0;
+    std::uint64_t blocked = 0;
+    std::uint64_t withoutVerdict = 0;
+    std::uint64_t attackFrames = 0;
+};
+
 class VerdictReport {
  public:
     virtual ~VerdictReport() = default;
+    // The same captures follow as in the round before, so only what differs from it is of interest.
+    virtual void BeginRound() {}
     virtual void BeginCapture(const CaptureHeading& heading) = 0;
+    // What was left out since it was last told: at the end of a capture and before text of somebody else.
+    virtual void TellLeftOut() {}
     virtual void Request(const JudgedRequest& request) = 0;
     // The address that counts as this machine's because it opened the capture's first connection.
     virtual void LocalGuess(const IpAddress& address) = 0;
@@ -138,16 +152,26 @@ class VerdictReport {
     virtual void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) = 0;
 
     [[nodiscard]] const Totals& Counted() const { return totals_; }
+    // What follows is judged under another policy.
+    void BeginPolicy() { policyBegins_.push_back(totals_); }
 
  protected:
+    // One for each policy, the first included.
+    [[nodiscard]] std::vector<PolicyTotals> CountedByPolicy() const;
+
     Totals totals_;
+
+ private:
+    std::vector<Totals> policyBegins_;  // of each but the first: the totals of all before it
 };
 
 struct ReportStyle {
     bool json = false;
     bool colour = false;
     bool verbose = false;
-    bool brief = false;  // leave out what no rule decided
+    bool brief = false;       // leave out what no rule decided
+    bool quiet = false;       // leave out all but what was blocked or found, and the totals
+    std::size_t columns = 0;  // of the terminal; 0 = a line may have any length
 };
 std::unique_ptr<VerdictReport> MakeReport(std::ostream& out, const ReportStyle& style);
 

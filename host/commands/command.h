@@ -27,12 +27,15 @@ struct Session {
     Environment& environment;
     std::ostream& out;
     std::ostream& errors;
-    LibraryOptions library;
-    std::vector<std::string> replacements;  // "ADDRESS=ADDRESS"
-    std::string at;                         // --at; library.clock has what it says
+    LibraryOptions library{};
+    std::vector<std::string> replacements{};  // "ADDRESS=ADDRESS"
+    std::string at{};                         // --at; library.clock has what it says
     bool json = false;
     bool brief = false;
+    bool quiet = false;
     bool exitVerdict = false;
+    std::string colour = "auto";  // --color
+    std::size_t columns = 0;      // of a line of text; 0 = as long as it is
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
@@ -57,7 +60,8 @@ struct Command {
     const char* name;
     const char* description;
     AddCommand add;
-    std::string_view without;  // the shared options that would do nothing, with blanks between them
+    std::string_view without;    // the shared options that would do nothing, with blanks between them
+    const char* examples;        // lines of the help
 };
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);

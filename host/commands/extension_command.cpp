@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
 constexpr std::size_t kStateWidth = 10;   // "no verdict"
-constexpr std::size_t kReasonWidth = 31;  // as in the lines of replay
+constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
 
 // The connection that a URL asks for.
 bool KindOfUrl(std::string_view url, std::uint8_t& kind, std::string& mistake) {

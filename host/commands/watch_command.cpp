@@ -38,9 +38,12 @@ class Watching {
           report_(session.Report()),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
         replay_.BeforeFrame([this](std::uint64_t) { return session_.out.good(); });
+        follower_.BeforeText([this] { report_->TellLeftOut(); });
     }
 
-    void FeedAll(const std::vector<NamedInput>& inputs) {
+    // isRepeated: the same inputs come again after each change.
+    void FeedAll(const std::vector<NamedInput>& inputs, bool isRepeated) {
+        if (isRepeated) report_->BeginRound();
         for (const NamedInput& input : inputs) {
             if (isStopped_ || !session_.out) break;
             if (!input.mistake.empty())
@@ -67,7 +70,9 @@ class Watching {
     // True when the library was told about a change.
     bool Handle(Signal signal) {
         if (signal == Signal::kStop) isStopped_ = true;
-        return signal == Signal::kChanged && follower_.Follow(library_);
+        const bool isTold = signal == Signal::kChanged && follower_.Follow(library_);
+        if (isTold) report_->BeginPolicy();
+        return isTold;
     }
 
     void Complain(const std::string& mistake) {
@@ -141,10 +146,11 @@ int Watch(const WatchOptions& options, const Session& session) {
         session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(PolicyPath(folder)));
 
     Watching watching(session, *library, follower, *signals, std::move(*parsed));
-    watching.FeedAll(inputs);
     // A stream cannot be judged again; files are, after each change.
-    if (!options.once && !readsInput)
-        while (watching.WaitForChange()) watching.FeedAll(inputs);
+    const bool isRepeated = !options.once && !readsInput;
+    watching.FeedAll(inputs, isRepeated);
+    if (isRepeated)
+        while (watching.WaitForChange()) watching.FeedAll(inputs, true);
     return watching.End();
 }
 
@@ -156,7 +162,8 @@ RunCommand AddWatchCommand(CLI::App& command, Session& session) {
     command.add_flag("--once", options->once, "End after the captures instead of waiting for changes");
     command.footer(
         "When the policy beside the modules changes, no more is judged until the library has been told what changed. "
-        "A policy with mistakes is told about and not used. Files are judged again after each change. Ctrl+C ends it, "
+        "A policy with mistakes is told about and not used. Files are judged again after each change, and "
+        "what is judged as before is only counted. Ctrl+C ends it, "
         "and so does the end of standard input, such as of a capture that is running. Schedules go by the machine's "
         "clock.");
     return [options, &session] { return Watch(*options, session); };

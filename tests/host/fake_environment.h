@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <functional>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -115,6 +116,11 @@ class FakeEnvironment : public Environment {
     [[nodiscard]] std::string OwnFolder() const override { return ownFolder; }
     [[nodiscard]] bool IsOutputTerminal() const override { return isTerminal; }
     [[nodiscard]] bool IsErrorTerminal() const override { return false; }
+    [[nodiscard]] std::size_t TerminalColumns() const override { return columns; }
+    [[nodiscard]] std::string Variable(const char* name) const override {
+        const auto found = variables.find(name);
+        return found == variables.end() ? std::string() : found->second;
+    }
     [[nodiscard]] std::istream& Input() override { return input; }
     [[nodiscard]] bool IsInterrupted() const override { return library.scanned.size() >= interruptedAfter; }
     [[nodiscard]] std::optional<std::string> AsciiHost(const std::string& utf8) const override {
@@ -129,6 +135,8 @@ class FakeEnvironment : public Environment {
     std::string whyNot;
     std::string ownFolder = "nowhere/";
     bool isTerminal = false;
+    std::size_t columns = 0;  // of the terminal
+    std::map<std::string, std::string> variables;
     std::istringstream input;
     std::size_t interruptedAfter = static_cast<std::size_t>(-1);  // URL scans; then Ctrl+C is pressed
 };

@@ -124,7 +124,7 @@ TEST(FrameScan, AnAttackedConnectionIsToldOnceInTextAndPerFrameInJson) {
     const std::size_t first = text.out.find("packet, local port 58822");
     ASSERT_NE(first, std::string::npos);
     EXPECT_EQ(text.out.find("packet, local port", first + 1), std::string::npos);
-    EXPECT_THAT(text.out, AllOf(HasSubstr("27 attack on SQL Server          Found\n"),
+    EXPECT_THAT(text.out, AllOf(HasSubstr("27 attack on SQL Server                  Found\n"),
                                 HasSubstr("3 frames with an attack: 3 blocked")));
     FakeEnvironment again;
     again.library.onPacket = AttackIn({1, 3, kFirstAnswer});
