@@ -18,6 +18,9 @@ namespace tarn::host {
 
 namespace {
 
+constexpr const char* kAllShared =
+    "--json --brief --quiet --color --columns --map --install-folder --mode --keep-state --at --exit-verdict --verbose";
+
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand, "--map",
      "  tarnhost url http://shop.example/basket https://bank.example/\n"
@@ -39,6 +42,11 @@ constexpr Command kCommands[] = {
      "--map --brief --quiet --color --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost policy\n"
      "  tarnhost policy --accounts any new-policy.toml\n"},
+    {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
+     "  tarnhost completion bash > tarnhost.bash\n"
+     "  tarnhost completion powershell > tarnhost.ps1\n",
+     true},
+    {"man", "Print the manual page", AddManCommand, kAllShared, "  tarnhost man > tarnhost.1\n", true},
 };
 
 std::string FooterOf(const CLI::App& app, const Command& command) {
@@ -104,6 +112,12 @@ void AddSharedOptions(CLI::App& app, Session& session) {
 }
 
 }  // namespace
+
+std::string_view OptionsWithoutUse(std::string_view command) {
+    for (const Command& one : kCommands)
+        if (one.name == command) return one.without;
+    return {};
+}
 
 std::unique_ptr<VerdictReport> Session::Report() const {
     const bool isColoured = colour == "always" || (colour == "auto" && environment.IsOutputTerminal() &&
@@ -214,7 +228,7 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
         }
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }
-    fitted.SetColumns(session.json ? 0 : session.columns);  // an object is one line
+    fitted.SetColumns(session.json || chosen->isForPrograms ? 0 : session.columns);  // an object is one line
     if (const std::string idle = FindIdleOption(app, *chosen); !idle.empty())
         return session.Fail(fmt::format("{} does nothing for {}; leave it out", idle, chosen->name), kExitUsage);
     if (!session.at.empty() && session.at != "now") {

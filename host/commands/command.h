@@ -62,7 +62,10 @@ struct Command {
     AddCommand add;
     std::string_view without;    // the shared options that would do nothing, with blanks between them
     const char* examples;        // lines of the help
+    bool isForPrograms = false;  // its text is not fitted to a terminal
 };
+// Of the command of that name.
+std::string_view OptionsWithoutUse(std::string_view command);
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);
 RunCommand AddReplayCommand(CLI::App& command, Session& session);
@@ -70,6 +73,8 @@ RunCommand AddExtensionCommand(CLI::App& command, Session& session);
 RunCommand AddLogonCommand(CLI::App& command, Session& session);
 RunCommand AddWatchCommand(CLI::App& command, Session& session);
 RunCommand AddPolicyCommand(CLI::App& command, Session& session);
+RunCommand AddCompletionCommand(CLI::App& command, Session& session);
+RunCommand AddManCommand(CLI::App& command, Session& session);
 
 }  // namespace tarn::host
 
