@@ -14,6 +14,13 @@ Show() {
     grep -q "$pattern" "$log" || Fail "The demo failed: tarnhost $1 ended without what it should show."
 }
 
+# What makes replay write for the terminal that this runs on, since its output goes through a pipe.
+look=()
+if [[ -t 1 ]] && size=$(stty size </dev/tty 2>/dev/null) && ((${size#* } > 40)); then
+    look=(--columns "$((${size#* } - 1))")
+    [[ -n ${NO_COLOR:-} ]] || look+=(--color always)
+fi
+
 # InstallFolder NAME: an install folder of its own with the built modules; the caller writes the policy.
 InstallFolder() {
     rm -rf "build/demo/$1"
@@ -25,8 +32,8 @@ ShowTraffic() {
     Heading "Real traffic through tarn.dll, with the reference companions and the default policy, under Wine"
     cat <<'TEXT'
 tarnhost replays the bundled captures as a network filter would see them: requests, TLS hellos, DNS answers and FTP
-commands go through the URL scan, and every frame through the packet scan and the SMB monitor. Each line below is one
-verdict of the library, with its reason, or one file on a share. Requests that no rule decided are let pass and only
+commands go through the URL scan, and every frame through the packet scan and the SMB monitor. Below stands each
+verdict of the library, with its reason, and each file on a share. Requests that no rule decided are let pass and only
 counted. The web servers of the captures stand in a private network, which a scan lets pass early, so one of them is
 mapped to a public address; tarnhost says where.
 The policy that decides is the companions' policy file in build/windows/bin: edit it and run this again.
@@ -34,14 +41,15 @@ The policy that decides is the companions' policy file in build/windows/bin: edi
 TEXT
     local files=("${captures[@]/#/tests/captures/}")
     Show '^[0-9]* requests: [0-9]* allowed, [0-9]* blocked' \
-        replay --brief --map 10.20.30.10=192.0.2.10 "${files[@]/%/.pcap}"
+        replay "${look[@]}" --brief --map 10.20.30.10=192.0.2.10 "${files[@]/%/.pcap}"
 }
 
 ShowAfterHours() {
     Heading "The same policy with two more lines: a schedule of parental control, and no time in it"
     InstallFolder after-hours
     cat "$bin/tarn-policy.toml" tools/demo/after_hours.toml >build/demo/after-hours/tarn-policy.toml
-    Show '^[0-9]* requests: ' replay --install-folder build/demo/after-hours tests/captures/ftp_pipelined_control.pcap
+    Show '^[0-9]* requests: ' \
+        replay "${look[@]}" --install-folder build/demo/after-hours tests/captures/ftp_pipelined_control.pcap
 }
 
 ShowExtension() {

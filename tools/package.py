@@ -24,6 +24,21 @@ def say(text):
     print(text, flush=True)
 
 
+def write_shell_files(folder):
+    """The manual page and the completions, as tarnhost itself writes them."""
+    share = folder / 'share'
+    for name, arguments in (('man/man1/tarnhost.1', ['man']),
+                            ('completions/tarnhost.bash', ['completion', 'bash']),
+                            ('completions/_tarnhost', ['completion', 'zsh']),
+                            ('completions/tarnhost.ps1', ['completion', 'powershell'])):
+        ran = subprocess.run([ROOT / 'cmake' / 'wine-run', folder / 'bin' / 'tarnhost.exe', *arguments],
+                             stdout=subprocess.PIPE, check=False)
+        if ran.returncode != 0 or b'tarnhost' not in ran.stdout:
+            raise RuntimeError(f"tarnhost {' '.join(arguments)} wrote nothing (exit code {ran.returncode})")
+        (share / name).parent.mkdir(parents=True, exist_ok=True)
+        (share / name).write_bytes(ran.stdout)
+
+
 def stage(folder, version):
     """The files of the archive but its lists of itself; symbols go beside."""
     log = subprocess.run(['cmake', '--install', ROOT / 'build' / 'windows', '--component', 'tarn', '--prefix', folder],
@@ -32,6 +47,7 @@ def stage(folder, version):
         raise RuntimeError(log.stdout + log.stderr)
     binaries.split_symbols(folder / 'bin', folder.with_name(f'{folder.name}-symbols'))
     binaries.write_import_library(folder / 'lib' / 'tarn.def', 'tarn.dll', folder / 'lib' / 'tarn.lib')
+    write_shell_files(folder)
     for path in FILES.iterdir():
         text = path.read_text(encoding='utf-8').replace('@VERSION@', version)
         newline = '\r\n' if path.suffix == '.cmd' else '\n'

@@ -18,7 +18,8 @@ PROGRAMS = ('tarn.dll', 'tarnhost.exe', *COMPANIONS)
 EXPECTED = (*(f'bin/{name}' for name in PROGRAMS), 'bin/tarn-policy.toml', 'include/tarn/tarn.h', 'lib/libtarn.dll.a',
             'lib/tarn.lib', 'lib/tarn.def', 'lib/cmake/tarn/tarn-config.cmake',
             'lib/cmake/tarn/tarn-config-version.cmake', 'examples/CMakeLists.txt', 'LICENSE', 'THIRD-PARTY-NOTICES.txt', 'CHANGELOG.md', 'README.md', 'install.cmd',
-            'sbom.spdx.json', 'SHA256SUMS')
+            'sbom.spdx.json', 'SHA256SUMS', 'share/man/man1/tarnhost.1', 'share/completions/tarnhost.bash',
+            'share/completions/_tarnhost', 'share/completions/tarnhost.ps1')
 
 
 def sections(program):
