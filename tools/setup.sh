@@ -26,6 +26,8 @@ TABLE
     check) cat <<'TABLE'
 clang-format                         clang-format
 clang-tidy                           clang-tidy
+zsh                                  zsh
+groff                                groff-base
 TABLE
         ;;
     package) cat <<'TABLE'
