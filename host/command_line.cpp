@@ -193,7 +193,8 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
     app.require_subcommand(1);
     app.footer(kExitCodes + std::string("\n\ntarnhost COMMAND --help has examples."));
     app.fallthrough();
-    Session session{environment, out, errors, {}, {}, {}};
+    Session session{environment, out, errors, {}, {}, {}, false, false, false, false, {}, 0};
+    session.colour = "auto";
     session.columns = ColumnsOfTerminal(environment);
     AddSharedOptions(app, session);
     RunCommand run;
