@@ -1,5 +1,6 @@
 #include "host/fitted_output.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace tarn::host {
@@ -12,6 +13,7 @@ constexpr char kEscape = '\x1b';
 struct Cell {
     std::string_view bytes;
     bool isBlank;
+    std::size_t width;
 };
 
 std::size_t EscapeLength(std::string_view text) {
@@ -23,13 +25,16 @@ std::vector<Cell> CellsOf(std::string_view text) {
     std::vector<Cell> cells;
     while (!text.empty()) {
         std::size_t length = 0;
+        std::size_t width = 1;
         while (length < text.size() && text[length] == kEscape) length += EscapeLength(text.substr(length));
+        width += length;
         const bool isBlank = length < text.size() && text[length] == ' ';
         if (length < text.size()) ++length;
         while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) ++length;
+        const std::size_t end = length;
         // What ends a colour belongs to the character that it ends behind.
         while (length < text.size() && text[length] == kEscape) length += EscapeLength(text.substr(length));
-        cells.push_back({text.substr(0, length), isBlank});
+        cells.push_back({text.substr(0, length), isBlank, width + length - end});
         text.remove_prefix(length);
     }
     return cells;
@@ -47,29 +52,32 @@ std::size_t IndentOf(const std::vector<Cell>& cells, std::size_t columns) {
 
 std::string FitLine(std::string_view line, std::size_t columns) {
     const std::vector<Cell> cells = CellsOf(line);
-    if (columns == 0 || cells.size() <= columns) return std::string(line);
+    // Where the cells end that have room from begin on.
+    const auto endOfRoom = [&](std::size_t begin, std::size_t room) {
+        std::size_t end = begin;
+        for (; end < cells.size() && cells[end].width <= room; ++end) room -= cells[end].width;
+        return end;
+    };
+    std::size_t fit = endOfRoom(0, columns);
+    if (columns == 0 || fit == cells.size()) return std::string(line);
     const std::size_t indent = IndentOf(cells, columns);
     std::string fitted;
     std::size_t begin = 0;
-    std::size_t room = columns;
-    const auto add = [&](std::size_t end) {
-        for (; begin < end; ++begin) fitted += cells[begin].bytes;
-    };
-    while (cells.size() - begin > room) {
+    for (; fit != cells.size(); fit = endOfRoom(begin, columns - indent)) {
+        if (fit == begin) ++fit;
         // The last blank that leaves something on the line; a word that is longer than the line is cut.
         const std::size_t least = begin == 0 ? indent : begin;
-        std::size_t end = begin + room;
+        std::size_t end = std::min(fit, cells.size() - 1);
         while (end > least && !cells[end].isBlank) --end;
-        if (end == least) end = begin + room;
-        add(end);
+        if (end <= least) end = fit;
+        for (; begin < end; ++begin) fitted += cells[begin].bytes;
         for (; begin < cells.size() && cells[begin].isBlank; ++begin)
             for (const char c : cells[begin].bytes)
                 if (c != ' ') fitted += c;  // a colour may end here
         if (begin == cells.size()) return fitted;
         fitted += '\n' + std::string(indent, ' ');
-        room = columns - indent;
     }
-    add(cells.size());
+    for (; begin < cells.size(); ++begin) fitted += cells[begin].bytes;
     return fitted;
 }
 

@@ -126,7 +126,7 @@ void TextRows::PrintOnTwoLines(const TextRow& row) {
         line = TimeOfDay(row.timeNanoseconds, kShortTimeWidth) + "  ";
         indent = std::string(kShortTimeWidth + 2, ' ') + Column(row.client, clientWidth_) + "  ";
     }
-    const std::size_t used = line.size() + kStateWidth + 2;
+    const std::size_t used = line.size() + State(row).size() + 2;  // the colour counts, too: see fitted_output.h
     const std::size_t left = columns_ > used + kLeastWidth ? columns_ - used : kLeastWidth;
     PrintLine(line + State(row) + "  " + Printable(Joined(row), left));
     PrintLine(indent + row.reason + (row.text.empty() ? "" : ": " + row.text));

@@ -115,6 +115,8 @@ TEST_F(Terminal, EveryLineFitsItsWidth) {
             EXPECT_GT(LinesOf(out).size(), 20u);
             EXPECT_LT(WidestLine(out), columns) << capture;
             EXPECT_THAT(out, HasSubstr("\x1b[31mBLOCKED   \x1b[0m"));
+            for (const std::string& line : LinesOf(out))
+                EXPECT_LT(line.size(), columns) << "with its colours: " << line;
         }
         EXPECT_LT(WidestLine(Out({"url", "http://" + std::string(100, 'a') + ".example/x"})), columns);
         EXPECT_LT(WidestLine(Out({"watch", "--help"})), columns);
