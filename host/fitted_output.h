@@ -1,6 +1,6 @@
 // Output that fits the width of a terminal: a longer line is broken at a blank and goes on below its last column.
-// What is written passes line by line to the stream below, which must outlive it. Escape sequences are never broken; they
-// count as characters, since Wine's console gives them room.
+// What is written passes line by line to the stream below, which must outlive it. Escape sequences are never broken;
+// they count as characters, since Wine's console gives them room.
 #ifndef TARN_HOST_FITTED_OUTPUT_H
 #define TARN_HOST_FITTED_OUTPUT_H
 
