@@ -20,7 +20,7 @@ constexpr std::uint32_t kOtherBuild = ERROR_REVISION_MISMATCH;
 
 // What a module must agree in with another one to look at its Policy.
 std::string Build() {
-    return fmt::format("{}/{}/{}", TARN_VERSION, __VERSION__, sizeof(Policy));
+    return fmt::format("{}/{}/{}/{}", TARN_VERSION, __VERSION__, TARN_POLICY_LAYOUT, sizeof(Policy));
 }
 
 std::uint64_t Number(std::uint32_t high, std::uint32_t low) {
@@ -77,7 +77,8 @@ class FileBesideModule : public PolicyFile {
         DWORD domainLength = static_cast<DWORD>(domain.size());
         SID_NAME_USE use{};
         return LookupAccountNameW(nullptr, machine::Wide(Utf16(name).c_str()), sid.data(), &size,
-                                  machine::Wide(domain.data()), &domainLength, &use) != 0;
+                                  machine::Wide(domain.data()), &domainLength, &use) != 0 &&
+               use == SidTypeUser;
     }
 
     std::uint64_t Now() override {

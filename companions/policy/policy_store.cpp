@@ -7,7 +7,7 @@ namespace tarn::policy {
 // Reads a file that is not the one that was seen, once it is at rest. A time in the future says nothing about rest.
 PolicyStore::Look PolicyStore::ReadAtRest(PolicyFile& file, std::string& text, FileState& state,
                                           std::uint32_t& error) const {
-    std::uint64_t waited = 0;
+    std::uint64_t waited = file.Now() < busyUntil_ ? kMaxWait : 0;  // in vain, a moment ago
     while (true) {
         if (!file.Look(state, error)) return Look::kFailed;
         if (seen_ == state && (accountsAgain_ == 0 || file.Now() < accountsAgain_)) return Look::kSame;
@@ -83,6 +83,7 @@ std::shared_ptr<const Policy> PolicyStore::Get(PolicyFile& file, std::uint32_t& 
             break;
         case Look::kBusy:
             failure = kSharingViolation;
+            busyUntil_ = file.Now() + kMaxWait;
             SayOnce(file, failure, fmt::format("{} is being written all the time: {}\n", kPolicyFile, WhatCounts()));
             break;
         case Look::kFailed:

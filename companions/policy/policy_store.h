@@ -59,6 +59,7 @@ class PolicyStore {
     std::optional<FileState> seen_;    // the state that was read last
     std::uint32_t seenError_ = 0;      // what is answered for it while nothing is used
     std::uint64_t accountsAgain_ = 0;  // when to read it again; 0 = never
+    std::uint64_t busyUntil_ = 0;      // until then nobody waits again for a file that never was at rest
     std::uint32_t saidReason_ = 0;     // of the last message about a file that could not be read
 };
 

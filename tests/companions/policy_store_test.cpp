@@ -157,6 +157,19 @@ TEST_F(Store, AFileThatNeverRestsLeavesWhatWasReadBefore) {
     EXPECT_THAT(file_.said, ElementsAre(HasSubstr("is being written all the time: what was read before stays")));
 }
 
+TEST_F(Store, ManyQuestionsAboutAFileThatNeverRestsWaitOnce) {
+    ASSERT_TRUE(HasPhishingOn());
+    file_.waited = 0;
+    file_.Save(kPhishingOff);
+    file_.isOpenForWriting = true;
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(HasPhishingOn());
+    EXPECT_EQ(file_.waited, PolicyStore::kMaxWait);
+    file_.Rest();
+    file_.isOpenForWriting = false;
+    EXPECT_FALSE(HasPhishingOn()) << "at rest at last";
+    EXPECT_EQ(file_.waited, PolicyStore::kMaxWait);
+}
+
 TEST_F(Store, WithNothingFromBeforeAFileThatNeverRestsIsReadAsItStands) {
     for (int i = 0; i < 100; ++i) file_.DuringWait([&] { file_.Save(kPhishingOn); });
     EXPECT_TRUE(HasPhishingOn());
