@@ -27,7 +27,9 @@ struct StateFolder {
 };
 
 bool FindStateFolder(StateFolder& folder) {
-    if (Variable(L"TARN_STATE_FOLDER", folder.path)) return true;
+    // One that is set and too long must not lead to the machine's own.
+    constexpr const wchar_t* kFolderVariable = L"TARN_STATE_FOLDER";
+    if (GetEnvironmentVariableW(kFolderVariable, nullptr, 0) > 1) return Variable(kFolderVariable, folder.path);
     base::PathBuffer data;
     if (!Variable(L"ProgramData", data)) return false;
     folder.isShared = true;
