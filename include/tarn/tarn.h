@@ -54,7 +54,7 @@ TARN_API uint8_t TARN_CALL WSInit(uint8_t mode, uint32_t* error);
 TARN_API uint8_t TARN_CALL WSDeinit(uint32_t* error);
 
 /* For a machine that shuts down: saves the category cache (a to d go to the categorisation module as they are; the
- * reference module reads none) and the session records. Modules and settings stay loaded, and scans may go on. The DNS
+ * reference module reads none) and the session records. Modules and settings stay loaded, and scans may follow. The DNS
  * answers are saved by WSDeinit alone. Does nothing when the categorisation module is not loaded. */
 TARN_API void TARN_CALL WSShutDown(uint64_t a, uint64_t b, uint64_t c, uint64_t d);
 

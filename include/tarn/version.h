@@ -1,5 +1,6 @@
 /* The version of tarn that these headers belong to. Usable from C11, C++20 and resource scripts.
- * A change of the first number means that hosts and companion modules have to be compiled anew. */
+ * Hosts and companion modules have to be compiled anew when the first number changes and, while it is 0, when the second
+ * one does. */
 #ifndef TARN_VERSION_H
 #define TARN_VERSION_H
 
