@@ -1,6 +1,6 @@
 /* The version of tarn that these headers belong to. Usable from C11, C++20 and resource scripts.
- * Hosts and companion modules have to be compiled anew when the first number changes and, while it is 0, when the second
- * one does. */
+ * Hosts and companion modules have to be compiled anew when the first number changes and, while it is 0, when the
+ * second one does. */
 #ifndef TARN_VERSION_H
 #define TARN_VERSION_H
 
