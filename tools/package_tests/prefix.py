@@ -1,4 +1,5 @@
 """A Windows of a test's own: a copy of the project's Wine prefix, which ends with the test."""
+import contextlib
 import os
 import shutil
 import subprocess
@@ -46,9 +47,24 @@ class Prefix:
             output.seek(0)
             return status, output.read().decode(errors='replace').replace('\r\n', '\n')
 
+    @contextlib.contextmanager
+    def running(self, *command):
+        """A program that ends with its standard input, which is that of the block."""
+        with subprocess.Popen([WINE_RUN, *map(str, command)], env=self.environment, stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as program:
+            try:
+                yield program
+            finally:
+                program.stdin.close()
+
     def path(self, windows):
         """Where C:\\… of this prefix is."""
         return self.folder / 'drive_c' / windows.removeprefix('C:\\').replace('\\', '/')
+
+    def register(self, folder):
+        status, said = self.run('reg', 'add', APP_PATH, '/v', 'Path', '/t', 'REG_SZ', '/d', folder + '\\', '/f')
+        if status != 0 or self.registered_folder() != folder + '\\':
+            raise RuntimeError(f'{folder} is not registered: {said}')
 
     def registered_folder(self):
         """What the library would find, or None."""

@@ -132,14 +132,14 @@ class ByInstaller(Installation):
 class ByScript(Installation):
     def script(self, *arguments, place=None, expected=0):
         # Of a line with more than two quotation marks the command processor drops the outer ones, unless it is a call.
-        call = ['call'] if any(' ' in argument for argument in arguments) else []
         place = place or windows_path(made.unpacked() / 'install.cmd')
+        call = ['call'] if '&' in place or any(' ' in argument for argument in arguments) else []
         status, said = self.windows.run('cmd', '/c', *call, place, *arguments)
         self.assertEqual(status, expected, said)
         return said
 
     def test_installs_and_removes(self):
-        self.assertIn(f'tarn {made.VERSION} is installed in {FOLDER}', self.script())
+        self.assertIn(f'tarn {made.VERSION} is installed in "{FOLDER}"', self.script())
         self.expect_installed()
         self.expect_it_judges()
         self.leave_state()
@@ -168,6 +168,33 @@ class ByScript(Installation):
         self.script('/remove')
         self.assertFalse(self.windows.path(r'C:\other place\tarn').exists())
         self.script('/remove', expected=1)
+
+    def test_takes_folders_with_marks_of_the_command_language(self):
+        marks = 'a (1) & b'
+        unpacked = shutil.copytree(made.unpacked(), self.windows.folder / 'drive_c' / marks / 'unpacked')
+        script, target = rf'C:\{marks}\unpacked\install.cmd', rf'C:\{marks}\tarn'
+        self.assertIn(f'is installed in "{target}"', self.script(target, place=script))
+        self.folder = self.windows.path(target)
+        self.assertEqual(self.files(), self.packaged())
+        self.assertEqual(self.windows.registered_folder(), target + '\\bin\\')
+        self.assertIn(f'is removed from "{target}"', self.script('/remove', place=script))
+        self.expect_removed()
+        (unpacked / 'bin' / 'tarn.dll').unlink()
+        self.assertIn(rf'"C:\{marks}\unpacked\bin\tarn.dll" is missing', self.script(place=script, expected=1))
+
+    def test_a_removal_that_a_running_host_hinders_can_be_tried_again(self):
+        self.script()
+        with self.windows.running(FOLDER + r'\bin\tarnhost.exe', 'url', '-') as host:
+            host.stdin.write(b'http://lantern.example/redirect\n' * 400)  # more than one buffer of answers
+            host.stdin.flush()
+            self.assertIn(b'BLOCKED', host.stdout.readline())
+            said = self.script('/remove', expected=1)
+            self.assertIn(rf'"{FOLDER}\bin\tarn.dll" cannot be deleted', said)
+            self.assertIn('/remove again', said)
+            self.assertIn('SHA256SUMS', self.files())
+            self.assertEqual(self.windows.registered_folder(), FOLDER + '\\bin\\')
+        self.assertIn('is removed', self.script('/remove'))
+        self.expect_removed()
 
     def test_refuses_what_it_does_not_know(self):
         self.assertIn('/remove', self.script('one', 'two', expected=2))

@@ -22,9 +22,9 @@ NEVER_OVERWRITE = 128    # of a component's attributes, beside 256, which makes 
 # family when a member of it is removed.
 INSTALL_EXECUTE = 5800
 REMOVE_OLD = 5900
-# Of the state folder: system, administrators and its owner write, the users of the machine read. An installer makes it
-# so that nobody else does before the first host starts. The companions make it with the same rights.
-STATE_RIGHTS = 'D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;OW)(A;OICI;FRFX;;;BU)'
+# Of the state folder: administrators own it, they and the system write, the users of the machine read. Whoever made it
+# before does not keep it. The companions make it with the same rights.
+STATE_RIGHTS = 'O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)'
 RIGHTS_TABLE = ('CREATE TABLE `MsiLockPermissionsEx` (`MsiLockPermissionsEx` CHAR(72) NOT NULL, '
                 '`LockObject` CHAR(72) NOT NULL, `Table` CHAR(32) NOT NULL, `SDDLText` LONGCHAR NOT NULL, '
                 '`Condition` CHAR(255) PRIMARY KEY `MsiLockPermissionsEx`)')

@@ -13,13 +13,11 @@ if "%~1"=="/?" goto usage
 if "%~1"=="--help" goto usage
 if not "%~2"=="" goto usage
 if not "%~1"=="" set "target=%~f1"
+if "%target:~-1%"=="\" set "target=%target:~0,-1%"
 
-if not exist "%source%bin\tarn.dll" (
-    echo %source%bin\tarn.dll is missing: unpack the whole archive and run this again.
-    exit /b 1
-)
+if not exist "%source%bin\tarn.dll" goto incomplete
 if /i "%source%"=="%target%\" goto register
-for %%d in (lib include docs examples) do (
+for %%d in (lib include docs examples share) do (
     xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul
     if errorlevel 1 goto denied
 )
@@ -38,30 +36,33 @@ if errorlevel 1 goto denied
 rem The library wants the last backslash.
 reg add "%key%" /v Path /t REG_SZ /d "%target%\bin\\" /f >nul
 if errorlevel 1 goto denied
-rem The system, administrators and the owner write state, the users of the machine read it.
+rem Whoever made the folder before does not keep it: the system and administrators write, the users of the machine read.
 if not exist "%ProgramData%\tarn" mkdir "%ProgramData%\tarn"
-icacls "%ProgramData%\tarn" /inheritance:r /grant:r "*S-1-5-18:(OI)(CI)F" "*S-1-5-32-544:(OI)(CI)F" "*S-1-3-4:(OI)(CI)F" "*S-1-5-32-545:(OI)(CI)RX" >nul
+icacls "%ProgramData%\tarn" /setowner *S-1-5-32-544 /t /l >nul
 if errorlevel 1 goto denied
-echo tarn @VERSION@ is installed in %target%
+icacls "%ProgramData%\tarn" /reset /t /l >nul
+if errorlevel 1 goto denied
+icacls "%ProgramData%\tarn" /inheritance:r /grant:r "*S-1-5-18:(OI)(CI)F" "*S-1-5-32-544:(OI)(CI)F" "*S-1-5-32-545:(OI)(CI)RX" >nul
+if errorlevel 1 goto denied
+echo tarn @VERSION@ is installed in "%target%"
 exit /b 0
 
 :remove
 for /f "tokens=2,*" %%a in ('reg query "%key%" /v Path 2^>nul') do if "%%a"=="REG_SZ" set "registered=%%b"
 if defined registered set "target=%registered:~0,-5%"
-if not exist "%target%\SHA256SUMS" (
-    echo There is no tarn in %target%.
-    exit /b 1
-)
+if not exist "%target%\SHA256SUMS" goto absent
+set "left="
 for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :delete "%%b"
-if exist "%target%\bin\tarn.dll" goto denied
+rem With the list and the registration in place, removal can be tried again.
+if defined left goto in_use
 rem Folders that are empty now, from the innermost outwards.
 for %%n in (1 2 3 4) do (
     for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
-    for %%d in (lib\cmake lib include docs examples bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
+    for %%d in (lib\cmake lib include docs examples share\man share bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
 )
 reg delete "%key%" /f >nul
 if errorlevel 1 goto denied
-echo tarn is removed from %target%
+echo tarn is removed from "%target%"
 rem In one line, since this file may be the last one to go.
 del /f /q "%target%\SHA256SUMS" "%target%\install.cmd" & rmdir "%target%" 2>nul & exit /b 0
 
@@ -70,7 +71,10 @@ rem The list has slashes.
 set "file=%~1"
 set "file=%target%\%file:/=\%"
 if /i "%file%"=="%target%\install.cmd" exit /b 0
-if exist "%file%" del /f /q "%file%"
+if exist "%file%" del /f /q "%file%" 2>nul
+if not exist "%file%" exit /b 0
+set "left=1"
+echo "%file%" cannot be deleted.
 exit /b 0
 
 :sweep
@@ -78,6 +82,18 @@ set "file=%~1"
 for %%f in ("%target%\%file:/=\%") do set "folder=%%~dpf"
 if not "%folder%"=="%target%\" if exist "%folder%" rmdir "%folder%" 2>nul
 exit /b 0
+
+:in_use
+echo Not all of tarn is removed. End every host that uses it, then run install.cmd /remove again as an administrator.
+exit /b 1
+
+:incomplete
+echo "%source%bin\tarn.dll" is missing: unpack the whole archive and run this again.
+exit /b 1
+
+:absent
+echo There is no tarn in "%target%".
+exit /b 1
 
 :denied
 echo Not done: Windows refused a file or the registry. Run this as an administrator, with no host running.
