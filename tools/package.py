@@ -122,6 +122,8 @@ def check():
 def main(arguments):
     if arguments not in ([], ['--check']):
         sys.exit(__doc__)
+    if arguments and not origin.is_clone(ROOT):
+        sys.exit('--check builds the last commit once more, and this folder is no clone: there is no commit to build.')
     if not build.build('windows', ['products', 'tarnhost']):
         return 1
     try:

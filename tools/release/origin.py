@@ -24,6 +24,11 @@ def commit(root):
     return git(root, 'rev-parse', 'HEAD') or 'unknown'
 
 
+def is_clone(root):
+    """With a commit, and with the root as its own root: not a plain folder inside somebody else's clone."""
+    return git(root, 'rev-parse', '--show-prefix') == '' and commit(root) != 'unknown'
+
+
 def has_changes(root):
     return git(root, 'status', '--porcelain') not in ('', None)
 
