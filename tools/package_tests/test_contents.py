@@ -17,8 +17,10 @@ COMPANIONS = ('setrd.dll', 'statrd.dll', 'sitecls.dll', 'pktsig.dll', 'tlsinsp.d
 PROGRAMS = ('tarn.dll', 'tarnhost.exe', *COMPANIONS)
 EXPECTED = (*(f'bin/{name}' for name in PROGRAMS), 'bin/tarn-policy.toml', 'include/tarn/tarn.h', 'lib/libtarn.dll.a',
             'lib/tarn.lib', 'lib/tarn.def', 'lib/cmake/tarn/tarn-config.cmake',
-            'lib/cmake/tarn/tarn-config-version.cmake', 'examples/CMakeLists.txt', 'LICENSE', 'THIRD-PARTY-NOTICES.txt', 'CHANGELOG.md', 'README.md', 'install.cmd',
-            'sbom.spdx.json', 'SHA256SUMS', 'share/man/man1/tarnhost.1', 'share/completions/tarnhost.bash',
+            'lib/cmake/tarn/tarn-config-version.cmake', 'examples/CMakeLists.txt', 'docs/integration.md',
+            'docs/policy.md', 'docs/companions.md', 'docs/limits.md', 'LICENSE', 'THIRD-PARTY-NOTICES.txt',
+            'CHANGELOG.md', 'SECURITY.md', 'README.md', 'install.cmd', 'sbom.spdx.json', 'SHA256SUMS',
+            'share/man/man1/tarnhost.1', 'share/completions/tarnhost.bash',
             'share/completions/_tarnhost', 'share/completions/tarnhost.ps1')
 
 
@@ -185,6 +187,8 @@ class Installer(unittest.TestCase):
         shown = subprocess.run(['msiinfo', 'export', made.folder() / f'{made.NAME}.msi', 'MsiLockPermissionsEx'],
                                capture_output=True, text=True, check=True).stdout
         self.assertIn(f'State\tSTATEFOLDER\tCreateFolder\t{installer.STATE_RIGHTS}', shown)
+        self.assertRegex(installer.STATE_RIGHTS, '^O:BAD:P')
+        self.assertNotIn(';OW)', installer.STATE_RIGHTS)
 
     def test_a_summary_that_is_none_is_refused(self):
         with tempfile.NamedTemporaryFile(dir=made.unpacked().parent) as file:

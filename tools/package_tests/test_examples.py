@@ -53,6 +53,12 @@ class Examples(unittest.TestCase):
         for source in sources:
             self.assertIn(f'{source}.obj', objects)
         self.expect_it_runs(self.folder / 'build' / 'bin' / 'c_consumer.exe')
+        with Prefix() as windows:
+            windows.register(windows_path(self.package / 'bin'))
+            for name in ('c_host.exe', 'cpp_host.exe'):
+                status, said = windows.run(self.folder / 'build' / 'bin' / name)
+                self.assertEqual(status, 0, said)
+                self.assertIn('lantern.example/redirect: BLOCKED', said)
 
     def shown(self, first, last):
         """Lines that the archive's README.md shows, from one that begins so to one that begins so."""
@@ -86,8 +92,8 @@ class Examples(unittest.TestCase):
         """Compiled and linked as those do, by clang and lld."""
         (self.folder / 'host.c').write_text(MICROSOFT_HOST, encoding='utf-8')
         (self.folder / 'uchar.h').write_text(MICROSOFT_UCHAR, encoding='utf-8')
-        self.call('clang-14', '--target=x86_64-pc-windows-msvc', '-ffreestanding', '-fno-stack-protector', '-c', 'host.c',
-                  '-I.', f"-I{self.package / 'include'}")
+        self.call('clang-14', '--target=x86_64-pc-windows-msvc', '-ffreestanding', '-fno-stack-protector', '-c',
+                  'host.c', '-I.', f"-I{self.package / 'include'}")
         program = Path(shutil.copy(self.package / 'bin' / 'tarn.dll', self.folder)).with_name('microsoft.exe')
         self.call('lld-link-14', '/nodefaultlib', '/entry:Start', '/subsystem:console', f'/out:{program}', 'host.o',
                   self.package / 'lib' / 'tarn.lib')
