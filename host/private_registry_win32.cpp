@@ -5,6 +5,8 @@
 #include <utility>
 #include <windows.h>
 
+#include "host/interrupt_win32.h"
+
 namespace tarn::host {
 
 namespace {
@@ -94,16 +96,18 @@ void DeleteOwnKey() {
     RegDeleteKeyW(HKEY_CURRENT_USER, kParent);  // stays while another process has a key in it
 }
 
-// Ctrl-C ends the process without running destructors.
-BOOL WINAPI RemoveAtInterrupt(DWORD) {
-    DeleteOwnKey();
+// What ends the process runs no destructors: a second Ctrl+C, a console that is closed, the end of the session. It is
+// asked before the handler of interrupt_win32.cpp, which was registered earlier and lets the first Ctrl+C end nothing.
+BOOL WINAPI RemoveAtEnd(DWORD event) {
+    const bool isKey = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+    if (!isKey || IsInterrupted()) DeleteOwnKey();
     return FALSE;
 }
 
 }  // namespace
 
 bool PrivateRegistry::Create(const std::wstring& installFolder, unsigned long& error) {
-    SetConsoleCtrlHandler(RemoveAtInterrupt, TRUE);
+    SetConsoleCtrlHandler(RemoveAtEnd, TRUE);
     RegistryKey view;
     RegistryKey appPaths;
     LSTATUS status = view.Create(HKEY_CURRENT_USER, OwnKey().c_str());
@@ -127,7 +131,7 @@ void PrivateRegistry::Remove() {
     if (!std::exchange(isOverriding_, false)) return;
     RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
     DeleteOwnKey();
-    SetConsoleCtrlHandler(RemoveAtInterrupt, FALSE);
+    SetConsoleCtrlHandler(RemoveAtEnd, FALSE);
 }
 
 std::wstring RegisteredInstallFolder() {
