@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <istream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -95,8 +94,6 @@ class Environment {
     [[nodiscard]] virtual std::size_t TerminalColumns() const { return 0; }
     // An environment variable; empty when it is not set.
     [[nodiscard]] virtual std::string Variable(const char* /*name*/) const { return {}; }
-    // Text on standard input.
-    [[nodiscard]] virtual std::istream& Input() = 0;
     // Whether Ctrl+C was pressed; from then on always.
     [[nodiscard]] virtual bool IsInterrupted() const { return false; }
     // What to say when the output could not be written.

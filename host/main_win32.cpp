@@ -1,7 +1,6 @@
 // The program's entry: what the command line needs of Windows.
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <io.h>
 #include <iostream>
 #include <windows.h>
@@ -52,7 +51,6 @@ class WindowsEnvironment : public tarn::host::Environment {
         const wchar_t* const value = _wgetenv(tarn::host::ToWide(name).c_str());
         return value == nullptr ? std::string() : tarn::host::FromWide(value);
     }
-    [[nodiscard]] std::istream& Input() override { return std::cin; }
     [[nodiscard]] bool IsInterrupted() const override { return tarn::host::IsInterrupted(); }
     [[nodiscard]] std::string OutputMistake() const override { return output_.Mistake(); }
     [[nodiscard]] std::optional<std::string> AsciiHost(const std::string& utf8) const override {
@@ -88,7 +86,6 @@ class WindowsEnvironment : public tarn::host::Environment {
 
 int wmain(int count, wchar_t** values) {
     SetConsoleOutputCP(CP_UTF8);
-    _setmode(_fileno(stdin), _O_BINARY);  // the same bytes on every system
     tarn::host::CatchInterrupts();
     std::ios::sync_with_stdio(false);
     std::vector<std::string> arguments;

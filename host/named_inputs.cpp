@@ -106,12 +106,17 @@ bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& 
     return false;
 }
 
-void ForEachText(const std::vector<std::string>& named, std::istream& input,
+void ForEachText(const std::vector<std::string>& named, StandardInput& input,
                  const std::function<bool(const std::string&)>& use,
                  const std::function<void(const std::string&)>& complain) {
     for (const std::string& name : named) {
+        std::string mistake;
         if (name == kStandardInput) {
-            if (!ForEachLine(input, use)) return;
+            std::istream* const lines = input.Open(mistake);
+            if (lines == nullptr)
+                complain(mistake);
+            else if (!ForEachLine(*lines, use))
+                return;
             continue;
         }
         if (!IsList(name)) {
@@ -119,7 +124,6 @@ void ForEachText(const std::vector<std::string>& named, std::istream& input,
             continue;
         }
         std::ifstream list;
-        std::string mistake;
         if (!OpenList(name, list, mistake))
             complain(mistake);
         else if (!ForEachLine(list, use))

@@ -5,10 +5,11 @@
 
 #include <fstream>
 #include <functional>
-#include <istream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/standard_input.h"
 
 namespace tarn::host {
 
@@ -28,8 +29,8 @@ std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named);
 bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& mistake);
 
 // Hands on each text: those that are named, for "-" the lines of input, for "@list" those of a file. Empty lines are
-// passed over. Ends when use returns false. A list that cannot be read goes to complain.
-void ForEachText(const std::vector<std::string>& named, std::istream& input,
+// passed over. Ends when use returns false. What cannot be read goes to complain.
+void ForEachText(const std::vector<std::string>& named, StandardInput& input,
                  const std::function<bool(const std::string&)>& use,
                  const std::function<void(const std::string&)>& complain);
 

@@ -8,6 +8,7 @@
 #include "host/coverage.h"
 #include "host/named_inputs.h"
 #include "host/printable_text.h"
+#include "host/standard_input.h"
 #include "host/verdict_words.h"
 
 namespace tarn::host {
@@ -82,6 +83,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         session.Fail(mistake, kExitUsage);
     };
     const auto judge = [&](const std::string& url) {
+        if (!session.MayGoOn()) return false;
         std::string mistake;
         std::uint8_t kind = 0;
         if (!KindOfUrl(url, kind, mistake)) {
@@ -101,11 +103,13 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
             PrintAsText(url, judgement, coverage, session.out);
         return session.MayGoOn();
     };
-    ForEachText(named, session.environment.Input(), judge, complain);
+    StandardInput input(session.environment, session.out);
+    ForEachText(named, input, judge, complain);
     if (hasFailed) return kExitFailed;
     if (session.environment.IsInterrupted())
         return session.Fail(fmt::format("stopped after {} addresses", judged), kExitInterrupted);
     if (judged == 0 && mistakes != 0) return kExitUsage;
+    if (judged == 0 && session.out) return session.Fail("no address was given", kExitUsage);
     return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound);
 }
 

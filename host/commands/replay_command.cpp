@@ -13,8 +13,8 @@
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
+#include "host/standard_input.h"
 #include "host/verdict_words.h"
-#include "host/watched_input.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
@@ -90,22 +90,11 @@ class Replaying {
         Feed(input, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
     }
 
-    // What comes over a pipe may keep us waiting, so Ctrl+C is waited for, too.
     void ReplayStandardInput() {
         std::string mistake;
-        if (!signals_) signals_ = session_.environment.Watch("", true, mistake);
-        if (!signals_) return Complain(mistake);
-        WatchedInput input([this](std::span<char> buffer) -> std::size_t {
-            session_.out.flush();  // what was judged is seen while the next frame is waited for
-            Signal signal = Signal::kNone;
-            do {
-                signal = signals_->Next(true, true);
-            } while (signal == Signal::kChanged);
-            isCutOff_ = signal == Signal::kStop;
-            return isCutOff_ ? 0 : signals_->ReadInput(buffer);
-        });
-        std::istream stream(&input);
-        Feed(stream, "standard input", "standard input", 0);
+        std::istream* const stream = input_.Open(mistake);
+        if (stream == nullptr) return Complain(mistake);
+        Feed(*stream, "standard input", "standard input", 0);
     }
 
     void Feed(std::istream& input, const std::string& shown, const std::string& name, std::uint64_t size) {
@@ -114,7 +103,7 @@ class Replaying {
         std::string mistake;
         const bool isWhole = replay_.Replay(input, shown, mistake);
         progress_.reset();
-        if (isCutOff_ || !session_.MayGoOn())
+        if (input_.IsCutOff() || !session_.MayGoOn())
             stoppedAt_ =
                 size == 0 ? fmt::format("{} MB of {}", Megabytes(bytesRead_), Printable(name))
                           : fmt::format("{} of {} MB of {}", Megabytes(bytesRead_), Megabytes(size), Printable(name));
@@ -126,11 +115,10 @@ class Replaying {
     std::unique_ptr<VerdictReport> report_;
     CaptureClock clock_;
     CaptureReplay replay_;
-    std::unique_ptr<WatchSignals> signals_;
+    StandardInput input_{session_.environment, session_.out};
     std::unique_ptr<Progress> progress_;
     std::uint64_t bytesRead_ = 0;  // of the capture
     std::uint64_t failed_ = 0;
-    bool isCutOff_ = false;
     bool areSettingsRead_ = true;
     std::optional<std::string> stoppedAt_;
 };

@@ -6,6 +6,7 @@
 #include "host/composed_request.h"
 #include "host/named_inputs.h"
 #include "host/printable_text.h"
+#include "host/standard_input.h"
 
 namespace tarn::host {
 
@@ -23,6 +24,7 @@ class JudgingUrls {
 
     // False when there is nothing more to do.
     bool JudgeOne(const std::string& url) {
+        if (!session_.MayGoOn()) return false;
         std::string mistake;
         const std::optional<ComposedRequest> request = ComposeRequest(
             url, mistake, [this](const std::string& host) { return session_.environment.AsciiHost(host); });
@@ -52,6 +54,7 @@ class JudgingUrls {
     int End() {
         if (hasFailed_) return kExitFailed;
         if (!library_ && mistakes_ != 0) return kExitUsage;
+        if (!library_ && session_.MayGoOn()) return session_.Fail("no address was given", kExitUsage);
         report_->Summary(std::nullopt, {mistakes_, session_.environment.IsInterrupted()});
         if (session_.environment.IsInterrupted())
             return session_.Fail(fmt::format("stopped after {} addresses", report_->Counted().requests),
@@ -80,8 +83,9 @@ int JudgeUrls(const UrlOptions& options, const Session& session) {
                 kExitUsage);
     }
     JudgingUrls judging(session, server);
+    StandardInput input(session.environment, session.out);
     ForEachText(
-        options.urls, session.environment.Input(), [&](const std::string& url) { return judging.JudgeOne(url); },
+        options.urls, input, [&](const std::string& url) { return judging.JudgeOne(url); },
         [&](const std::string& mistake) { judging.Complain(mistake); });
     return judging.End();
 }

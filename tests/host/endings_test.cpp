@@ -88,6 +88,70 @@ TEST(Endings, CtrlCGivesTheTotalsOfWhatWasJudged) {
     EXPECT_THAT(urls.out, HasSubstr("2 requests: 2 allowed"));
 }
 
+TEST(Endings, CtrlCEndsTheWaitForAPipe) {
+    for (const char* command : {"url", "extension"}) {
+        FakeEnvironment environment;
+        environment.input.str("http://a.example/\n");
+        environment.interruptedAfter = 0;
+        const Ran run = RunWith(environment, {command, "-"});
+        EXPECT_EQ(run.code, 130) << command;
+        EXPECT_THAT(run.errors, HasSubstr("stopped after 0 addresses")) << command;
+        EXPECT_THAT(environment.opened, IsEmpty()) << command;
+    }
+}
+
+// Input of two lines, each of which comes when what was printed for the one before has left the program.
+class AskingEnvironment : public FakeEnvironment, public std::stringbuf {
+ public:
+    std::unique_ptr<WatchSignals> Watch(const std::string&, bool, std::string&) override {
+        return std::make_unique<Asking>(*this);
+    }
+    std::vector<std::size_t> flushed;  // characters, before each wait
+
+ protected:
+    int sync() override {
+        left_ = str().size();
+        return 0;
+    }
+
+ private:
+    struct Asking : WatchSignals {
+        explicit Asking(AskingEnvironment& owner) : owner_(owner) {}
+        Signal Next(bool, bool) override {
+            owner_.flushed.push_back(owner_.left_);
+            return Signal::kInput;
+        }
+        std::size_t ReadInput(std::span<char> buffer) override {
+            return owner_.flushed.size() > 2 ? 0
+                                             : std::string("http://a.example/\n").copy(buffer.data(), buffer.size());
+        }
+        AskingEnvironment& owner_;
+    };
+    std::size_t left_ = 0;
+};
+
+TEST(Endings, WhatWasJudgedIsSeenWhileTheNextAddressIsWaitedFor) {
+    AskingEnvironment environment;
+    std::ostream out(&environment);
+    std::ostringstream errors;
+    EXPECT_EQ(RunCommandLine({"url", "--json", "-"}, environment, out, errors), 0);
+    ASSERT_THAT(environment.flushed, SizeIs(3));
+    EXPECT_EQ(environment.flushed[0], 0u);
+    EXPECT_GT(environment.flushed[1], 0u);
+    EXPECT_EQ(environment.flushed[2], 2 * environment.flushed[1]);
+}
+
+TEST(Endings, NoAddressIsWrongUse) {
+    for (const char* command : {"url", "extension"}) {
+        FakeEnvironment environment;
+        const TemporaryFile list("urls.txt", std::string("\n\n"));
+        const Ran run = RunWith(environment, {command, "-", "@" + list.Path()});
+        EXPECT_EQ(run.code, 2) << command;
+        EXPECT_EQ(run.errors, "tarnhost: no address was given\n") << command;
+        EXPECT_THAT(run.out, IsEmpty()) << command;
+    }
+}
+
 TEST(Endings, TheExitCodeTellsWhatWasFoundWhenAskedTo) {
     FakeEnvironment environment;
     EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", "http://a.example/"}).code, 0);

@@ -72,7 +72,9 @@ TEST(Input, ACaptureAndUrlsComeOverStandardInput) {
     EXPECT_EQ(replay.End(), 0u);
 
     RunningProgram urls(install, {"url", "--json", "-"});
-    urls.Write("http://a.example/\r\nhttp://b.example/\n");
+    urls.Write("http://a.example/\r\n");
+    EXPECT_EQ(urls.NextLine()["host"], "a.example");  // before the next one is written
+    urls.Write("http://b.example/\n");
     urls.EndInput();
     EXPECT_EQ(urls.NextLine("summary")["requests"], 2);
     EXPECT_EQ(urls.End(), 0u);

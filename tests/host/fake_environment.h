@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -105,6 +106,21 @@ class LentLibrary : public Judge {
     FakeLibrary& library_;
 };
 
+// Standard input that never keeps anybody waiting.
+class InputSignals : public WatchSignals {
+ public:
+    InputSignals(const Environment& environment, std::istream& input) : environment_(environment), input_(input) {}
+    Signal Next(bool, bool) override { return environment_.IsInterrupted() ? Signal::kStop : Signal::kInput; }
+    std::size_t ReadInput(std::span<char> buffer) override {
+        input_.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+        return static_cast<std::size_t>(input_.gcount());
+    }
+
+ private:
+    const Environment& environment_;
+    std::istream& input_;
+};
+
 class FakeEnvironment : public Environment {
  public:
     std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) override {
@@ -121,7 +137,9 @@ class FakeEnvironment : public Environment {
         const auto found = variables.find(name);
         return found == variables.end() ? std::string() : found->second;
     }
-    [[nodiscard]] std::istream& Input() override { return input; }
+    std::unique_ptr<WatchSignals> Watch(const std::string&, bool, std::string&) override {
+        return std::make_unique<InputSignals>(*this, input);
+    }
     [[nodiscard]] bool IsInterrupted() const override { return library.scanned.size() >= interruptedAfter; }
     [[nodiscard]] std::optional<std::string> AsciiHost(const std::string& utf8) const override {
         return utf8 == "b\xc3\xbc"

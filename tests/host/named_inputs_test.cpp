@@ -97,7 +97,10 @@ TEST(NamedInputs, AListStandsForItsLines) {
 
 TEST(NamedInputs, TextsComeFromArgumentsListsAndStandardInput) {
     const TemporaryFile list("list.txt", std::string("b\nc"));
-    std::istringstream input("d\r\n\ne\n");
+    FakeEnvironment environment;
+    environment.input.str("d\r\n\ne\n");
+    std::ostringstream out;
+    StandardInput input(environment, out);
     std::vector<std::string> texts;
     std::string complaint;
     ForEachText(
