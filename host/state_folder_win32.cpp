@@ -1,6 +1,7 @@
 #include "host/state_folder_win32.h"
 
 #include <fmt/format.h>
+#include <string_view>
 #include <windows.h>
 
 #include "host/file_path.h"
@@ -16,6 +17,18 @@ namespace fs = std::filesystem;
 
 constexpr const wchar_t* kFolderForModules = L"TARN_STATE_FOLDER";  // where the reference modules look
 constexpr int kMaxNames = 100;  // of other runs, or left behind by ones that were ended from outside
+
+// The modules write the new state beside the old one, by calls that take a path of 260 characters, its NUL included.
+bool HasRoomForFiles(const fs::path& folder) {
+    constexpr std::wstring_view kNewFileEnding = L".new";
+    const std::size_t name = std::string_view(kUserListResetFile).size() + kNewFileEnding.size();
+    return folder.native().size() + 1 + name < MAX_PATH;
+}
+
+std::string TooLong(const fs::path& folder) {
+    return fmt::format("{}: this path leaves no room for the files of the state, which must end within 260 characters",
+                       Printable(FromPath(folder)));
+}
 
 // Fails now rather than silently at the end of the run, when the modules save.
 bool CanBeWritten(const fs::path& folder) {
@@ -51,11 +64,16 @@ bool StateFolder::Use(const std::string& keep, std::string& mistake) {
         isOfThisRun_ = !path_.empty();
         if (!isOfThisRun_)
             mistake = "no temporary folder can be made for the state of this run; name a folder with --keep-state";
+        else if (!HasRoomForFiles(path_))
+            mistake = fmt::format("{}; name a shorter one with --keep-state", TooLong(path_));
     } else {
         path_ = fs::absolute(ToPath(keep), error);
         path_.make_preferred();
-        if (!error) fs::create_directories(path_, error);
-        if (error || !CanBeWritten(path_))
+        const bool isTooLong = !error && !HasRoomForFiles(path_);
+        if (!error && !isTooLong) fs::create_directories(path_, error);
+        if (isTooLong)
+            mistake = fmt::format("--keep-state {}; name a shorter one", TooLong(path_));
+        else if (error || !CanBeWritten(path_))
             mistake = fmt::format(
                 "--keep-state {}: this folder cannot be made or written; name one in which you may write files",
                 Printable(keep));

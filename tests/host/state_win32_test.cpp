@@ -83,6 +83,24 @@ TEST(State, AKeptOneIsTakenOverAndSaid) {
     EXPECT_THAT(text.out, AllOf(HasSubstr("saved answers, 0 sessions of "), HasSubstr("white list is reset")));
 }
 
+// The longest path that leaves room for the longest name is used, the next one is refused before anything is judged.
+TEST(State, AFolderWithTooLongAPathIsRefused) {
+    constexpr std::size_t kLongest = 259 - std::string_view("\\tarn-user-list-reset.bin.new").size();
+    const InstallCopy install;
+    const std::string base = install.Path("kept\\");
+    ASSERT_LT(base.size(), kLongest);
+    const std::string longest = base + std::string(kLongest - base.size(), 'k');
+    const ProgramRun kept = install.Run({"url", "--mode", "0", "--keep-state", longest, "http://a.example/"});
+    EXPECT_EQ(kept.exitCode, 0u) << kept.errors;
+    EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(longest) / "tarn-user-list-reset.bin"));
+
+    const ProgramRun run = install.Run({"url", "--mode", "0", "--keep-state", longest + "k", "http://a.example/"});
+    EXPECT_EQ(run.exitCode, 1u);
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("leaves no room for the files of the state"), HasSubstr("name a shorter")));
+    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(longest + "k"));
+}
+
 TEST(State, AFolderThatCannotBeMadeIsNamed) {
     const InstallCopy install;
     const ProgramRun run = install.Run({"url", "--keep-state", install.Path(kPolicy), "http://a.example/"});
