@@ -113,6 +113,7 @@ void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
     line["withoutVerdict"] = totals_.withoutVerdict;
     line["byReason"] = Json::object();
     for (const auto& [reason, count] : totals_.byReason) line["byReason"][fmt::format("{}", reason)] = count;
+    line["undecidedNotJudged"] = totals_.undecidedNotJudged;
     line["judgedInPart"] = totals_.CountOf(Extent::kPart);
     line["notJudged"] = totals_.CountOf(Extent::kNone);
     line["whyNotWhole"] = Json::object();

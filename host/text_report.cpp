@@ -20,6 +20,11 @@ std::string Reason(const Judgement& judgement, const Coverage& coverage) {
     return fmt::format("{:>2} {}", reason, coverage.IsWhole() ? ReasonWords(reason) : std::string_view(why));
 }
 
+// Of requests that no rule decided.
+std::string NotJudgedWords(std::uint64_t count) {
+    return count == 0 ? std::string() : fmt::format(", {} of them not judged", count);
+}
+
 const char* Plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
@@ -34,12 +39,12 @@ void TextReport::TellLeftOut() {
     rows_.NameColumnsAgain();
     if (style_.quiet) return;
     if (leftOut_ != 0)
-        out_ << fmt::format("  {} request{} that no rule decided {} left out\n", leftOut_, Plural(leftOut_),
-                            leftOut_ == 1 ? "is" : "are");
+        out_ << fmt::format("  {} request{} that no rule decided {} left out{}\n", leftOut_, Plural(leftOut_),
+                            leftOut_ == 1 ? "is" : "are", NotJudgedWords(leftOutNotJudged_));
     if (unchanged_ != 0)
         out_ << fmt::format("  {} {} as in the round before and left out\n", unchanged_,
                             unchanged_ == 1 ? "is" : "are");
-    leftOut_ = unchanged_ = 0;
+    leftOut_ = leftOutNotJudged_ = unchanged_ = 0;
 }
 
 void TextReport::Note(const std::string& line) {
@@ -103,6 +108,7 @@ void TextReport::Request(const JudgedRequest& request) {
         if (style_.verbose) Details(request);
     } else if (isPlain && unchanged == unchanged_) {
         ++leftOut_;
+        if (request.coverage.extent == Extent::kNone) ++leftOutNotJudged_;
     }
 }
 
@@ -174,7 +180,8 @@ void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
     out_ << '\n';
     PolicySummary();
     for (const auto& [reason, count] : totals_.byReason)
-        out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, ReasonWords(reason));
+        out_ << fmt::format("{:>7}  {:>2} {}{}\n", count, reason, ReasonWords(reason),
+                            reason == TARN_REASON_DEFAULT ? NotJudgedWords(totals_.undecidedNotJudged) : "");
     if (replay) FrameSummary();
     NotWholeSummary(replay);
     if (replay) ReadSummary(*replay);

@@ -25,6 +25,7 @@ void Totals::Count(const Judgement& judgement, const Coverage& coverage) {
     ++(judgement.verdict.allow == TARN_BLOCK ? blocked : allowed);
     const std::uint32_t reason = judgement.verdict.reason;
     ++byReason[reason];
+    if (IsUndecided(judgement) && coverage.extent == Extent::kNone) ++undecidedNotJudged;
 }
 
 std::uint64_t Totals::CountOf(Extent extent) const {

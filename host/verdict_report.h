@@ -111,6 +111,7 @@ struct Totals {
     std::uint64_t withoutVerdict = 0;
     std::map<std::uint32_t, std::uint64_t> byReason;                        // of the requests with a verdict
     std::map<std::pair<Extent, std::string_view>, std::uint64_t> notWhole;  // requests, by why
+    std::uint64_t undecidedNotJudged = 0;                                   // of those that no rule decided
     std::uint64_t attackFrames = 0;
     std::uint64_t attackFramesBlocked = 0;
     std::map<std::uint32_t, std::uint64_t> attacksByReason;   // frames

@@ -130,5 +130,21 @@ TEST(Coverage, IsSaidInTextAndJsonAndCounted) {
     EXPECT_EQ(lines[2]["notJudged"], 0);
 }
 
+TEST(Coverage, TotalsTellWhatNoRuleDecidedFromWhatWasNotJudged) {
+    FakeEnvironment environment;
+    const std::string unjudged = "http://a.example/" + Repeated(1024);
+    const std::vector<std::string> urls{"http://a.example/", unjudged, "http://b.example/", unjudged};
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), urls.begin(), urls.end());
+        return RunWith(environment, arguments).out;
+    };
+    EXPECT_THAT(run({"url"}), HasSubstr("      4  26 no rule decided, 2 of them not judged\n"));
+    EXPECT_THAT(run({"url", "--brief"}),
+                HasSubstr("  4 requests that no rule decided are left out, 2 of them not judged\n"));
+    EXPECT_EQ(JsonLines(run({"url", "--json"})).back()["undecidedNotJudged"], 2);
+    EXPECT_THAT(RunWith(environment, {"url", "--brief", "http://a.example/"}).out,
+                HasSubstr("  1 request that no rule decided is left out\n"));
+}
+
 }  // namespace
 }  // namespace tarn::host
