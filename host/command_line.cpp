@@ -55,9 +55,10 @@ std::string FooterOf(const CLI::App& app, const Command& command) {
 }
 
 constexpr const char* kExitCodes =
-    "Exit codes: 0 all was judged; 1 something failed: the library did not start, an input is damaged or cut, the "
-    "output could not be written or its reader closed it; 2 the command line is wrong; 3 something was blocked, "
-    "refused or found (with --exit-verdict alone); 130 stopped by Ctrl+C.";
+    "Exit codes: 0 nothing failed, and the totals say what was not judged; 1 something failed: the library did not "
+    "start, an input is damaged or cut, the "
+    "output could not be written or its reader closed it; 2 the command line is wrong; 130 stopped by Ctrl+C. With "
+    "--exit-verdict alone: 3 something was blocked, refused or found; 4 nothing was, but a request was not judged.";
 
 constexpr std::size_t kLeastColumns = 40;
 constexpr std::size_t kMostColumns = 10000;
@@ -106,8 +107,10 @@ void AddSharedOptions(CLI::App& app, Session& session) {
                    "or now, which is the machine's clock. Replay takes the times of the capture without it, the other "
                    "commands now")
         ->type_name("TIME");
-    app.add_flag("--exit-verdict", session.exitVerdict,
-                 "End with exit code 3 when something was blocked, refused or found");
+    app.add_flag(
+        "--exit-verdict", session.exitVerdict,
+        "End with exit code 3 when something was blocked, refused or found, else with 4 when a request was not "
+        "judged");
     app.add_flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
 }
 
@@ -163,8 +166,10 @@ bool Session::MayGoOn() const {
     return out.good() && !environment.IsInterrupted();
 }
 
-int Session::End(ExitCode code, bool found) const {
-    return code == kExitOk && found && exitVerdict ? kExitFound : code;
+int Session::End(ExitCode code, bool found, bool isUnjudged) const {
+    if (code != kExitOk || !exitVerdict) return code;
+    if (found) return kExitFound;
+    return isUnjudged ? kExitNotJudged : kExitOk;
 }
 
 int Session::Fail(std::string_view message, ExitCode code) const {

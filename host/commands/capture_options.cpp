@@ -47,7 +47,8 @@ int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotal
     report.Summary(read, end);
     // The summary has it, too, but who looks at verdicts alone must not miss it.
     if (read.cutFrames != 0) return session.Fail(CutFramesWords(read), kExitFailed);
-    return session.End(end.failedInputs == 0 ? kExitOk : kExitFailed, report.Counted().HasFindings());
+    return session.End(end.failedInputs == 0 ? kExitOk : kExitFailed, report.Counted().HasFindings(),
+                       report.Counted().CountOf(Extent::kNone) != 0);
 }
 
 }  // namespace tarn::host

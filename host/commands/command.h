@@ -15,10 +15,11 @@
 namespace tarn::host {
 
 enum ExitCode {
-    kExitOk = 0,             // all was judged
+    kExitOk = 0,             // nothing failed
     kExitFailed = 1,         // the library did not start, an input is damaged, the output could not be written
     kExitUsage = 2,          // the command line is wrong
     kExitFound = 3,          // with --exit-verdict: something was blocked, refused or found
+    kExitNotJudged = 4,      // with --exit-verdict: nothing was found, but a request was not judged
     kExitInterrupted = 130,  // by Ctrl+C
 };
 
@@ -45,8 +46,9 @@ struct Session {
     int Fail(std::string_view message, ExitCode code) const;
     // False from Ctrl+C on, and when the output cannot be written any more.
     [[nodiscard]] bool MayGoOn() const;
-    // The exit code of a run that ended by itself; found: something was blocked, refused or found.
-    [[nodiscard]] int End(ExitCode code, bool found) const;
+    // The exit code of a run that ended by itself.
+    // found: something was blocked, refused or found. isUnjudged: a request was not judged.
+    [[nodiscard]] int End(ExitCode code, bool found, bool isUnjudged) const;
 
  private:
     void TellState(const SavedState& found) const;

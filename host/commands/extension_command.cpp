@@ -78,6 +78,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
     std::uint64_t mistakes = 0;
     bool hasFailed = false;
     bool isFound = false;
+    bool isUnjudged = false;
     const auto complain = [&](const std::string& mistake) {
         ++mistakes;
         session.Fail(mistake, kExitUsage);
@@ -96,6 +97,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         const Judgement judgement = library->ScanExtensionUrl(kind, url);
         const Coverage coverage = CoverageOfReported(kind, url, judgement);
         ++judged;
+        isUnjudged |= coverage.extent == Extent::kNone;
         isFound |= judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
         if (session.json)
             PrintAsJson(url, judgement, coverage, session.out);
@@ -110,7 +112,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         return session.Fail(fmt::format("stopped after {} addresses", judged), kExitInterrupted);
     if (judged == 0 && mistakes != 0) return kExitUsage;
     if (judged == 0 && session.out) return session.Fail("no address was given", kExitUsage);
-    return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound);
+    return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound, isUnjudged);
 }
 
 }  // namespace

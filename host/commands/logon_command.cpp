@@ -178,7 +178,7 @@ int JudgeLogon(const LogonOptions& options, const Session& session) {
     const bool isRefused = ReportEvents(events, account, options.sessionId, *library, printer);
     library.reset();  // saves its sessions
     printer.Usage(FindSaved(session.environment.ReadSavedSessions(session.library), account));
-    return session.End(kExitOk, isRefused);
+    return session.End(kExitOk, isRefused, false);
 }
 
 }  // namespace

@@ -59,7 +59,8 @@ class JudgingUrls {
         if (session_.environment.IsInterrupted())
             return session_.Fail(fmt::format("stopped after {} addresses", report_->Counted().requests),
                                  kExitInterrupted);
-        return session_.End(mistakes_ == 0 ? kExitOk : kExitFailed, report_->Counted().HasFindings());
+        return session_.End(mistakes_ == 0 ? kExitOk : kExitFailed, report_->Counted().HasFindings(),
+                            report_->Counted().CountOf(Extent::kNone) != 0);
     }
 
  private:

@@ -163,9 +163,23 @@ TEST(Endings, TheExitCodeTellsWhatWasFoundWhenAskedTo) {
     EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", "http://a.example/", "http://:1/"}).code, 1);
 }
 
+TEST(Endings, TheExitCodeTellsThatARequestWasNotJudgedWhenAskedTo) {
+    FakeEnvironment environment;
+    const std::string unjudged = "http://a.example/" + std::string(1024, 'a');
+    const std::string judged = "http://b.example/";
+    EXPECT_EQ(RunWith(environment, {"url", judged, unjudged}).code, 0);
+    EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", judged, unjudged}).code, 4);
+    EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", "http://10.20.30.10/"}).code, 0);  // in part
+    EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", unjudged, "http://:1/"}).code, 1);
+    EXPECT_EQ(RunWith(environment, {"extension", "--exit-verdict", "https://a.example/"}).code, 4);  // no verdict
+    environment.library.answer = FakeLibrary::Malicious("X", "b.example/");
+    EXPECT_EQ(RunWith(environment, {"url", "--exit-verdict", judged, unjudged}).code, 3);
+}
+
 TEST(Endings, TheExitCodesStandInTheHelp) {
     FakeEnvironment environment;
-    EXPECT_THAT(RunWith(environment, {"--help"}).out, AllOf(HasSubstr("Exit codes: 0"), HasSubstr("130")));
+    EXPECT_THAT(RunWith(environment, {"--help"}).out,
+                AllOf(HasSubstr("Exit codes: 0"), HasSubstr("130"), HasSubstr(" 4 ")));
 }
 
 // ---- What was not examined ----
