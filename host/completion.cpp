@@ -131,7 +131,7 @@ std::string BashCompletion(const ProgramShape& program) {
         if (!command.arguments.empty())
             arguments += fmt::format("    {}:*) {} ;;\n", command.name, BashValues(command.arguments.front()));
         else
-            arguments += fmt::format("    {}:*) compgen -W \"$words\" ;;\n", command.name);
+            arguments += fmt::format("    {}:*) compgen -W \"$words\" -- \"$current\" ;;\n", command.name);
     }
     return fmt::format(R"(# Completes {0} in bash: source this file, or put it beside the completions of the system.
 # Made by: {0} completion bash

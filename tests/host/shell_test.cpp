@@ -185,6 +185,8 @@ TEST(BashCompletion, OffersFilesForCapturesAndTakesAValueForNoCommand) {
     EXPECT_THAT(BashOffers({"replay", "tarnhost.b"}), ElementsAre("tarnhost.bash"));
     EXPECT_THAT(BashOffers({"--keep-state", "replay", "ur"}), ElementsAre("url"));
     EXPECT_THAT(BashOffers({"url", "http"}), IsEmpty());
+    EXPECT_THAT(BashOffers({"logon", ""}), Contains("--user"));
+    EXPECT_THAT(BashOffers({"logon", "us"}), IsEmpty());
 }
 
 TEST(ZshCompletion, RegistersItself) {
