@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "host/file_path.h"
+#include "host/folder_link.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
@@ -49,20 +50,37 @@ bool OpenList(const std::string& named, std::ifstream& file, std::string& mistak
     return false;
 }
 
-void AddFolder(const std::string& folder, std::vector<NamedInput>& inputs) {
-    std::vector<std::string> found;
-    std::error_code error;
-    for (fs::recursive_directory_iterator at(ToPath(folder), error), end; !error && at != end; at.increment(error)) {
-        std::error_code ignored;
-        if (IsCaptureName(FromPath(at->path().filename())) && !at->is_directory(ignored))
-            found.push_back(FromPath(at->path()));
+// What is below a folder. One that cannot be read is named, and the others go on; links to folders are not followed.
+struct FoundCaptures {
+    std::vector<std::string> names;
+    std::vector<NamedInput> unreadable;
+
+    void Search(const fs::path& folder) {
+        std::error_code error;
+        std::vector<fs::path> folders;
+        for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+            std::error_code ignored;
+            if (!fs::is_directory(at->path(), ignored)) {
+                if (IsCaptureName(FromPath(at->path().filename()))) names.push_back(FromPath(at->path()));
+            } else if (!IsLink(at->path())) {
+                folders.push_back(at->path());
+            }
+        }
+        const std::string name = FromPath(folder);
+        if (error)
+            unreadable.push_back(
+                {name, CannotRead(name, "this folder cannot be read and is passed over; may you read it?")});
+        for (const fs::path& one : folders) Search(one);
     }
-    std::sort(found.begin(), found.end());
-    for (const std::string& name : found) inputs.push_back({name, {}});
-    if (error)
-        inputs.push_back(
-            {folder, CannotRead(folder, "not all of this folder can be read; may you read what is in it?")});
-    else if (found.empty())
+};
+
+void AddFolder(const std::string& folder, std::vector<NamedInput>& inputs) {
+    FoundCaptures found;
+    found.Search(ToPath(folder));
+    std::sort(found.names.begin(), found.names.end());
+    for (const std::string& name : found.names) inputs.push_back({name, {}});
+    inputs.insert(inputs.end(), found.unreadable.begin(), found.unreadable.end());
+    if (found.names.empty() && found.unreadable.empty())
         inputs.push_back({folder, CannotRead(folder,
                                              "there is no capture in this folder (*.pcap, *.pcapng or *.cap, also "
                                              "with .gz behind)")});

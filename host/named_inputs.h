@@ -22,7 +22,7 @@ struct NamedInput {
 };
 
 // Files as they are named, the captures below a folder by name (*.pcap, *.pcapng, *.cap, packed too), the lines of
-// "@list" in the same way. "-" stays.
+// "@list" in the same way. "-" stays. Links to folders below a folder are not followed.
 std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named);
 
 // Opens a capture; false with the reason in mistake.

@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <iterator>
 #include <sstream>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 #include <zlib.h>
 
 #include "host/capture/gzip_input.h"
@@ -85,6 +88,27 @@ TEST(NamedInputs, AFolderWithoutCapturesSaysSo) {
     const Folder folder({"notes.txt"});
     EXPECT_THAT(Names(ListCaptures({folder.Name()})), ElementsAre(HasSubstr("there is no capture in this folder")));
 }
+
+#ifndef _WIN32
+TEST(NamedInputs, AFolderThatCannotBeReadIsNamedAndTheOthersGoOn) {
+    const Folder folder({"a/1.pcap", "b/2.pcap", "c/3.pcap"});
+    std::filesystem::permissions(folder.Path("b"), std::filesystem::perms::none);
+    const bool isRoot = geteuid() == 0;  // which may read everything
+    if (isRoot) ASSERT_EQ(seteuid(65534), 0);
+    const std::vector<std::string> names = Names(ListCaptures({folder.Name()}));
+    if (isRoot) ASSERT_EQ(seteuid(0), 0);
+    std::filesystem::permissions(folder.Path("b"), std::filesystem::perms::owner_all);
+    EXPECT_THAT(names, ElementsAre(folder.Name("a/1.pcap"), folder.Name("c/3.pcap"),
+                                   HasSubstr(folder.Name("b") + ": this folder cannot be read")));
+}
+
+TEST(NamedInputs, ALinkToAFolderIsNotFollowed) {
+    const Folder folder({"a/1.pcap"});
+    std::filesystem::create_directory_symlink(folder.Path("a"), folder.Path("b.pcap"));
+    EXPECT_THAT(Names(ListCaptures({folder.Name()})), ElementsAre(folder.Name("a/1.pcap")));
+    EXPECT_THAT(Names(ListCaptures({folder.Name("b.pcap")})), ElementsAre(folder.Name("b.pcap/1.pcap")));
+}
+#endif
 
 TEST(NamedInputs, AListStandsForItsLines) {
     const Folder folder({"sub/c.pcap"});
