@@ -33,6 +33,23 @@ std::string MissingModules(const std::wstring& folder) {
     return missing;
 }
 
+// Those that stand there and that the system does not load, with its error.
+std::string UnloadableModules(const std::wstring& folder) {
+    std::string unloadable;
+    for (const wchar_t* module : kModules) {
+        const std::wstring file = folder + module;
+        if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES || GetModuleHandleW(file.c_str()) != nullptr)
+            continue;
+        const HMODULE loaded = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        const DWORD error = GetLastError();
+        if (loaded != nullptr)
+            FreeLibrary(loaded);
+        else
+            unloadable += fmt::format("{}{} (error {})", unloadable.empty() ? "" : ", ", FromWide(module), error);
+    }
+    return unloadable;
+}
+
 class LoadedLibrary : public Judge {
  public:
     LoadedLibrary() = default;
@@ -88,6 +105,11 @@ class LoadedLibrary : public Judge {
             mistake = StartMistake(installFolder, error);
             return false;
         }
+        if (const std::string unloadable = UnloadableModules(installFolder); !unloadable.empty())
+            std::fprintf(stderr,
+                         "tarnhost: the library runs without %s of %s, which cannot be loaded; is it damaged or "
+                         "not 64-bit?\n",
+                         unloadable.c_str(), FromWide(installFolder).c_str());
         std::uint8_t status = 0;
         if (options.judgesUrls && featureStatus_(&status) != 0 && status == 0)
             std::fprintf(stderr, "tarnhost: the settings switch every URL-scanning feature off\n");
@@ -194,9 +216,12 @@ class LoadedLibrary : public Judge {
                 "WSInit failed (error cell {}): {} lacks {}; copy what is missing there, or name another folder with "
                 "--install-folder",
                 error, folder, missing);
+        if (const std::string unloadable = UnloadableModules(installFolder); !unloadable.empty())
+            return fmt::format(
+                "WSInit failed (error cell {}): {} of {} cannot be loaded: damaged or not 64-bit; copy it there anew",
+                error, unloadable, folder);
         return fmt::format(
-            "WSInit failed (error cell {}), although all modules stand in {}; a module that is damaged, of another "
-            "version or not 64-bit cannot be loaded",
+            "WSInit failed (error cell {}), although all modules of {} can be loaded; is one of another version?",
             error, folder);
     }
 

@@ -54,7 +54,17 @@ TEST(Install, ADamagedModuleIsNoMissingOne) {
     install.Write("pktsig.dll", "MZ and nothing more");
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 1u);
-    EXPECT_THAT(run.errors, AllOf(HasSubstr("WSInit failed"), HasSubstr("damaged"), Not(HasSubstr("lacks"))));
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("WSInit failed"), HasSubstr("pktsig.dll (error"), HasSubstr("damaged"),
+                                  Not(HasSubstr("lacks")), Not(HasSubstr("setrd.dll"))));
+}
+
+TEST(Install, ADamagedModuleThatMayBeMissingIsNamed) {
+    const InstallCopy install({"tlsinsp.dll", "isolate.dll"});
+    install.Write("isolate.dll", "MZ and nothing more");
+    const ProgramRun run = install.Run(kBlockedUrl);
+    EXPECT_EQ(run.exitCode, 0u);
+    EXPECT_EQ(run.Json().at(0)["reason"], 2);
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("runs without isolate.dll (error"), Not(HasSubstr("tlsinsp.dll"))));
 }
 
 TEST(Install, WithoutTheLibraryNothingStarts) {
