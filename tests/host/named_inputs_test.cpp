@@ -94,9 +94,9 @@ TEST(NamedInputs, AFolderThatCannotBeReadIsNamedAndTheOthersGoOn) {
     const Folder folder({"a/1.pcap", "b/2.pcap", "c/3.pcap"});
     std::filesystem::permissions(folder.Path("b"), std::filesystem::perms::none);
     const bool isRoot = geteuid() == 0;  // which may read everything
-    if (isRoot) ASSERT_EQ(seteuid(65534), 0);
+    ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
     const std::vector<std::string> names = Names(ListCaptures({folder.Name()}));
-    if (isRoot) ASSERT_EQ(seteuid(0), 0);
+    ASSERT_TRUE(!isRoot || seteuid(0) == 0);
     std::filesystem::permissions(folder.Path("b"), std::filesystem::perms::owner_all);
     EXPECT_THAT(names, ElementsAre(folder.Name("a/1.pcap"), folder.Name("c/3.pcap"),
                                    HasSubstr(folder.Name("b") + ": this folder cannot be read")));
