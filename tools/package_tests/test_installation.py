@@ -196,6 +196,13 @@ class ByScript(Installation):
         self.assertIn('is removed', self.script('/remove'))
         self.expect_removed()
 
+    def test_takes_the_state_folder_from_whoever_made_it(self):
+        """By the text: Wine's icacls does nothing."""
+        lines = (made.unpacked() / 'install.cmd').read_text(encoding='utf-8').splitlines()
+        steps = [line.split('"', 2)[2].split()[0] for line in lines if line.startswith('icacls "%ProgramData%\\tarn"')]
+        self.assertEqual(steps, ['/setowner', '/reset', '/inheritance:r'])
+        self.assertFalse([line for line in lines if 'S-1-3-4:' in line])  # the rights of the owner, whoever it is
+
     def test_refuses_what_it_does_not_know(self):
         self.assertIn('/remove', self.script('one', 'two', expected=2))
         self.assertFalse(self.folder.exists())
