@@ -248,7 +248,7 @@ TEST(FrameScan, SaysWhatIsNotExamined) {
 TEST(ReplayCommand, BriefLeavesOutWhatNoRuleDecided) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "--brief", kCurl});
-    EXPECT_THAT(run.out, AllOf(HasSubstr("  37 requests that no rule decided are left out\n"),
+    EXPECT_THAT(run.out, AllOf(HasSubstr("  37 requests that no rule decided are left out, 10 of them not judged\n"),
                                HasSubstr("37 requests: 37 allowed"), Not(HasSubstr("time (UTC)"))));
     EXPECT_THAT(OfType(RunWith(environment, {"replay", "--brief", "--json", kCurl}), "verdict"), IsEmpty());
     environment.library.answer = FakeLibrary::Malicious("X", "a.example/");
