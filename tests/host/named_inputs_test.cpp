@@ -70,7 +70,7 @@ class Folder {
     [[nodiscard]] std::filesystem::path Path(const std::string& name) const {
         return std::filesystem::path(root_.Folder()) / "captures" / ToPath(name);
     }
-    [[nodiscard]] std::string Name(const std::string& name) const { return FromPath(Path(name)); }
+    [[nodiscard]] std::string Name(const std::string& name) const { return FromPath(Path(name).make_preferred()); }
     [[nodiscard]] std::string Name() const { return FromPath(Path("").parent_path()); }
 
  private:

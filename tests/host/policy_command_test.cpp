@@ -1,4 +1,5 @@
 // tarnhost policy: every mistake with its place, and an exit code that a script can use.
+#include <filesystem>
 #include <gmock/gmock.h>
 
 #include "host/fake_machine.h"
@@ -9,6 +10,7 @@ namespace tarn::host {
 namespace {
 
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -22,7 +24,8 @@ TEST(PolicyCommand, TheShippedPoliciesHaveNoMistakes) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"policy", TARN_POLICY_FILE});
     EXPECT_EQ(run.code, 0);
-    EXPECT_EQ(run.out, std::string(TARN_POLICY_FILE) + ": no mistakes\n");
+    const std::string path = std::filesystem::path(TARN_POLICY_FILE).make_preferred().string();
+    EXPECT_THAT(run.out, EndsWith(path + ": no mistakes\n"));  // behind a drive on Windows
 }
 
 TEST(PolicyCommand, NamesEveryMistakeWithItsPlaceAndWhatIsAllowed) {
@@ -62,7 +65,8 @@ TEST(PolicyCommand, WithoutAFileTakesTheFolderThatTheOtherCommandsUse) {
     machine.ownFolder = beside.Folder() + "/";
     const Ran run = RunWith(machine, {"policy"});
     EXPECT_EQ(run.code, 1);
-    EXPECT_THAT(run.out, AllOf(HasSubstr("tarn-policy.toml:2:1"), HasSubstr(policy.Path() + ": 2 mistakes")));
+    EXPECT_THAT(run.out, AllOf(HasSubstr("tarn-policy.toml:2:1"),
+                               HasSubstr(machine.installFolder + "tarn-policy.toml: 2 mistakes")));
 }
 
 constexpr const char* kUnknownAccount = "[parental]\nmode = 2\n[[parental.users]]\naccount = \"gone\"\n";
