@@ -58,8 +58,7 @@ std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_
     return categories.first(std::min(limit, categories.size()));
 }
 
-CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl,
-                               TarnLookupMode mode)
+CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, TarnLookupMode mode)
     : module_(module) {
     if (!module || module->SCGetURLCategories == nullptr) return;
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
