@@ -12,7 +12,7 @@
 
 namespace tarn::host {
 
-inline constexpr std::int64_t kMinutesPerDay = 24 * 60;
+inline constexpr std::int64_t kMinutesPerDay = std::int64_t{24} * 60;
 inline constexpr std::int64_t kMinutesPerWeek = 7 * kMinutesPerDay;
 
 // The minutes of the week, from Sunday 00:00, in which a schedule may begin or end to allow.

@@ -61,7 +61,7 @@ std::optional<TarnSystemTime> ParseClockTime(std::string_view text, const TarnSy
 
 std::int64_t MinutesOf(const TarnSystemTime& time) {
     const auto days = std::chrono::sys_days(DateOf(time)).time_since_epoch();
-    return std::chrono::minutes(days).count() + time.hour * 60 + time.minute;
+    return std::chrono::minutes(days).count() + std::int64_t{time.hour} * 60 + time.minute;
 }
 
 }  // namespace tarn::host

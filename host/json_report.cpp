@@ -26,7 +26,7 @@ void JsonReport::BeginCapture(const CaptureHeading& heading) {
 }
 
 void JsonReport::Request(const JudgedRequest& request) {
-    totals_.Count(request.judgement, request.coverage);
+    Counting().Count(request.judgement, request.coverage);
     if (style_.brief && IsUndecided(request.judgement)) return;
     if (style_.quiet && !IsBlocked(request.judgement)) return;
     Json line;
@@ -68,7 +68,7 @@ void JsonReport::LocalGuess(const IpAddress& address) {
 }
 
 void JsonReport::Attack(const PacketAttack& attack) {
-    totals_.Count(attack);
+    Counting().Count(attack);
     const std::uint32_t reason = attack.verdict.reason;
     const std::uint16_t rule = attack.verdict.ruleId;
     Json line{{"type", "attack"}, {"capture", heading_.name}, {"frame", attack.frame}};
@@ -92,7 +92,7 @@ void JsonReport::Attack(const PacketAttack& attack) {
 }
 
 void JsonReport::File(const ShareFile& file) {
-    totals_.Count(file);
+    Counting().Count(file);
     if (style_.quiet) return;
     Json line{{"type", "file"}, {"capture", heading_.name}, {"frame", file.frame}};
     if (file.timeNanoseconds != 0) line["time"] = FormatTime(file.timeNanoseconds);
@@ -107,17 +107,17 @@ void JsonReport::File(const ShareFile& file) {
 void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {
     Json line;
     line["type"] = "summary";
-    line["requests"] = totals_.requests;
-    line["allowed"] = totals_.allowed;
-    line["blocked"] = totals_.blocked;
-    line["withoutVerdict"] = totals_.withoutVerdict;
+    line["requests"] = Counted().requests;
+    line["allowed"] = Counted().allowed;
+    line["blocked"] = Counted().blocked;
+    line["withoutVerdict"] = Counted().withoutVerdict;
     line["byReason"] = Json::object();
-    for (const auto& [reason, count] : totals_.byReason) line["byReason"][fmt::format("{}", reason)] = count;
-    line["undecidedNotJudged"] = totals_.undecidedNotJudged;
-    line["judgedInPart"] = totals_.CountOf(Extent::kPart);
-    line["notJudged"] = totals_.CountOf(Extent::kNone);
+    for (const auto& [reason, count] : Counted().byReason) line["byReason"][fmt::format("{}", reason)] = count;
+    line["undecidedNotJudged"] = Counted().undecidedNotJudged;
+    line["judgedInPart"] = Counted().CountOf(Extent::kPart);
+    line["notJudged"] = Counted().CountOf(Extent::kNone);
     line["whyNotWhole"] = Json::object();
-    for (const auto& [cause, count] : totals_.notWhole) line["whyNotWhole"][std::string(cause.second)] = count;
+    for (const auto& [cause, count] : Counted().notWhole) line["whyNotWhole"][std::string(cause.second)] = count;
     if (const std::vector<PolicyTotals> policies = CountedByPolicy(); policies.size() > 1)
         for (const PolicyTotals& policy : policies)
             line["policies"].push_back({{"requests", policy.requests},
@@ -132,12 +132,12 @@ void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
         line["replacedAddresses"].push_back(
             {{"from", FormatIpAddress(replacement.from)}, {"to", FormatIpAddress(replacement.to)}});
     if (replay) {
-        line["attackFrames"] = totals_.attackFrames;
-        line["attackFramesBlocked"] = totals_.attackFramesBlocked;
+        line["attackFrames"] = Counted().attackFrames;
+        line["attackFramesBlocked"] = Counted().attackFramesBlocked;
         line["attacksByReason"] = Json::object();
-        for (const auto& [reason, count] : totals_.attacksByReason)
+        for (const auto& [reason, count] : Counted().attacksByReason)
             line["attacksByReason"][fmt::format("{}", reason)] = count;
-        line["files"] = totals_.files;
+        line["files"] = Counted().files;
         line["captures"] = replay->captures;
         line["frames"] = replay->frames;
         line["bytes"] = replay->bytes;

@@ -84,7 +84,7 @@ bool TextReport::Row(TextRow row, bool isWanted) {
 }
 
 void TextReport::Request(const JudgedRequest& request) {
-    totals_.Count(request.judgement, request.coverage);
+    Counting().Count(request.judgement, request.coverage);
     const Judgement& judgement = request.judgement;
     TextRow row;
     if (request.origin) {
@@ -119,7 +119,7 @@ void TextReport::LocalGuess(const IpAddress& address) {
 
 // Further frames of an attacked connection would say the same; the summary counts them.
 void TextReport::Attack(const PacketAttack& attack) {
-    totals_.Count(attack);
+    Counting().Count(attack);
     if (!attack.isFirst && !style_.verbose) {
         ++furtherFrames_;
         return;
@@ -145,7 +145,7 @@ void TextReport::Attack(const PacketAttack& attack) {
 }
 
 void TextReport::File(const ShareFile& file) {
-    totals_.Count(file);
+    Counting().Count(file);
     TextRow row;
     row.kind = RowKind::kFile;
     row.timeNanoseconds = file.timeNanoseconds;
@@ -174,14 +174,14 @@ void TextReport::Details(const JudgedRequest& request) {
 
 void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {
     TellLeftOut();
-    out_ << fmt::format("\n{} request{}: {} allowed, {} blocked", totals_.requests, totals_.requests == 1 ? "" : "s",
-                        totals_.allowed, totals_.blocked);
-    if (totals_.withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", totals_.withoutVerdict);
+    out_ << fmt::format("\n{} request{}: {} allowed, {} blocked", Counted().requests,
+                        Counted().requests == 1 ? "" : "s", Counted().allowed, Counted().blocked);
+    if (Counted().withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", Counted().withoutVerdict);
     out_ << '\n';
     PolicySummary();
-    for (const auto& [reason, count] : totals_.byReason)
+    for (const auto& [reason, count] : Counted().byReason)
         out_ << fmt::format("{:>7}  {:>2} {}{}\n", count, reason, ReasonWords(reason),
-                            reason == TARN_REASON_DEFAULT ? NotJudgedWords(totals_.undecidedNotJudged) : "");
+                            reason == TARN_REASON_DEFAULT ? NotJudgedWords(Counted().undecidedNotJudged) : "");
     if (replay) FrameSummary();
     NotWholeSummary(replay);
     if (replay) ReadSummary(*replay);
@@ -222,9 +222,9 @@ void TextReport::NotWholeSummary(const std::optional<ReplayTotals>& replay) {
     };
     const bool hasSilence =
         std::any_of(std::begin(lines), std::end(lines), [](const auto& line) { return line.first != 0; });
-    if (!hasSilence && totals_.notWhole.empty()) return;
+    if (!hasSilence && Counted().notWhole.empty()) return;
     out_ << "not or not wholly examined:\n";
-    for (const auto& [cause, count] : totals_.notWhole)
+    for (const auto& [cause, count] : Counted().notWhole)
         out_ << fmt::format("{:>7}  request{} {}: {}\n", count, count == 1 ? "" : "s",
                             cause.first == Extent::kNone ? "not judged" : "judged in part", cause.second);
     for (const auto& [count, words] : lines)
@@ -241,15 +241,15 @@ void TextReport::ReadSummary(const ReplayTotals& replay) {
 }
 
 void TextReport::FrameSummary() {
-    out_ << fmt::format("{} frame{} with an attack: {} blocked\n", totals_.attackFrames,
-                        totals_.attackFrames == 1 ? "" : "s", totals_.attackFramesBlocked);
-    for (const auto& [reason, count] : totals_.attacksByReason)
+    out_ << fmt::format("{} frame{} with an attack: {} blocked\n", Counted().attackFrames,
+                        Counted().attackFrames == 1 ? "" : "s", Counted().attackFramesBlocked);
+    for (const auto& [reason, count] : Counted().attacksByReason)
         out_ << fmt::format("{:>7}  {:>2} {}\n", count, reason, AttackWords(reason));
     if (furtherFrames_ != 0)
         out_ << fmt::format("{:>7}  of them not listed: one line per connection and attack, --verbose lists all\n",
                             furtherFrames_);
-    out_ << fmt::format("{} file{} written on shares\n", totals_.files, totals_.files == 1 ? "" : "s");
-    for (const auto& [word, count] : totals_.filesByAction) out_ << fmt::format("{:>7}  {}\n", count, word);
+    out_ << fmt::format("{} file{} written on shares\n", Counted().files, Counted().files == 1 ? "" : "s");
+    for (const auto& [word, count] : Counted().filesByAction) out_ << fmt::format("{:>7}  {}\n", count, word);
 }
 
 }  // namespace tarn::host

@@ -63,7 +63,7 @@ bool TextRows::IsNarrow() const {
 }
 
 std::string TextRows::State(const TextRow& row) const {
-    const std::string text = Column(row.state, kStateWidth);
+    std::string text = Column(row.state, kStateWidth);
     if (!hasColour_) return text;
     std::string_view code = "\x1b[32m";  // green
     if (row.colour == Colour::kNotice) code = "\x1b[33m";

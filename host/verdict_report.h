@@ -160,9 +160,10 @@ class VerdictReport {
     // One for each policy, the first included.
     [[nodiscard]] std::vector<PolicyTotals> CountedByPolicy() const;
 
-    Totals totals_;
+    [[nodiscard]] Totals& Counting() { return totals_; }
 
  private:
+    Totals totals_;
     std::vector<Totals> policyBegins_;  // of each but the first: the totals of all before it
 };
 
