@@ -32,7 +32,7 @@ def ninja(folder, targets, seconds=None):
         try:
             return process.wait(seconds) == 0
         except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGINT)
+            os.killpg(process.pid, signal.SIGTERM)  # unlike an interrupt, never ignored because the caller ignores it
             process.wait()
             return None
 
