@@ -63,7 +63,7 @@ TEST_F(Exports, ANullPointerGivesFalseAndTouchesNothing) {
     LogonVerdict logon{};
     SmbScanResult smb{};
     const std::uint8_t frame[64] = {};
-    EXPECT_EQ(WSInit(1, nullptr), 0);
+    EXPECT_EQ(WSInit(TARN_START_RESTART, nullptr), 0);
     EXPECT_EQ(WSUpdateSettingsChanged(nullptr), 0);
     EXPECT_EQ(WSScanUrl(nullptr, &verdict, &prompt), 0);
     EXPECT_EQ(WSScanUrl(&request, nullptr, &prompt), 0);
@@ -99,7 +99,7 @@ TEST_F(Exports, AKindThatIsNoneChangesNothing) {
 
 TEST_F(Exports, WithoutAnErrorCellTheEndReleasesEverything) {
     settings.GiveTo(machine.modules.inner);
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     EXPECT_EQ(WSDeinit(nullptr), 1);
     EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
     EXPECT_FALSE(library->ready);
@@ -118,7 +118,7 @@ TEST_F(Exports, NoExceptionLeavesAScan) {
     settings.GiveTo(machine.modules.inner);
     machine.modules.Replace("SCGetURLCategories", &ThrowingCategories);
     machine.modules.Replace("PKSScanPacket", &ThrowingScan);
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     ScanRequest request{};
     request.data = reinterpret_cast<std::uint8_t*>(url.data());
     request.dataLength = static_cast<std::uint32_t>(url.size());
@@ -132,17 +132,17 @@ TEST_F(Exports, NoExceptionLeavesAScan) {
 
 TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
     machine.modules.Replace("ReadBPStatus", &ThrowingStatus);
-    EXPECT_EQ(WSInit(1, &error), 0);
+    EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 0);
     EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
     // Without the question for the online decision the first such read is that of the settings load.
     settings.GiveTo(machine.modules.inner);
     machine.modules.inner.proxyFile.state = machine::FileStart::State::kUnreadable;
-    EXPECT_EQ(WSInit(1, &error), 0);
+    EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 0);
     EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
     EXPECT_EQ(machine.modules.inner.Count("ReadBPUserWhiteList"), 1U);
     EXPECT_EQ(machine.modules.inner.held["ReadBPUserWhiteList"], 0) << "what was read before is given back";
     machine.modules.replacements.clear();
-    ASSERT_EQ(WSInit(1, &error), 1) << "and the library can be started";
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1) << "and the library can be started";
     library->companions.statusReader->ReadBPStatus = ThrowingStatus;
     EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_BROWSING_PROTECTION, 1, 2, 3), 0U);
 }
@@ -150,7 +150,7 @@ TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
 TEST_F(Exports, NoExceptionLeavesTheEnd) {
     machine.modules.Replace("WSDeInitUrlsig", &ThrowingEnd);
     machine.modules.Replace("SCSaveCacheFile", &ThrowingSave);
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     WSShutDown(1, 2, 3, 4);
     EXPECT_EQ(WSDeinit(&error), 1);
     library->companions.urlPatterns->WSDeInitUrlsig = [](std::uint32_t*) {};

@@ -84,7 +84,7 @@ class FailingAllocations : public testing::Test {
             SCOPED_TRACE(number);
             ASSERT_LT(number, 10000U);
             if (started) {
-                ASSERT_EQ(WSInit(1, &error), 1);
+                ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
             }
             bool succeeded = false;
             bool failed = false;
@@ -105,7 +105,7 @@ class FailingAllocations : public testing::Test {
                 ExpectNoLostRecords("after a failed start");
             }
             ExpectNothingSpoiled();
-            ASSERT_EQ(WSInit(1, &error), 1) << "the library can still be started";
+            ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1) << "the library can still be started";
             ExpectWorking();
             EXPECT_EQ(WSDeinit(&error), 1);
             EXPECT_THAT(Modules().Loaded(), IsEmpty());
@@ -124,7 +124,7 @@ class FailingAllocations : public testing::Test {
 };
 
 TEST_F(FailingAllocations, OfAStart) {
-    FailEach(false, [&] { return WSInit(1, &error) == 1; });
+    FailEach(false, [&] { return WSInit(TARN_START_RESTART, &error) == 1; });
 }
 
 TEST_F(FailingAllocations, OfTheParentalChange) {
@@ -145,7 +145,7 @@ TEST_F(FailingAllocations, OfTheUpdatesOfRecords) {
 }
 
 TEST_F(FailingAllocations, OtherChangesAskForNone) {
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     for (const std::uint32_t kind : {0U, 1U, 2U, 5U, 6U, 7U}) {
         const std::uint64_t before = support::Allocations();
         EXPECT_EQ(WSSettingsChanged(kind, 1, 2, 3), 1U);
@@ -161,7 +161,7 @@ TEST_F(FailingAllocations, OtherChangesAskForNone) {
 
 TEST_F(FailingAllocations, OfTheEndAreNone) {
     // The sessions are saved from a copy: without memory they are not saved, and the rest of the end goes on.
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     for (std::uint64_t number = 0; number < 10; ++number) {
         {
             const FailingAllocation failing(number);
@@ -169,7 +169,7 @@ TEST_F(FailingAllocations, OfTheEndAreNone) {
         }
         EXPECT_THAT(Modules().Loaded(), IsEmpty());
         ExpectNoLostRecords("after the end");
-        ASSERT_EQ(WSInit(1, &error), 1);
+        ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     }
     EXPECT_EQ(WSDeinit(&error), 1);
 }
@@ -197,7 +197,7 @@ TEST_F(FailingAllocations, ALibraryIsMadeOfItsLocksAndLists) {
 }
 
 TEST_F(FailingAllocations, AWorkerThatCannotBeMadeLeavesTheSystemsError) {
-    ASSERT_EQ(WSInit(1, &error), 1);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     ScheduleWorker worker(machine.Clock());
     int refusals = 0;
     for (std::uint64_t number = 0;; ++number) {

@@ -80,7 +80,7 @@ TEST(BlockedSites, ExactHostIsTheWholeHostOnly) {
 TEST(BlockedSites, KindTwoIsTheWholeSiteInModeThree) {
     SiteTableOwner owner;
     parental::HostListEntry& entry = owner.AddHost("example.org", {"/a"});
-    entry.kind = 2;
+    entry.kind = TARN_SITE_SECURE;
     entry.exactHost = 1;
     EXPECT_EQ(Ask(owner, {"example.org", "/a", 3}), kHit);
     EXPECT_EQ(Ask(owner, {"example.org", "/a", 1}), kMiss) << "neither flag nor paths of kind 2 count elsewhere";
@@ -135,7 +135,7 @@ TEST(BlockedSites, EntriesOfOneTextAddUp) {
     SiteTableOwner owner;
     owner.AddHost("10.0.0.1", {"/a"});
     owner.AddHost("10.0.0.1", {"/b"});
-    owner.AddHost("10.0.0.1", {"/c"}).kind = 2;
+    owner.AddHost("10.0.0.1", {"/c"}).kind = TARN_SITE_SECURE;
     EXPECT_EQ(Ask(owner, {"10.0.0.1", "/a"}), kHit);
     EXPECT_EQ(Ask(owner, {"10.0.0.1", "/b"}), kHit);
     EXPECT_EQ(Ask(owner, {"10.0.0.1", "/c"}), kMiss);

@@ -31,7 +31,7 @@ class LogonCheck : public ::testing::Test {
     // Only the preset fields were written.
     void ExpectOnlyPreset(std::uint32_t sessionId = 3) const {
         EXPECT_EQ(+verdict.action, 1U);
-        EXPECT_EQ(+verdict.reason, 19U);
+        EXPECT_EQ(+verdict.reason, TARN_REASON_PARENTAL_CONTROL);
         EXPECT_EQ(+verdict.sessionId, sessionId);
         std::uint8_t bytes[sizeof verdict];
         std::memcpy(bytes, &verdict, sizeof bytes);
@@ -85,7 +85,7 @@ TEST_F(LogonCheck, ARefusalCarriesTheAccount) {
     settings = Settings({Entry(Sid(1))});
     ASSERT_TRUE(Scan(kLogon, Sid(1), 8));
     EXPECT_EQ(+verdict.action, 0U);
-    EXPECT_EQ(+verdict.reason, 19U);
+    EXPECT_EQ(+verdict.reason, TARN_REASON_PARENTAL_CONTROL);
     EXPECT_EQ(+verdict.reserved8, 0);
     EXPECT_EQ(+verdict.sessionId, 8U);
     EXPECT_EQ(std::memcmp(verdict.sid, Sid(1).data(), sizeof verdict.sid), 0);

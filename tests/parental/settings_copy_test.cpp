@@ -194,7 +194,7 @@ TEST(SettingsCopy, AllowedSitesKeepTheirBytesAndAreLinkedAnew) {
     UserUrlEntry& given = *entry.allowedSites.first;
     std::memset(given.path, 'P', sizeof given.path);
     given.hostOnly = 1;
-    given.kind = 2;
+    given.kind = TARN_SITE_SECURE;
     given.includeSubdomains = 3;
     given.reserved[4] = 9;
     std::memset(given.next->host, 'H', sizeof given.next->host);

@@ -1,7 +1,13 @@
 // The numbers behind the names of the public headers. Hosts and companion modules that are compiled already use them.
 #include "tarn/values.h"
 
-#include <gtest/gtest.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
 
 #include "tarn/companions.h"
 #include "tarn/records.h"
@@ -39,6 +45,8 @@ constexpr Number kNumbers[] = {
     TARN_NUMBER(TARN_UPDATED_BROWSING_PROTECTION, 0x40),
     TARN_NUMBER(TARN_UPDATED_CATEGORISATION_TOO, 0x80),
     TARN_NUMBER(TARN_UPDATED_IDS_RULES, 0x1000),
+    TARN_NUMBER(TARN_OUTBOUND, 0),
+    TARN_NUMBER(TARN_INBOUND, 1),
     TARN_NUMBER(TARN_FAMILY_IPV4, 0),
     TARN_NUMBER(TARN_FAMILY_IPV6, 1),
     TARN_NUMBER(TARN_KIND_HTTP, 1),
@@ -104,7 +112,10 @@ constexpr Number kNumbers[] = {
     TARN_NUMBER(TARN_STRICTNESS_FIRST_ONE, 3),
     TARN_NUMBER(TARN_PC_ABSENT, 0),
     TARN_NUMBER(TARN_PC_ONE_FOR_ALL, 1),
+    TARN_NUMBER(TARN_PC_ONE_PER_USER, 2),
+    TARN_NUMBER(TARN_SCHEDULE_ALLOWANCE, 0),
     TARN_NUMBER(TARN_SCHEDULE_HOUR_GRID, 1),
+    TARN_NUMBER(TARN_SITE_ANY, 1),
     TARN_NUMBER(TARN_SITE_SECURE, 2),
     TARN_NUMBER(TARN_IDS_ALERT_SHIFT, 16),
     TARN_NUMBER(TARN_DISABLED_ONLINE_LOOKUP, 5),
@@ -116,6 +127,26 @@ constexpr Number kNumbers[] = {
 
 TEST(Values, KeepTheirNumbers) {
     for (const Number& number : kNumbers) EXPECT_EQ(number.value, number.expected) << number.name;
+}
+
+// The names of all enumerators, as "NAME =" stands in the headers.
+std::set<std::string> NamesOfHeaders() {
+    std::set<std::string> names;
+    for (const auto& file : std::filesystem::directory_iterator(TARN_SOURCE_FOLDER "/include/tarn")) {
+        std::ifstream stream(file.path());
+        const std::string text{std::istreambuf_iterator<char>(stream), {}};
+        static const std::regex kEnumerator(R"((TARN_[A-Z0-9_]+)\s+=\s)");
+        for (std::sregex_iterator at(text.begin(), text.end(), kEnumerator), end; at != end; ++at)
+            names.insert((*at)[1]);
+    }
+    return names;
+}
+
+TEST(Values, AllStandInTheTable) {
+    std::set<std::string> listed;
+    for (const Number& number : kNumbers) listed.insert(number.name);
+    for (const std::string& name : NamesOfHeaders()) EXPECT_TRUE(listed.erase(name) == 1) << name << " is not listed";
+    EXPECT_THAT(listed, testing::IsEmpty());
 }
 
 }  // namespace

@@ -167,7 +167,7 @@ TEST_F(Boundary, ALibraryWhoseLocksHaveNoSemaphoresStillJudges) {
     }();
     const Exports& poor = loaded->Functions();
     ASSERT_NE(loaded->Module(), nullptr);
-    ASSERT_EQ(poor.WSInit(1, &error), 1);
+    ASSERT_EQ(poor.WSInit(TARN_START_RESTART, &error), 1);
     std::string text = "GET /x HTTP/1.1\r\nHost: bad.example\r\n\r\n";
     ScanRequest request{};
     request.data = reinterpret_cast<std::uint8_t*>(text.data());

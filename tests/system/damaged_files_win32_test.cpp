@@ -31,7 +31,7 @@ class DamagedFiles : public testing::Test {
     }
     // One life of the library; whether its start still knew the account.
     bool KnewTheAccount() {
-        EXPECT_EQ(tarn.WSInit(1, &error), 1);
+        EXPECT_EQ(tarn.WSInit(TARN_START_RESTART, &error), 1);
         const bool knew = Report(kTick);
         EXPECT_TRUE(Report(kLogon));
         EXPECT_EQ(tarn.WSDeinit(&error), 1);

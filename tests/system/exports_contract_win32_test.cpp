@@ -80,7 +80,7 @@ TEST_F(ExportsContract, LogonCheckRefusesNullsAndPresetsItsVerdict) {
     EXPECT_EQ(logon.action, 0xCDCDCDCDU);
     EXPECT_EQ(tarn.WSScanLogonEventForPCCTRL(&event, &logon), 0) << "an invalid identifier";
     EXPECT_EQ(logon.action, 1U);
-    EXPECT_EQ(logon.reason, 19U);
+    EXPECT_EQ(logon.reason, TARN_REASON_PARENTAL_CONTROL);
     EXPECT_EQ(logon.sessionId, 12U);
     EXPECT_EQ(logon.reserved8, 0xCD);
 }
@@ -90,7 +90,7 @@ TEST_F(ExportsContract, TheOthersRefuseNulls) {
     EXPECT_EQ(tarn.WSAddURLToIDSBlockedList(nullptr), 0);
     EXPECT_EQ(tarn.WSDropConnection(nullptr), 0);
     EXPECT_EQ(tarn.WSGetUrlScanFeatureStatus(nullptr), 0);
-    EXPECT_EQ(tarn.WSInit(0, nullptr), 0);
+    EXPECT_EQ(tarn.WSInit(TARN_START_FRESH, nullptr), 0);
     std::uint8_t udp[60] = {};
     udp[14] = 0x45;
     udp[23] = 17;

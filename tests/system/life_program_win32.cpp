@@ -73,7 +73,7 @@ class Host {
     }
     bool Start() {
         std::uint32_t error = 0;
-        const bool started = loaded->Functions().WSInit(1, &error) == 1 && workerThread != nullptr;
+        const bool started = loaded->Functions().WSInit(TARN_START_RESTART, &error) == 1 && workerThread != nullptr;
         Say(started ? "started" : "not started");
         return started;
     }
@@ -210,7 +210,7 @@ int Run(const std::string& what, const std::filesystem::path& install) {
             host.loaded->Functions().WSDeinit(nullptr);
             host.StopScheduling();
             std::uint32_t error = 0;
-            host.loaded->Functions().WSInit(1, &error);
+            host.loaded->Functions().WSInit(TARN_START_RESTART, &error);
             host.Scan();
         });
     if (what == "exit_in_save")

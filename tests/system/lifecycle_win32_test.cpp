@@ -63,7 +63,7 @@ TEST_F(Lifecycle, EverythingIsSafeBeforeInit) {
 }
 
 TEST_F(Lifecycle, InitWithoutACellDoesNothing) {
-    EXPECT_EQ(tarn.WSInit(1, nullptr), 0);
+    EXPECT_EQ(tarn.WSInit(TARN_START_RESTART, nullptr), 0);
     EXPECT_THAT(Journal(), IsEmpty());
 }
 

@@ -88,7 +88,7 @@ TEST_F(PacketRules, AnotherLoadOfTheLibraryKnowsNoAttacker) {
         const LoadedTarn again(copy);
         ASSERT_NE(again.Module(), nullptr);
         Categorise({2});
-        ASSERT_EQ(again.Functions().WSInit(1, &error), 1);
+        ASSERT_EQ(again.Functions().WSInit(TARN_START_RESTART, &error), 1);
         NewLines();
         EXPECT_TRUE(Blocks(again.Functions(), 9));
         EXPECT_THAT(NewLines(), ElementsAre("SCGetURLCategories 203.0.113.9 0", "SCReleaseCategories")) << load;

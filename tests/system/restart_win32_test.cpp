@@ -302,7 +302,7 @@ TEST_P(DamagedSessions, RecordsWithInvalidIdentifiersAreKeptAndServeNobody) {
         std::memset(&logon, 0xCD, sizeof logon);
         EXPECT_EQ(tarn.WSScanLogonEventForPCCTRL(&event, &logon), 0);
         EXPECT_EQ(logon.action, 1U);
-        EXPECT_EQ(logon.reason, 19U);
+        EXPECT_EQ(logon.reason, TARN_REASON_PARENTAL_CONTROL);
         EXPECT_EQ(logon.sessionId, 9U);
         EXPECT_EQ(logon.sid[0], 0xCD) << "nothing else is written";
     }

@@ -49,7 +49,7 @@ class Soak {
 
     void ScanForSeconds(unsigned long seconds) {
         std::uint32_t error = 0;
-        Check(tarn_.Functions().WSInit(1, &error) == 1, "WSInit");
+        Check(tarn_.Functions().WSInit(TARN_START_RESTART, &error) == 1, "WSInit");
         const ULONGLONG end = GetTickCount64() + 1000ULL * seconds;
         std::size_t rounds = 0;
         Add(api::RunHostThreads(Calls(), {100, [&](std::size_t round) {
