@@ -5,7 +5,6 @@ from pathlib import Path
 from unittest import mock
 
 import package
-from release import origin
 
 
 class OutsideAClone(unittest.TestCase):
@@ -15,11 +14,6 @@ class OutsideAClone(unittest.TestCase):
             with self.assertRaisesRegex(SystemExit, 'no clone'):
                 package.main(['--check'])
             build.assert_not_called()
-
-    def test_a_folder_inside_a_clone_is_none(self):
-        self.assertTrue(origin.is_clone(package.ROOT))
-        self.assertFalse(origin.is_clone(package.ROOT / 'tools'))
-
 
 if __name__ == '__main__':
     unittest.main()

@@ -33,9 +33,15 @@ def has_changes(root):
     return git(root, 'status', '--porcelain') not in ('', None)
 
 
+# Of sources without a commit: the first moment that a zip archive can hold, as good as any for the same bytes.
+WITHOUT_COMMIT = 315532800
+
+
 def seconds(root):
     """The time that every file of the package bears: SOURCE_DATE_EPOCH when it is set, else that of the commit."""
-    given = os.environ.get('SOURCE_DATE_EPOCH') or git(root, 'log', '-1', '--format=%ct')
-    if not given or not given.isdigit():
-        raise ValueError('This is no clone: set SOURCE_DATE_EPOCH to the time that the files of the package shall bear')
+    given = os.environ.get('SOURCE_DATE_EPOCH')
+    if given is None:
+        given = git(root, 'log', '-1', '--format=%ct') or str(WITHOUT_COMMIT)
+    if not given.isdigit():
+        raise ValueError(f'SOURCE_DATE_EPOCH is "{given}": seconds since 1970 are wanted')
     return int(given)

@@ -84,7 +84,24 @@ class Origin(InFolder):
             self.assertEqual(origin.seconds(self.folder), 12345)
         with mock.patch.dict(os.environ):
             os.environ.pop('SOURCE_DATE_EPOCH', None)
+            self.assertEqual(origin.seconds(self.folder), origin.WITHOUT_COMMIT)  # no clone
+            self.commit_something()
+            self.assertEqual(origin.seconds(self.folder), 1234567890)
+        with mock.patch.dict(os.environ, SOURCE_DATE_EPOCH='yesterday'):
             self.assertRaises(ValueError, origin.seconds, self.folder)
+
+    def test_a_clone_is_one_at_its_root_alone(self):
+        self.assertFalse(origin.is_clone(self.folder))
+        self.commit_something()
+        self.assertTrue(origin.is_clone(self.folder))
+        self.assertFalse(origin.is_clone(self.folder / 'inner'))
+
+    def commit_something(self):
+        self.put('inner/file', 'text')
+        for command in (['init', '--quiet'], ['add', '.'],
+                        ['-c', 'user.name=a', '-c', 'user.email=a@example', 'commit', '--quiet', '-m', 'a']):
+            subprocess.run(['git', *command], cwd=self.folder, check=True,
+                           env={**os.environ, 'GIT_COMMITTER_DATE': '1234567890 +0000'})
 
 
 class Notices(InFolder):
