@@ -9,7 +9,9 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import wine_prefix
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / 'tools'))
+from wine_prefix import WinePrefix, windows_path  # noqa: E402
 
 BUILT = Path(sys.argv.pop(1)) if len(sys.argv) > 1 else None
 COMPANIONS = ('setrd.dll', 'statrd.dll', 'sitecls.dll', 'pktsig.dll', 'tlsinsp.dll', 'urlsig.dll', 'isolate.dll',
@@ -20,7 +22,7 @@ BLOCKED = 'http://lantern.example/redirect: BLOCKED (malicious site, Trojan.Redi
 class Examples(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.windows = cls.enterClassContext(wine_prefix.WinePrefix())
+        cls.windows = cls.enterClassContext(WinePrefix())
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix='install ')
@@ -28,7 +30,7 @@ class Examples(unittest.TestCase):
         self.folder = Path(folder.name)
         for name in ('tarn.dll', 'tarn-policy.toml', 'c_host.exe', 'cpp_host.exe', *COMPANIONS):
             shutil.copy(BUILT / name, self.folder)
-        self.windows.register(wine_prefix.windows_path(self.folder))
+        self.windows.register(windows_path(self.folder) + '\\')
 
     def run_program(self, name, *arguments):
         return self.windows.run(self.folder / name, *arguments)
@@ -63,7 +65,7 @@ class Examples(unittest.TestCase):
 
     def test_the_companion_answers_from_its_text(self):
         self.put_example_companion()
-        shutil.copy(wine_prefix.ROOT / 'examples' / 'companion' / 'site-categories.txt', self.folder)
+        shutil.copy(ROOT / 'examples' / 'companion' / 'site-categories.txt', self.folder)
         for address, answer in (('http://bad.example/', 'BLOCKED (site of the malicious category)'),
                                 ('http://www.bad.example/page', 'BLOCKED (site of the malicious category)'),
                                 ('http://lure.example/', 'BLOCKED (phishing site)'),
@@ -88,16 +90,16 @@ class Examples(unittest.TestCase):
 
     def test_the_command_that_guide_and_host_show_registers_a_folder(self):
         self.windows.register(None)
-        guide = (wine_prefix.ROOT / 'docs' / 'integration.md').read_text(encoding='utf-8')
+        guide = (ROOT / 'docs' / 'integration.md').read_text(encoding='utf-8')
         command, = [line.strip() for line in guide.splitlines() if line.strip().startswith('reg add ')]
         self.assertIn(f'\n  {command}\n', self.run_program('c_host.exe')[1])
         (self.folder / 'register.cmd').write_text(f'@{command} /f\r\n', encoding='ascii')
-        self.windows.run('cmd', '/c', wine_prefix.windows_path(self.folder) + 'register.cmd')
+        self.windows.run('cmd', '/c', windows_path(self.folder / 'register.cmd'))
         self.assertIn('The registered install folder is "C:\\Program Files\\tarn\\bin\\".',
                       self.run_program('c_host.exe')[1])
 
     def test_a_folder_without_its_backslash_is_named(self):
-        self.windows.register(wine_prefix.windows_path(self.folder)[:-1])
+        self.windows.register(windows_path(self.folder))
         status, said = self.run_program('c_host.exe')
         self.assertIn('It lacks the backslash at its end', said)
         self.assertEqual(status, 1)

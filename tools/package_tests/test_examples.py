@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 import made
-from prefix import Prefix, windows_path
+from wine_prefix import WinePrefix, windows_path
 
 TOOLCHAIN = '''set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
@@ -53,8 +53,8 @@ class Examples(unittest.TestCase):
         for source in sources:
             self.assertIn(f'{source}.obj', objects)
         self.expect_it_runs(self.folder / 'build' / 'bin' / 'c_consumer.exe')
-        with Prefix() as windows:
-            windows.register(windows_path(self.package / 'bin'))
+        with WinePrefix() as windows:
+            windows.register(windows_path(self.package / 'bin') + '\\')
             for name in ('c_host.exe', 'cpp_host.exe'):
                 status, said = windows.run(self.folder / 'build' / 'bin' / name)
                 self.assertEqual(status, 0, said)
@@ -69,7 +69,7 @@ class Examples(unittest.TestCase):
         return lines[start:end + 1]
 
     def expect_it_runs(self, program):
-        with Prefix() as windows:
+        with WinePrefix() as windows:
             status, said = windows.run(program)
             self.assertEqual((status, said.splitlines()[-1:]), (0, ['As expected.']), said)
 
@@ -97,7 +97,7 @@ class Examples(unittest.TestCase):
         program = Path(shutil.copy(self.package / 'bin' / 'tarn.dll', self.folder)).with_name('microsoft.exe')
         self.call('lld-link-14', '/nodefaultlib', '/entry:Start', '/subsystem:console', f'/out:{program}', 'host.o',
                   self.package / 'lib' / 'tarn.lib')
-        with Prefix() as windows:
+        with WinePrefix() as windows:
             self.assertEqual(windows.run(program)[0], 42)
 
     def test_package_refuses_another_version_and_another_system(self):
@@ -114,7 +114,7 @@ class Examples(unittest.TestCase):
 
     def test_the_tool_judges_from_where_it_was_unpacked(self):
         copy = shutil.copytree(self.package / 'bin', self.folder / 'bin')
-        with Prefix() as windows:
+        with WinePrefix() as windows:
             status, said = windows.run(windows_path(copy / 'tarnhost.exe'), 'url',
                                        'http://lantern.example/redirect')
             self.assertEqual(status, 0, said)

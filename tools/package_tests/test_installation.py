@@ -5,7 +5,7 @@ import unittest
 from pathlib import Path
 
 import made
-from prefix import Prefix, windows_path
+from wine_prefix import WinePrefix, windows_path
 from release import archive, installer, origin
 
 FOLDER = r'C:\Program Files\tarn'
@@ -16,7 +16,7 @@ REFUSED = 1603 & 0xFF  # an exit status has eight bits here
 
 class Installation(unittest.TestCase):
     def setUp(self):
-        self.windows = self.enterContext(Prefix())
+        self.windows = self.enterContext(WinePrefix())
         self.folder = self.windows.path(FOLDER)
         self.policy = self.folder / 'bin' / 'tarn-policy.toml'
 

@@ -6,19 +6,19 @@ import subprocess
 import tempfile
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parent.parent.parent
+ROOT = Path(__file__).resolve().parent.parent
 WINE_RUN = ROOT / 'cmake' / 'wine-run'
 SERVER = ROOT / 'tools' / 'wine_server.sh'
 REGISTRY = ('system.reg', 'user.reg', 'userdef.reg')
 APP_PATH = r'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe'
 
 
-class Prefix:
+class WinePrefix:
     def __enter__(self):
         subprocess.run([WINE_RUN, 'cmd', '/c', 'exit'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                        stdin=subprocess.DEVNULL, check=False)  # makes the project's own at the first use
         self.folder = Path(tempfile.mkdtemp(prefix='prefix-', dir=ROOT / 'build'))
-        whole = ROOT / 'build' / 'wine'
+        whole = Path(os.environ.get('WINEPREFIX', ROOT / 'build' / 'wine'))
         for name in ('drive_c', 'dosdevices'):
             shutil.copytree(whole / name, self.folder / name, symlinks=True, copy_function=os.link)
         for name in (*REGISTRY, '.update-timestamp', '.ready'):
@@ -61,10 +61,14 @@ class Prefix:
         """Where C:\\… of this prefix is."""
         return self.folder / 'drive_c' / windows.removeprefix('C:\\').replace('\\', '/')
 
-    def register(self, folder):
-        status, said = self.run('reg', 'add', APP_PATH, '/v', 'Path', '/t', 'REG_SZ', '/d', folder + '\\', '/f')
-        if status != 0 or self.registered_folder() != folder + '\\':
-            raise RuntimeError(f'{folder} is not registered: {said}')
+    def register(self, value):
+        """Sets the install folder's value; None takes the key away."""
+        if value is None:
+            status, said = self.run('reg', 'delete', APP_PATH, '/f')
+        else:
+            status, said = self.run('reg', 'add', APP_PATH, '/v', 'Path', '/t', 'REG_SZ', '/d', value, '/f')
+        if status != 0 or self.registered_folder() != value:
+            raise RuntimeError(f'The install folder is not {value}: {said}')
 
     def registered_folder(self):
         """What the library would find, or None."""
@@ -74,5 +78,5 @@ class Prefix:
 
 
 def windows_path(path):
-    """A path of this machine as the programs under Wine name it."""
+    """A path of this machine as the programs under Wine name it; that of a folder without a backslash at its end."""
     return 'Z:' + str(path).replace('/', '\\')
