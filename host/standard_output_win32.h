@@ -12,7 +12,7 @@ namespace tarn::host {
 class StandardOutput : public std::streambuf {
  public:
     StandardOutput(HANDLE file, bool isTerminal) : file_(file), isTerminal_(isTerminal) {}
-    ~StandardOutput() override { sync(); }
+    ~StandardOutput() override { StandardOutput::sync(); }
     StandardOutput(const StandardOutput&) = delete;
     StandardOutput& operator=(const StandardOutput&) = delete;
 

@@ -13,7 +13,7 @@ namespace {
 
 // The reason, with its number; of what was not wholly judged, why.
 std::string Reason(const Judgement& judgement, const Coverage& coverage) {
-    const std::string why =
+    std::string why =
         fmt::format("{}: {}", coverage.extent == Extent::kNone ? "not judged" : "judged in part", coverage.why);
     if (!judgement.isValid) return why;
     const std::uint32_t reason = judgement.verdict.reason;

@@ -115,7 +115,10 @@ constexpr TextResult CopyText(Char* destination, std::size_t capacity, std::basi
     if (capacity == 0) return TextResult::kInvalidArgument;
     const bool isTooLarge = capacity > kMaxTextCapacity;
     const std::size_t count = isTooLarge ? 0 : std::min(source.size(), capacity - 1);
-    std::char_traits<Char>::move(destination, source.data(), count);
+    if (std::is_constant_evaluated())  // where clang's analyser refuses move
+        std::copy_n(source.data(), count, destination);
+    else
+        std::char_traits<Char>::move(destination, source.data(), count);
     destination[count] = Char{};
     if (isTooLarge) return TextResult::kInvalidArgument;
     return count == source.size() ? TextResult::kOk : TextResult::kInsufficientBuffer;
