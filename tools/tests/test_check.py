@@ -1,3 +1,4 @@
+import signal
 import tempfile
 import unittest
 from pathlib import Path
@@ -43,6 +44,11 @@ class Ninja(unittest.TestCase):
     def test_tells_built_failed_and_out_of_time_apart(self):
         self.assertIs(self.build('exit 0'), True)
         self.assertIs(self.build('exit 1'), False)
+        self.assertIsNone(self.build('read -r <> <(:)', 0.2))
+
+    def test_stops_a_build_that_ignores_interrupts_as_its_caller_does(self):
+        before = signal.signal(signal.SIGINT, signal.SIG_IGN)
+        self.addCleanup(signal.signal, signal.SIGINT, before)
         self.assertIsNone(self.build('read -r <> <(:)', 0.2))
 
 
