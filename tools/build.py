@@ -11,9 +11,12 @@ JOBS = os.cpu_count() or 1
 
 
 def with_compiler_cache():
+    """The environment of every build. A base folder in the user's settings would hand the compiler relative paths, which
+    -ffile-prefix-map does not know: the bytes would depend on those settings."""
     if shutil.which('ccache') is None:
         return dict(os.environ)
-    return {'CMAKE_C_COMPILER_LAUNCHER': 'ccache', 'CMAKE_CXX_COMPILER_LAUNCHER': 'ccache', **os.environ}
+    return {'CMAKE_C_COMPILER_LAUNCHER': 'ccache', 'CMAKE_CXX_COMPILER_LAUNCHER': 'ccache', **os.environ,
+            'CCACHE_BASEDIR': ''}
 
 
 def made_for(folder):
@@ -55,7 +58,8 @@ def build(preset, targets=()):
     if targets:
         command += ['--target', *targets]
     sys.stdout.flush()
-    return configure(preset) and subprocess.run(command, cwd=ROOT, check=False).returncode == 0
+    return configure(preset) and subprocess.run(command, cwd=ROOT, env=with_compiler_cache(),
+                                                check=False).returncode == 0
 
 
 if __name__ == '__main__':

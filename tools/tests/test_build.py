@@ -1,8 +1,11 @@
 import contextlib
 import io
+import shutil
+import subprocess
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 import build
 
@@ -49,6 +52,18 @@ class MovedClone(unittest.TestCase):
         (self.folder / 'CMakeCache.txt').touch()
         self.assertEqual(self.forget(), '')
         self.assertTrue((self.folder / 'file').exists())
+
+
+@unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
+class CompilerCache(unittest.TestCase):
+    def test_no_setting_of_the_user_makes_the_names_of_sources_relative(self):
+        with tempfile.NamedTemporaryFile('w', suffix='.conf') as settings:
+            settings.write('base_dir = /\n')
+            settings.flush()
+            with mock.patch.dict('os.environ', CCACHE_CONFIGPATH=settings.name):
+                asked = subprocess.run(['ccache', '--get-config', 'base_dir'], env=build.with_compiler_cache(),
+                                       capture_output=True, text=True, check=True)
+        self.assertEqual(asked.stdout, '\n')
 
 
 if __name__ == '__main__':
