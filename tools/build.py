@@ -11,12 +11,10 @@ JOBS = os.cpu_count() or 1
 
 
 def with_compiler_cache():
-    """The environment of every build. A base folder in the user's settings would hand the compiler relative paths, which
-    -ffile-prefix-map does not know: the bytes would depend on those settings."""
-    if shutil.which('ccache') is None:
-        return dict(os.environ)
-    return {'CMAKE_C_COMPILER_LAUNCHER': 'ccache', 'CMAKE_CXX_COMPILER_LAUNCHER': 'ccache', **os.environ,
-            'CCACHE_BASEDIR': ''}
+    """The environment of every build. A base folder in the user's settings of ccache would hand the compiler relative
+    paths, which -ffile-prefix-map does not know: the bytes would depend on those settings."""
+    launchers = ('CMAKE_C_COMPILER_LAUNCHER', 'CMAKE_CXX_COMPILER_LAUNCHER') if shutil.which('ccache') else ()
+    return {**dict.fromkeys(launchers, 'ccache'), **os.environ, 'CCACHE_BASEDIR': ''}
 
 
 def made_for(folder):

@@ -15,5 +15,6 @@ class OutsideAClone(unittest.TestCase):
                 package.main(['--check'])
             build.assert_not_called()
 
+
 if __name__ == '__main__':
     unittest.main()

@@ -54,8 +54,18 @@ class MovedClone(unittest.TestCase):
         self.assertTrue((self.folder / 'file').exists())
 
 
-@unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
 class CompilerCache(unittest.TestCase):
+    def test_a_build_has_no_base_folder(self):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(build, 'configure', return_value=True), \
+                mock.patch.dict('os.environ', PATH=f'{folder}:/usr/bin:/bin', CCACHE_BASEDIR='/'):
+            fake = Path(folder, 'cmake')
+            fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "" ]\n', encoding='utf-8')
+            fake.chmod(0o755)
+            self.assertTrue(build.build('native'))
+            fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "/" ]\n', encoding='utf-8')
+            self.assertFalse(build.build('native'))
+
+    @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
     def test_no_setting_of_the_user_makes_the_names_of_sources_relative(self):
         with tempfile.NamedTemporaryFile('w', suffix='.conf') as settings:
             settings.write('base_dir = /\n')

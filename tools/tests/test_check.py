@@ -51,6 +51,10 @@ class Ninja(unittest.TestCase):
         self.addCleanup(signal.signal, signal.SIGINT, before)
         self.assertIsNone(self.build('read -r <> <(:)', 0.2))
 
+    def test_builds_without_the_base_folder_of_a_compiler_cache(self):
+        with mock.patch.dict('os.environ', CCACHE_BASEDIR='/'):
+            self.assertIs(self.build('[ "${CCACHE_BASEDIR-unset}" = "" ]'), True)
+
 
 if __name__ == '__main__':
     unittest.main()
