@@ -15,6 +15,7 @@ namespace tarn::policy {
 namespace {
 
 constexpr std::uint64_t kMaxFileSize = std::uint64_t{64} * 1024 * 1024;
+constexpr const wchar_t* kFileVariable = L"TARN_POLICY_FILE";
 constexpr std::u16string_view kSettingsReader = u"setrd.dll";
 constexpr std::uint32_t kOtherBuild = ERROR_REVISION_MISMATCH;
 
@@ -39,9 +40,17 @@ bool StateOf(HANDLE file, FileState& state, std::uint32_t& error) {
     return true;
 }
 
-class FileBesideModule : public PolicyFile {
+// The file that the variable names, else the one beside this module. False when the path is too long.
+bool PolicyPath(base::PathBuffer& path) {
+    const DWORD length =
+        GetEnvironmentVariableW(kFileVariable, machine::Wide(path.data()), static_cast<DWORD>(path.size()));
+    if (length != 0) return length < path.size();
+    return PathBesideModule(Utf16(kPolicyFile), path);
+}
+
+class FileOnDisk : public PolicyFile {
  public:
-    FileBesideModule(const base::PathBuffer& path, bool speaks) : path_(path), speaks_(speaks) {}
+    FileOnDisk(const base::PathBuffer& path, bool speaks) : path_(path), speaks_(speaks) {}
 
     bool Look(FileState& state, std::uint32_t& error) override {
         const machine::UniqueFile file(Open(FILE_READ_ATTRIBUTES, FILE_SHARE_WRITE));
@@ -124,8 +133,8 @@ PolicyStore store;  // under storeLock
 std::shared_ptr<const Policy> ReadOwn(bool speaks, std::uint32_t& error) {
     base::PathBuffer path;
     error = ERROR_BUFFER_OVERFLOW;
-    if (!PathBesideModule(Utf16(kPolicyFile), path)) return nullptr;
-    FileBesideModule file(path, speaks);
+    if (!PolicyPath(path)) return nullptr;
+    FileOnDisk file(path, speaks);
     const std::lock_guard lock(storeLock);
     return store.Get(file, error);
 }

@@ -13,6 +13,7 @@
 
 namespace {
 
+using tarn::policy::ListedText;
 using tarn::policy::Policy;
 
 constexpr std::uint32_t kInvalidData = 13;
@@ -83,14 +84,14 @@ std::uint8_t Status(bool on) {
 }
 
 // What a reset remembers: the list that was emptied. A list that people edit afterwards counts again.
-std::uint32_t FingerprintOf(const std::vector<std::string>& list) {
+std::uint32_t FingerprintOf(const std::vector<ListedText>& list) {
     tarn::base::Crc32 crc;
-    for (const std::string& entry : list)
-        crc.Add({reinterpret_cast<const std::uint8_t*>(entry.c_str()), entry.size() + 1});
+    for (const ListedText& entry : list)
+        crc.Add({reinterpret_cast<const std::uint8_t*>(entry.text.c_str()), entry.text.size() + 1});
     return crc.Value();
 }
 
-bool WasReset(const std::vector<std::string>& list) {
+bool WasReset(const std::vector<ListedText>& list) {
     std::vector<std::uint8_t> bytes;
     std::uint32_t error = 0;
     std::uint32_t fingerprint = 0;
@@ -162,8 +163,8 @@ std::uint8_t TARN_CALL ReadAPReportPromptStatus(std::uint64_t, PromptBytes* out,
 
 std::uint8_t TARN_CALL ReadBPUserWhiteList(std::uint64_t, UrlListRecord* out, std::uint32_t* error) {
     return Deliver(out, error, [](const Policy& policy, UrlListRecord& record) {
-        const std::vector<std::string>& list = policy.whiteLists.user;
-        return tarn::policy::BuildUrlList(WasReset(list) ? std::vector<std::string>{} : list, record);
+        const std::vector<ListedText>& list = policy.whiteLists.user;
+        return tarn::policy::BuildUrlList(WasReset(list) ? std::vector<ListedText>{} : list, record);
     });
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-using Hosts = std::vector<std::string>;
+using Hosts = std::vector<tarn::policy::ListedText>;
 
 std::unique_ptr<const Hosts> blockedHosts;  // between IntializeSSL and DeIntializeSSL
 
@@ -42,9 +42,8 @@ std::uint8_t TARN_CALL TiScanHttpsPacket(std::uint32_t, const char* hostAndPath,
     if (hostAndPath == nullptr || block == nullptr || blockedHosts == nullptr) return 0;
     const std::string_view text(hostAndPath);
     const std::string_view host = text.substr(0, text.find('/'));
-    const bool listed = std::any_of(blockedHosts->begin(), blockedHosts->end(), [&](const std::string& entry) {
-        return tarn::base::EqualIgnoringCase(entry, host);
-    });
+    const bool listed = std::any_of(blockedHosts->begin(), blockedHosts->end(),
+                                    [&](const auto& entry) { return tarn::base::EqualIgnoringCase(entry.text, host); });
     *block = listed ? 1 : 0;
     return 1;
 }

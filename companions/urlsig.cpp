@@ -9,7 +9,7 @@
 
 namespace {
 
-using Patterns = std::vector<std::string>;
+using Patterns = std::vector<tarn::policy::ListedText>;
 
 std::unique_ptr<const Patterns> patterns;  // between WSInitUrlsig and WSDeInitUrlsig
 
@@ -39,8 +39,8 @@ std::uint8_t TARN_CALL WSCheckURLMaliciousPattern(std::uint8_t, const char* host
     if (host == nullptr || path == nullptr || malicious == nullptr || patterns == nullptr) return 0;
     try {
         const std::string url = std::string(host) + path;
-        const bool hit = std::any_of(patterns->begin(), patterns->end(), [&](const std::string& pattern) {
-            return tarn::policy::MatchesPattern(url, pattern);
+        const bool hit = std::any_of(patterns->begin(), patterns->end(), [&](const auto& pattern) {
+            return tarn::policy::MatchesPattern(url, pattern.text);
         });
         *malicious = hit ? 1 : 0;
         return 1;

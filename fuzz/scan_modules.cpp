@@ -44,7 +44,7 @@ std::uint8_t TARN_CALL CheckPattern(std::uint8_t, const char* host, const char* 
                                     std::uint8_t* malicious) {
     const std::string url = std::string(host) + path;
     *malicious = std::ranges::any_of(scriptedModules.policy->maliciousPatterns,
-                                     [&](const std::string& pattern) { return policy::MatchesPattern(url, pattern); })
+                                     [&](const auto& pattern) { return policy::MatchesPattern(url, pattern.text); })
                      ? 1
                      : 0;
     return scriptedModules.fail ? 0 : 1;
@@ -56,7 +56,7 @@ std::uint8_t TARN_CALL InspectHttps(std::uint32_t, const char* hostAndPath, std:
     for (std::uint32_t i = 0; i < length; ++i) sum += data[i];
     const std::string text = hostAndPath;
     *block = std::ranges::any_of(scriptedModules.policy->inspectedHosts,
-                                 [&](const std::string& host) { return text.starts_with(host); }) ||
+                                 [&](const auto& host) { return text.starts_with(host.text); }) ||
                      sum % 16 == 3
                  ? 1
                  : 0;

@@ -97,7 +97,7 @@ ScanWorld::ScanWorld() {
 }
 
 void ScanWorld::Reset(const ScanChoice& choice) {
-    const auto publishUrls = [](auto& list, const std::vector<std::string>& entries) {
+    const auto publishUrls = [](auto& list, const std::vector<policy::ListedText>& entries) {
         UrlListRecord record{};
         Require(policy::BuildUrlList(entries, record), "there is memory");
         list.Publish(record);

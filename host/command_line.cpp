@@ -12,6 +12,7 @@
 #include "host/clock_time.h"
 #include "host/commands/command.h"
 #include "host/fitted_output.h"
+#include "host/policy_file.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
@@ -19,7 +20,8 @@ namespace tarn::host {
 namespace {
 
 constexpr const char* kAllShared =
-    "--json --brief --quiet --color --columns --map --install-folder --mode --keep-state --at --exit-verdict --verbose";
+    "--json --brief --quiet --color --columns --map --install-folder --policy --mode --keep-state --at --exit-verdict "
+    "--verbose";
 
 constexpr Command kCommands[] = {
     {"url", "Judge URLs", AddUrlCommand, "--map",
@@ -39,7 +41,7 @@ constexpr Command kCommands[] = {
      "  tarnhost watch --brief monday.pcapng\n"
      "  tarnhost watch --json -\n"},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand,
-     "--map --brief --quiet --color --mode --keep-state --at --exit-verdict --verbose",
+     "--map --brief --quiet --color --policy --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost policy\n"
      "  tarnhost policy --accounts any new-policy.toml\n"},
     {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
@@ -94,6 +96,9 @@ void AddSharedOptions(CLI::App& app, Session& session) {
     app.add_option("--install-folder", session.library.installFolder,
                    "Folder of the companion modules, instead of the one that the registry names or tarnhost stands in")
         ->type_name("FOLDER");
+    app.add_option("--policy", session.library.policyFile,
+                   "Policy file that the reference modules read, instead of the one beside them")
+        ->type_name("FILE");
     app.add_option("--mode", session.library.mode,
                    "How the library starts: 1 = as after a restart (default), 0 = fresh, which empties the user's "
                    "white list")
@@ -131,6 +136,10 @@ std::unique_ptr<VerdictReport> Session::Report() const {
 std::unique_ptr<Judge> Session::Library() const {
     std::string mistake;
     SavedState found;
+    if (!library.policyFile.empty() && !ReadPolicyText(library.policyFile)) {
+        Fail(fmt::format("--policy {}: cannot be read", Printable(library.policyFile)), kExitFailed);
+        return nullptr;
+    }
     if (!environment.UseState(library, found, mistake)) {
         Fail(mistake, kExitFailed);
         return nullptr;

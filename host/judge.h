@@ -60,6 +60,7 @@ class Judge {
 
 struct LibraryOptions {
     std::string installFolder;  // empty: the one that the registry names, else the one that tarnhost stands in
+    std::string policyFile;     // empty: the one in the folder of the modules
     std::string keepState;      // folder of what the modules save; empty: one of this run alone, removed at its end
     std::uint8_t mode = TARN_START_RESTART;  // of WSInit
     bool verbose = false;                    // say on stderr what is loaded from where

@@ -11,6 +11,7 @@
 
 #include "host/library_clock_win32.h"
 #include "host/policy_check.h"
+#include "host/policy_file.h"
 #include "host/private_registry_win32.h"
 #include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
@@ -50,6 +51,23 @@ std::string UnloadableModules(const std::wstring& folder) {
     return unloadable;
 }
 
+std::wstring FullPath(const std::wstring& name) {
+    std::vector<wchar_t> path(32768);
+    const DWORD length = GetFullPathNameW(name.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
+    return {path.data(), length};
+}
+
+// Names the policy of the options to the modules; the result is the one that they read.
+std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& installFolder) {
+    const std::wstring variable = ToWide(kPolicyVariable);
+    if (!options.policyFile.empty())
+        SetEnvironmentVariableW(variable.c_str(), FullPath(ToWide(options.policyFile)).c_str());
+    std::vector<wchar_t> named(32768);
+    const DWORD length = GetEnvironmentVariableW(variable.c_str(), named.data(), static_cast<DWORD>(named.size()));
+    if (length != 0 && length < named.size()) return FromWide({named.data(), length});
+    return FromWide(installFolder) + std::string(policy::kPolicyFile);
+}
+
 class LoadedLibrary : public Judge {
  public:
     LoadedLibrary() = default;
@@ -66,12 +84,13 @@ class LoadedLibrary : public Judge {
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
         // The modules would start without it and switch everything off.
-        mistake = DescribePolicyMistakes(FromWide(installFolder), [](const std::string& name, SidBytes& sid) {
-            Account account;
-            const bool isKnown = FindMachineAccount(name, account);
-            sid = account.sid;
-            return isKnown;
-        });
+        mistake =
+            DescribePolicyMistakes(ChoosePolicy(options, installFolder), [](const std::string& name, SidBytes& sid) {
+                Account account;
+                const bool isKnown = FindMachineAccount(name, account);
+                sid = account.sid;
+                return isKnown;
+            });
         if (!mistake.empty()) return false;
         const std::wstring file = ownFolder + L"tarn.dll";
         module_ = LoadLibraryW(file.c_str());
@@ -246,9 +265,7 @@ class LoadedLibrary : public Judge {
 }  // namespace
 
 std::wstring FullFolder(const std::wstring& folder) {
-    std::vector<wchar_t> path(32768);
-    const DWORD length = GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr);
-    std::wstring text(path.data(), length);
+    std::wstring text = FullPath(folder);
     if (text.empty() || text.back() != L'\\') text += L'\\';
     return text;
 }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "host/file_path.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 
@@ -13,13 +14,12 @@ std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const 
     return policy::ParsePolicy(*text, findSid);
 }
 
-std::string DescribePolicyMistakes(const std::string& folder, const policy::FindSid& findSid) {
-    const std::string file = PolicyPath(folder);
+std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid) {
     const auto read = ReadPolicyFile(file, findSid);
     if (!read || read->mistakes.empty()) return {};
     std::string text = fmt::format("{}: a policy with mistakes is not used, so mend what is wrong:", Printable(file));
     for (const policy::Mistake& mistake : read->mistakes)
-        text += "\n  " + Printable(policy::Describe(policy::kPolicyFile, mistake));
+        text += "\n  " + Printable(policy::Describe(FromPath(ToPath(file).filename()), mistake));
     return text;
 }
 

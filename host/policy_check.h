@@ -13,9 +13,9 @@ namespace tarn::host {
 // Nothing when the file cannot be read. Without findSid the names of accounts are not checked.
 std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid = {});
 
-// One line for each mistake in the policy that stands in folder (which ends with a separator), and what to do about
-// them; empty for a policy without mistakes and for a folder without a policy: not every module reads one.
-std::string DescribePolicyMistakes(const std::string& folder, const policy::FindSid& findSid = {});
+// One line for each mistake in the policy, and what to do about them; empty for a policy without mistakes and for a
+// file that cannot be read: not every module reads one.
+std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid = {});
 
 }  // namespace tarn::host
 

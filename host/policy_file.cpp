@@ -8,8 +8,10 @@
 
 namespace tarn::host {
 
-std::string PolicyPath(const std::string& folder) {
-    return folder + std::string(policy::kPolicyFile);
+std::string PolicyPath(const Environment& environment, const LibraryOptions& options) {
+    if (!options.policyFile.empty()) return options.policyFile;
+    if (std::string named = environment.Variable(kPolicyVariable); !named.empty()) return named;
+    return environment.InstallFolder(options) + std::string(policy::kPolicyFile);
 }
 
 std::optional<std::string> ReadPolicyText(const std::string& file) {

@@ -11,8 +11,12 @@
 
 namespace tarn::host {
 
-// The policy that stands in folder, which ends with a separator.
-std::string PolicyPath(const std::string& folder);
+// Names to the reference modules the file to read in the place of the one beside them.
+inline constexpr const char* kPolicyVariable = "TARN_POLICY_FILE";
+
+// The file that the reference modules read: the one that the options name, else that of the variable, else the one
+// beside the modules.
+std::string PolicyPath(const Environment& environment, const LibraryOptions& options);
 
 // Nothing when it cannot be read.
 std::optional<std::string> ReadPolicyText(const std::string& file);

@@ -15,6 +15,7 @@
 
 #include "host/capture/transport_view.h"
 #include "host/coverage.h"
+#include "host/deciding_entry.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
 
@@ -36,6 +37,7 @@ struct JudgedRequest {
     std::optional<CaptureOrigin> origin;
     Judgement judgement;
     Coverage coverage;
+    std::optional<DecidingEntry> entry{};  // that decided, as far as it is known
 };
 
 struct AddressReplacement {
@@ -56,9 +58,10 @@ struct PacketAttack {
     Endpoint remote;  // both without a port when the frame holds no segment or datagram
     Endpoint local;
     PacketVerdict verdict{};
-    bool isFirst = false;         // of its connection, for this reason
-    std::optional<bool> dropped;  // whether the reset that was asked for succeeded
-    std::string blockedAddress;   // the web address that is blocked from now on
+    bool isFirst = false;                  // of its connection, for this reason
+    std::optional<bool> dropped;           // whether the reset that was asked for succeeded
+    std::string blockedAddress;            // the web address that is blocked from now on
+    std::optional<DecidingEntry> entry{};  // that decided, as far as it is known
 };
 
 // A file that an SMB server said it created or overwrote.

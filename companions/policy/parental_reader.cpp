@@ -46,6 +46,7 @@ void ReadAllowedSites(Section& section, std::string_view key, std::vector<Parent
         inner.Read("path", site.path, kPath);
         inner.Read("kind", site.kind, 0, 255);
         inner.Read("subdomains", site.subdomains);
+        site.place = inner.Where();
         sites.push_back(std::move(site));
     });
 }
@@ -62,6 +63,7 @@ void ReadSiteRules(Section& section, ParentalUser& user) {
         inner.Read("kind", rule.kind, 0, 255);
         rule.flag = wholeSite && rule.path.empty() ? 1 : 0;
         rule.subdomains = subdomains ? 1 : 0;
+        rule.place = inner.Where();
         inner.ReadArray("addresses", "an array of addresses", [&](const toml::node& item) {
             std::string text;
             IpAddressRecord address{};
@@ -77,7 +79,8 @@ void ReadSiteRules(Section& section, ParentalUser& user) {
 }
 
 // By its identifier or by its name; false for a name that findSid does not know.
-bool ReadAccount(Section& section, ParentalUser& user, const FindSid& findSid, std::string& account) {
+bool ReadAccount(Section& section, ParentalUser& user, const FindSid& findSid) {
+    std::string& account = user.account;
     section.Read("account", account, {200});
     if (account.empty()) return true;
     if (!account.starts_with("S-1-")) return !findSid || findSid(account, user.sid);
@@ -113,15 +116,15 @@ void ReadParental(Section& section, Parental& parental, const FindSid& findSid, 
     section.Read("strictness", parental.strictness, 0, 255);
     section.Tables("users", [&](Section& inner) {
         ParentalUser user;
-        std::string account;
-        bool isKept = ReadAccount(inner, user, findSid, account);
+        user.place = inner.Where();
+        bool isKept = ReadAccount(inner, user, findSid);
         if (!isKept) {
             // One schedule for all users is that of the first entry, whoever its account is.
             isKept = parental.mode == TARN_PC_ONE_FOR_ALL;
             const toml::source_position& place = inner.Find("account")->source().begin;
             warnings.push_back(
                 {place.line, place.column,
-                 fmt::format("this machine has no account \"{}\"{}", account,
+                 fmt::format("this machine has no account \"{}\"{}", user.account,
                              isKept ? ", which changes nothing: with mode 1 the first entry holds for everyone"
                                     : ", so this entry is left out; wanted: the name of one, or an identifier such as "
                                       "\"S-1-5-21-1-2-3-1001\"")});

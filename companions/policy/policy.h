@@ -13,6 +13,18 @@
 
 namespace tarn::policy {
 
+// Where an entry stands: one of Policy::files, and the line in it.
+struct Place {
+    std::uint32_t file = 0;
+    std::uint32_t line = 0;  // from 1; 0 when it stands nowhere
+};
+
+// An entry of a list of texts.
+struct ListedText {
+    std::string text;
+    Place place{};
+};
+
 struct Features {
     bool browsingProtection = false;
     bool antiPhishing = false;
@@ -28,32 +40,36 @@ struct Notices {
 };
 
 struct WhiteLists {
-    std::vector<std::string> webSecurity;
-    std::vector<std::string> browsingProtection;
-    std::vector<std::string> user;
+    std::vector<ListedText> webSecurity;
+    std::vector<ListedText> browsingProtection;
+    std::vector<ListedText> user;
 };
 
 struct Threat {
     std::string name;
     std::string path;  // empty: the site as a whole
+    Place place{};
 };
 
 struct MaliciousSite {
     std::string host;
     bool wholeSite = true;
     std::vector<Threat> threats;
+    Place place{};
 };
 
 struct PhishingSite {
     std::string host;
     bool wholeSite = true;
-    std::vector<std::string> paths;
+    std::vector<ListedText> paths;
+    Place place{};
 };
 
 // A host, or a host and the beginning of a path, with its categories.
 struct CategorisedSite {
     std::string address;
     std::vector<std::uint16_t> categories;
+    Place place{};
 };
 
 struct PacketSignature {
@@ -61,6 +77,7 @@ struct PacketSignature {
     std::vector<std::uint8_t> bytes;  // searched in the frame
     std::uint32_t reason = 0;
     bool block = true;
+    Place place{};
 };
 
 struct IdsRuleText {
@@ -70,6 +87,7 @@ struct IdsRuleText {
     std::string description;
     std::string details;
     std::vector<std::uint8_t> systems;
+    Place place{};
 };
 
 struct ManagedClient {
@@ -84,6 +102,7 @@ struct ParentalSiteRule {
     std::uint8_t kind = 1;
     std::uint8_t subdomains = 0;
     std::vector<IpAddressRecord> addresses;  // IPv4 as a host-order number
+    Place place{};
 };
 
 struct ParentalAllowedSite {
@@ -91,9 +110,11 @@ struct ParentalAllowedSite {
     std::string path;
     std::uint8_t kind = 1;
     bool subdomains = true;
+    Place place{};
 };
 
 struct ParentalUser {
+    std::string account;  // as the policy writes it
     std::array<std::uint8_t, 68> sid{};
     bool profile = true;
     bool blockList = false;
@@ -109,6 +130,7 @@ struct ParentalUser {
     std::vector<ParentalSiteRule> siteRules;
     std::vector<ParentalAllowedSite> allowedSites;
     std::vector<ParentalAllowedSite> scheduleAllowedSites;
+    Place place{};
 };
 
 struct Parental {
@@ -119,6 +141,7 @@ struct Parental {
 };
 
 struct Policy {
+    std::vector<std::string> files;  // as messages name them; the first is the policy itself
     Features features;
     Notices notices;
     WhiteLists whiteLists;
@@ -126,11 +149,11 @@ struct Policy {
     std::vector<PhishingSite> phishingSites;
     std::map<std::uint16_t, std::string> categoryNames;
     std::vector<CategorisedSite> sites;
-    std::vector<std::string> maliciousPatterns;
+    std::vector<ListedText> maliciousPatterns;
     std::vector<PacketSignature> packetSignatures;
     std::vector<IdsRuleText> idsRules;
     std::uint8_t idsAlert = 0;
-    std::vector<std::string> inspectedHosts;
+    std::vector<ListedText> inspectedHosts;
     ManagedClient managedClient;
     Parental parental;
 };

@@ -55,9 +55,11 @@ void ReadMaliciousSites(Section& top, std::vector<MaliciousSite>& sites) {
             Threat threat;
             inner.Need("name", threat.name, {50});
             inner.Need("path", threat.path, {200});
+            threat.place = inner.Where();
             site.threats.push_back(std::move(threat));
         });
-        if (!siteThreat.empty()) site.threats.push_back({siteThreat, ""});
+        if (!siteThreat.empty()) site.threats.push_back({siteThreat, "", PlaceOf(*section.Find("threat"))});
+        site.place = section.Where();
         sites.push_back(std::move(site));
     });
 }
@@ -69,6 +71,7 @@ void ReadPhishingSites(Section& top, std::vector<PhishingSite>& sites) {
         NeedHost(section, site.host, seen);
         section.Read("whole_site", site.wholeSite);
         section.Read("paths", site.paths, kUrl);
+        site.place = section.Where();
         sites.push_back(std::move(site));
     });
 }
@@ -90,6 +93,7 @@ void ReadCategories(Section& top, Policy& policy) {
         section.Need("address", site.address, kUrl);
         site.address = LowerCase(site.address);
         section.Read("categories", site.categories, 0, 65535);
+        site.place = section.Where();
         policy.sites.push_back(std::move(site));
     });
 }
@@ -105,6 +109,7 @@ void ReadPacketSignatures(Section& top, std::vector<PacketSignature>& signatures
         section.Read("reason", signature.reason, 0, 4294967295);
         section.Read("block", signature.block);
         signature.bytes.assign(text.begin(), text.end());
+        signature.place = section.Where();
         if (!hex.empty() && !BytesOfHex(hex, signature.bytes))
             section.Complain(*section.Find("hex"), "hex is no run of byte pairs; allowed: such as \"de ad be ef\"");
         if (text.empty() == hex.empty())
@@ -123,6 +128,7 @@ void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
         section.Read("details", rule.details, {400, true});
         section.Read("systems", rule.systems, 0, 255);
         if (rule.systems.size() > 255) section.Complain(*section.Find("systems"), "at most 255 systems are allowed");
+        rule.place = section.Where();
         rules.push_back(std::move(rule));
     });
 }
@@ -178,6 +184,7 @@ void SortByPlace(std::vector<Mistake>& mistakes) {
 
 ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
     ReadPolicy result;
+    result.policy.files = {std::string(kPolicyFile)};
     toml::table table;
     try {
         table = toml::parse(text);

@@ -67,13 +67,13 @@ std::vector<HashedSite<Site>> ByHash(const std::vector<Site>& sites) {
 
 }  // namespace
 
-bool BuildUrlList(const std::vector<std::string>& entries, UrlListRecord& record) {
+bool BuildUrlList(const std::vector<ListedText>& entries, UrlListRecord& record) {
     record = {};
     if (entries.empty()) return true;
     record.entries = reinterpret_cast<char(*)[TARN_URL_CAPACITY]>(AllocateBlock(entries.size(), TARN_URL_CAPACITY));
     if (record.entries == nullptr) return false;
     record.count = static_cast<std::uint32_t>(entries.size());
-    for (std::size_t i = 0; i < entries.size(); ++i) Put(record.entries[i], entries[i]);
+    for (std::size_t i = 0; i < entries.size(); ++i) Put(record.entries[i], entries[i].text);
     return true;
 }
 
@@ -128,8 +128,8 @@ bool BuildPhishingSites(const Policy& policy, PhishingSiteList& record) {
         entry.hash = order[i].hash;
         entry.host = CopyOf(site.host);
         PathListNode* paths = nullptr;
-        complete =
-            BuildChain(site.paths, paths, [](const std::string& path, PathListNode& node) { Put(node.path, path); });
+        complete = BuildChain(site.paths, paths,
+                              [](const ListedText& path, PathListNode& node) { Put(node.path, path.text); });
         entry.paths = paths;
         complete = complete && entry.host != nullptr;
     }

@@ -11,7 +11,7 @@ namespace tarn::policy {
 
 // Each build gives false, with a zeroed record, when memory is missing. A release takes any record that its build made,
 // in this process, by this or an earlier instance of the module, and zeroes it.
-bool BuildUrlList(const std::vector<std::string>& entries, UrlListRecord& record);
+bool BuildUrlList(const std::vector<ListedText>& entries, UrlListRecord& record);
 void ReleaseUrlList(UrlListRecord& record);
 
 bool BuildThreatSites(const Policy& policy, ThreatSiteList& record);

@@ -44,6 +44,10 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
+Place PlaceOf(const toml::node& node) {
+    return {0, node.source().begin.line};
+}
+
 // NOLINTNEXTLINE(bugprone-exception-escape)
 Section::~Section() {
     if (takesEveryKey_) return;
@@ -132,10 +136,10 @@ void Section::Need(std::string_view key, std::string& out, TextBound bound) {
         Complain(table_, fmt::format("{} is missing", Named(key)));
 }
 
-void Section::Read(std::string_view key, std::vector<std::string>& out, TextBound bound) {
+void Section::Read(std::string_view key, std::vector<ListedText>& out, TextBound bound) {
     ReadArray(key, "an array of texts", [&](const toml::node& item) {
         std::string text;
-        if (CheckText(key, item, text, bound)) out.push_back(std::move(text));
+        if (CheckText(key, item, text, bound)) out.push_back({std::move(text), PlaceOf(item)});
     });
 }
 

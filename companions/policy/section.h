@@ -10,6 +10,8 @@
 #include <toml++/toml.h>
 #include <vector>
 
+#include "policy/policy.h"
+
 namespace tarn::policy {
 
 struct Mistake {
@@ -17,6 +19,9 @@ struct Mistake {
     std::uint32_t column = 0;  // from 1
     std::string text;
 };
+
+// Of the policy file itself.
+Place PlaceOf(const toml::node& node);
 
 // Text that is kept in a field of capacity characters, its NUL included.
 struct TextBound {
@@ -41,7 +46,7 @@ class Section {
         out = static_cast<Number>(value);
     }
     void Read(std::string_view key, std::string& out, TextBound bound);
-    void Read(std::string_view key, std::vector<std::string>& out, TextBound bound);
+    void Read(std::string_view key, std::vector<ListedText>& out, TextBound bound);
     template <class Number>
     void Read(std::string_view key, std::vector<Number>& out, std::int64_t least, std::int64_t most) {
         ReadArray(key, "an array of whole numbers", [&](const toml::node& item) {
@@ -63,6 +68,7 @@ class Section {
     bool CheckText(std::string_view key, const toml::node& node, std::string& out, TextBound bound);
     void Complain(const toml::node& node, std::string text);
     [[nodiscard]] const toml::node& Whole() const { return table_; }
+    [[nodiscard]] Place Where() const { return PlaceOf(table_); }
     [[nodiscard]] const toml::node* Find(std::string_view key);
 
  private:

@@ -61,8 +61,8 @@ void UseRecords(const policy::Policy& policy) {
 
     const policy::CategoryIndex categories(policy.sites);
     for (const policy::CategorisedSite& site : policy.sites) (void)categories.Find(site.address);
-    for (const std::string& pattern : policy.maliciousPatterns)
-        (void)policy::MatchesPattern("http://shop.example/setup.exe?id=4711", pattern);
+    for (const policy::ListedText& pattern : policy.maliciousPatterns)
+        (void)policy::MatchesPattern("http://shop.example/setup.exe?id=4711", pattern.text);
 }
 
 }  // namespace

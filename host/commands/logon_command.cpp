@@ -110,7 +110,7 @@ class LogonPrinter {
 };
 
 LogonRule RuleOf(const Account& account, const Session& session) {
-    const auto text = ReadPolicyText(PolicyPath(session.environment.InstallFolder(session.library)));
+    const auto text = ReadPolicyText(PolicyPath(session.environment, session.library));
     if (!text) return {};
     const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
     if (!read.mistakes.empty()) return {};

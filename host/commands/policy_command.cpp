@@ -59,7 +59,7 @@ void PrintAsText(const policy::ReadPolicy& read, const std::string& name, const 
 
 int CheckPolicy(const PolicyOptions& options, const Session& session) {
     const std::filesystem::path given =
-        ToPath(options.file.empty() ? PolicyPath(session.environment.InstallFolder(session.library)) : options.file);
+        ToPath(options.file.empty() ? PolicyPath(session.environment, session.library) : options.file);
     std::error_code ignored;
     const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
     const std::string path = FromPath(absolute.empty() ? given : absolute);

@@ -23,7 +23,7 @@ namespace {
 
 // What the policy beside the modules says about times.
 ScheduleTurns TurnsOfPolicy(const Session& session) {
-    const auto text = ReadPolicyText(PolicyPath(session.environment.InstallFolder(session.library)));
+    const auto text = ReadPolicyText(PolicyPath(session.environment, session.library));
     if (!text || text->find("schedule") == std::string::npos) return {};  // a long policy takes a while to read
     const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
     return read.mistakes.empty() ? ScheduleTurns(read.policy.parental) : ScheduleTurns();

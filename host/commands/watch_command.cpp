@@ -23,6 +23,10 @@ struct WatchOptions {
     bool once = false;
 };
 
+std::string FolderOf(const std::string& file) {
+    return FromPath(std::filesystem::absolute(ToPath(file)).parent_path() / "");
+}
+
 bool ReadsStandardInput(const std::vector<NamedInput>& inputs) {
     return std::any_of(inputs.begin(), inputs.end(), [](const auto& input) { return input.name == kStandardInput; });
 }
@@ -132,18 +136,18 @@ int Watch(const WatchOptions& options, const Session& session) {
     const std::vector<NamedInput> inputs = ListCaptures(options.captures.captures);
     const bool readsInput = ReadsStandardInput(inputs);
     Environment& environment = session.environment;
-    const std::string folder = environment.InstallFolder(session.library);
+    const std::string file = PolicyPath(environment, session.library);
     const auto pause = [&](std::chrono::milliseconds time) { environment.Pause(time); };
-    PolicyFollower follower(PolicyPath(folder), SidsOf(environment), pause, session.out, session.json);
+    PolicyFollower follower(file, SidsOf(environment), pause, session.out, session.json);
     if (!follower.Begin(mistake)) return session.Fail(mistake, kExitFailed);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
-    const std::unique_ptr<WatchSignals> signals = environment.Watch(folder, readsInput, mistake);
+    const std::unique_ptr<WatchSignals> signals = environment.Watch(FolderOf(file), readsInput, mistake);
     if (!signals) return session.Fail(mistake, kExitFailed);
     follower.Follow(*library);  // for what changed before the folder was watched
 
     if (environment.IsErrorTerminal())
-        session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(PolicyPath(folder)));
+        session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(file));
 
     Watching watching(session, *library, follower, *signals, std::move(*parsed));
     // A stream cannot be judged again; files are, after each change.

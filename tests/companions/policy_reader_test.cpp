@@ -108,5 +108,64 @@ TEST(PolicyRecords, SitesStandInTheOrderOfTheirHashes) {
     ReleaseThreatSites(list);
 }
 
+// Every entry knows its line, so that a verdict can be told by it.
+TEST(PolicyReader, EntriesKnowWhereTheyStand) {
+    const ReadPolicy read = ParsePolicy(R"(malicious_patterns = [
+  "setup.exe",
+]
+[white_lists]
+user = ["a.example",
+        "b.example"]
+[[malicious_sites]]
+host = "bad.example"
+threat = "Mal"
+[[malicious_sites.threats]]
+name = "Deep"
+path = "/deep"
+[[phishing_sites]]
+host = "phish.example"
+paths = [
+  "/login",
+]
+[[sites]]
+address = "toys.example"
+categories = [5]
+[[packet_signatures]]
+text = "attack"
+[[ids_rules]]
+id = 7
+[https_inspection]
+blocked_hosts = ["in.example"]
+[parental]
+[[parental.users]]
+account = "anna"
+[[parental.users.blocked_sites]]
+host = "games.example"
+[[parental.users.allowed_sites]]
+host = "school.example"
+)");
+    ASSERT_THAT(read.mistakes, IsEmpty());
+    const Policy& policy = read.policy;
+    EXPECT_THAT(policy.files, ElementsAre("tarn-policy.toml"));
+    const auto line = [](const auto& entry) { return entry.place.line; };
+    EXPECT_EQ(line(policy.maliciousPatterns.at(0)), 2U);
+    EXPECT_EQ(line(policy.whiteLists.user.at(0)), 5U);
+    EXPECT_EQ(line(policy.whiteLists.user.at(1)), 6U);
+    EXPECT_EQ(line(policy.maliciousSites.at(0)), 7U);
+    EXPECT_EQ(line(policy.maliciousSites.at(0).threats.at(0)), 10U);
+    EXPECT_EQ(line(policy.maliciousSites.at(0).threats.at(1)), 9U);
+    EXPECT_EQ(line(policy.phishingSites.at(0)), 13U);
+    EXPECT_EQ(line(policy.phishingSites.at(0).paths.at(0)), 16U);
+    EXPECT_EQ(line(policy.sites.at(0)), 18U);
+    EXPECT_EQ(line(policy.packetSignatures.at(0)), 21U);
+    EXPECT_EQ(line(policy.idsRules.at(0)), 23U);
+    EXPECT_EQ(line(policy.inspectedHosts.at(0)), 26U);
+    const ParentalUser& user = policy.parental.users.at(0);
+    EXPECT_EQ(line(user), 28U);
+    EXPECT_EQ(user.account, "anna");
+    EXPECT_EQ(line(user.siteRules.at(0)), 30U);
+    EXPECT_EQ(line(user.allowedSites.at(0)), 32U);
+}
+
 }  // namespace
 }  // namespace tarn::policy

@@ -4,6 +4,7 @@
 
 #include "host/fake_machine.h"
 #include "host/policy_check.h"
+#include "host/policy_file.h"
 #include "host/temporary_file.h"
 
 namespace tarn::host {
@@ -109,6 +110,30 @@ TEST(PolicyCommand, AFileThatCannotBeReadIsNamed) {
     EXPECT_THAT(run.errors, HasSubstr("no-such.toml: cannot be read"));
 }
 
+TEST(PolicyPath, IsTheOneOfTheOptionsThenOfTheVariableThenTheOneBesideTheModules) {
+    FakeMachine machine;
+    machine.installFolder = "modules/";
+    LibraryOptions options;
+    EXPECT_EQ(PolicyPath(machine, options), "modules/tarn-policy.toml");
+    machine.variables["TARN_POLICY_FILE"] = "named.toml";
+    EXPECT_EQ(PolicyPath(machine, options), "named.toml");
+    options.policyFile = "given.toml";
+    EXPECT_EQ(PolicyPath(machine, options), "given.toml");
+}
+
+TEST(PolicyOption, ReachesTheLibraryAndMustNameAFile) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", "[features]\n");
+    EXPECT_EQ(RunWith(machine, {"--policy", policy.Path(), "url", "http://shop.example/"}).code, 0);
+    ASSERT_EQ(machine.opened.size(), 1U);
+    EXPECT_EQ(machine.opened.front().policyFile, policy.Path());
+    const Ran run = RunWith(machine, {"--policy", "no-such.toml", "url", "http://shop.example/"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, HasSubstr("--policy no-such.toml: cannot be read"));
+    EXPECT_EQ(machine.opened.size(), 1U);
+    EXPECT_EQ(RunWith(machine, {"--policy", policy.Path(), "policy", policy.Path()}).code, 2);
+}
+
 TEST(PolicyCommand, TextThatIsNoTomlIsAMistakeToo) {
     FakeEnvironment environment;
     const TemporaryFile policy("mine.toml", std::string("[features]\nbrowsing_protection = yes\n"));
@@ -117,14 +142,14 @@ TEST(PolicyCommand, TextThatIsNoTomlIsAMistakeToo) {
     EXPECT_THAT(run.out, AllOf(HasSubstr("mine.toml:2:2"), HasSubstr("1 mistake, so none of it")));
 }
 
-// What opening the library says of the policy in its install folder.
-TEST(PolicyCheck, DescribesTheMistakesOfAFolder) {
+// What opening the library says of the policy.
+TEST(PolicyCheck, DescribesTheMistakesOfAFile) {
     const TemporaryFile policy("tarn-policy.toml", kTwoMistakes);
-    EXPECT_THAT(DescribePolicyMistakes(policy.Folder() + "/"),
+    EXPECT_THAT(DescribePolicyMistakes(policy.Path()),
                 AllOf(HasSubstr("tarn-policy.toml:2:1: unknown key"), HasSubstr("tarn-policy.toml:3:17: ")));
     policy.Write("[features]\n");
-    EXPECT_EQ(DescribePolicyMistakes(policy.Folder() + "/"), "");
-    EXPECT_EQ(DescribePolicyMistakes("nowhere/"), "");
+    EXPECT_EQ(DescribePolicyMistakes(policy.Path()), "");
+    EXPECT_EQ(DescribePolicyMistakes("nowhere/tarn-policy.toml"), "");
 }
 
 }  // namespace
