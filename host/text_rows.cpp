@@ -76,7 +76,7 @@ void TextRows::PrintLine(const std::string& line) {
 }
 
 void TextRows::NameColumns(RowKind kind) {
-    named_ = kind;
+    named_.at(static_cast<std::size_t>(kind)) = true;
     const Headings& names = HeadingsOf(kind);
     if (IsNarrow()) {
         PrintLine(fmt::format("{}  {}  {}", Column("time (UTC)", kShortTimeWidth), Column(names.state, kStateWidth),
@@ -93,7 +93,7 @@ void TextRows::NameColumns(RowKind kind) {
 void TextRows::Print(const TextRow& row) {
     if (row.client.size() > clientWidth_) {
         clientWidth_ = row.client.size();
-        named_.reset();
+        NameColumnsAgain();
     }
     if (!row.client.empty()) {
         if (row.timeNanoseconds != 0) {
@@ -101,7 +101,7 @@ void TextRows::Print(const TextRow& row) {
             if (date != date_) out_ << date << '\n';
             date_ = date;
         }
-        if (named_ != row.kind) NameColumns(row.kind);
+        if (!named_.at(static_cast<std::size_t>(row.kind))) NameColumns(row.kind);
     }
     if (IsNarrow())
         PrintOnTwoLines(row);

@@ -1,11 +1,11 @@
-// Rows of a report for people: the date when it changes, the headings of each kind of row, and the columns.
+// Rows of a report for people: the date when it changes, the headings of each kind of row once, and the columns.
 // A row is one line, or two on a narrow terminal.
 #ifndef TARN_HOST_TEXT_ROWS_H
 #define TARN_HOST_TEXT_ROWS_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -15,6 +15,7 @@
 namespace tarn::host {
 
 enum class RowKind { kRequest, kAttack, kFile };
+inline constexpr std::size_t kRowKinds = 3;
 enum class Colour { kGood, kBad, kNotice };
 
 // Texts of the wire as they are; the rows make them harmless.
@@ -35,8 +36,8 @@ class TextRows {
         : out_(out), hasColour_(hasColour), columns_(columns) {}
 
     void Print(const TextRow& row);
-    // The next row stands below a heading again.
-    void NameColumnsAgain() { named_.reset(); }
+    // The next row of each kind stands below its heading again.
+    void NameColumnsAgain() { named_ = {}; }
     // And below its date.
     void NameDateAgain() { date_.clear(); }
 
@@ -53,7 +54,7 @@ class TextRows {
     std::size_t columns_;
     std::size_t clientWidth_ = 15;  // a dotted address, until a longer one comes
     std::string date_;
-    std::optional<RowKind> named_;
+    std::array<bool, kRowKinds> named_{};  // whose headings stand above the next row
 };
 
 }  // namespace tarn::host

@@ -197,6 +197,24 @@ TEST(Rows, EachKindHasHeadingsOfItsOwn) {
     EXPECT_THAT(out, ContainsRegex("time .UTC. +remote +packet +rule +verdict +attack\n.+packet, local port"));
 }
 
+// Rows of two kinds take turns: each capture names the columns of each kind once.
+TEST(Rows, EachKindHasItsHeadingsOnceInACapture) {
+    FakeEnvironment environment;
+    environment.library.onPacket = [](std::size_t number) {
+        const bool isAttack = number == 14 || number == 200;
+        return isAttack ? Attack(number == 14 ? u"Exploit.Old" : u"Exploit.New") : FakeLibrary::Harmless();
+    };
+    const auto lines = LinesOf(RunWith(environment, {"replay", "--verbose", kCurl}).out);
+    const auto count = [&](std::string_view word) {
+        return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.starts_with("time (UTC)") && line.find(word) != std::string::npos;
+        });
+    };
+    EXPECT_EQ(count(" host "), 1);
+    EXPECT_EQ(count(" remote "), 1);
+    EXPECT_THAT(lines, Contains(HasSubstr("Exploit.New")));
+}
+
 TEST(Rows, TheTextBehindTheLongestReasonStandsInItsColumn) {
     FakeEnvironment environment;
     environment.library.answer = FakeLibrary::Malicious("Short", "a.example/");
