@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|package|bench|fuzz]…
+# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|package|corpus|fleet|bench|fuzz]…
 source tools/common.sh
 
 # What each purpose needs: a command or a file, and the package that brings it.
@@ -37,6 +37,21 @@ llvm-dlltool-14                      llvm-14
 lld-link-14                          lld-14
 clang-14                             clang-14
 git                                  git
+TABLE
+        ;;
+    corpus) cat <<'TABLE'
+parallel                             parallel
+/usr/sbin/slurmctld                  slurmctld
+/usr/sbin/slurmd                     slurmd
+sbatch                               slurm-client
+/usr/sbin/sshd                       openssh-server
+ssh                                  openssh-client
+TABLE
+        ;;
+    fleet) cat <<'TABLE'
+/usr/lib/postgresql                  postgresql
+/usr/sbin/rsyslogd                   rsyslog
+/usr/lib/x86_64-linux-gnu/rsyslog/ompgsql.so rsyslog-pgsql
 TABLE
         ;;
     bench) echo "/usr/include/benchmark/benchmark.h   libbenchmark-dev" ;;

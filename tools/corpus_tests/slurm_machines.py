@@ -93,10 +93,10 @@ class SlurmMachines:
                                     user='root' if os.geteuid() == 0 else os.environ['USER'])
         (self.folder / 'slurm.conf').write_text(text, encoding='utf-8')
         try:
-            self.start('controller', 'slurmctld', '-D', '-c')
+            self.start('controller', '/usr/sbin/slurmctld', '-D', '-c')
             for node in ('one', 'two'):
                 (self.folder / node).mkdir()
-                self.start(node, 'slurmd', '-D', '-N', node)
+                self.start(node, '/usr/sbin/slurmd', '-D', '-N', node)
             wait_until('both nodes are idle', lambda: self.states() == ['idle', 'idle'])
         except BaseException:
             self.__exit__()

@@ -1,0 +1,140 @@
+"""The events of two machines on their way: tarnhost, rsyslog, rsyslog, PostgreSQL, and the questions of docs/fleet.md."""
+import collections
+import json
+import re
+import socket
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+from services import Database, LogDaemon, free_port, wait_until
+
+ROOT = Path(__file__).resolve().parents[2]
+SHIPPED = ROOT / 'examples' / 'fleet'
+TARNHOST = (ROOT / 'cmake' / 'wine-run', ROOT / 'build' / 'windows' / 'bin' / 'tarnhost.exe')
+CAPTURES = {'desk-1': ('http_wget_and_others.pcap', 'tls_curl.pcap'), 'desk-2': ('dns_basic.pcap', 'tls_curl.pcap')}
+MAP = '10.20.30.10=192.0.2.10'  # a server that rules look at
+# What no capture here has: a text that wants to be more than a text.
+HOSTILE = {'type': 'verdict', 'version': 1, 'written': '2026-01-02T03:04:05.000000Z', 'verdict': 'blocked',
+           'host': "a.example'; DROP TABLE tarn_events; --", 'path': '/\0\\u0000"\\', 'reason': 2,
+           'reason_text': 'malicious site', 'latency_ns': 5000,
+           'entry': {'list': 'malicious_sites', 'text': 'a.example', 'file': 'tarn-policy.toml', 'line': 3}}
+
+
+def queries():
+    parts = re.split(r'^-- name: (\w+)$', (SHIPPED / 'queries.sql').read_text(encoding='utf-8'), flags=re.MULTILINE)
+    return dict(zip(parts[1::2], parts[2::2]))
+
+
+def at(event, *names):
+    for name in names:
+        event = event.get(name, {}) if isinstance(event, dict) else {}
+    return '' if event == {} else str(event)
+
+
+class Fleet(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix='fleet-')
+        cls.addClassCleanup(folder.cleanup)
+        place = Path(folder.name)
+        place.chmod(0o755)
+        cls.events = {}
+        for machine, captures in CAPTURES.items():
+            (place / f'{machine}.events').mkdir()
+            files = [ROOT / 'tests' / 'captures' / name for name in captures]
+            text = subprocess.run([*TARNHOST, '--json', '--map', MAP, 'replay', *files], capture_output=True, text=True,
+                                  check=True).stdout
+            if machine == 'desk-2':
+                text += json.dumps(HOSTILE) + '\n'
+            cls.events[machine] = [json.loads(line) for line in text.splitlines()]
+            (place / f'{machine}.text').write_text(text, encoding='utf-8')
+        cls.database = cls.enterClassContext(Database(place / 'database'))
+        cls.database.ask((SHIPPED / 'table.sql').read_text(encoding='utf-8'))
+        port = free_port()
+        central = LogDaemon(place / 'central', SHIPPED / 'central.conf',
+                            {'10514': str(port), '0.0.0.0': '127.0.0.1', 'postgresql:///tarn': cls.database.connection})
+        machines = [LogDaemon(place / machine, SHIPPED / 'machine.conf',
+                              {'/var/log/tarn': f'{place}/{machine}.events', '10514': str(port),
+                               'logs.example': '127.0.0.1'}, f'global(localHostname="{machine}")\n')
+                    for machine in CAPTURES]
+        cls.wrong = [daemon.check() for daemon in (central, *machines)]
+        cls.enterClassContext(central)
+        wait_until('the central log daemon listens', lambda: cls.answers(port))
+        for machine in machines:
+            cls.enterClassContext(machine)
+        for machine in CAPTURES:
+            (place / f'{machine}.text').rename(place / f'{machine}.events' / 'today.jsonl')
+        cls.count = sum(len(events) for events in cls.events.values())
+        wait_until('all events are in the table', lambda: cls.rows() >= cls.count, 120)
+
+    @staticmethod
+    def answers(port):
+        with socket.socket() as probe:
+            return probe.connect_ex(('127.0.0.1', port)) == 0
+
+    @classmethod
+    def rows(cls):
+        return int(cls.database.ask('SELECT count(*) FROM tarn_events;')[0][0])
+
+    def all(self, wanted):
+        """Machine and event of each that is wanted."""
+        return [(machine, event) for machine, events in self.events.items() for event in events if wanted(event)]
+
+    def answer(self, name):
+        return self.database.ask("SET timezone = 'UTC';" + queries()[name])
+
+    def test_rsyslog_finds_nothing_wrong_with_the_configurations(self):
+        self.assertEqual(self.wrong, ['', '', ''])
+
+    def test_every_event_arrives_once_and_whole(self):
+        self.assertEqual(self.rows(), self.count)
+        for machine, events in self.events.items():
+            rows = self.database.ask(f"SELECT event FROM tarn_events WHERE machine = '{machine}' ORDER BY id;")
+            kept = json.dumps(events).replace('\\u0000', '\\ufffd')
+            self.assertEqual([json.loads(row[0]) for row in rows], json.loads(kept))
+
+    def test_top_blocked_sites(self):
+        times = collections.Counter()
+        machines = collections.defaultdict(set)
+        for machine, event in self.all(lambda event: event['type'] == 'verdict' and event['verdict'] == 'blocked'):
+            times[event['host']] += 1
+            machines[event['host']].add(machine)
+        expected = sorted(((host, str(count), str(len(machines[host]))) for host, count in times.items()),
+                          key=lambda row: (-int(row[1]), row[0]))[:20]
+        self.assertGreater(len(expected), 1)
+        self.assertEqual(self.answer('top_blocked_sites'), expected)
+
+    def test_blocked_by_whom_and_why(self):
+        times = collections.Counter(
+            (machine, at(event, 'reason_text'), at(event, 'entry', 'file'), at(event, 'entry', 'line'))
+            for machine, event in self.all(lambda event: event.get('verdict') == 'blocked'))
+        self.assertGreater(len(times), 1)
+        self.assertEqual({row[:5] for row in self.answer('blocked_by_whom_and_why')},
+                         {(*key, str(count)) for key, count in times.items()})
+
+    def test_entries_by_last_hit(self):
+        times = collections.Counter((at(event, 'entry', 'file'), at(event, 'entry', 'line'), at(event, 'entry', 'text'))
+                                    for _, event in self.all(lambda event: 'entry' in event))
+        self.assertIn(('tarn-policy.toml', '3', 'a.example'), times)
+        self.assertEqual({row[:4] for row in self.answer('entries_by_last_hit')},
+                         {(*key, str(count)) for key, count in times.items()})
+
+    def test_not_examined_by_machine(self):
+        times = collections.Counter((machine, event['what'])
+                                    for machine, event in self.all(lambda event: event['type'] == 'not_examined'))
+        self.assertEqual(set(self.answer('not_examined_by_machine')),
+                         {(*key, str(count)) for key, count in times.items()})
+
+    def test_latency_by_machine_and_day(self):
+        rows = self.answer('latency_by_machine_and_day')
+        timed = collections.Counter()
+        for machine, event in self.all(lambda event: 'latency_ns' in event):
+            timed[machine, (event.get('time') or event['written'])[:10]] += 1
+        self.assertEqual({(row[0], row[1]): int(row[2]) for row in rows}, dict(timed))
+        self.assertTrue(all(float(row[3]) <= float(row[4]) for row in rows))
+
+
+if __name__ == '__main__':
+    unittest.main()
