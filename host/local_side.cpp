@@ -2,17 +2,9 @@
 
 #include <algorithm>
 
+#include "host/flow.h"
+
 namespace tarn::host {
-
-namespace {
-
-// A handshake names the client; of a conversation whose beginning is missing, the higher port is the client's.
-bool IsFromClient(const TransportView& view) {
-    if (view.isTcp && view.syn) return !view.ack;
-    return view.source.port >= view.destination.port;
-}
-
-}  // namespace
 
 LocalSide::LocalSide(std::vector<IpAddress> named) : addresses_(std::move(named)) {
     for (const IpAddress& address : addresses_) isFamilyKnown_[address.isIpv6 ? 1 : 0] = true;
