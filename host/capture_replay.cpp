@@ -1,9 +1,9 @@
 #include "host/capture_replay.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/capture/capture_reader.h"
-#include "host/capture/tcp_turns.h"
 #include "host/capture/transport_view.h"
 
 namespace tarn::host {
@@ -19,13 +19,15 @@ constexpr std::uint16_t kQuicPort = 443;
 bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::string& mistake) {
     report_.BeginCapture({name, replacements_});
     ++read_.captures;
-    TcpTurns turns([this](const Turn& turn) {
-        const Utterance utterance{turn.data, turn.server.port, true, true};
-        const bool isKnown =
-            Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server, turn.hasGap);
-        if (!isKnown && turn.server.port != kSmbPort) ++read_.notExamined.unknownTurns;
-    });
-    FrameScan frames(judge_, report_, frameOptions_, read_.notExamined);
+    UnexaminedLog::Tell tell;
+    if (report_.WantsUnexamined())
+        tell = [this](const UnexaminedTraffic& traffic) {
+            beforeReport_();
+            report_.NotExamined(traffic);
+        };
+    UnexaminedLog notExamined(read_.notExamined, std::move(tell));
+    TcpTurns turns([&](const Turn& turn) { ConsiderTurn(turn, notExamined); });
+    FrameScan frames(judge_, report_, frameOptions_, notExamined);
     frames.BeforeReport([this] { beforeReport_(); });
     CaptureReader reader(file);
     CapturedFrame frame;
@@ -42,7 +44,7 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
         if (view->isTcp)
             turns.Add(*view, frame.number, frame.timeNanoseconds);
         else
-            ConsiderDatagram(frame, *view);
+            ConsiderDatagram(frame, *view, notExamined);
     }
     if (!isStopped) turns.Finish();
     report_.TellLeftOut();
@@ -63,29 +65,48 @@ void CaptureReplay::Count(const CapturedFrame& frame) {
     read_.mostOriginal = std::max(read_.mostOriginal, frame.original);
 }
 
-void CaptureReplay::ConsiderDatagram(const CapturedFrame& frame, const TransportView& view) {
+void CaptureReplay::ConsiderTurn(const Turn& turn, UnexaminedLog& notExamined) {
+    const Utterance utterance{turn.data, turn.server.port, true, true};
+    const Protocol* const protocol =
+        Consider(utterance, {turn.frame, turn.timeNanoseconds, turn.client, {}, {}}, turn.server, turn.hasGap);
+    const auto add = [&](Unexamined kind, std::string outerName = {}) {
+        notExamined.Add(
+            {kind, turn.frame, turn.timeNanoseconds, Flow{true, turn.client, turn.server}, std::move(outerName)});
+    };
+    if (protocol == &TlsProtocol()) {
+        if (HidesHello(turn.data)) add(Unexamined::kEch, protocol->view(turn.data).host);
+        if (RecordLength(turn.data) > turn.firstSegment) add(Unexamined::kHelloSplit);
+    } else if (protocol == nullptr && turn.server.port != kSmbPort) {
+        add(BeginsHttp2(turn.data) ? Unexamined::kHttp2 : Unexamined::kUnknownProtocol);
+    }
+}
+
+void CaptureReplay::ConsiderDatagram(const CapturedFrame& frame, const TransportView& view,
+                                     UnexaminedLog& notExamined) {
     // Of datagrams only what a server says is of interest, so the sender counts as the server.
     const Utterance utterance{view.payload, view.source.port, false, false};
     if (Consider(utterance, {frame.number, frame.timeNanoseconds, view.destination, {}, {}}, view.source,
-                 frame.IsCut()) ||
+                 frame.IsCut()) != nullptr ||
         view.destination.port == kDnsPort)
         return;
     const bool isQuic = view.source.port == kQuicPort || view.destination.port == kQuicPort;
-    ++(isQuic ? read_.notExamined.quic : read_.notExamined.otherDatagrams);
+    notExamined.Add(
+        {isQuic ? Unexamined::kQuic : Unexamined::kOtherDatagram, frame.number, frame.timeNanoseconds, FlowOf(view)});
 }
 
-bool CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap) {
+const Protocol* CaptureReplay::Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server,
+                                        bool hasGap) {
     const Protocol* protocol = ChooseProtocol(utterance);
-    if (protocol == nullptr) return false;
-    if (utterance.data.empty()) return true;
+    if (protocol == nullptr || utterance.data.empty()) return protocol;
     origin.replacedClient = Replace(origin.client.address);
     origin.replacedServer = Replace(server.address);
     JudgedRequest request{protocol, protocol->view(utterance.data), server, origin, {}, {}};
     request.judgement = judge_.ScanUrl(protocol->kind, utterance.data, server);
+    request.latency = judge_.LastLatency();
     request.coverage = CoverageOf(*protocol, utterance.data, server, request.judgement, hasGap);
     beforeReport_();
     report_.Request(request);
-    return true;
+    return protocol;
 }
 
 std::optional<IpAddress> CaptureReplay::Replace(IpAddress& address) const {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/capture/tcp_turns.h"
 #include "host/frame_scan.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
@@ -42,9 +43,10 @@ class CaptureReplay {
 
  private:
     void Count(const CapturedFrame& frame);
-    void ConsiderDatagram(const CapturedFrame& frame, const TransportView& view);
-    // hasGap: the capture lacks some of the bytes. False for what there is no scan for.
-    bool Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap);
+    void ConsiderDatagram(const CapturedFrame& frame, const TransportView& view, UnexaminedLog& notExamined);
+    void ConsiderTurn(const Turn& turn, UnexaminedLog& notExamined);
+    // hasGap: the capture lacks some of the bytes. Null for what there is no scan for.
+    const Protocol* Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap);
     // Puts another address in the place of address; the result is the one that stood there.
     std::optional<IpAddress> Replace(IpAddress& address) const;
 

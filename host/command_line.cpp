@@ -3,17 +3,20 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <system_error>
 
 #include "host/clock_time.h"
 #include "host/commands/command.h"
+#include "host/event.h"
+#include "host/file_path.h"
 #include "host/fitted_output.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
+#include "host/timed_judge.h"
 
 namespace tarn::host {
 
@@ -77,7 +80,7 @@ std::size_t ColumnsOfTerminal(const Environment& environment) {
 }
 
 void AddSharedOptions(CLI::App& app, Session& session) {
-    app.add_flag("--json", session.json, "Print one JSON object per verdict, and one with the totals");
+    app.add_flag("--json", session.json, "Print events, one JSON object a line, and one with the totals");
     app.add_flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
     app.add_flag("--quiet", session.quiet,
                  "Print only what was blocked or found, and the totals, which have the rest, too");
@@ -146,18 +149,34 @@ std::unique_ptr<Judge> Session::Library() const {
     }
     if (!library.keepState.empty()) TellState(found);
     std::unique_ptr<Judge> judge = environment.OpenLibrary(library, mistake);
-    if (!judge) Fail(mistake, kExitFailed);
-    return judge;
+    if (!judge) {
+        Fail(mistake, kExitFailed);
+        return nullptr;
+    }
+    if (!json) return judge;
+    TellPolicy();
+    return std::make_unique<TimedJudge>(std::move(judge));
+}
+
+void Session::TellPolicy() const {
+    const std::string file = PolicyPath(environment, library);
+    std::error_code ignored;
+    if (quiet || !std::filesystem::exists(ToPath(file), ignored)) return;  // not every module reads one
+    Event event = BeginEvent("policy");
+    event["event"] = "used";
+    event["file"] = file;
+    WriteEvent(event, out);
 }
 
 void Session::TellState(const SavedState& found) const {
     if (json) {
-        const nlohmann::ordered_json line{{"type", "state"},
-                                          {"folder", library.keepState},
-                                          {"savedAnswers", found.answers},
-                                          {"savedSessions", found.sessions},
-                                          {"userListReset", found.isUserListReset}};
-        out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+        Event event = BeginEvent("policy");
+        event["event"] = "state";
+        event["folder"] = library.keepState;
+        event["saved_answers"] = found.answers;
+        event["saved_sessions"] = found.sessions;
+        event["user_list_reset"] = found.isUserListReset;
+        WriteEvent(event, out);
         return;
     }
     const std::string folder = Printable(library.keepState);
@@ -181,9 +200,22 @@ int Session::End(ExitCode code, bool found, bool isUnjudged) const {
     return isUnjudged ? kExitNotJudged : kExitOk;
 }
 
-int Session::Fail(std::string_view message, ExitCode code) const {
+int Session::Fail(std::string_view message, ExitCode code, std::string_view input) const {
+    if (json) {
+        Event event = BeginEvent("error");
+        event["text"] = message;
+        if (!input.empty()) event["input"] = input;
+        WriteEvent(event, out);
+    }
     out.flush();
     errors << "tarnhost: " << message << std::endl;
+    return code;
+}
+
+int Session::FailWithTotals(std::string_view message, ExitCode code, const std::function<void()>& tellTotals) const {
+    if (!json) tellTotals();
+    Fail(message, code);
+    if (json) tellTotals();
     return code;
 }
 
@@ -195,6 +227,14 @@ std::string FindIdleOption(const CLI::App& app, const Command& command) {
     for (std::string name; names >> name;)
         if (app.get_option(name)->count() != 0) return name;
     return {};
+}
+
+// The parser prints its text itself.
+void TellMistake(const Session& session, const CLI::ParseError& error) {
+    if (!session.json) return;
+    Event event = BeginEvent("error");
+    event["text"] = error.what();
+    WriteEvent(event, session.out);
 }
 
 int RunCommandOf(std::vector<std::string> arguments, Environment& environment, std::ostream& target,
@@ -222,6 +262,8 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
             run = one;
         });
     }
+    // For mistakes in the line itself: what is wrong with it may keep the parser from reading the option.
+    session.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
     const bool wantsHelp = std::any_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
         return argument == "--help" || argument == "-h";
     });
@@ -233,6 +275,7 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
             return session.Fail(
                 fmt::format("there is no command \"{}\"; tarnhost --help lists them", Printable(rest.front())),
                 kExitUsage);
+        TellMistake(session, error);
         app.exit(error, out, errors);
         return kExitUsage;
     } catch (const CLI::ParseError& error) {
@@ -241,6 +284,7 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
             out << app.help();
             return kExitOk;
         }
+        if (error.get_exit_code() != 0) TellMistake(session, error);
         return app.exit(error, out, errors) == 0 ? kExitOk : kExitUsage;
     }
     fitted.SetColumns(session.json || chosen->isForPrograms ? 0 : session.columns);  // an object is one line

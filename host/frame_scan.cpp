@@ -1,6 +1,7 @@
 #include "host/frame_scan.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/protocol_choice.h"
 
@@ -10,6 +11,7 @@ namespace {
 
 constexpr std::size_t kEtherType = 12;
 constexpr std::uint16_t kTypeIpv4 = 0x0800;
+constexpr std::uint16_t kTypeIpv6 = 0x86DD;
 constexpr std::size_t kIpHeader = 14;
 constexpr std::size_t kMaxIpHeader = 60;
 constexpr std::size_t kIpSource = kIpHeader + 12;
@@ -19,10 +21,15 @@ constexpr std::uint16_t kSmbPort = 445;
 // Attacked connections that are remembered so that each is reported and dropped once; then all are reported again.
 constexpr std::size_t kMaxAttacked = 4096;
 
-bool IsUntaggedIpv4(base::Bytes frame) {
+// Of a tagged frame the number that names tags; 0 for a frame that ends before it.
+std::uint16_t EtherType(base::Bytes frame) {
     base::ByteReader reader(frame);
     std::uint16_t type = 0;
-    return reader.Skip(kEtherType) && reader.Be(type) && type == kTypeIpv4;
+    return reader.Skip(kEtherType) && reader.Be(type) ? type : std::uint16_t{0};
+}
+
+bool IsUntaggedIpv4(base::Bytes frame) {
+    return EtherType(frame) == kTypeIpv4;
 }
 
 // A service's port is its rule's number: the lower one, since clients take high ports.
@@ -53,47 +60,53 @@ void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportVie
             report_.LocalGuess(*guess);
         }
     }
-    CountNotExamined(frame.bytes, view, content);
+    CountNotExamined(frame, view, content);
     // What this machine did not send came in, whoever else it was for.
     const std::optional<IpAddress> source = ViewSource(frame.bytes);
     const bool inbound = !source || !localSide_.IsLocal(*source);
     ScanPacket(frame, view, inbound);
-    ScanSmb(frame, inbound);
+    ScanSmb(frame, view, inbound);
 }
 
-void FrameScan::CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view, FrameContent content) {
+void FrameScan::CountNotExamined(const CapturedFrame& frame, const std::optional<TransportView>& view,
+                                 FrameContent content) {
+    const auto add = [&](Unexamined kind) {
+        UnexaminedTraffic traffic{kind, frame.number, frame.timeNanoseconds};
+        if (view) traffic.flow = FlowOf(*view);
+        notExamined_.Add(std::move(traffic));
+    };
+    if (frame.IsCut()) add(Unexamined::kCut);
     switch (content) {
         case FrameContent::kFragment:
-            ++notExamined_.fragments;
-            return;
+            return add(Unexamined::kFragment);
         case FrameContent::kPppoe:
-            ++notExamined_.pppoe;
-            return;
+            return add(Unexamined::kPppoe);
         case FrameContent::kDamaged:
-            ++notExamined_.damagedFrames;
-            return;
+            return add(Unexamined::kDamaged);
         case FrameContent::kOther:
-            ++notExamined_.otherFrames;
-            return;
+            return add(Unexamined::kOtherFrame);
         case FrameContent::kTransport:
             break;
     }
-    if (!IsUntaggedIpv4(frame))
-        ++notExamined_.taggedOrIpv6;
+    if (const std::uint16_t type = EtherType(frame.bytes); type != kTypeIpv4)
+        add(type == kTypeIpv6 ? Unexamined::kIpv6 : Unexamined::kVlan);
     else if (view && IsEncryptedSmb(*view))
-        ++notExamined_.encryptedSmb;
+        add(Unexamined::kSmbEncrypted);
 }
 
 void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound) {
     PacketAttack attack;
     attack.verdict = judge_.ScanPacket(frame.bytes, RuleNumber(view), inbound);
     if (attack.verdict.action != TARN_PACKET_BLOCK && attack.verdict.filled == 0) return;
+    attack.latency = judge_.LastLatency();
     attack.frame = frame.number;
     attack.timeNanoseconds = frame.timeNanoseconds;
     attack.inbound = inbound;
     if (view) {
         attack.remote = inbound ? view->source : view->destination;
         attack.local = inbound ? view->destination : view->source;
+        attack.flow = FlowOf(*view);
+        attack.isFromClient = IsFromClient(*view);
     }
     if (attacked_.size() >= kMaxAttacked) attacked_.clear();
     const std::uint32_t reason = attack.verdict.reason;
@@ -123,11 +136,14 @@ std::optional<bool> FrameScan::Drop(base::Bytes frame, bool inbound) {
     return judge_.DropConnection(outbound);
 }
 
-void FrameScan::ScanSmb(const CapturedFrame& frame, bool inbound) {
+void FrameScan::ScanSmb(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound) {
     const std::optional<SmbScanResult> event = judge_.ScanSmb(frame.bytes, inbound);
     if (!event) return;
+    ShareFile file{frame.number, frame.timeNanoseconds, *event};
+    file.latency = judge_.LastLatency();
+    if (view) file.flow = Flow{view->isTcp, view->destination, view->source};  // the server's answer
     beforeReport_();
-    report_.File({frame.number, frame.timeNanoseconds, *event});
+    report_.File(file);
 }
 
 std::vector<std::uint8_t> OutboundFrame(base::Bytes frame, bool inbound) {

@@ -24,7 +24,7 @@ struct FrameScanOptions {
 
 class FrameScan {
  public:
-    FrameScan(Judge& judge, VerdictReport& report, const FrameScanOptions& options, NotExamined& notExamined)
+    FrameScan(Judge& judge, VerdictReport& report, const FrameScanOptions& options, UnexaminedLog& notExamined)
         : judge_(judge),
           report_(report),
           localSide_(options.local),
@@ -41,9 +41,9 @@ class FrameScan {
     // Remote end and local port: those of one connection.
     using Connection = std::tuple<Endpoint, std::uint16_t, std::uint32_t>;
 
-    void CountNotExamined(base::Bytes frame, const std::optional<TransportView>& view, FrameContent content);
+    void CountNotExamined(const CapturedFrame& frame, const std::optional<TransportView>& view, FrameContent content);
     void ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound);
-    void ScanSmb(const CapturedFrame& frame, bool inbound);
+    void ScanSmb(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound);
     // An attack in a request that this machine sends has the address that it asks for blocked.
     void BlockAskedAddress(const TransportView& view, PacketAttack& attack);
     [[nodiscard]] std::optional<bool> Drop(base::Bytes frame, bool inbound);
@@ -52,7 +52,7 @@ class FrameScan {
     VerdictReport& report_;
     LocalSide localSide_;
     bool isDropping_;
-    NotExamined& notExamined_;
+    UnexaminedLog& notExamined_;
     std::set<Connection> attacked_;
     std::function<void()> beforeReport_ = [] {};
 };

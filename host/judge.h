@@ -22,6 +22,8 @@
 
 namespace tarn::host {
 
+struct CallLatencies;  // timed_judge.h
+
 struct Judgement {
     bool isValid = false;  // the scan's own result: whether the verdict says anything
     UrlVerdict verdict{};
@@ -56,6 +58,9 @@ class Judge {
     // The two notices of changed settings: one kind, or a mask of updated files.
     virtual bool SettingsChanged(std::uint32_t /*kind*/) { return false; }
     virtual bool UpdateSettingsChanged(std::uint32_t /*mask*/) { return false; }
+    // Nanoseconds of the last scan, and those of all scans; nothing where they are not measured.
+    [[nodiscard]] virtual std::optional<std::uint64_t> LastLatency() const { return std::nullopt; }
+    [[nodiscard]] virtual const CallLatencies* Latencies() const { return nullptr; }
 };
 
 struct LibraryOptions {

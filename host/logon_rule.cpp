@@ -44,15 +44,15 @@ LogonRule FindLogonRule(const policy::Policy& policy, const SidBytes& sid, const
 std::string_view RuleName(const LogonRule& rule) {
     switch (rule.kind) {
         case LogonRuleKind::kAbsent:
-            return "no parental control";
+            return "no_parental_control";
         case LogonRuleKind::kNotListed:
-            return "not listed";
+            return "not_listed";
         case LogonRuleKind::kNotChecked:
-            return "not controlled";
+            return "not_controlled";
         case LogonRuleKind::kExempt:
             return "exempt";
         case LogonRuleKind::kTimeGrid:
-            return "time grid";
+            return "time_grid";
         case LogonRuleKind::kAllowance:
             return "allowance";
         case LogonRuleKind::kUnknown:

@@ -37,7 +37,7 @@ inline constexpr std::uint32_t kTicksPerHour = 60;  // a tick is reported every 
 
 LogonRule FindLogonRule(const policy::Policy& policy, const SidBytes& sid, const TarnSystemTime& now);
 
-// "time grid", "allowance", ...: for programs.
+// "time_grid", "allowance", ...: for programs.
 std::string_view RuleName(const LogonRule& rule);
 // The rule, as what holds at that hour.
 std::string RuleWords(const LogonRule& rule);

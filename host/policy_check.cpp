@@ -8,6 +8,16 @@
 
 namespace tarn::host {
 
+Event MistakeEvent(const char* kind, const std::string& file, const policy::Mistake& mistake) {
+    Event event = BeginEvent("policy");
+    event["event"] = kind;
+    event["file"] = file;
+    event["line"] = mistake.line;
+    event["column"] = mistake.column;
+    event["text"] = mistake.text;
+    return event;
+}
+
 std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid) {
     const auto text = ReadPolicyText(file);
     if (!text) return std::nullopt;

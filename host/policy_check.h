@@ -6,9 +6,13 @@
 #include <optional>
 #include <string>
 
+#include "host/event.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
+
+// kind: "mistake" or "warning".
+Event MistakeEvent(const char* kind, const std::string& file, const policy::Mistake& mistake);
 
 // Nothing when the file cannot be read. Without findSid the names of accounts are not checked.
 std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid = {});

@@ -1,8 +1,10 @@
 #include "host/policy_follower.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
+#include "host/event.h"
+#include "host/file_path.h"
+#include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 
@@ -10,10 +12,11 @@ namespace tarn::host {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string OneLine(const Json& line) {
-    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+Event BeginPolicyEvent(const char* what, const std::string& file) {
+    Event event = BeginEvent("policy");
+    event["event"] = what;
+    event["file"] = file;
+    return event;
 }
 
 std::string CountedMistakes(std::size_t count) {
@@ -58,7 +61,7 @@ bool PolicyFollower::ReadAtRest(std::optional<std::string>& text) const {
 bool PolicyFollower::Follow(Judge& library) {
     std::optional<std::string> text;
     if (!ReadAtRest(text)) {
-        PrintKept("beingWritten", "is being written all the time");
+        PrintKept("being_written", "is being written all the time");
         return false;
     }
     if (!text) {
@@ -76,7 +79,7 @@ bool PolicyFollower::Follow(Judge& library) {
         return false;
     }
     if (policy::LosesEverything(usedPolicy_, read)) {
-        PrintKept("lostEverything",
+        PrintKept("lost_everything",
                   "sets nothing of what it set before, as after a save that failed (to switch a feature off write so, "
                   "such as browsing_protection = false)");
         return false;
@@ -94,40 +97,45 @@ bool PolicyFollower::Follow(Judge& library) {
     return !notices.empty();
 }
 
-void PolicyFollower::PrintKept(const char* jsonKey, const char* text) {
+std::string PolicyFollower::FileName() const {
+    return FromPath(ToPath(file_).filename());
+}
+
+void PolicyFollower::PrintKept(const char* why, const char* text) {
     beforeText_();
-    if (json_)
-        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", Json::array()}, {jsonKey, true}});
-    else
+    if (json_) {
+        Event event = BeginPolicyEvent("kept", FileName());
+        event["why"] = why;
+        event["text"] = text;
+        WriteEvent(event, out_);
+    } else {
         out_ << fmt::format("\n{} {}; what was read before stays\n", policy::kPolicyFile, text);
+    }
     out_.flush();
 }
 
 void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes) {
-    beforeText_();
-    if (json_) {
-        Json lines = Json::array();
-        for (const policy::Mistake& mistake : mistakes)
-            lines.push_back({{"line", mistake.line}, {"column", mistake.column}, {"text", mistake.text}});
-        out_ << OneLine({{"type", "policy"}, {"used", false}, {"mistakes", lines}});
-    } else {
-        out_ << fmt::format("\n{} has {}; what was read before stays\n", policy::kPolicyFile,
-                            CountedMistakes(mistakes.size()));
+    const std::string count = CountedMistakes(mistakes.size());
+    if (json_)
+        for (const policy::Mistake& mistake : mistakes) WriteEvent(MistakeEvent("mistake", FileName(), mistake), out_);
+    PrintKept("mistakes", ("has " + count).c_str());
+    if (!json_)
         for (const policy::Mistake& mistake : mistakes)
             out_ << "  " << Printable(policy::Describe(policy::kPolicyFile, mistake)) << '\n';
-    }
     out_.flush();
 }
 
 void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices) {
     beforeText_();
     if (json_) {
-        Json line{{"type", "policy"}, {"used", true}, {"changes", Json::array()}, {"notices", Json::array()}};
+        Event event = BeginPolicyEvent("changed", FileName());
+        event["changes"] = Event::array();
         for (const PolicyChange& change : changes.changes)
-            line["changes"].push_back({{"key", change.key}, {"before", change.before}, {"after", change.after}});
+            event["changes"].push_back({{"key", change.key}, {"before", change.before}, {"after", change.after}});
+        event["notices"] = Event::array();
         for (const SentNotice& notice : notices)
-            line["notices"].push_back({{"call", notice.call}, {"succeeded", notice.succeeded}});
-        out_ << OneLine(line);
+            event["notices"].push_back({{"call", notice.call}, {"succeeded", notice.succeeded}});
+        WriteEvent(event, out_);
     } else {
         out_ << fmt::format("\n{} has changed{}\n", policy::kPolicyFile,
                             changes.changes.empty() ? ", but says the same" : "");

@@ -45,8 +45,9 @@ class PolicyFollower {
 
     // False when it never rested. Nothing is the text of a file that cannot be read.
     bool ReadAtRest(std::optional<std::string>& text) const;
+    [[nodiscard]] std::string FileName() const;
     // Something else than a change, which leaves what was read before.
-    void PrintKept(const char* jsonKey, const char* text);
+    void PrintKept(const char* why, const char* text);
     void PrintMistakes(const std::vector<policy::Mistake>& mistakes);
     void PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "base/text.h"
@@ -39,15 +40,34 @@ std::string_view HostHeader(std::string_view headers) {
     return {};
 }
 
-// The data of the server_name extension, or nothing.
-base::Bytes FindServerNames(base::Bytes extensions) {
+constexpr std::uint16_t kServerName = 0;
+constexpr std::uint16_t kEncryptedClientHello = 0xFE0D;
+
+// The extensions of a hello, as far as they are there.
+base::Bytes ExtensionsOf(base::Bytes data) {
+    constexpr std::size_t kUpToSessionId = 5 + 4 + 2 + 32;  // record, handshake, version, random
+    base::ByteReader reader(data);
+    std::uint8_t sessionLength = 0;
+    std::uint16_t ciphersLength = 0;
+    std::uint8_t compressionLength = 0;
+    std::uint16_t extensionsLength = 0;
+    if (!reader.Skip(kUpToSessionId) || !reader.Be(sessionLength) || !reader.Skip(sessionLength) ||
+        !reader.Be(ciphersLength) || !reader.Skip(ciphersLength) || !reader.Be(compressionLength) ||
+        !reader.Skip(compressionLength) || !reader.Be(extensionsLength))
+        return {};
+    base::Bytes extensions;
+    if (!reader.Take(std::min<std::size_t>(extensionsLength, reader.Remaining()), extensions)) return {};
+    return extensions;
+}
+
+std::optional<base::Bytes> FindExtension(base::Bytes extensions, std::uint16_t wanted) {
     base::ByteReader reader(extensions);
     std::uint16_t type = 0;
     std::uint16_t length = 0;
     base::Bytes content;
     while (reader.Be(type) && reader.Be(length) && reader.Take(length, content))
-        if (type == 0) return content;
-    return {};
+        if (type == wanted) return content;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -71,23 +91,26 @@ RequestView ViewHttpRequest(base::Bytes data) {
 }
 
 RequestView ViewTlsHello(base::Bytes data) {
-    constexpr std::size_t kUpToSessionId = 5 + 4 + 2 + 32;  // record, handshake, version, random
-    base::ByteReader reader(data);
-    std::uint8_t sessionLength = 0;
-    std::uint16_t ciphersLength = 0;
-    std::uint8_t compressionLength = 0;
-    std::uint16_t extensionsLength = 0;
-    if (!reader.Skip(kUpToSessionId) || !reader.Be(sessionLength) || !reader.Skip(sessionLength) ||
-        !reader.Be(ciphersLength) || !reader.Skip(ciphersLength) || !reader.Be(compressionLength) ||
-        !reader.Skip(compressionLength) || !reader.Be(extensionsLength))
-        return {};
-    base::Bytes extensions;
-    if (!reader.Take(std::min<std::size_t>(extensionsLength, reader.Remaining()), extensions)) return {};
-    base::ByteReader names(FindServerNames(extensions));
+    base::ByteReader names(FindExtension(ExtensionsOf(data), kServerName).value_or(base::Bytes()));
     std::uint16_t nameLength = 0;
     base::Bytes name;
     if (!names.Skip(3) || !names.Be(nameLength) || !names.Take(nameLength, name)) return {};
     return {std::string(AsText(name)), {}};
+}
+
+bool HidesHello(base::Bytes data) {
+    return FindExtension(ExtensionsOf(data), kEncryptedClientHello).has_value();
+}
+
+std::size_t RecordLength(base::Bytes data) {
+    constexpr std::size_t kUpToLength = 3;  // content type, version
+    base::ByteReader reader(data);
+    std::uint16_t length = 0;
+    return reader.Skip(kUpToLength) && reader.Be(length) ? kUpToLength + sizeof length + length : 0;
+}
+
+bool BeginsHttp2(base::Bytes data) {
+    return AsText(data).starts_with("PRI * HTTP/2.0\r\n");
 }
 
 RequestView ViewFtpCommand(base::Bytes data) {

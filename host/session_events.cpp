@@ -56,4 +56,9 @@ std::string_view StateWord(const LogonJudgement& judgement) {
     return judgement.verdict.action == TARN_BLOCK ? "REFUSED" : "allowed";
 }
 
+std::string_view VerdictName(const LogonJudgement& judgement) {
+    if (!judgement.isValid) return "none";
+    return judgement.verdict.action == TARN_BLOCK ? "refused" : "allowed";
+}
+
 }  // namespace tarn::host

@@ -21,6 +21,8 @@ LogonEvent ComposeLogonEvent(std::uint32_t event, const Account& account, std::u
 
 // "allowed", "REFUSED", "no verdict".
 std::string_view StateWord(const LogonJudgement& judgement);
+// The same for programs: "allowed", "refused" or "none".
+std::string_view VerdictName(const LogonJudgement& judgement);
 
 }  // namespace tarn::host
 

@@ -208,17 +208,20 @@ void TextReport::PolicySummary() {
 }
 
 void TextReport::NotWholeSummary(const std::optional<ReplayTotals>& replay) {
-    const NotExamined silent = replay ? replay->notExamined : NotExamined{};
+    const UnexaminedCounts silent = replay ? replay->notExamined : UnexaminedCounts{};
+    const auto of = [&](Unexamined kind) { return silent.Of(kind); };
     const std::pair<std::uint64_t, std::string_view> lines[] = {
-        {silent.unknownTurns, "turns of clients in a protocol that no URL scan knows"},
-        {silent.quic, "QUIC datagrams (UDP port 443): web traffic that no URL scan can read"},
-        {silent.otherDatagrams, "UDP datagrams that are neither DNS nor QUIC: packet signatures alone"},
-        {silent.encryptedSmb, "encrypted SMB messages"},
-        {silent.taggedOrIpv6, "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services"},
-        {silent.fragments, "fragments of IP packets, which are not put together: packet signatures alone"},
-        {silent.pppoe, "PPPoE frames: packet signatures alone"},
-        {silent.damagedFrames, "frames with headers that do not fit into them: packet signatures alone"},
-        {silent.otherFrames, "frames that are neither TCP nor UDP: packet signatures alone"},
+        {of(Unexamined::kUnknownProtocol) + of(Unexamined::kHttp2),
+         "turns of clients in a protocol that no URL scan knows"},
+        {of(Unexamined::kQuic), "QUIC datagrams (UDP port 443): web traffic that no URL scan can read"},
+        {of(Unexamined::kOtherDatagram), "UDP datagrams that are neither DNS nor QUIC: packet signatures alone"},
+        {of(Unexamined::kSmbEncrypted), "encrypted SMB messages"},
+        {of(Unexamined::kVlan) + of(Unexamined::kIpv6),
+         "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services"},
+        {of(Unexamined::kFragment), "fragments of IP packets, which are not put together: packet signatures alone"},
+        {of(Unexamined::kPppoe), "PPPoE frames: packet signatures alone"},
+        {of(Unexamined::kDamaged), "frames with headers that do not fit into them: packet signatures alone"},
+        {of(Unexamined::kOtherFrame), "frames that are neither TCP nor UDP: packet signatures alone"},
     };
     const bool hasSilence =
         std::any_of(std::begin(lines), std::end(lines), [](const auto& line) { return line.first != 0; });

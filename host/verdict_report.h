@@ -16,8 +16,10 @@
 #include "host/capture/transport_view.h"
 #include "host/coverage.h"
 #include "host/deciding_entry.h"
+#include "host/flow.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
+#include "host/unexamined.h"
 
 namespace tarn::host {
 
@@ -31,13 +33,15 @@ struct CaptureOrigin {
 };
 
 struct JudgedRequest {
-    const Protocol* protocol = nullptr;
+    const Protocol* protocol = nullptr;  // null for an address that a browser's extension reports
     RequestView view;
     Endpoint server;
     std::optional<CaptureOrigin> origin;
     Judgement judgement;
     Coverage coverage;
-    std::optional<DecidingEntry> entry{};  // that decided, as far as it is known
+    std::optional<DecidingEntry> entry{};    // that decided, as far as it is known
+    std::string reportedUrl{};               // by an extension, whole
+    std::optional<std::uint64_t> latency{};  // of the call, in nanoseconds, where it was measured
 };
 
 struct AddressReplacement {
@@ -57,11 +61,14 @@ struct PacketAttack {
     bool inbound = false;
     Endpoint remote;  // both without a port when the frame holds no segment or datagram
     Endpoint local;
+    std::optional<Flow> flow{};  // nothing for the same frames
+    bool isFromClient = false;
     PacketVerdict verdict{};
     bool isFirst = false;                  // of its connection, for this reason
     std::optional<bool> dropped;           // whether the reset that was asked for succeeded
     std::string blockedAddress;            // the web address that is blocked from now on
     std::optional<DecidingEntry> entry{};  // that decided, as far as it is known
+    std::optional<std::uint64_t> latency{};
 };
 
 // A file that an SMB server said it created or overwrote.
@@ -69,19 +76,8 @@ struct ShareFile {
     std::uint64_t frame = 0;
     std::uint64_t timeNanoseconds = 0;
     SmbScanResult event{};
-};
-
-// What no scan looks into, or not wholly.
-struct NotExamined {
-    std::uint64_t unknownTurns = 0;    // of clients, in no protocol that there is a URL scan for
-    std::uint64_t quic = 0;            // datagrams: web traffic over UDP
-    std::uint64_t otherDatagrams = 0;  // neither QUIC nor DNS
-    std::uint64_t encryptedSmb = 0;    // messages
-    std::uint64_t taggedOrIpv6 = 0;    // frames: neither the SMB monitor nor the attacks on services see them
-    std::uint64_t fragments = 0;       // of IP packets
-    std::uint64_t pppoe = 0;           // frames
-    std::uint64_t damagedFrames = 0;   // with headers that do not fit
-    std::uint64_t otherFrames = 0;     // neither TCP nor UDP
+    std::optional<Flow> flow{};  // nothing for a fragment
+    std::optional<std::uint64_t> latency{};
 };
 
 // What a replay has read.
@@ -94,13 +90,14 @@ struct ReplayTotals {
     std::uint64_t cutFrames = 0;  // of which the captures hold only the beginning
     std::uint32_t mostKept = 0;   // bytes of such a frame, and the most that one had
     std::uint32_t mostOriginal = 0;
-    NotExamined notExamined;
+    UnexaminedCounts notExamined;
 };
 
 // How a run ended.
 struct RunEnd {
-    std::uint64_t failedInputs = 0;  // that could not be read, or not to their end
-    bool isStopped = false;          // before all was judged
+    std::uint64_t failedInputs = 0;            // that could not be read, or not to their end
+    bool isStopped = false;                    // before all was judged
+    const CallLatencies* latencies = nullptr;  // where they were measured
 };
 
 // Allowed because no rule decided.
@@ -152,6 +149,9 @@ class VerdictReport {
     virtual void LocalGuess(const IpAddress& address) = 0;
     virtual void Attack(const PacketAttack& attack) = 0;
     virtual void File(const ShareFile& file) = 0;
+    // Whether what is not examined is told one by one; the summary has how much of it there was.
+    [[nodiscard]] virtual bool WantsUnexamined() const { return false; }
+    virtual void NotExamined(const UnexaminedTraffic& /*traffic*/) {}
     // Of all captures together; nothing for requests without frames.
     virtual void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) = 0;
 

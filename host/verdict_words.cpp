@@ -85,6 +85,11 @@ std::string_view StateWord(const Judgement& judgement) {
     }
 }
 
+std::string_view VerdictName(const Judgement& judgement) {
+    if (!judgement.isValid) return "none";
+    return IsBlocked(judgement) ? "blocked" : "allowed";
+}
+
 std::string_view ReasonWords(std::uint32_t reason) {
     for (const auto& [number, words] : kReasons)
         if (number == reason) return words;

@@ -15,6 +15,9 @@ namespace tarn::host {
 // "allowed", "BLOCKED", "stopped" (before the category step), "no verdict" (the scan returned false).
 std::string_view StateWord(const Judgement& judgement);
 
+// The same for programs: "allowed", "blocked" or "none".
+std::string_view VerdictName(const Judgement& judgement);
+
 // What a reason code means; a number that is none says so.
 std::string_view ReasonWords(std::uint32_t reason);
 

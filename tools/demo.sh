@@ -70,7 +70,7 @@ LogonFolder() {
 }
 
 ShowLogons() {
-    account=$(Host logon --json | sed -n 's/.*"user":"\([^"]*\)".*/\1/p')
+    account=$(Host logon --json | sed -n 's/.*"account":"\([^"]*\)".*/\1/p')
     tomorrow=$(LC_ALL=C date -d tomorrow +%A)
     [[ -n $account ]] || Fail "The demo failed: tarnhost logon names no account."
     Heading "A logon outside the time grid"

@@ -156,6 +156,7 @@ void TcpTurns::Append(Connection& connection, std::uint32_t sequence, std::uint6
     if (turn.totalLength == 0) {
         turn.frame = frame;
         turn.timeNanoseconds = time;
+        turn.firstSegment = data.size();
     }
     turn.totalLength += data.size();
     const std::size_t kept = std::min(data.size(), limits_.turnBytes - turn.data.size());

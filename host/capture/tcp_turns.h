@@ -22,6 +22,7 @@ struct Turn {
     std::uint32_t index = 0;         // of the turn in its connection
     std::vector<std::uint8_t> data;  // in sequence order, cut at TurnLimits::turnBytes
     std::uint64_t totalLength = 0;   // before the cut
+    std::size_t firstSegment = 0;    // bytes of it that the first segment brought
     bool hasGap = false;             // the server acknowledged more than the capture holds
 };
 

@@ -43,10 +43,18 @@ CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options) {
                               "name a line; - is standard input");
 }
 
-int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotals& read, const RunEnd& end) {
-    report.Summary(read, end);
+int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotals& read, const RunEnd& end,
+                const std::string& message, ExitCode code) {
+    const auto tellTotals = [&] { report.Summary(read, end); };
     // The summary has it, too, but who looks at verdicts alone must not miss it.
-    if (read.cutFrames != 0) return session.Fail(CutFramesWords(read), kExitFailed);
+    const std::string cut = read.cutFrames == 0 ? std::string() : CutFramesWords(read);
+    if (!cut.empty() && message.empty()) return session.FailWithTotals(cut, kExitFailed, tellTotals);
+    if (!message.empty())
+        return session.FailWithTotals(message, code, [&] {
+            if (cut.empty()) return tellTotals();
+            session.FailWithTotals(cut, kExitFailed, tellTotals);
+        });
+    tellTotals();
     return session.End(end.failedInputs == 0 ? kExitOk : kExitFailed, report.Counted().HasFindings(),
                        report.Counted().CountOf(Extent::kNone) != 0);
 }

@@ -29,7 +29,9 @@ struct CaptureOptions {
 CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options);
 
 // What a run over captures ends with: its summary, what the error output says of it, and the exit code.
-int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotals& read, const RunEnd& end);
+// message, code: why it ended early, if it did.
+int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotals& read, const RunEnd& end,
+                const std::string& message = {}, ExitCode code = kExitOk);
 
 }  // namespace tarn::host
 

@@ -42,8 +42,11 @@ struct Session {
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
     // The library, or null after the reason was printed.
     [[nodiscard]] std::unique_ptr<Judge> Library() const;
-    // One line on the error output; the exit code given comes back.
-    int Fail(std::string_view message, ExitCode code) const;
+    // One line on the error output, with --json an event, too; the exit code given comes back.
+    // input: the capture, address or file that it happened with.
+    int Fail(std::string_view message, ExitCode code, std::string_view input = {}) const;
+    // The same for what ends a run, with its totals: people read the message last, programs find the totals last.
+    int FailWithTotals(std::string_view message, ExitCode code, const std::function<void()>& tellTotals) const;
     // False from Ctrl+C on, and when the output cannot be written any more.
     [[nodiscard]] bool MayGoOn() const;
     // The exit code of a run that ended by itself.
@@ -52,6 +55,7 @@ struct Session {
 
  private:
     void TellState(const SavedState& found) const;
+    void TellPolicy() const;
 };
 
 // Adds a command to the command line. The returned function runs it after the line was read.

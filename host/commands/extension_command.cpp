@@ -1,7 +1,7 @@
 // tarnhost extension: judges whole URLs as the extension of a browser reports them.
 #include <fmt/format.h>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "base/text.h"
 #include "host/commands/command.h"
@@ -35,25 +35,6 @@ bool KindOfUrl(std::string_view url, std::uint8_t& kind, std::string& mistake) {
     return mistake.empty();
 }
 
-void PrintAsJson(const std::string& url, const Judgement& judgement, const Coverage& coverage, std::ostream& out) {
-    nlohmann::ordered_json line;
-    line["type"] = "verdict";
-    line["url"] = url;
-    line["verdict"] = StateWord(judgement);
-    line["judged"] = ExtentWord(coverage.extent);
-    if (!coverage.IsWhole()) line["whyNotWhole"] = coverage.why;
-    if (judgement.isValid) {
-        const std::uint32_t reason = judgement.verdict.reason;
-        line["reason"] = reason;
-        line["reasonText"] = ReasonWords(reason);
-        line["ruleText"] = RuleText(judgement.verdict);
-        if (const std::string user = RuleUser(judgement.verdict); !user.empty()) line["user"] = user;
-        line["reportByte"] = judgement.prompt.report;
-        line["promptByte"] = judgement.prompt.prompt;
-    }
-    out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
-}
-
 void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage, std::ostream& out) {
     std::string line = fmt::format("{}  {}  ", Column(url, kUrlWidth), Column(StateWord(judgement), kStateWidth));
     if (!judgement.isValid) {
@@ -74,21 +55,26 @@ void PrintAsText(const std::string& url, const Judgement& judgement, const Cover
 
 int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
     std::unique_ptr<Judge> library;  // opened for the first URL that can be judged
+    const std::unique_ptr<VerdictReport> report = session.json ? session.Report() : nullptr;
     std::uint64_t judged = 0;
     std::uint64_t mistakes = 0;
     bool hasFailed = false;
     bool isFound = false;
     bool isUnjudged = false;
-    const auto complain = [&](const std::string& mistake) {
+    const auto complain = [&](const std::string& mistake, const std::string& input) {
         ++mistakes;
-        session.Fail(mistake, kExitUsage);
+        session.Fail(mistake, kExitUsage, input);
+    };
+    const auto tellTotals = [&] {
+        const bool isStopped = session.environment.IsInterrupted();
+        if (report) report->Summary(std::nullopt, {mistakes, isStopped, library ? library->Latencies() : nullptr});
     };
     const auto judge = [&](const std::string& url) {
         if (!session.MayGoOn()) return false;
         std::string mistake;
         std::uint8_t kind = 0;
         if (!KindOfUrl(url, kind, mistake)) {
-            complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake));
+            complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session.MayGoOn();
         }
         if (!library) library = session.Library();
@@ -99,19 +85,20 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         ++judged;
         isUnjudged |= coverage.extent == Extent::kNone;
         isFound |= judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
-        if (session.json)
-            PrintAsJson(url, judgement, coverage, session.out);
+        if (report)
+            report->Request({nullptr, {}, {}, {}, judgement, coverage, {}, url, library->LastLatency()});
         else
             PrintAsText(url, judgement, coverage, session.out);
         return session.MayGoOn();
     };
     StandardInput input(session.environment, session.out);
-    ForEachText(named, input, judge, complain);
+    ForEachText(named, input, judge, [&](const std::string& mistake) { complain(mistake, {}); });
     if (hasFailed) return kExitFailed;
     if (session.environment.IsInterrupted())
-        return session.Fail(fmt::format("stopped after {} addresses", judged), kExitInterrupted);
+        return session.FailWithTotals(fmt::format("stopped after {} addresses", judged), kExitInterrupted, tellTotals);
+    if (judged == 0 && mistakes == 0 && session.out) return session.Fail("no address was given", kExitUsage);
+    tellTotals();
     if (judged == 0 && mistakes != 0) return kExitUsage;
-    if (judged == 0 && session.out) return session.Fail("no address was given", kExitUsage);
     return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound, isUnjudged);
 }
 

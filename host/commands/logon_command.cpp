@@ -3,14 +3,16 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "host/commands/command.h"
+#include "host/event.h"
+#include "host/json_report.h"
 #include "host/logon_rule.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 #include "host/session_events.h"
+#include "host/timed_judge.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
@@ -34,23 +36,24 @@ struct AnsweredEvents {
     std::uint32_t first = 0;  // of the ticks, from 1
     std::uint32_t last = 0;
     LogonJudgement judgement;
+    std::optional<std::uint64_t> latency;  // of the slowest
+};
+
+// What the library answered to all events together.
+struct LogonTotals {
+    std::uint64_t events = 0;
+    std::uint64_t refused = 0;
 };
 
 class LogonPrinter {
  public:
-    LogonPrinter(const Session& session, const LogonRule& rule) : session_(session), rule_(rule) {}
+    LogonPrinter(const Session& session, const Account& account, const LogonRule& rule)
+        : session_(session), account_(account), rule_(rule) {}
 
-    void Begin(const Account& account) const {
-        if (session_.json) {
-            Line({{"type", "account"},
-                  {"user", account.name},
-                  {"sid", FormatSid(account.sid)},
-                  {"rule", RuleName(rule_)},
-                  {"ruleText", RuleWords(rule_)}});
-            return;
-        }
-        session_.out << fmt::format("{}, {}\n  its rule: {}\n", Printable(account.name), FormatSid(account.sid),
-                                    RuleWords(rule_));
+    void Begin() const {
+        if (!session_.json)
+            session_.out << fmt::format("{}, {}\n  its rule: {}\n", Printable(account_.name), FormatSid(account_.sid),
+                                        RuleWords(rule_));
     }
 
     void Answer(const AnsweredEvents& answered) const {
@@ -60,18 +63,7 @@ class LogonPrinter {
             why = "the library knows no session of the account; a logon comes first";
         else if (judgement.verdict.action == TARN_BLOCK)
             why = RefusalWords(rule_);
-        if (session_.json) {
-            nlohmann::ordered_json line{{"type", "logon"}, {"event", SessionEventName(answered.event)}};
-            if (answered.event == TARN_EVENT_TICK) {
-                line["firstTick"] = answered.first;
-                line["lastTick"] = answered.last;
-            }
-            line["verdict"] = StateWord(judgement);
-            if (judgement.isValid) line["reason"] = std::uint32_t{judgement.verdict.reason};
-            line["why"] = why;
-            Line(line);
-            return;
-        }
+        if (session_.json) return TellProgram(answered, why);
         std::string event = SessionEventName(answered.event);
         if (answered.event == TARN_EVENT_TICK)
             event += answered.first == answered.last ? fmt::format(" {}", answered.first)
@@ -88,24 +80,43 @@ class LogonPrinter {
         session_.out << line << '\n';
     }
 
-    void Usage(const std::optional<SavedSessionRecord>& saved) const {
-        if (!saved) return;
-        const std::uint32_t used = saved->usageTicks;
+    void End(const LogonTotals& totals, const std::optional<SavedSessionRecord>& saved,
+             const CallLatencies* latencies) const {
         if (!session_.json) {
-            session_.out << "  " << UsageWords(rule_, used) << '\n';
+            if (saved) session_.out << "  " << UsageWords(rule_, saved->usageTicks) << '\n';
             return;
         }
-        nlohmann::ordered_json line{{"type", "usage"}, {"usedMinutes", used}, {"refused", saved->blocked != 0}};
-        if (rule_.LimitsHours()) line["allowedMinutes"] = rule_.allowedHours * kTicksPerHour;
-        Line(line);
+        Event event = BeginStats({});
+        event["logons"] = totals.events;
+        event["refused"] = totals.refused;
+        if (saved) event["used_minutes"] = std::uint32_t{saved->usageTicks};
+        if (rule_.LimitsHours()) event["allowed_minutes"] = rule_.allowedHours * kTicksPerHour;
+        AddLatencies(latencies, event);
+        WriteEvent(event, session_.out);
     }
 
  private:
-    void Line(const nlohmann::ordered_json& line) const {
-        session_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+    void TellProgram(const AnsweredEvents& answered, const std::string& why) const {
+        const LogonJudgement& judgement = answered.judgement;
+        Event event = BeginEvent("logon");
+        event["account"] = account_.name;
+        event["sid"] = FormatSid(account_.sid);
+        event["event"] = SessionEventName(answered.event);
+        if (answered.event == TARN_EVENT_TICK) {
+            event["first_tick"] = answered.first;
+            event["last_tick"] = answered.last;
+        }
+        event["verdict"] = VerdictName(judgement);
+        if (judgement.isValid) event["reason"] = std::uint32_t{judgement.verdict.reason};
+        event["reason_text"] = why;
+        event["rule"] = RuleName(rule_);
+        event["rule_text"] = RuleWords(rule_);
+        if (answered.latency) event["latency_ns"] = *answered.latency;
+        WriteEvent(event, session_.out);
     }
 
     const Session& session_;
+    const Account& account_;
     const LogonRule& rule_;
 };
 
@@ -124,26 +135,28 @@ std::optional<SavedSessionRecord> FindSaved(const std::vector<SavedSessionRecord
     return std::nullopt;
 }
 
-// True when the library refused one.
-bool ReportEvents(const std::vector<std::uint32_t>& events, const Account& account, std::uint32_t sessionId,
-                  Judge& library, const LogonPrinter& printer) {
+LogonTotals ReportEvents(const std::vector<std::uint32_t>& events, const Account& account, std::uint32_t sessionId,
+                         Judge& library, const LogonPrinter& printer) {
     std::optional<AnsweredEvents> open;
     std::uint32_t ticks = 0;
-    bool isRefused = false;
+    LogonTotals totals;
     for (const std::uint32_t event : events) {
         if (event == TARN_EVENT_TICK) ++ticks;
         const LogonJudgement judgement = library.ScanLogonEvent(ComposeLogonEvent(event, account, sessionId));
-        isRefused |= judgement.isValid && judgement.verdict.action == TARN_BLOCK;
+        const std::optional<std::uint64_t> latency = library.LastLatency();
+        ++totals.events;
+        if (judgement.isValid && judgement.verdict.action == TARN_BLOCK) ++totals.refused;
         if (open && event == TARN_EVENT_TICK && open->event == TARN_EVENT_TICK &&
             StateWord(open->judgement) == StateWord(judgement)) {
             open->last = ticks;
+            open->latency = std::max(open->latency, latency);
             continue;
         }
         if (open) printer.Answer(*open);
-        open = AnsweredEvents{event, ticks, ticks, judgement};
+        open = AnsweredEvents{event, ticks, ticks, judgement, latency};
     }
     if (open) printer.Answer(*open);
-    return isRefused;
+    return totals;
 }
 
 int JudgeLogon(const LogonOptions& options, const Session& session) {
@@ -173,12 +186,15 @@ int JudgeLogon(const LogonOptions& options, const Session& session) {
     std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
     const LogonRule rule = RuleOf(account, session);
-    const LogonPrinter printer(session, rule);
-    printer.Begin(account);
-    const bool isRefused = ReportEvents(events, account, options.sessionId, *library, printer);
+    const LogonPrinter printer(session, account, rule);
+    printer.Begin();
+    const LogonTotals totals = ReportEvents(events, account, options.sessionId, *library, printer);
+    std::optional<CallLatencies> latencies;
+    if (library->Latencies() != nullptr) latencies = *library->Latencies();
     library.reset();  // saves its sessions
-    printer.Usage(FindSaved(session.environment.ReadSavedSessions(session.library), account));
-    return session.End(kExitOk, isRefused, false);
+    printer.End(totals, FindSaved(session.environment.ReadSavedSessions(session.library), account),
+                latencies ? &*latencies : nullptr);
+    return session.End(kExitOk, totals.refused != 0, false);
 }
 
 }  // namespace

@@ -2,10 +2,11 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "host/commands/command.h"
+#include "host/event.h"
 #include "host/file_path.h"
+#include "host/json_report.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
@@ -24,25 +25,16 @@ std::string Counted(std::size_t count, const char* what) {
 }
 
 void PrintAsJson(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
-    using Json = nlohmann::ordered_json;
-    const auto print = [&](const Json& line) {
-        out << line.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-    };
-    const auto printAll = [&](const char* type, const std::vector<policy::Mistake>& mistakes) {
-        for (const policy::Mistake& mistake : mistakes)
-            print({{"type", type},
-                   {"file", name},
-                   {"line", mistake.line},
-                   {"column", mistake.column},
-                   {"text", mistake.text}});
+    const auto printAll = [&](const char* kind, const std::vector<policy::Mistake>& mistakes) {
+        for (const policy::Mistake& mistake : mistakes) WriteEvent(MistakeEvent(kind, name, mistake), out);
     };
     printAll("mistake", read.mistakes);
     printAll("warning", read.warnings);
-    print({{"type", "summary"},
-           {"file", name},
-           {"path", path},
-           {"mistakes", read.mistakes.size()},
-           {"warnings", read.warnings.size()}});
+    Event event = BeginStats({});
+    event["policy_file"] = path;
+    event["mistakes"] = read.mistakes.size();
+    event["warnings"] = read.warnings.size();
+    WriteEvent(event, out);
 }
 
 void PrintAsText(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
@@ -66,9 +58,11 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
     const policy::FindSid findSid = options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment);
     const auto read = ReadPolicyFile(path, findSid);
     if (!read)
-        return session.Fail(
-            fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(path)),
-            kExitFailed);
+        return session.FailWithTotals(
+            fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(path)), kExitFailed,
+            [&] {
+                if (session.json) WriteEvent(BeginStats({1, false}), session.out);
+            });
     const std::string name = FromPath(given.filename());
     if (session.json)
         PrintAsJson(*read, name, path, session.out);

@@ -37,6 +37,7 @@ class Replaying {
  public:
     Replaying(const Session& session, Judge& library, CaptureOptions::Parsed options)
         : session_(session),
+          library_(library),
           report_(session.Report()),
           clock_(library, session.environment, TurnsOfPolicy(session)),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
@@ -55,7 +56,7 @@ class Replaying {
 
     void Replay(const NamedInput& input) {
         if (!input.mistake.empty())
-            Complain(input.mistake);
+            Complain(input.mistake, input.name);
         else if (input.name == kStandardInput)
             ReplayStandardInput();
         else
@@ -63,28 +64,30 @@ class Replaying {
     }
 
     int End() {
-        RunEnd end{failed_, stoppedAt_.has_value()};
-        const int code = EndCaptures(session_, *report_, replay_.WhatWasRead(), end);
+        const RunEnd end{failed_, stoppedAt_.has_value(), library_.Latencies()};
+        const ReplayTotals& read = replay_.WhatWasRead();
         if (session_.environment.IsInterrupted() && stoppedAt_)
-            return session_.Fail(fmt::format("stopped at {}", *stoppedAt_), kExitInterrupted);
+            return EndCaptures(session_, *report_, read, end, fmt::format("stopped at {}", *stoppedAt_),
+                               kExitInterrupted);
         if (!areSettingsRead_)
-            return session_.Fail(
+            return EndCaptures(
+                session_, *report_, read, end,
                 "the library could not read its parental settings again when the schedule turned; from there on "
                 "nothing was judged by them",
                 kExitFailed);
-        return code;
+        return EndCaptures(session_, *report_, read, end);
     }
 
  private:
-    void Complain(const std::string& mistake) {
+    void Complain(const std::string& mistake, const std::string& input = {}) {
         ++failed_;
-        session_.Fail(mistake, kExitFailed);
+        session_.Fail(mistake, kExitFailed, input);
     }
 
     void ReplayFile(const std::string& file) {
         std::ifstream input;
         std::string mistake;
-        if (!OpenCaptureFile(file, input, mistake)) return Complain(mistake);
+        if (!OpenCaptureFile(file, input, mistake)) return Complain(mistake, file);
         std::error_code error;
         const auto size = std::filesystem::file_size(ToPath(file), error);
         Feed(input, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
@@ -93,7 +96,7 @@ class Replaying {
     void ReplayStandardInput() {
         std::string mistake;
         std::istream* const stream = input_.Open(mistake);
-        if (stream == nullptr) return Complain(mistake);
+        if (stream == nullptr) return Complain(mistake, "standard input");
         Feed(*stream, "standard input", "standard input", 0);
     }
 
@@ -108,10 +111,11 @@ class Replaying {
                 size == 0 ? fmt::format("{} MB of {}", Megabytes(bytesRead_), Printable(name))
                           : fmt::format("{} of {} MB of {}", Megabytes(bytesRead_), Megabytes(size), Printable(name));
         else if (!isWhole)
-            Complain(fmt::format("{}: {}", Printable(name), mistake));
+            Complain(fmt::format("{}: {}", Printable(name), mistake), name);
     }
 
     const Session& session_;
+    Judge& library_;
     std::unique_ptr<VerdictReport> report_;
     CaptureClock clock_;
     CaptureReplay replay_;

@@ -29,7 +29,7 @@ class JudgingUrls {
         const std::optional<ComposedRequest> request = ComposeRequest(
             url, mistake, [this](const std::string& host) { return session_.environment.AsciiHost(host); });
         if (!request) {
-            Complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake));
+            Complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session_.MayGoOn();
         }
         if (!library_) library_ = session_.Library();
@@ -41,24 +41,32 @@ class JudgingUrls {
         if (server_ && !request->isServerKnown) server.address = *server_;
         JudgedRequest judged{request->protocol, request->view, server, std::nullopt, {}, {}};
         judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, server);
+        judged.latency = library_->LastLatency();
         judged.coverage = CoverageOf(*request->protocol, request->data, server, judged.judgement, false);
         report_->Request(judged);
         return session_.MayGoOn();
     }
 
-    void Complain(const std::string& mistake) {
+    void Complain(const std::string& mistake, const std::string& input = {}) {
         ++mistakes_;
-        session_.Fail(mistake, kExitUsage);
+        session_.Fail(mistake, kExitUsage, input);
     }
 
     int End() {
         if (hasFailed_) return kExitFailed;
-        if (!library_ && mistakes_ != 0) return kExitUsage;
+        const bool isStopped = session_.environment.IsInterrupted();
+        const auto tellTotals = [&] {
+            report_->Summary(std::nullopt, {mistakes_, isStopped, library_ ? library_->Latencies() : nullptr});
+        };
+        if (!library_ && mistakes_ != 0) {
+            if (session_.json) tellTotals();
+            return kExitUsage;
+        }
         if (!library_ && session_.MayGoOn()) return session_.Fail("no address was given", kExitUsage);
-        report_->Summary(std::nullopt, {mistakes_, session_.environment.IsInterrupted()});
-        if (session_.environment.IsInterrupted())
-            return session_.Fail(fmt::format("stopped after {} addresses", report_->Counted().requests),
-                                 kExitInterrupted);
+        if (isStopped)
+            return session_.FailWithTotals(fmt::format("stopped after {} addresses", report_->Counted().requests),
+                                           kExitInterrupted, tellTotals);
+        tellTotals();
         return session_.End(mistakes_ == 0 ? kExitOk : kExitFailed, report_->Counted().HasFindings(),
                             report_->Counted().CountOf(Extent::kNone) != 0);
     }

@@ -51,7 +51,7 @@ class Watching {
         for (const NamedInput& input : inputs) {
             if (isStopped_ || !session_.out) break;
             if (!input.mistake.empty())
-                Complain(input.mistake);
+                Complain(input.mistake, input.name);
             else if (input.name == kStandardInput)
                 FeedStandardInput();
             else
@@ -68,7 +68,7 @@ class Watching {
         return false;
     }
 
-    int End() { return EndCaptures(session_, *report_, replay_.WhatWasRead(), {failed_, false}); }
+    int End() { return EndCaptures(session_, *report_, replay_.WhatWasRead(), {failed_, false, library_.Latencies()}); }
 
  private:
     // True when the library was told about a change.
@@ -79,15 +79,15 @@ class Watching {
         return isTold;
     }
 
-    void Complain(const std::string& mistake) {
+    void Complain(const std::string& mistake, const std::string& input = {}) {
         ++failed_;
-        session_.Fail(mistake, kExitFailed);
+        session_.Fail(mistake, kExitFailed, input);
     }
 
     void FeedFile(const std::string& capture) {
         std::ifstream file;
         std::string mistake;
-        if (!OpenCaptureFile(capture, file, mistake)) return Complain(mistake);
+        if (!OpenCaptureFile(capture, file, mistake)) return Complain(mistake, capture);
         WatchedInput input([&](std::span<char> buffer) -> std::size_t {
             Signal signal = Signal::kNone;
             do {
@@ -116,7 +116,7 @@ class Watching {
         std::string mistake;
         // A capture that Ctrl+C cuts off is not a bad one.
         if (!replay_.Replay(stream, name, mistake) && !isStopped_)
-            Complain(fmt::format("{}: {}", Printable(name), mistake));
+            Complain(fmt::format("{}: {}", Printable(name), mistake), name);
     }
 
     const Session& session_;

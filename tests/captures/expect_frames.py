@@ -82,30 +82,31 @@ def attacks(policy, file):
     for number, frame in frames(file):
         tcp = Tcp.of(frame)
         inbound = not tcp or tcp.source != local
-        line = {'type': 'attack', 'frame': number, 'inbound': inbound}
+        line = {'type': 'attack', 'frame': number, 'direction': 'inbound' if inbound else 'outbound'}
         local_port = None
         if tcp:
             ends = [(tcp.source, tcp.sport), (tcp.target, tcp.dport)]
-            (remote, remote_port), (_, local_port) = ends if inbound else ends[::-1]
-            line |= {'localPort': local_port, 'remote': remote, 'remotePort': remote_port}
+            (remote, _), (_, local_port) = ends if inbound else ends[::-1]
+            (client, client_port), (server, server_port) = ends if tcp.sport >= tcp.dport else ends[::-1]
+            line['flow'] = {'client': client, 'client_port': client_port, 'server': server, 'server_port': server_port}
         number_of_rule = min(tcp.sport, tcp.dport) if tcp else 0
         rule = next((rule for rule in policy.get('ids_rules', []) if rule['id'] == number_of_rule), None)
-        texts = {'rule': rule['id'], 'ruleName': rule['name'], 'description': rule['description'],
-                 'details': rule['details']} if rule else {'rule': 0, 'ruleName': '', 'description': '', 'details': ''}
-        empty = {'ruleName': '', 'description': '', 'details': ''}
+        texts = {'rule': rule['id'], 'rule_name': rule['name'], 'description': rule['description'],
+                 'details': rule['details']} if rule else {'rule': 0, 'rule_name': '', 'description': '', 'details': ''}
+        empty = {'rule_name': '', 'description': '', 'details': ''}
         if local_port in SERVICES and is_attacker(policy, remote):
-            line |= {'verdict': 'BLOCKED', 'reason': SERVICES[local_port]} | texts
+            line |= {'verdict': 'blocked', 'reason': SERVICES[local_port]} | texts
             line |= empty if remote in reported else {'description': BRUTE_FORCE}
             reported.add(remote)
         elif (entry := signature(policy, frame, local_port)) and entry.get('block', True):
             is_let_pass = rule is not None and rule.get('excluded', False)
-            line |= {'verdict': 'allowed' if is_let_pass else 'BLOCKED',
+            line |= {'verdict': 'allowed' if is_let_pass else 'blocked',
                      'reason': EXCLUDED if is_let_pass else entry['reason']} | texts
             line |= empty if entry['reason'] == EMPTIED else {}
         else:
             continue
-        if line['verdict'] == 'BLOCKED' and tcp and not inbound and (address := blocked_address(tcp)):
-            line['address'], line['condemned'] = address
+        if line['verdict'] == 'blocked' and tcp and not inbound and (address := blocked_address(tcp)):
+            line['address'], line['blocked_address'] = address
         found.append(line)
     return found
 
@@ -124,7 +125,7 @@ def files(file):
                 create['version'] == 1 and not tcp.payload[4 + 11] & 0x80):
             continue
         action = {2: 'created', 3: 'replaced'}.get(create['action'], 'superseded')
-        yield {'type': 'file', 'frame': create['frame'], 'server': tcp.source, 'client': tcp.target,
+        yield {'type': 'file', 'frame': create['frame'], 'flow': {'client': tcp.target, 'server': tcp.source},
                'share': create['share'], 'file': create['file'], 'action': action}
 
 

@@ -262,23 +262,23 @@ def judge(policy, request, blocked=()):
     if site and listed(lists.get('web_security', []), site):
         return allowed
     if profile.get('schedule', {}).get('on'):
-        return ('BLOCKED', 5, None)  # the bundled schedule has no time at all; the text is the clock's
+        return ('blocked', 5, None)  # the bundled schedule has no time at all; the text is the clock's
     if kind == 'tls':
         url = 'https://' + site
     if profile.get('block_list') and profile.get('profile', True) and host and blocked_site(profile, host, path):
-        return ('BLOCKED', 6, site)
+        return ('blocked', 6, site)
     if private(remote):
         return allowed
     white = user_listed(lists.get('user', []), site)
     if features['browsing_protection'] and (threat := malicious_site(policy, host, path)) is not None:
-        return ('allowed', 9, f'{threat}: {site}') if white else ('BLOCKED', 2, f'{threat}: {site}')
+        return ('allowed', 9, f'{threat}: {site}') if white else ('blocked', 2, f'{threat}: {site}')
     if features['anti_phishing'] and phishing_site(policy, host, path):
-        return ('allowed', 8, site) if white else ('BLOCKED', 0, site)
+        return ('allowed', 8, site) if white else ('blocked', 0, site)
     if features['intrusion_prevention'] and blocks(blocked, host, path):
-        return ('BLOCKED', 22, site)
+        return ('blocked', 22, site)
     if kind == 'tls' and features['https_inspection'] and \
             host in policy.get('https_inspection', {}).get('blocked_hosts', []):
-        return ('BLOCKED', 15, site)
+        return ('blocked', 15, site)
     if not url or not profile:
         return allowed
     if url.startswith('['):
@@ -289,17 +289,17 @@ def judge(policy, request, blocked=()):
         if number in considered and features[feature]:
             if listed(lists.get('browsing_protection', []), site):
                 return allowed
-            return ('allowed', pardon, url) if white else ('BLOCKED', block, url)
+            return ('allowed', pardon, url) if white else ('blocked', block, url)
     if not found and features['browsing_protection']:
         if any(matches(pattern, site) for pattern in policy.get('malicious_patterns', [])):
             text = 'Malicious Url: ' + site
             white = white or listed(lists.get('browsing_protection', []), site)
-            return ('allowed', 9, text) if white else ('BLOCKED', 2, text)
+            return ('allowed', 9, text) if white else ('blocked', 2, text)
     if profile.get('categories') and profile.get('profile', True):
         for number in considered:
             if number in profile.get('blocked_categories', []) and number not in (MALICIOUS, PHISHING):
                 name = policy.get('category_names', {}).get(str(number), '')
-                return ('BLOCKED', 7, f'category {number} ({name}): {url}')
+                return ('blocked', 7, f'category {number} ({name}): {url}')
     return allowed
 
 
@@ -392,11 +392,10 @@ def main():
                          if 'address' in attack and attack['frame'] <= request['frame']]
             verdict = judge(policy, request, blocked)
             host, path = view(request['kind'], request['data'])
-            client = new if request['src'] == old else request['src']
-            line = {'frame': request['frame'], 'client': client, 'clientPort': request['sport'],
-                    'host': host, 'path': path, 'verdict': verdict[0] if verdict else 'no verdict'}
+            line = {'frame': request['frame'], 'flow': {'client': request['src'], 'client_port': request['sport']},
+                    'host': host, 'path': path, 'verdict': verdict[0] if verdict else 'none'}
             if verdict:
-                line |= {'reason': verdict[1]} | ({'ruleText': verdict[2]} if verdict[2] is not None else {})
+                line |= {'reason': verdict[1]} | ({'rule_text': verdict[2]} if verdict[2] is not None else {})
             print(json.dumps(line, ensure_ascii=False))
 
 

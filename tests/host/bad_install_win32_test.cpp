@@ -20,10 +20,11 @@ TEST(Install, JudgesByItsOwnPolicy) {
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.errors, "");
     const auto lines = run.Json();
-    ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(lines[0]["reason"], 2);
-    EXPECT_EQ(lines[0]["ruleText"], "Trojan.Redirector: lantern.example/redirect");
-    EXPECT_EQ(lines[0]["reportByte"], 1);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["event"], "used");
+    EXPECT_EQ(lines[1]["reason"], 2);
+    EXPECT_EQ(lines[1]["rule_text"], "Trojan.Redirector: lantern.example/redirect");
+    EXPECT_EQ(lines[1]["report"], 1);
 }
 
 class NeededModule : public testing::TestWithParam<const char*> {};
@@ -33,7 +34,7 @@ TEST_P(NeededModule, IsNamedWhenItIsMissing) {
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 1u);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("WSInit failed"), HasSubstr(std::string("lacks ") + GetParam())));
-    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_EQ(run.Json().at(0)["type"], "error");
 }
 
 INSTANTIATE_TEST_SUITE_P(Modules, NeededModule, testing::Values("setrd.dll", "statrd.dll", "pktsig.dll", "sitecls.dll"),
@@ -46,7 +47,7 @@ TEST(Install, WithoutTheModulesThatMayBeMissingStillJudges) {
     const InstallCopy install({"tlsinsp.dll", "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"});
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(run.Json().at(0)["reason"], 2);
+    EXPECT_EQ(run.Events("verdict").at(0)["reason"], 2);
 }
 
 TEST(Install, ADamagedModuleIsNoMissingOne) {
@@ -63,7 +64,7 @@ TEST(Install, ADamagedModuleThatMayBeMissingIsNamed) {
     install.Write("isolate.dll", "MZ and nothing more");
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(run.Json().at(0)["reason"], 2);
+    EXPECT_EQ(run.Events("verdict").at(0)["reason"], 2);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("runs without isolate.dll (error"), Not(HasSubstr("tlsinsp.dll"))));
 }
 
@@ -82,7 +83,7 @@ TEST(Install, APolicyWithMistakesIsRefused) {
     EXPECT_EQ(run.exitCode, 1u);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("unknown key \"hots\" (did you mean \"host\"?)"),
                                   HasSubstr("malicious_sites.host is missing")));
-    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_EQ(run.Json().at(0)["type"], "error");
     EXPECT_EQ(install.Run({"policy"}).exitCode, 1u);
 }
 
@@ -91,7 +92,7 @@ TEST(Install, WithoutAPolicyEverythingIsOffAndItSaysSo) {
     install.Remove("tarn-policy.toml");
     const ProgramRun run = install.Run(kBlockedUrl);
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(run.Json().at(0)["reason"], 26);
+    EXPECT_EQ(run.Events("verdict").at(0)["reason"], 26);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("tarn-policy.toml: cannot be read"),
                                   HasSubstr("the settings switch every URL-scanning feature off")));
 }
@@ -103,7 +104,7 @@ TEST(Install, AnotherFolderCanBeNamed) {
     const ProgramRun run =
         install.Run({"url", "--json", "--install-folder", other.Folder().string(), "http://lantern.example/redirect"});
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(run.Json().at(0)["reason"], 26);
+    EXPECT_EQ(run.Events("verdict").at(0)["reason"], 26);
     const ProgramRun wrong = install.Run({"url", "--install-folder", "C:\\no\\such\\folder", "http://a.example/"});
     EXPECT_EQ(wrong.exitCode, 1u);
     EXPECT_THAT(wrong.errors, HasSubstr("there is no such folder"));

@@ -212,7 +212,7 @@ TEST(UrlCommand, HostileTextIsMadeHarmless) {
     const Ran run = RunWith(environment, {"url", "--json", "http://a.example/x"});
     const auto lines = JsonLines(run.out);
     ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(lines[0]["ruleText"], "\x1b[2J\xef\xbf\xbd\": a.example/\n\xc3\xa4\x01");
+    EXPECT_EQ(lines[0]["rule_text"], "\x1b[2J\xef\xbf\xbd\": a.example/\n\xc3\xa4\x01");
 }
 
 TEST(UrlCommand, JsonHasOneObjectPerVerdictAndOneWithTotals) {
@@ -225,9 +225,9 @@ TEST(UrlCommand, JsonHasOneObjectPerVerdictAndOneWithTotals) {
     EXPECT_EQ(lines[0]["host"], "a.example");
     EXPECT_EQ(lines[0]["reason"], 26);
     EXPECT_EQ(lines[1]["protocol"], "tls");
-    EXPECT_EQ(lines[2]["type"], "summary");
+    EXPECT_EQ(lines[2]["type"], "stats");
     EXPECT_EQ(lines[2]["requests"], 2);
-    EXPECT_EQ(lines[2]["byReason"]["26"], 2);
+    EXPECT_EQ(lines[2]["by_reason"]["26"], 2);
 }
 
 TEST(UrlCommand, ColoursOnlyOnATerminal) {

@@ -54,12 +54,12 @@ TEST(ExtensionExport, JudgesWholeUrls) {
                      "https://lower.lantern.example/", "http://six.lantern.example/x"});
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.errors, "");
-    const auto lines = run.Json();
+    const auto lines = run.Events("verdict");
     ASSERT_THAT(lines, SizeIs(4));
-    EXPECT_EQ(lines[0]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[0]["verdict"], "blocked");
     EXPECT_EQ(lines[0]["reason"], 1);
-    EXPECT_EQ(lines[0]["ruleText"], "https://six.lantern.example/x");
-    EXPECT_EQ(lines[1]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[0]["rule_text"], "https://six.lantern.example/x");
+    EXPECT_EQ(lines[1]["verdict"], "blocked");
     EXPECT_EQ(lines[1]["reason"], 0);
     EXPECT_EQ(lines[2]["verdict"], "allowed");  // white-listed
     EXPECT_EQ(lines[3]["verdict"], "allowed");  // only https is judged
@@ -69,8 +69,8 @@ TEST(ExtensionExport, JudgesWholeUrls) {
 TEST(ExtensionExport, WithoutParentalControlThereIsNoVerdict) {
     const InstallCopy install;
     install.Write(kPolicy, Replaced(install.Read(kPolicy), "mode = 1 ", "mode = 0 "));
-    EXPECT_EQ(install.Run({"extension", "--json", "https://six.lantern.example/"}).Json().at(0)["verdict"],
-              "no verdict");
+    EXPECT_EQ(install.Run({"extension", "--json", "https://six.lantern.example/"}).Events("verdict").at(0)["verdict"],
+              "none");
 }
 
 TEST(LogonExport, TheShippedPolicyRefusesNobody) {
@@ -78,14 +78,14 @@ TEST(LogonExport, TheShippedPolicyRefusesNobody) {
     const ProgramRun run = install.Run({"logon", "--json", "--ticks", "3"});
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.errors, "");
-    const auto lines = run.Json();
-    ASSERT_THAT(lines, SizeIs(4));
-    EXPECT_EQ(lines[0]["user"], CurrentUser());
-    EXPECT_EQ(lines[0]["rule"], "not controlled");
-    EXPECT_EQ(lines[1]["verdict"], "allowed");
-    EXPECT_EQ(lines[2]["lastTick"], 3);
-    EXPECT_EQ(lines[3]["usedMinutes"], 3);
-    EXPECT_EQ(lines[3]["refused"], false);
+    const auto lines = run.Events("logon");
+    ASSERT_THAT(lines, SizeIs(2));
+    EXPECT_EQ(lines[0]["account"], CurrentUser());
+    EXPECT_EQ(lines[0]["rule"], "not_controlled");
+    EXPECT_EQ(lines[0]["verdict"], "allowed");
+    EXPECT_EQ(lines[1]["last_tick"], 3);
+    EXPECT_EQ(run.Json().back()["used_minutes"], 3);
+    EXPECT_EQ(run.Json().back()["refused"], 0);
 }
 
 TEST(LogonExport, ATimeGridWithoutHoursRefuses) {
@@ -93,11 +93,11 @@ TEST(LogonExport, ATimeGridWithoutHoursRefuses) {
     WriteUserEntry(install, "use_hour_grid = true\n");
     const auto lines = install.Run({"logon", "--json", "--user", CurrentUser()}).Json();
     ASSERT_THAT(lines, SizeIs(3));
-    EXPECT_EQ(lines[0]["rule"], "time grid");
-    EXPECT_EQ(lines[1]["verdict"], "REFUSED");
+    EXPECT_EQ(lines[1]["rule"], "time_grid");
+    EXPECT_EQ(lines[1]["verdict"], "refused");
     EXPECT_EQ(lines[1]["reason"], 19);
-    EXPECT_THAT(lines[1]["why"].get<std::string>(), HasSubstr("the time grid does not allow"));
-    EXPECT_EQ(lines[2]["refused"], true);
+    EXPECT_THAT(lines[1]["reason_text"].get<std::string>(), HasSubstr("the time grid does not allow"));
+    EXPECT_EQ(lines[2]["refused"], 1);
 }
 
 // The minutes of a run count in the next one; the end of the session lifts the refusal, a new logon brings it back.
@@ -105,35 +105,33 @@ TEST(LogonExport, AnAllowanceIsUsedUpOverSeveralRuns) {
     const InstallCopy install;
     WriteUserEntry(install, kOneHour);
     const std::string state = install.Path("state");
-    auto first = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "40"}).Json();
-    ASSERT_THAT(first, SizeIs(5));
-    EXPECT_EQ(first.front()["savedSessions"], 0);
-    first.erase(first.begin());
-    EXPECT_EQ(first[2]["lastTick"], 40);
-    EXPECT_EQ(first[2]["verdict"], "allowed");
-    EXPECT_EQ(first[3]["usedMinutes"], 40);
-    EXPECT_EQ(first[3]["allowedMinutes"], 60);
+    const ProgramRun first = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "40"});
+    ASSERT_THAT(first.Events("logon"), SizeIs(2));
+    EXPECT_EQ(first.Json().front()["saved_sessions"], 0);
+    EXPECT_EQ(first.Events("logon")[1]["last_tick"], 40);
+    EXPECT_EQ(first.Events("logon")[1]["verdict"], "allowed");
+    EXPECT_EQ(first.Json().back()["used_minutes"], 40);
+    EXPECT_EQ(first.Json().back()["allowed_minutes"], 60);
 
-    auto second = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "20"}).Json();
-    ASSERT_THAT(second, SizeIs(6));
-    EXPECT_EQ(second.front()["savedSessions"], 1);
-    EXPECT_EQ(second.front()["savedAnswers"], 0);
-    second.erase(second.begin());
-    EXPECT_EQ(second[2]["lastTick"], 19);
-    EXPECT_EQ(second[2]["verdict"], "allowed");
-    EXPECT_EQ(second[3]["firstTick"], 20);
-    EXPECT_EQ(second[3]["verdict"], "REFUSED");
-    EXPECT_EQ(second[4]["refused"], true);
+    const ProgramRun second = install.Run({"logon", "--json", "--keep-state", state, "--ticks", "20"});
+    EXPECT_EQ(second.Json().front()["saved_sessions"], 1);
+    EXPECT_EQ(second.Json().front()["saved_answers"], 0);
+    const auto answers = second.Events("logon");
+    ASSERT_THAT(answers, SizeIs(3));
+    EXPECT_EQ(answers[1]["last_tick"], 19);
+    EXPECT_EQ(answers[1]["verdict"], "allowed");
+    EXPECT_EQ(answers[2]["first_tick"], 20);
+    EXPECT_EQ(answers[2]["verdict"], "refused");
+    EXPECT_EQ(second.Json().back()["refused"], 1);
 
-    const auto third =
-        install.Run({"logon", "--json", "--keep-state", state, "--event", "logoff", "--event", "logon"}).Json();
-    ASSERT_THAT(third, SizeIs(5));
-    EXPECT_EQ(third[2]["verdict"], "allowed");
-    EXPECT_EQ(third[3]["verdict"], "REFUSED");
+    const auto third = install.Run({"logon", "--json", "--keep-state", state, "--event", "logoff", "--event", "logon"})
+                           .Events("logon");
+    ASSERT_THAT(third, SizeIs(2));
+    EXPECT_EQ(third[0]["verdict"], "allowed");
+    EXPECT_EQ(third[1]["verdict"], "refused");
 
-    const auto alone = install.Run({"logon", "--json", "--ticks", "20"}).Json();
-    ASSERT_THAT(alone, SizeIs(4));
-    EXPECT_EQ(alone[3]["usedMinutes"], 20);
+    const ProgramRun alone = install.Run({"logon", "--json", "--ticks", "20"});
+    EXPECT_EQ(alone.Json().back()["used_minutes"], 20);
 }
 
 TEST(LogonExport, AnUnknownAccountIsNamed) {
@@ -150,7 +148,7 @@ TEST(LogonExport, AnUnknownAccountInThePolicyDropsItsEntryAlone) {
     install.Write(kPolicy, install.Read(kPolicy) + "\n[[parental.users]]\naccount = \"nobody of that name\"\n");
     const ProgramRun run = install.Run({"url", "--json", "http://lantern.example/redirect"});
     EXPECT_EQ(run.exitCode, 0u);
-    EXPECT_EQ(run.Json().at(0)["verdict"], "BLOCKED");
+    EXPECT_EQ(run.Events("verdict").at(0)["verdict"], "blocked");
     EXPECT_THAT(run.errors, HasSubstr("warning: this machine has no account \"nobody of that name\""));
 }
 
@@ -170,15 +168,16 @@ TEST(Watch, AChangedPolicyHoldsForTheRestOfTheStream) {
 
     install.Write(kPolicy, Replaced(policy, "anti_phishing = true", "anti_phishing = 1"));
     json line = watch.NextLine("policy");
-    EXPECT_EQ(line["used"], false);
-    EXPECT_EQ(line["mistakes"][0]["line"], 13);
-    EXPECT_EQ(line["mistakes"][0]["column"], 17);
+    EXPECT_EQ(line["event"], "mistake");
+    EXPECT_EQ(line["line"], 13);
+    EXPECT_EQ(line["column"], 17);
+    EXPECT_EQ(watch.NextLine("policy")["why"], "mistakes");
 
     std::string without = Replaced(policy, "browsing_protection = true", "browsing_protection = false");
     without = Replaced(without, "anti_phishing = true", "anti_phishing = false");
     install.Write(kPolicy, without);
     line = watch.NextLine("policy");
-    EXPECT_EQ(line["used"], true);
+    EXPECT_EQ(line["event"], "changed");
     EXPECT_EQ(line["changes"][0]["key"], "features.anti_phishing");
     EXPECT_EQ(line["notices"][0]["call"], "WSSettingsChanged(0)");
     EXPECT_EQ(line["notices"][0]["succeeded"], true);
@@ -202,7 +201,7 @@ TEST(Watch, EndsAfterItsFilesWithOnce) {
     const ProgramRun run = install.Run({"watch", "--once", "--json", CapturePath("http_curl.pcap")});
     EXPECT_EQ(run.exitCode, 0u);
     EXPECT_EQ(run.errors, "");
-    EXPECT_EQ(run.Json().back()["type"], "summary");
+    EXPECT_EQ(run.Json().back()["type"], "stats");
 }
 
 TEST(Watch, NeedsAPolicy) {

@@ -124,10 +124,10 @@ TEST(Coverage, IsSaidInTextAndJsonAndCounted) {
     EXPECT_THAT(text.out, HasSubstr("      1  request judged in part: private address"));
     const auto lines = JsonLines(RunWith(environment, {"url", "--json", url, "http://a.example/"}).out);
     EXPECT_EQ(lines[0]["judged"], "part");
-    EXPECT_THAT(lines[0]["whyNotWhole"].get<std::string>(), HasSubstr("private address"));
+    EXPECT_THAT(lines[0]["why_not_whole"].get<std::string>(), HasSubstr("private address"));
     EXPECT_EQ(lines[1]["judged"], "whole");
-    EXPECT_EQ(lines[2]["judgedInPart"], 1);
-    EXPECT_EQ(lines[2]["notJudged"], 0);
+    EXPECT_EQ(lines[2]["judged_in_part"], 1);
+    EXPECT_EQ(lines[2]["not_judged"], 0);
 }
 
 TEST(Coverage, TotalsTellWhatNoRuleDecidedFromWhatWasNotJudged) {
@@ -141,7 +141,7 @@ TEST(Coverage, TotalsTellWhatNoRuleDecidedFromWhatWasNotJudged) {
     EXPECT_THAT(run({"url"}), HasSubstr("      4  26 no rule decided, 2 of them not judged\n"));
     EXPECT_THAT(run({"url", "--brief"}),
                 HasSubstr("  4 requests that no rule decided are left out, 2 of them not judged\n"));
-    EXPECT_EQ(JsonLines(run({"url", "--json"})).back()["undecidedNotJudged"], 2);
+    EXPECT_EQ(JsonLines(run({"url", "--json"})).back()["undecided_not_judged"], 2);
     EXPECT_THAT(RunWith(environment, {"url", "--brief", "http://a.example/"}).out,
                 HasSubstr("  1 request that no rule decided is left out\n"));
 }

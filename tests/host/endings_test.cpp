@@ -56,14 +56,13 @@ TEST(Endings, AnOutputThatCannotBeWrittenEndsTheRun) {
 
 TEST(Endings, EveryFillOfADiskIsNoticed) {
     FakeEnvironment whole;
-    const std::size_t length = RunWith(whole, {"url", "--json", "http://a.example/"}).out.size();
+    const std::size_t length = RunWith(whole, {"url", "http://a.example/"}).out.size();
     for (std::size_t free = 0; free <= length; ++free) {
         FakeEnvironment environment;
         FullDisk disk(static_cast<std::streamsize>(free));
         std::ostream out(&disk);
         std::ostringstream errors;
-        EXPECT_EQ(RunCommandLine({"url", "--json", "http://a.example/"}, environment, out, errors),
-                  free < length ? 1 : 0);
+        EXPECT_EQ(RunCommandLine({"url", "http://a.example/"}, environment, out, errors), free < length ? 1 : 0);
     }
 }
 
@@ -208,13 +207,13 @@ TEST(Endings, ACutCaptureIsAFailureAndItsRequestsAreJudgedInPart) {
     EXPECT_THAT(run.errors, AllOf(HasSubstr("frames are cut (96 of up to 1,514 bytes)"),
                                   HasSubstr("was not judged; capture whole frames")));
     const auto summary = JsonLines(run.out).back();
-    EXPECT_GT(summary["cutFrames"], 0);
+    EXPECT_GT(summary["not_examined"]["cut"], 0);
     EXPECT_EQ(summary["frames"], 386);
-    EXPECT_EQ(summary["judgedInPart"].get<int>() + summary["notJudged"].get<int>(), summary["requests"]);
+    EXPECT_EQ(summary["judged_in_part"].get<int>() + summary["not_judged"].get<int>(), summary["requests"]);
     const TemporaryFile shorter("cut.pcap", CutCapture(50));
     const auto lines = JsonLines(RunWith(environment, {"replay", "--json", shorter.Path()}).out);
-    EXPECT_GT(lines.back()["notExamined"]["damagedFrames"], 0);
-    EXPECT_EQ(lines.back()["notExamined"]["otherFrames"], 2);  // ARP
+    EXPECT_GT(lines.back()["not_examined"]["damaged"], 0);
+    EXPECT_EQ(lines.back()["not_examined"]["other_frame"], 2);  // ARP
 }
 
 ByteList Ethernet(std::uint16_t type, const ByteList& packet) {
@@ -264,17 +263,17 @@ TEST(Endings, EveryKindOfFrameThatNoScanLooksIntoIsCountedByName) {
     const TemporaryFile capture("kinds.pcap", file);
     FakeEnvironment environment;
     const auto summary = JsonLines(RunWith(environment, {"replay", "--json", capture.Path()}).out).back();
-    const auto& silent = summary["notExamined"];
+    const auto& silent = summary["not_examined"];
     EXPECT_EQ(silent["quic"], 2);
-    EXPECT_EQ(silent["otherDatagrams"], 1);
-    EXPECT_EQ(silent["fragments"], 3);
+    EXPECT_EQ(silent["other_datagram"], 1);
+    EXPECT_EQ(silent["fragment"], 3);
     EXPECT_EQ(silent["pppoe"], 2);
-    EXPECT_EQ(silent["otherFrames"], 2);
-    EXPECT_EQ(silent["damagedFrames"], 3);
+    EXPECT_EQ(silent["other_frame"], 2);
+    EXPECT_EQ(silent["damaged"], 3);
     EXPECT_EQ(summary["frames"], 14);
-    EXPECT_EQ(summary["firstTime"], "1970-01-01T00:16:40.000000Z");
-    EXPECT_EQ(summary["lastTime"], "1970-01-01T00:29:40.000000Z");
-    EXPECT_EQ(summary["durationSeconds"], 780.0);
+    EXPECT_EQ(summary["first_time"], "1970-01-01T00:16:40.000000Z");
+    EXPECT_EQ(summary["last_time"], "1970-01-01T00:29:40.000000Z");
+    EXPECT_EQ(summary["duration_seconds"], 780.0);
     const Ran text = RunWith(environment, {"replay", capture.Path()});
     EXPECT_EQ(text.code, 0);
     EXPECT_THAT(text.out, AllOf(HasSubstr("      2  QUIC datagrams (UDP port 443)"),

@@ -19,7 +19,7 @@ TEST(Output, AClosedPipeEndsTheRun) {
     for (int i = 0; i < 200000; ++i) urls += "http://host.example/" + std::to_string(i) + "\n";
     install.Write("urls.txt", urls);
     RunningProgram program(install, {"url", "--json", "@" + install.Path("urls.txt")});
-    EXPECT_EQ(program.NextLine()["type"], "verdict");
+    EXPECT_EQ(program.NextLine("verdict")["type"], "verdict");
     program.CloseOutput();
     EXPECT_EQ(program.End(), 1u);
 }
@@ -44,13 +44,15 @@ TEST(Coverage, EndsWhereTheLibraryStopsToJudge) {
     const auto verdict = [&](std::size_t length) {
         std::string url = "http://evil.example/";
         url.append(length - std::string("evil.example/").size(), 'a');
-        return install.Run({"url", "--json", url}).Json().at(0);
+        return install.Run({"url", "--json", url}).Events("verdict").at(0);
     };
-    EXPECT_EQ(verdict(1023)["verdict"], "BLOCKED");
+    EXPECT_EQ(verdict(1023)["verdict"], "blocked");
     EXPECT_EQ(verdict(1023)["judged"], "whole");
     EXPECT_EQ(verdict(1024)["verdict"], "allowed");
     EXPECT_EQ(verdict(1024)["judged"], "none");
-    EXPECT_EQ(install.Run({"url", "--json", "--server", "10.0.0.1", "http://evil.example/"}).Json().at(0)["judged"],
+    EXPECT_EQ(install.Run({"url", "--json", "--server", "10.0.0.1", "http://evil.example/"})
+                  .Events("verdict")
+                  .at(0)["judged"],
               "part");
 }
 
@@ -59,7 +61,7 @@ TEST(Input, AnInternationalNameIsJudgedInTheFormThatIsSent) {
     const ProgramRun run = install.Run({"url", "--json",
                                         "http://b\xc3\xbc"
                                         "cher.lantern.example/"});
-    EXPECT_EQ(run.Json().at(0)["host"], "xn--bcher-kva.lantern.example");
+    EXPECT_EQ(run.Events("verdict").at(0)["host"], "xn--bcher-kva.lantern.example");
 }
 
 TEST(Input, ACaptureAndUrlsComeOverStandardInput) {
@@ -68,15 +70,15 @@ TEST(Input, ACaptureAndUrlsComeOverStandardInput) {
     RunningProgram replay(install, {"replay", "--json", "-"});
     replay.Write({std::istreambuf_iterator<char>(file), {}});
     replay.EndInput();
-    EXPECT_EQ(replay.NextLine("summary")["requests"], 37);
+    EXPECT_EQ(replay.NextLine("stats")["requests"], 37);
     EXPECT_EQ(replay.End(), 0u);
 
     RunningProgram urls(install, {"url", "--json", "-"});
     urls.Write("http://a.example/\r\n");
-    EXPECT_EQ(urls.NextLine()["host"], "a.example");  // before the next one is written
+    EXPECT_EQ(urls.NextLine("verdict")["host"], "a.example");  // before the next one is written
     urls.Write("http://b.example/\n");
     urls.EndInput();
-    EXPECT_EQ(urls.NextLine("summary")["requests"], 2);
+    EXPECT_EQ(urls.NextLine("stats")["requests"], 2);
     EXPECT_EQ(urls.End(), 0u);
 }
 

@@ -183,6 +183,14 @@ inline std::vector<nlohmann::json> JsonLines(const std::string& text) {
     return lines;
 }
 
+// Of that type alone.
+inline std::vector<nlohmann::json> Events(const Ran& run, const char* type) {
+    std::vector<nlohmann::json> kept;
+    for (const auto& line : JsonLines(run.out))
+        if (line["type"] == type) kept.push_back(line);
+    return kept;
+}
+
 }  // namespace tarn::host
 
 #endif

@@ -43,13 +43,6 @@ std::function<PacketVerdict(std::size_t)> AttackIn(std::vector<std::size_t> fram
     };
 }
 
-std::vector<nlohmann::json> OfType(const Ran& run, const char* type) {
-    std::vector<nlohmann::json> kept;
-    for (const auto& line : JsonLines(run.out))
-        if (line["type"] == type) kept.push_back(line);
-    return kept;
-}
-
 TEST(FrameScan, EveryFrameGoesToBothScansInTheOrderOfTheCapture) {
     FakeEnvironment environment;
     EXPECT_EQ(RunWith(environment, {"replay", kMixed}).code, 0);
@@ -128,12 +121,17 @@ TEST(FrameScan, AnAttackedConnectionIsToldOnceInTextAndPerFrameInJson) {
                                 HasSubstr("3 frames with an attack: 3 blocked")));
     FakeEnvironment again;
     again.library.onPacket = AttackIn({1, 3, kFirstAnswer});
-    const auto lines = OfType(RunWith(again, {"replay", "--json", kCurl}), "attack");
+    const auto lines = Events(RunWith(again, {"replay", "--json", kCurl}), "attack");
     ASSERT_THAT(lines, SizeIs(3));
-    EXPECT_EQ(lines[0]["remote"], "10.20.30.10");
-    EXPECT_EQ(lines[0]["remotePort"], 80);
+    EXPECT_EQ(lines[0]["flow"]["server"], "10.20.30.10");
+    EXPECT_EQ(lines[0]["flow"]["server_port"], 80);
+    EXPECT_EQ(lines[0]["direction"], "outbound");
+    EXPECT_EQ(lines[0]["sent_by"], "client");
     EXPECT_EQ(lines[2]["frame"], kFirstAnswer);
-    EXPECT_EQ(lines[2]["inbound"], true);
+    EXPECT_EQ(lines[2]["direction"], "inbound");
+    EXPECT_EQ(lines[2]["sent_by"], "server");
+    EXPECT_EQ(lines[2]["flow"], lines[0]["flow"]);
+    EXPECT_TRUE(lines[0]["latency_ns"].is_number_unsigned());
     EXPECT_FALSE(lines[0].contains("dropped"));
 }
 
@@ -168,7 +166,7 @@ TEST(FrameScan, DropsEachAttackedConnectionOnceAndOnlyWhenAsked) {
 
     FakeEnvironment environment;
     environment.library.onPacket = AttackIn({kFirstRequest, kFirstAnswer, 14});
-    const auto lines = OfType(RunWith(environment, {"replay", "--json", "--drop", kCurl}), "attack");
+    const auto lines = Events(RunWith(environment, {"replay", "--json", "--drop", kCurl}), "attack");
     ASSERT_THAT(lines, SizeIs(3));
     EXPECT_EQ(lines[0]["dropped"], true);
     EXPECT_FALSE(lines[1].contains("dropped"));
@@ -228,7 +226,7 @@ TEST(FrameScan, FilesOnSharesAreTold) {
     EXPECT_THAT(run.out, AllOf(HasSubstr("192.0.2.31       \\\\server\\inbox"), HasSubstr("f\\x1b.txt"),
                                HasSubstr("3 files written on shares\n      1  created\n      1  replaced\n"
                                          "      1  superseded\n")));
-    const auto lines = OfType(RunWith(environment, {"replay", "--json", kCurl}), "file");
+    const auto lines = Events(RunWith(environment, {"replay", "--json", kCurl}), "file");
     EXPECT_THAT(lines, IsEmpty());  // the numbers have gone on
 }
 
@@ -236,10 +234,11 @@ TEST(FrameScan, SaysWhatIsNotExamined) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "--json", kMixed});
     const auto summary = JsonLines(run.out).back();
-    EXPECT_EQ(summary["notExamined"]["taggedOrIpv6"], 176 + 130);
-    EXPECT_EQ(summary["notExamined"]["otherFrames"], 0);
-    EXPECT_EQ(summary["notExamined"]["encryptedSmb"], 0);
-    EXPECT_GT(summary["notExamined"]["unknownTurns"], 0);
+    const auto& silent = summary["not_examined"];
+    EXPECT_EQ(silent["vlan"].get<int>() + silent["ipv6"].get<int>(), 176 + 130);
+    EXPECT_EQ(silent["other_frame"], 0);
+    EXPECT_EQ(silent["smb_encrypted"], 0);
+    EXPECT_GT(silent["unknown_protocol"], 0);
     FakeEnvironment smb;
     const Ran encrypted = RunWith(smb, {"replay", TARN_CAPTURE_FOLDER "/smb2_300_encrypted_other_client.pcap"});
     EXPECT_THAT(encrypted.out, HasSubstr("encrypted SMB messages"));
@@ -250,9 +249,9 @@ TEST(ReplayCommand, BriefLeavesOutWhatNoRuleDecided) {
     const Ran run = RunWith(environment, {"replay", "--brief", kCurl});
     EXPECT_THAT(run.out, AllOf(HasSubstr("  37 requests that no rule decided are left out, 10 of them not judged\n"),
                                HasSubstr("37 requests: 37 allowed"), Not(HasSubstr("time (UTC)"))));
-    EXPECT_THAT(OfType(RunWith(environment, {"replay", "--brief", "--json", kCurl}), "verdict"), IsEmpty());
+    EXPECT_THAT(Events(RunWith(environment, {"replay", "--brief", "--json", kCurl}), "verdict"), IsEmpty());
     environment.library.answer = FakeLibrary::Malicious("X", "a.example/");
-    EXPECT_THAT(OfType(RunWith(environment, {"replay", "--brief", "--json", kCurl}), "verdict"), SizeIs(37));
+    EXPECT_THAT(Events(RunWith(environment, {"replay", "--brief", "--json", kCurl}), "verdict"), SizeIs(37));
 }
 
 }  // namespace

@@ -58,6 +58,12 @@ std::vector<nlohmann::json> ProgramRun::Json() const {
     return lines;
 }
 
+std::vector<nlohmann::json> ProgramRun::Events(const char* type) const {
+    std::vector<nlohmann::json> lines = Json();
+    std::erase_if(lines, [&](const nlohmann::json& line) { return line["type"] != type; });
+    return lines;
+}
+
 InstallCopy::InstallCopy(const std::set<std::string>& without) {
     static unsigned counter = 0;
     folder_ = OwnFolder() / ("host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));

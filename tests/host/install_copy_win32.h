@@ -18,6 +18,8 @@ struct ProgramRun {
 
     // The lines of the output, each a JSON object; a line that is none fails the test.
     [[nodiscard]] std::vector<nlohmann::json> Json() const;
+    // Those of one type.
+    [[nodiscard]] std::vector<nlohmann::json> Events(const char* type) const;
 };
 
 class InstallCopy {

