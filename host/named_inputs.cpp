@@ -117,9 +117,10 @@ std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named) {
     return inputs;
 }
 
-bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& mistake) {
-    file.open(ToPath(name), std::ios::binary);
-    if (file) return true;
+bool OpenCaptureFile(const std::string& name, CaptureFile& file, std::string& mistake) {
+    file.stream.rdbuf()->pubsetbuf(file.block.data(), static_cast<std::streamsize>(file.block.size()));
+    file.stream.open(ToPath(name), std::ios::binary);
+    if (file.stream) return true;
     mistake = CannotRead(name, "cannot be opened; is the path right, and may you read the file?");
     return false;
 }

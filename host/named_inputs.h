@@ -25,8 +25,14 @@ struct NamedInput {
 // "@list" in the same way. "-" stays. Links to folders below a folder are not followed.
 std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named);
 
+// A file that is read in long blocks: each one is a call of the system, which under Wine is a slow one.
+struct CaptureFile {
+    std::vector<char> block = std::vector<char>(262144);
+    std::ifstream stream;
+};
+
 // Opens a capture; false with the reason in mistake.
-bool OpenCaptureFile(const std::string& name, std::ifstream& file, std::string& mistake);
+bool OpenCaptureFile(const std::string& name, CaptureFile& file, std::string& mistake);
 
 // Hands on each text: those that are named, for "-" the lines of input, for "@list" those of a file. Empty lines are
 // passed over. Ends when use returns false. What cannot be read goes to complain.

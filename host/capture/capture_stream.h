@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <istream>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,7 +35,9 @@ class CaptureStream {
  public:
     explicit CaptureStream(std::istream& input) : input_(&input) {}
 
-    // Exactly count bytes, or an error that names what they were to be.
+    // Exactly as many bytes as out has room for, or an error that names what they were to be.
+    bool Read(std::span<std::uint8_t> out, std::string_view what);
+    // The same for count bytes; after an error out holds those that are there.
     bool Read(std::size_t count, std::string_view what, std::vector<std::uint8_t>& out);
     bool Skip(std::uint64_t count, std::string_view what);
     bool AtEnd();
@@ -54,11 +57,14 @@ class CaptureStream {
     [[nodiscard]] const std::string& Error() const { return error_; }
 
  private:
+    std::size_t ReadSome(std::span<std::uint8_t> out);
+    bool HasMore();
     bool FailForEnd(std::uint64_t start, std::uint64_t there, std::uint64_t wanted, std::string_view what);
 
     std::istream* input_;
     std::unique_ptr<GzipInput> gzip_;
     std::unique_ptr<std::istream> unpacked_;
+    std::size_t buffered_ = 0;  // of the input's buffer, bytes that were not taken yet
     std::uint64_t offset_ = 0;
     std::string error_;
 };

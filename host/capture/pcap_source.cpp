@@ -1,5 +1,6 @@
 #include "host/capture/pcap_source.h"
 
+#include <array>
 #include <cstdint>
 #include <fmt/format.h>
 #include <vector>
@@ -40,8 +41,8 @@ class PcapSource : public FrameSource {
     bool Next(CapturedFrame& frame) override {
         if (stream_.AtEnd()) return false;
         const std::uint64_t start = stream_.Offset();
-        std::vector<std::uint8_t> header;
-        if (!stream_.Read(kFrameHeader, "a frame header", header)) return false;
+        std::array<std::uint8_t, kFrameHeader> header{};
+        if (!stream_.Read(header, "a frame header")) return false;
         base::ByteReader reader(header);
         std::uint32_t seconds = 0;
         std::uint32_t fraction = 0;

@@ -1,7 +1,6 @@
 // tarnhost replay: runs captures through the URL scan, the packet scan and the SMB monitor.
 #include <filesystem>
 #include <fmt/format.h>
-#include <fstream>
 #include <istream>
 #include <memory>
 
@@ -85,12 +84,12 @@ class Replaying {
     }
 
     void ReplayFile(const std::string& file) {
-        std::ifstream input;
+        CaptureFile input;
         std::string mistake;
         if (!OpenCaptureFile(file, input, mistake)) return Complain(mistake, file);
         std::error_code error;
         const auto size = std::filesystem::file_size(ToPath(file), error);
-        Feed(input, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
+        Feed(input.stream, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
     }
 
     void ReplayStandardInput() {

@@ -1,7 +1,6 @@
 // tarnhost watch: judges captures or a running one, and tells the library what changes in the policy meanwhile.
 #include <algorithm>
 #include <fmt/format.h>
-#include <fstream>
 #include <istream>
 #include <memory>
 
@@ -85,7 +84,7 @@ class Watching {
     }
 
     void FeedFile(const std::string& capture) {
-        std::ifstream file;
+        CaptureFile file;
         std::string mistake;
         if (!OpenCaptureFile(capture, file, mistake)) return Complain(mistake, capture);
         WatchedInput input([&](std::span<char> buffer) -> std::size_t {
@@ -95,8 +94,8 @@ class Watching {
                 Handle(signal);
             } while (signal == Signal::kChanged);
             if (isStopped_) return 0;
-            file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
-            return static_cast<std::size_t>(file.gcount());
+            file.stream.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+            return static_cast<std::size_t>(file.stream.gcount());
         });
         Feed(input, FromPath(ToPath(capture).filename()));
     }
