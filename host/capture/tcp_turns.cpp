@@ -1,7 +1,8 @@
 #include "host/capture/tcp_turns.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <bit>
 #include <utility>
 
 namespace tarn::host {
@@ -18,7 +19,35 @@ std::uint32_t PayloadSequence(const TransportView& segment) {
     return segment.sequence + (segment.syn ? 1 : 0);
 }
 
+using Halves = std::array<std::uint64_t, 2>;  // of an address: comparing bytes would be a call
+
+bool IsSame(const Endpoint& one, const Endpoint& other) {
+    const auto a = std::bit_cast<Halves>(one.address.bytes);
+    const auto b = std::bit_cast<Halves>(other.address.bytes);
+    return one.port == other.port && one.address.isIpv6 == other.address.isIpv6 && a[0] == b[0] && a[1] == b[1];
+}
+
+// Each bit of the value reaches the upper half, which is folded down.
+std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
+    hash = (hash ^ value) * 0x9E3779B97F4A7C15;
+    return hash ^ hash >> 32;
+}
+
+std::uint64_t Mix(std::uint64_t hash, const Endpoint& end) {
+    const auto halves = std::bit_cast<Halves>(end.address.bytes);
+    hash = Mix(hash, halves[0] ^ std::uint64_t{end.port} << 32);
+    return end.address.isIpv6 ? Mix(hash, halves[1]) : hash;
+}
+
 }  // namespace
+
+bool TcpTurns::Pair::operator==(const Pair& other) const {
+    return IsSame(client, other.client) && IsSame(server, other.server);
+}
+
+std::size_t TcpTurns::PairHash::operator()(const Pair& pair) const {
+    return static_cast<std::size_t>(Mix(Mix(0, pair.client), pair.server));
+}
 
 void TcpTurns::Add(const TransportView& segment, std::uint64_t frame, std::uint64_t timeNanoseconds) {
     bool fromClient = true;
@@ -41,12 +70,10 @@ void TcpTurns::Add(const TransportView& segment, std::uint64_t frame, std::uint6
 }
 
 void TcpTurns::Finish() {
-    while (!connections_.empty()) {
-        const auto first = std::min_element(connections_.begin(), connections_.end(), [](const auto& a, const auto& b) {
-            return a.second.order < b.second.order;
-        });
-        Close(first);
-    }
+    std::vector<Connections::iterator> open;
+    for (auto at = connections_.begin(); at != connections_.end(); ++at) open.push_back(at);
+    std::sort(open.begin(), open.end(), [](auto a, auto b) { return a->second.order < b->second.order; });
+    for (const auto at : open) Close(at);
 }
 
 TcpTurns::Connections::iterator TcpTurns::Find(const TransportView& segment, bool& fromClient) {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "host/capture/transport_view.h"
@@ -49,7 +49,10 @@ class TcpTurns {
     struct Pair {
         Endpoint client;
         Endpoint server;
-        friend constexpr auto operator<=>(const Pair&, const Pair&) = default;
+        bool operator==(const Pair& other) const;
+    };
+    struct PairHash {
+        std::size_t operator()(const Pair& pair) const;
     };
     struct Pending {
         std::uint32_t sequence = 0;
@@ -72,7 +75,7 @@ class TcpTurns {
         std::size_t pendingBytes = 0;
         std::list<Pair>::iterator silence;  // place in silences_
     };
-    using Connections = std::map<Pair, Connection>;
+    using Connections = std::unordered_map<Pair, Connection, PairHash>;
 
     Connections::iterator Find(const TransportView& segment, bool& fromClient);
     Connections::iterator Open(const Pair& pair);
