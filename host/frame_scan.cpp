@@ -62,7 +62,7 @@ void FrameScan::Add(const CapturedFrame& frame, const std::optional<TransportVie
     }
     CountNotExamined(frame, view, content);
     // What this machine did not send came in, whoever else it was for.
-    const std::optional<IpAddress> source = ViewSource(frame.bytes);
+    const std::optional<IpAddress> source = view ? view->source.address : ViewSource(frame.bytes);
     const bool inbound = !source || !localSide_.IsLocal(*source);
     ScanPacket(frame, view, inbound);
     ScanSmb(frame, view, inbound);
@@ -95,9 +95,10 @@ void FrameScan::CountNotExamined(const CapturedFrame& frame, const std::optional
 }
 
 void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound) {
+    const PacketVerdict verdict = judge_.ScanPacket(frame.bytes, RuleNumber(view), inbound);
+    if (verdict.action != TARN_PACKET_BLOCK && verdict.filled == 0) return;
     PacketAttack attack;
-    attack.verdict = judge_.ScanPacket(frame.bytes, RuleNumber(view), inbound);
-    if (attack.verdict.action != TARN_PACKET_BLOCK && attack.verdict.filled == 0) return;
+    attack.verdict = verdict;
     attack.latency = judge_.LastLatency();
     attack.frame = frame.number;
     attack.timeNanoseconds = frame.timeNanoseconds;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
+#include <utility>
 #include <vector>
 #include <windows.h>
 
@@ -161,11 +162,11 @@ class LoadedLibrary : public Judge {
     }
 
     std::optional<SmbScanResult> ScanSmb(base::Bytes frame, bool inbound) override {
-        SmbScanResult result{};
         const bool isHandled = scanSmb_(frame.data(), static_cast<std::uint32_t>(frame.size()),
-                                        inbound ? TARN_INBOUND : TARN_OUTBOUND, &result) != 0;
-        if (!isHandled || result.resultKind != TARN_SMB_FILE_EVENT) return std::nullopt;
-        return result;
+                                        inbound ? TARN_INBOUND : TARN_OUTBOUND, &smbResult_) != 0;
+        if (smbResult_.resultKind != TARN_SMB_FILE_EVENT) return std::nullopt;
+        const SmbScanResult result = std::exchange(smbResult_, {});
+        return isHandled ? std::optional(result) : std::nullopt;
     }
 
     bool DropConnection(base::Bytes frame) override { return drop_(frame.data()) != 0; }
@@ -260,6 +261,7 @@ class LoadedLibrary : public Judge {
     decltype(&WSDropConnection) drop_ = nullptr;
     decltype(&WSAddURLToIDSBlockedList) blockAddress_ = nullptr;
     std::vector<std::uint8_t> buffer_;
+    SmbScanResult smbResult_{};  // zero but for resultKind before each call: without an event that alone is written
 };
 
 }  // namespace
