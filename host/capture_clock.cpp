@@ -11,6 +11,7 @@ namespace tarn::host {
 namespace {
 
 constexpr std::uint64_t kNanosecondsPerSecond = 1000000000;
+constexpr std::uint64_t kSecondsPerMinute = 60;
 constexpr std::int64_t kFirstSunday = 3 * kMinutesPerDay;  // 1970 began on a Thursday
 
 }  // namespace
@@ -47,7 +48,7 @@ bool CaptureClock::MoveTo(std::uint64_t nanoseconds) {
     const std::uint64_t second = nanoseconds / kNanosecondsPerSecond;
     if (nanoseconds == 0 || second == second_) return true;
     second_ = second;
-    const std::optional<TarnSystemTime> now = environment_.LocalTimeOf(nanoseconds);
+    const std::optional<TarnSystemTime> now = LocalTimeOf(nanoseconds);
     if (!now) return true;
     if (!minute_) minute_ = MinutesOf(environment_.LocalTime());  // by which the library started
     library_.SetClock(*now);
@@ -55,6 +56,18 @@ bool CaptureClock::MoveTo(std::uint64_t nanoseconds) {
     minute_ = MinutesOf(*now);
     // The library starts its schedule anew with the settings of parental control.
     return !turns_.LieBetween(before, *minute_) || library_.SettingsChanged(TARN_SETTINGS_PARENTAL_CONTROL);
+}
+
+std::optional<TarnSystemTime> CaptureClock::LocalTimeOf(std::uint64_t nanoseconds) {
+    const std::uint64_t second = nanoseconds / kNanosecondsPerSecond;
+    if (!asked_ || second / kSecondsPerMinute != askedMinute_) {
+        asked_ = environment_.LocalTimeOf(nanoseconds);
+        askedMinute_ = second / kSecondsPerMinute;
+        return asked_;
+    }
+    asked_->second = static_cast<std::uint16_t>(second % kSecondsPerMinute);
+    asked_->milliseconds = static_cast<std::uint16_t>(nanoseconds / 1000000 % 1000);
+    return asked_;
 }
 
 }  // namespace tarn::host

@@ -41,7 +41,12 @@ class CaptureClock {
     Judge& library_;
     Environment& environment_;
     ScheduleTurns turns_;
+    // Asks the environment once for each minute of the capture: within one only the seconds differ.
+    std::optional<TarnSystemTime> LocalTimeOf(std::uint64_t nanoseconds);
+
     std::uint64_t second_ = 0;  // of the capture
+    std::uint64_t askedMinute_ = 0;
+    std::optional<TarnSystemTime> asked_;
     std::optional<std::int64_t> minute_;
 };
 

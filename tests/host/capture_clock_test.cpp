@@ -107,6 +107,40 @@ TEST(CaptureClock, HasTheScheduleJudgedAgainOnlyWhenItTurns) {
     EXPECT_FALSE(clock.MoveTo(5 * kDay + 14 * kHour));
 }
 
+// Counts what the clock asks of it.
+class AskedMachine : public FakeMachine {
+ public:
+    [[nodiscard]] std::optional<TarnSystemTime> LocalTimeOf(std::uint64_t nanoseconds) const override {
+        ++asked;
+        return FakeMachine::LocalTimeOf(nanoseconds);
+    }
+    mutable int asked = 0;
+};
+
+class ClockedLibrary : public FakeLibrary {
+ public:
+    void SetClock(const TarnSystemTime& now) override { time = now; }
+    TarnSystemTime time{};
+};
+
+TEST(CaptureClock, AsksTheMachineOnceForEachMinuteAndIsRightInAllItsSeconds) {
+    constexpr std::uint64_t kMillisecond = 1000000;
+    AskedMachine machine;
+    ClockedLibrary library;
+    CaptureClock clock(library, machine, {});
+    for (const std::uint64_t milliseconds : {3'000, 59'250, 60'000, 61'999, 119'000, 58'000, 3'600'000}) {
+        const std::uint64_t time = 5 * kDay + milliseconds * kMillisecond;
+        ASSERT_TRUE(clock.MoveTo(time));
+        const auto expected = machine.FakeMachine::LocalTimeOf(time);
+        ASSERT_TRUE(expected);
+        EXPECT_THAT(Words(library.time), testing::ElementsAreArray(Words(*expected))) << milliseconds;
+    }
+    EXPECT_EQ(library.time.milliseconds, 0);
+    EXPECT_TRUE(clock.MoveTo(5 * kDay + kHour + 1'250 * kMillisecond));
+    EXPECT_EQ(library.time.milliseconds, 250);
+    EXPECT_EQ(machine.asked, 4) << "for the first minute, the second, the first again, and the hour";
+}
+
 TEST(AtOption, SetsTheClockOfTheLibraryBeforeItStarts) {
     FakeMachine machine;
     machine.now = kToday;
