@@ -1,4 +1,4 @@
-// Says on a terminal how much of a long file has been read.
+// Says on a terminal how much of a long file has been read, how fast that goes and how long the rest will take.
 // Whether there is a terminal is left to the caller.
 #ifndef TARN_HOST_PROGRESS_H
 #define TARN_HOST_PROGRESS_H
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <ostream>
+#include <string>
 
 namespace tarn::host {
 
@@ -21,16 +22,23 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    // Prints at most every half second, and nothing in the first two.
+    // Prints at most every half second, and nothing in the first two. Looks at the clock once in kStep bytes, so that
+    // it may be called for every frame.
     void Update(std::uint64_t bytesRead);
     // Takes the line away before other output.
     void Clear();
 
+    static constexpr std::uint64_t kStep = 65536;
+
  private:
+    [[nodiscard]] std::string Text(std::uint64_t bytesRead, Clock::duration elapsed) const;
+
     std::ostream& out_;
     std::uint64_t total_;
     Now now_;
+    Clock::time_point start_;
     Clock::time_point next_;
+    std::uint64_t nextBytes_ = 0;  // before which the clock need not be asked
     bool isShown_ = false;
 };
 
