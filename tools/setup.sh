@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [build|check|package|corpus|fleet|bench|fuzz]…
+# Installs the distribution packages that the purposes need (Debian and Ubuntu).  setup.sh [PURPOSE…], those of NeedsOf
 source tools/common.sh
 
 # What each purpose needs: a command or a file, and the package that brings it.
@@ -55,6 +55,7 @@ TABLE
 TABLE
         ;;
     bench) echo "/usr/include/benchmark/benchmark.h   libbenchmark-dev" ;;
+    replay) echo "/usr/bin/time                        time" ;;
     fuzz) cat <<'TABLE'
 clang++-14                           clang-14
 /usr/lib/llvm-14/bin/llvm-symbolizer llvm-14

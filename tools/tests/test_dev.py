@@ -78,6 +78,7 @@ class Door(unittest.TestCase):
         for arguments, expected in ((('package', '--check'), 'tools/package.py --check'), (('soak', '5'), 'soak.sh 5'),
                                     (('soak', '--seconds', '9'), 'soak.sh --seconds 9'), (('demo',), 'demo.sh'),
                                     (('bench', 'native', '--x'), 'bench.sh native --x'),
+                                    (('bench', 'replay', '50'), 'bench.sh replay 50'),
                                     (('test',), 'tools/test.py')):
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.dev(*arguments), 0, self.said)
