@@ -54,7 +54,7 @@ struct Threat {
 struct MaliciousSite {
     std::string host;
     bool wholeSite = true;
-    std::vector<Threat> threats;
+    std::vector<Threat> threats;  // none for a site of a list: see Policy::listThreats
     Place place{};
 };
 
@@ -141,7 +141,8 @@ struct Parental {
 };
 
 struct Policy {
-    std::vector<std::string> files;  // as messages name them; the first is the policy itself
+    std::vector<std::string> files;  // as messages name them; the first is the policy itself, the others are lists
+    std::vector<std::string> listThreats;  // by file: what the malicious sites of that list are called, all alike
     Features features;
     Notices notices;
     WhiteLists whiteLists;

@@ -133,7 +133,7 @@ void ReadIdsRules(Section& top, std::vector<IdsRuleText>& rules) {
     });
 }
 
-void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid) {
+void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid, ListFiles* files) {
     Policy& policy = read.policy;
     top.Table("features", [&](Section& section) { ReadFeatures(section, policy.features); });
     top.Table("notices", [&](Section& section) {
@@ -162,6 +162,8 @@ void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid) {
         ReadPrompt(section, "notice", policy.parental.prompt);
         ReadParental(section, policy.parental, findSid, read.warnings);
     });
+    read.leavesOutAccounts = !read.warnings.empty();
+    ReadIncludes(top, policy, files, read.lists, read.warnings);
 }
 
 void CollectKeys(const toml::table& table, const std::string& prefix, std::set<std::string>& keys) {
@@ -176,13 +178,15 @@ void CollectKeys(const toml::table& table, const std::string& prefix, std::set<s
 
 void SortByPlace(std::vector<Mistake>& mistakes) {
     std::stable_sort(mistakes.begin(), mistakes.end(), [](const Mistake& a, const Mistake& b) {
-        return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+        if (a.file.empty() != b.file.empty()) return a.file.empty();
+        // Those of lists stand in the order of the lists already.
+        return a.file.empty() && std::pair(a.line, a.column) < std::pair(b.line, b.column);
     });
 }
 
 }  // namespace
 
-ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
+ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid, ListFiles* files) {
     ReadPolicy result;
     result.policy.files = {std::string(kPolicyFile)};
     toml::table table;
@@ -195,7 +199,7 @@ ReadPolicy ParsePolicy(std::string_view text, const FindSid& findSid) {
     }
     {
         Section top(table, "", result.mistakes);
-        ReadTop(top, result, findSid);
+        ReadTop(top, result, findSid, files);
     }
     SortByPlace(result.mistakes);
     SortByPlace(result.warnings);
@@ -211,12 +215,14 @@ bool LosesEverything(const ReadPolicy& before, const ReadPolicy& after) {
 }
 
 std::string Describe(std::string_view fileName, const Mistake& mistake) {
+    if (!mistake.file.empty()) fileName = mistake.file;
     if (mistake.line == 0) return fmt::format("{}: {}", fileName, mistake.text);
+    if (mistake.column == 0) return fmt::format("{}:{}: {}", fileName, mistake.line, mistake.text);
     return fmt::format("{}:{}:{}: {}", fileName, mistake.line, mistake.column, mistake.text);
 }
 
 std::string DescribeWarning(std::string_view fileName, const Mistake& warning) {
-    return Describe(fileName, {warning.line, warning.column, "warning: " + warning.text});
+    return Describe(fileName, {warning.line, warning.column, "warning: " + warning.text, warning.file});
 }
 
 }  // namespace tarn::policy

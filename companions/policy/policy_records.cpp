@@ -48,6 +48,12 @@ void ReleaseChain(Node* node) {
     }
 }
 
+// What a site of a list is called; empty for any other.
+std::string_view ThreatOfList(const Policy& policy, const MaliciousSite& site) {
+    if (!site.threats.empty() || site.place.file >= policy.listThreats.size()) return {};
+    return policy.listThreats[site.place.file];
+}
+
 template <class Site>
 struct HashedSite {
     std::uint32_t hash;  // CRC-32 of the host
@@ -99,6 +105,11 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
             Put(node.name, threat.name);
             Put(node.path, threat.path);
         });
+        if (const std::string_view name = ThreatOfList(policy, site); complete && !name.empty()) {
+            threats = AllocateArray<ThreatNode>(1);
+            complete = threats != nullptr;
+            if (complete) Put(threats->name, name);
+        }
         entry.threats = threats;
         complete = complete && entry.host != nullptr;
     }

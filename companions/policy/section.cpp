@@ -155,12 +155,16 @@ void Section::ReadArray(std::string_view key, std::string_view wanted,
     for (const toml::node& item : *array) read(item);
 }
 
+void Section::Inside(std::string_view key, const toml::table& table, const std::function<void(Section&)>& read) {
+    Section inner(table, Named(key), mistakes_);
+    read(inner);
+}
+
 void Section::Table(std::string_view key, const std::function<void(Section&)>& read) {
     const toml::node* node = Find(key);
     if (node == nullptr) return;
     if (const toml::table* table = node->as_table()) {
-        Section inner(*table, Named(key), mistakes_);
-        read(inner);
+        Inside(key, *table, read);
     } else {
         Complain(*node, fmt::format("{} is {}; allowed: a table, [{}]", Named(key), KindOf(*node), Named(key)));
     }
@@ -169,8 +173,7 @@ void Section::Table(std::string_view key, const std::function<void(Section&)>& r
 void Section::Tables(std::string_view key, const std::function<void(Section&)>& read) {
     ReadArray(key, fmt::format("tables, each under [[{}]]", Named(key)), [&](const toml::node& item) {
         if (const toml::table* table = item.as_table()) {
-            Section inner(*table, Named(key), mistakes_);
-            read(inner);
+            Inside(key, *table, read);
         } else {
             Complain(item, fmt::format("{} holds {}; allowed: tables", Named(key), KindOf(item)));
         }

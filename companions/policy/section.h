@@ -16,8 +16,9 @@ namespace tarn::policy {
 
 struct Mistake {
     std::uint32_t line = 0;    // from 1; 0 when the whole file is meant
-    std::uint32_t column = 0;  // from 1
+    std::uint32_t column = 0;  // from 1; 0 when the whole line is meant
     std::string text;
+    std::string file{};  // an included one; empty for the policy itself
 };
 
 // Of the policy file itself.
@@ -60,6 +61,8 @@ class Section {
     // The table of key, or each table of the array of tables.
     void Table(std::string_view key, const std::function<void(Section&)>& read);
     void Tables(std::string_view key, const std::function<void(Section&)>& read);
+    // A table that is an item of key.
+    void Inside(std::string_view key, const toml::table& table, const std::function<void(Section&)>& read);
     // Each item of an array, unchecked.
     void ReadArray(std::string_view key, std::string_view wanted, const std::function<void(const toml::node&)>& read);
     // Every key with its value, for tables whose keys are data.
