@@ -1,5 +1,6 @@
 #include "policy_access_win32.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
 #include <mutex>
@@ -8,6 +9,7 @@
 #include "base/bounded_text.h"
 #include "machine/win32_owners.h"
 #include "module_folder_win32.h"
+#include "policy/list_files.h"
 #include "policy/policy_store.h"
 #include "policy/values.h"
 
@@ -48,35 +50,82 @@ bool PolicyPath(base::PathBuffer& path) {
     return PathBesideModule(Utf16(kPolicyFile), path);
 }
 
-class FileOnDisk : public PolicyFile {
- public:
-    FileOnDisk(const base::PathBuffer& path, bool speaks) : path_(path), speaks_(speaks) {}
+HANDLE Open(const std::u16string& path, DWORD access, DWORD alsoShared) {
+    return CreateFileW(machine::Wide(path.c_str()), access, FILE_SHARE_READ | FILE_SHARE_DELETE | alsoShared, nullptr,
+                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
 
-    bool Look(FileState& state, std::uint32_t& error) override {
-        const machine::UniqueFile file(Open(FILE_READ_ATTRIBUTES, FILE_SHARE_WRITE));
-        if (file.Owns()) return StateOf(file.Get(), state, error);
+bool LookAt(const std::u16string& path, FileState& state, std::uint32_t& error) {
+    const machine::UniqueFile file(Open(path, FILE_READ_ATTRIBUTES, FILE_SHARE_WRITE));
+    if (file.Owns()) return StateOf(file.Get(), state, error);
+    error = GetLastError();
+    return false;
+}
+
+// Nobody may have it open for writing meanwhile.
+bool ReadWhole(const std::u16string& path, std::uint64_t mostBytes, std::string& text, FileState& state,
+               std::uint32_t& error) {
+    const machine::UniqueFile file(Open(path, GENERIC_READ, 0));
+    if (!file.Owns()) {
         error = GetLastError();
         return false;
     }
+    if (!StateOf(file.Get(), state, error)) return false;
+    error = ERROR_FILE_TOO_LARGE;
+    if (state.size > mostBytes) return false;
+    text.resize(static_cast<std::size_t>(state.size));
+    DWORD read = 0;
+    if (!text.empty() && ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr) == 0) {
+        error = GetLastError();
+        return false;
+    }
+    text.resize(read);
+    return true;
+}
 
-    // Nobody may have it open for writing meanwhile.
+std::string Utf8(const wchar_t* text) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1) return {};
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    utf8.pop_back();
+    return utf8;
+}
+
+bool IsAbsolute(const std::string& name) {
+    return name.starts_with('/') || name.starts_with('\\') || (name.size() > 1 && name[1] == ':');
+}
+
+class FileOnDisk : public PolicyFile {
+ public:
+    FileOnDisk(const base::PathBuffer& path, bool speaks)
+        : path_(path.data()), folder_(path_.substr(0, path_.find_last_of(u"/\\:") + 1)), speaks_(speaks) {}
+
+    bool Look(FileState& state, std::uint32_t& error) override { return LookAt(path_, state, error); }
     bool Read(std::string& text, FileState& state, std::uint32_t& error) override {
-        const machine::UniqueFile file(Open(GENERIC_READ, 0));
-        if (!file.Owns()) {
-            error = GetLastError();
-            return false;
-        }
-        if (!StateOf(file.Get(), state, error)) return false;
-        error = ERROR_FILE_TOO_LARGE;
-        if (state.size > kMaxFileSize) return false;
-        text.resize(static_cast<std::size_t>(state.size));
-        DWORD read = 0;
-        if (!text.empty() && ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr) == 0) {
-            error = GetLastError();
-            return false;
-        }
-        text.resize(read);
-        return true;
+        return ReadWhole(path_, kMaxFileSize, text, state, error);
+    }
+
+    std::vector<std::string> ListNames(const std::string& pattern) override {
+        const NamePattern parts = SplitPattern(pattern);
+        std::vector<std::string> names;
+        WIN32_FIND_DATAW found{};
+        HANDLE search = FindFirstFileW(machine::Wide(PathOf(parts.folder + "*").c_str()), &found);
+        if (search == INVALID_HANDLE_VALUE) return {};
+        do {
+            if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) continue;
+            const std::string name = Utf8(found.cFileName);
+            if (MatchesName(name, parts.name)) names.push_back(parts.folder + name);
+        } while (FindNextFileW(search, &found) != 0);
+        FindClose(search);
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    bool LookAtList(const std::string& name, FileState& state, std::uint32_t& error) override {
+        return LookAt(PathOf(name), state, error);
+    }
+    bool ReadList(const std::string& name, std::string& text, FileState& state, std::uint32_t& error) override {
+        return ReadWhole(PathOf(name), kMaxListBytes, text, state, error);
     }
 
     bool FindSid(const std::string& name, std::array<std::uint8_t, 68>& sid) override {
@@ -105,12 +154,13 @@ class FileOnDisk : public PolicyFile {
     }
 
  private:
-    [[nodiscard]] HANDLE Open(DWORD access, DWORD alsoShared) const {
-        return CreateFileW(machine::Wide(path_.data()), access, FILE_SHARE_READ | FILE_SHARE_DELETE | alsoShared,
-                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    // Of a list; its names are meant from the policy's folder on.
+    [[nodiscard]] std::u16string PathOf(const std::string& name) const {
+        return IsAbsolute(name) ? Utf16(name) : folder_ + Utf16(name);
     }
 
-    const base::PathBuffer& path_;
+    std::u16string path_;
+    std::u16string folder_;  // with the separator at its end
     bool speaks_;
 };
 
