@@ -88,7 +88,7 @@ std::string NameOf(const toml::node& entry) {
         if (node == nullptr) return std::string();
         return node->is_string() ? node->as_string()->get() : TextOf(node);
     };
-    for (const char* key : {"host", "address", "account", "id", "name", "text", "hex"})
+    for (const char* key : {"files", "host", "address", "account", "id", "name", "text", "hex"})
         if (std::string name = part(key); !name.empty()) return name + part("path");
     return {};
 }
@@ -168,19 +168,54 @@ class Comparison {
     std::vector<PolicyChange> changes_;
 };
 
+using ListsByKey = std::map<std::string, const policy::IncludedList*>;
+ListsByKey ByKey(const std::vector<policy::IncludedList>& lists) {
+    ListsByKey found;
+    std::map<std::string, std::size_t> counts;
+    for (const policy::IncludedList& list : lists) {
+        std::string key = fmt::format("{}[{}]", list.list, list.name);
+        const std::size_t count = ++counts[key];
+        if (count != 1) key.insert(key.size() - 1, fmt::format(" #{}", count));
+        found[key] = &list;
+    }
+    return found;
+}
+
+bool AreTheSame(const policy::IncludedList& a, const policy::IncludedList& b) {
+    return a.fingerprint == b.fingerprint && a.format == b.format && a.threat == b.threat &&
+           a.categories == b.categories && a.entries == b.entries;
+}
+
+void CompareLists(const ListsByKey& before, const ListsByKey& after, std::vector<PolicyChange>& changes) {
+    for (const auto& [key, list] : before) {
+        const auto found = after.find(key);
+        if (found == after.end())
+            changes.push_back({key, Entries(list->entries), kRemoved});
+        else if (!AreTheSame(*list, *found->second))
+            changes.push_back(
+                {key, Entries(list->entries),
+                 Entries(found->second->entries) + (list->entries == found->second->entries ? ", not the same" : "")});
+    }
+    for (const auto& [key, list] : after)
+        if (!before.contains(key)) changes.push_back({key, kNotSet, Entries(list->entries)});
+}
+
 bool Has(const std::vector<std::uint32_t>& kinds, std::uint32_t kind) {
     return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
 }  // namespace
 
-PolicyChanges ComparePolicies(std::string_view before, std::string_view after) {
+PolicyChanges ComparePolicies(std::string_view before, std::string_view after,
+                              const std::vector<policy::IncludedList>& listsBefore,
+                              const std::vector<policy::IncludedList>& listsAfter) {
     const toml::table oldTable = toml::parse(before);
     const toml::table newTable = toml::parse(after);
     PolicyChanges result;
     Comparison comparison;
     comparison.Compare("", &oldTable, &newTable);
     result.changes = comparison.Take();
+    CompareLists(ByKey(listsBefore), ByKey(listsAfter), result.changes);
     for (const PolicyChange& change : result.changes) {
         const Notice& notice = NoticeOf(change.key);
         result.updated |= notice.updated;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "policy/list_reader.h"
+
 namespace tarn::host {
 
 // One value, or one entry of a list: "white_lists.user['shop.example']", "malicious_sites[shop.example].whole_site".
@@ -23,8 +25,11 @@ struct PolicyChanges {
     std::uint32_t updated = 0;          // the mask for WSUpdateSettingsChanged; 0 = no call
 };
 
-// Both texts are policies without mistakes.
-PolicyChanges ComparePolicies(std::string_view before, std::string_view after);
+// Both texts are policies without mistakes; with them the lists that they include. A list that changed is one change,
+// "malicious_sites[lists/ads.txt]", however many entries differ.
+PolicyChanges ComparePolicies(std::string_view before, std::string_view after,
+                              const std::vector<policy::IncludedList>& listsBefore = {},
+                              const std::vector<policy::IncludedList>& listsAfter = {});
 
 // "features.anti_phishing: false, was true", "malicious_sites[shop.example]: added"
 std::string DescribeChange(const PolicyChange& change);

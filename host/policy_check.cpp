@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/file_path.h"
+#include "host/list_files.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 
@@ -11,21 +12,23 @@ namespace tarn::host {
 Event MistakeEvent(const char* kind, const std::string& file, const policy::Mistake& mistake) {
     Event event = BeginEvent("policy");
     event["event"] = kind;
-    event["file"] = file;
+    event["file"] = mistake.file.empty() ? file : mistake.file;
     event["line"] = mistake.line;
     event["column"] = mistake.column;
     event["text"] = mistake.text;
     return event;
 }
 
-std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid) {
+std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid,
+                                                 std::ostream* progress) {
     const auto text = ReadPolicyText(file);
     if (!text) return std::nullopt;
-    return policy::ParsePolicy(*text, findSid);
+    ListFilesOnDisk lists(file, progress);
+    return policy::ParsePolicy(*text, findSid, &lists);
 }
 
-std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid) {
-    const auto read = ReadPolicyFile(file, findSid);
+std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid, std::ostream* progress) {
+    const auto read = ReadPolicyFile(file, findSid, progress);
     if (!read || read->mistakes.empty()) return {};
     std::string text = fmt::format("{}: a policy with mistakes is not used, so mend what is wrong:", Printable(file));
     for (const policy::Mistake& mistake : read->mistakes)

@@ -4,6 +4,7 @@
 #define TARN_HOST_POLICY_CHECK_H
 
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "host/event.h"
@@ -14,12 +15,15 @@ namespace tarn::host {
 // kind: "mistake" or "warning".
 Event MistakeEvent(const char* kind, const std::string& file, const policy::Mistake& mistake);
 
-// Nothing when the file cannot be read. Without findSid the names of accounts are not checked.
-std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid = {});
+// With the lists that it includes. Nothing when the file cannot be read. Without findSid the names of accounts are not
+// checked. progress: a terminal that is told how much of long lists has been read.
+std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const policy::FindSid& findSid = {},
+                                                 std::ostream* progress = nullptr);
 
 // One line for each mistake in the policy, and what to do about them; empty for a policy without mistakes and for a
 // file that cannot be read: not every module reads one.
-std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid = {});
+std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid = {},
+                                   std::ostream* progress = nullptr);
 
 }  // namespace tarn::host
 

@@ -4,6 +4,7 @@
 
 #include "host/event.h"
 #include "host/file_path.h"
+#include "host/list_files.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
@@ -32,10 +33,12 @@ bool PolicyFollower::Begin(std::string& mistake) {
                               Printable(file_));
         return false;
     }
-    policy::ReadPolicy read = policy::ParsePolicy(*text, findSid_);
+    policy::ReadPolicy read = Parse(*text);
     const std::vector<policy::Mistake>& mistakes = read.mistakes;
     if (mistakes.empty()) {
-        used_ = seen_ = *text;
+        used_ = *text;
+        patterns_ = policy::IncludePatterns(*text);
+        seen_ = {used_, ListFilesOnDisk(file_).StateOf(patterns_)};
         usedPolicy_ = std::move(read);
         return true;
     }
@@ -46,34 +49,53 @@ bool PolicyFollower::Begin(std::string& mistake) {
     return false;
 }
 
-bool PolicyFollower::ReadAtRest(std::optional<std::string>& text) const {
-    text = ReadPolicyText(file_);
-    if (text == seen_) return true;
+policy::ReadPolicy PolicyFollower::Parse(const std::string& text) const {
+    ListFilesOnDisk lists(file_);
+    return policy::ParsePolicy(text, findSid_, &lists);
+}
+
+PolicyFollower::Look PolicyFollower::LookNow() const {
+    Look look{ReadPolicyText(file_), {}};
+    if (!look.text) return look;
+    look.lists =
+        ListFilesOnDisk(file_).StateOf(look.text == seen_.text ? patterns_ : policy::IncludePatterns(*look.text));
+    return look;
+}
+
+std::vector<std::string> PolicyFollower::ListFolders() const {
+    return ListFilesOnDisk(file_).FoldersOf(patterns_);
+}
+
+bool PolicyFollower::ReadAtRest(Look& look) const {
+    look = LookNow();
+    if (look == seen_) return true;
     for (int i = 0; i < kMaxPauses; ++i) {
         pause_(kRest);
-        auto again = ReadPolicyText(file_);
-        if (again == text) return true;
-        text = std::move(again);
+        Look again = LookNow();
+        if (again == look) return true;
+        look = std::move(again);
     }
     return false;
 }
 
 bool PolicyFollower::Follow(Judge& library) {
-    std::optional<std::string> text;
-    if (!ReadAtRest(text)) {
+    Look look;
+    if (!ReadAtRest(look)) {
         PrintKept("being_written", "is being written all the time");
         return false;
     }
-    if (!text) {
+    if (!look.text) {
         if (isReadable_) PrintKept("missing", "cannot be read");
         isReadable_ = false;
-        seen_.clear();
+        seen_ = {"", ""};
         return false;
     }
     isReadable_ = true;
-    if (*text == seen_) return false;
-    seen_ = *text;
-    policy::ReadPolicy read = policy::ParsePolicy(seen_, findSid_);
+    if (look == seen_) return false;
+    const std::string& text = *look.text;
+    patterns_ = policy::IncludePatterns(text);
+    seen_ = look;
+    policy::ReadPolicy read = Parse(text);
     if (!read.mistakes.empty()) {
         PrintMistakes(read.mistakes);
         return false;
@@ -84,9 +106,9 @@ bool PolicyFollower::Follow(Judge& library) {
                   "such as browsing_protection = false)");
         return false;
     }
+    const PolicyChanges changes = ComparePolicies(used_, text, usedPolicy_.lists, read.lists);
     usedPolicy_ = std::move(read);
-    const PolicyChanges changes = ComparePolicies(used_, seen_);
-    used_ = seen_;
+    used_ = text;
     std::vector<SentNotice> notices;
     for (const std::uint32_t kind : changes.kinds)
         notices.push_back({fmt::format("WSSettingsChanged({})", kind), library.SettingsChanged(kind)});

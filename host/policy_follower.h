@@ -1,6 +1,6 @@
 // Follows a policy file while the library runs: tells the library what has changed, and people what came of it.
-// When to look at the file is left to the caller; no scan may run meanwhile. A file that is still being written, has
-// mistakes, is missing or lost everything changes nothing.
+// When to look at it and its lists is left to the caller; no scan may run meanwhile. A file that is still being
+// written, has mistakes, is missing or lost everything changes nothing.
 #ifndef TARN_HOST_POLICY_FOLLOWER_H
 #define TARN_HOST_POLICY_FOLLOWER_H
 
@@ -37,14 +37,26 @@ class PolicyFollower {
     // True when the library was told about a change.
     bool Follow(Judge& library);
 
+    // Where the lists stand that the policy includes.
+    [[nodiscard]] std::vector<std::string> ListFolders() const;
+
  private:
     struct SentNotice {
         std::string call;
         bool succeeded;
     };
 
-    // False when it never rested. Nothing is the text of a file that cannot be read.
-    bool ReadAtRest(std::optional<std::string>& text) const;
+    // What there is to read: the policy, and the lists that it includes by their sizes and times.
+    struct Look {
+        std::optional<std::string> text;  // nothing for a file that cannot be read
+        std::string lists;
+        bool operator==(const Look&) const = default;
+    };
+
+    [[nodiscard]] Look LookNow() const;
+    // False when it never rested.
+    bool ReadAtRest(Look& look) const;
+    [[nodiscard]] policy::ReadPolicy Parse(const std::string& text) const;
     [[nodiscard]] std::string FileName() const;
     // Something else than a change, which leaves what was read before.
     void PrintKept(const char* why, const char* text);
@@ -59,7 +71,8 @@ class PolicyFollower {
     std::function<void()> beforeText_ = [] {};
     std::string used_;  // the text that the library works by
     policy::ReadPolicy usedPolicy_;
-    std::string seen_;  // the text that was looked at last
+    Look seen_;                          // what was looked at last
+    std::vector<std::string> patterns_;  // of the lists that it includes
     bool isReadable_ = true;
 };
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 
 namespace tarn::host {
 
@@ -22,6 +23,8 @@ class WatchSignals {
     virtual Signal Next(bool mayWait, bool wantsInput) = 0;
     // After kInput: what is there, at most the size of buffer; 0 at the end.
     virtual std::size_t ReadInput(std::span<char> buffer) = 0;
+    // From now on kChanged means the files of this folder too. One that is not there is left out.
+    virtual void AlsoFolder(const std::string& /*folder*/) {}
 };
 
 }  // namespace tarn::host

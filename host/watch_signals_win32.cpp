@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <thread>
+#include <vector>
 #include <windows.h>
 
 #include "host/interrupt_win32.h"
@@ -15,6 +16,7 @@ namespace tarn::host {
 namespace {
 
 constexpr DWORD kQuietMilliseconds = 100;  // how long a writer must have written nothing
+constexpr std::size_t kMostFolders = 32;   // Windows waits for 64 things at once
 constexpr int kMaxQuietWaits = 20;         // a folder that is written all the time is looked at nevertheless
 
 class OwnedEvent {
@@ -56,17 +58,14 @@ void ReadStandardInput(const std::shared_ptr<InputRoom>& room) {
 class WindowsSignals : public WatchSignals {
  public:
     ~WindowsSignals() override {
-        if (change_ != INVALID_HANDLE_VALUE) FindCloseChangeNotification(change_);
+        for (HANDLE change : changes_) FindCloseChangeNotification(change);
     }
     WindowsSignals() = default;
     WindowsSignals(const WindowsSignals&) = delete;
     WindowsSignals& operator=(const WindowsSignals&) = delete;
 
     bool Open(const std::wstring& folder, bool wantsInput, std::string& mistake) {
-        constexpr DWORD kChanges =
-            FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE;
-        if (!folder.empty()) change_ = FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
-        if (!folder.empty() && change_ == INVALID_HANDLE_VALUE) {
+        if (!folder.empty() && !Follow(folder)) {
             mistake = fmt::format("{}: its changes cannot be followed (error {})", FromWide(folder), GetLastError());
             return false;
         }
@@ -78,17 +77,24 @@ class WindowsSignals : public WatchSignals {
     }
 
     Signal Next(bool mayWait, bool wantsInput) override {
-        std::array<HANDLE, 3> handles{InterruptEvent(), nullptr, nullptr};
-        DWORD count = 1;
-        if (change_ != INVALID_HANDLE_VALUE) handles[count++] = change_;
-        if (wantsInput && room_) handles[count++] = room_->filled.Get();
+        std::vector<HANDLE> handles{InterruptEvent()};
+        handles.insert(handles.end(), changes_.begin(), changes_.end());
+        if (wantsInput && room_) handles.push_back(room_->filled.Get());
+        const auto count = static_cast<DWORD>(handles.size());
         const DWORD met = WaitForMultipleObjects(count, handles.data(), FALSE, mayWait ? INFINITE : 0);
         if (met == WAIT_TIMEOUT) return Signal::kNone;
         // Ctrl+C, or a handle that cannot be waited for any more.
         if (met == WAIT_OBJECT_0 || met >= WAIT_OBJECT_0 + count) return Signal::kStop;
-        if (handles[met - WAIT_OBJECT_0] != change_) return Signal::kInput;
-        WaitForQuiet();
+        if (met - WAIT_OBJECT_0 > changes_.size()) return Signal::kInput;
+        WaitForQuiet(handles[met - WAIT_OBJECT_0]);
         return Signal::kChanged;
+    }
+
+    void AlsoFolder(const std::string& folder) override {
+        std::wstring path = ToWide(folder);
+        if (std::find(folders_.begin(), folders_.end(), path) != folders_.end() || folders_.size() >= kMostFolders)
+            return;
+        Follow(path);
     }
 
     std::size_t ReadInput(std::span<char> buffer) override {
@@ -103,16 +109,27 @@ class WindowsSignals : public WatchSignals {
     }
 
  private:
+    bool Follow(const std::wstring& folder) {
+        constexpr DWORD kChanges =
+            FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE;
+        HANDLE change = FindFirstChangeNotificationW(folder.c_str(), FALSE, kChanges);
+        if (change == INVALID_HANDLE_VALUE) return false;
+        folders_.push_back(folder);
+        changes_.push_back(change);
+        return true;
+    }
+
     // An editor writes in several steps.
-    void WaitForQuiet() {
-        const std::array<HANDLE, 2> handles{InterruptEvent(), change_};
+    static void WaitForQuiet(HANDLE change) {
+        const std::array<HANDLE, 2> handles{InterruptEvent(), change};
         for (int i = 0; i < kMaxQuietWaits; ++i) {
-            FindNextChangeNotification(change_);
+            FindNextChangeNotification(change);
             if (WaitForMultipleObjects(2, handles.data(), FALSE, kQuietMilliseconds) != WAIT_OBJECT_0 + 1) return;
         }
     }
 
-    HANDLE change_ = INVALID_HANDLE_VALUE;
+    std::vector<std::wstring> folders_;
+    std::vector<HANDLE> changes_;  // of each folder
     std::shared_ptr<InputRoom> room_;
 };
 

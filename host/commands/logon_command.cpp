@@ -123,7 +123,8 @@ class LogonPrinter {
 LogonRule RuleOf(const Account& account, const Session& session) {
     const auto text = ReadPolicyText(PolicyPath(session.environment, session.library));
     if (!text) return {};
-    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
+    policy::PassedOverLists noLists;
+    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment), &noLists);
     if (!read.mistakes.empty()) return {};
     const TarnSystemTime now = session.library.clock.value_or(session.environment.LocalTime());
     return FindLogonRule(read.policy, account.sid, now);

@@ -10,6 +10,7 @@
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
+#include "host/verdict_words.h"
 
 namespace tarn::host {
 
@@ -24,12 +25,27 @@ std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+Event ListEvent(const policy::IncludedList& list) {
+    Event event = BeginEvent("policy");
+    event["event"] = "list";
+    event["file"] = list.name;
+    event["list"] = list.list;
+    event["line"] = list.place.line;
+    event["entries"] = list.entries;
+    event["repeated"] = list.repeated;
+    event["exceptions"] = list.exceptions;
+    event["excepted"] = list.excepted;
+    event["unused"] = list.unused;
+    return event;
+}
+
 void PrintAsJson(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
     const auto printAll = [&](const char* kind, const std::vector<policy::Mistake>& mistakes) {
         for (const policy::Mistake& mistake : mistakes) WriteEvent(MistakeEvent(kind, name, mistake), out);
     };
     printAll("mistake", read.mistakes);
     printAll("warning", read.warnings);
+    for (const policy::IncludedList& list : read.lists) WriteEvent(ListEvent(list), out);
     Event event = BeginStats({});
     event["policy_file"] = path;
     event["mistakes"] = read.mistakes.size();
@@ -37,10 +53,25 @@ void PrintAsJson(const policy::ReadPolicy& read, const std::string& name, const 
     WriteEvent(event, out);
 }
 
+// "lists/ads.txt: 99,871 entries for malicious_sites, 12 lines not used"
+std::string DescribeList(const policy::IncludedList& list) {
+    const auto entries = [](std::uint64_t count) {
+        return fmt::format("{} {}", Grouped(count), count == 1 ? "entry" : "entries");
+    };
+    std::string text = fmt::format("{}: {} for {}", list.name, entries(list.entries), list.list);
+    if (list.exceptions != 0) text += fmt::format(", {} exceptions", Grouped(list.exceptions));
+    if (list.excepted != 0) text += fmt::format(", {} taken out by exceptions", entries(list.excepted));
+    if (list.repeated != 0) text += fmt::format(", {} that stand further up", entries(list.repeated));
+    if (list.unused != 0)
+        text += fmt::format(", {} line{} not used", Grouped(list.unused), list.unused == 1 ? "" : "s");
+    return text;
+}
+
 void PrintAsText(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
     for (const policy::Mistake& mistake : read.mistakes) out << Printable(policy::Describe(name, mistake)) << '\n';
     for (const policy::Mistake& warning : read.warnings)
         out << Printable(policy::DescribeWarning(name, warning)) << '\n';
+    for (const policy::IncludedList& list : read.lists) out << Printable(DescribeList(list)) << '\n';
     std::string result = "no mistakes";
     if (!read.mistakes.empty())
         result = fmt::format("{}, so none of it would be used", Counted(read.mistakes.size(), "mistake"));
@@ -56,7 +87,7 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
     const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
     const std::string path = FromPath(absolute.empty() ? given : absolute);
     const policy::FindSid findSid = options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment);
-    const auto read = ReadPolicyFile(path, findSid);
+    const auto read = ReadPolicyFile(path, findSid, session.environment.IsErrorTerminal() ? &session.errors : nullptr);
     if (!read)
         return session.FailWithTotals(
             fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(path)), kExitFailed,

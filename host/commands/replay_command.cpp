@@ -24,7 +24,8 @@ namespace {
 ScheduleTurns TurnsOfPolicy(const Session& session) {
     const auto text = ReadPolicyText(PolicyPath(session.environment, session.library));
     if (!text || text->find("schedule") == std::string::npos) return {};  // a long policy takes a while to read
-    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment));
+    policy::PassedOverLists noLists;
+    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment), &noLists);
     return read.mistakes.empty() ? ScheduleTurns(read.policy.parental) : ScheduleTurns();
 }
 

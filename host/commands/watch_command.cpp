@@ -74,6 +74,8 @@ class Watching {
     bool Handle(Signal signal) {
         if (signal == Signal::kStop) isStopped_ = true;
         const bool isTold = signal == Signal::kChanged && follower_.Follow(library_);
+        if (signal == Signal::kChanged)
+            for (const std::string& folder : follower_.ListFolders()) signals_.AlsoFolder(folder);
         if (isTold) report_->BeginPolicy();
         return isTold;
     }
@@ -143,7 +145,8 @@ int Watch(const WatchOptions& options, const Session& session) {
     if (!library) return kExitFailed;
     const std::unique_ptr<WatchSignals> signals = environment.Watch(FolderOf(file), readsInput, mistake);
     if (!signals) return session.Fail(mistake, kExitFailed);
-    follower.Follow(*library);  // for what changed before the folder was watched
+    for (const std::string& folder : follower.ListFolders()) signals->AlsoFolder(folder);
+    follower.Follow(*library);  // for what changed before the folders were watched
 
     if (environment.IsErrorTerminal())
         session.errors << fmt::format("tarnhost: following {}; Ctrl+C ends it\n", Printable(file));
