@@ -149,6 +149,11 @@ Seeds Made(std::string_view target) {
     if (target == "product_data") return ProductSeeds();
     if (target == "browser_exclusions") return FromTexts({"\5c\0h\0r\0o\0m\0e\0|\0E\0d\0g\0e\0|\0|\0x\0"sv});
     if (target == "policy_file") return PolicySeeds();
+    if (target == "list_file")
+        return FromTexts(
+            {"\xEF\xBB\xBF# x\r\na.example\r\n*.b.example\nwww.c.example./\nd.example/x # y\n",
+             "127.0.0.1 localhost\n0.0.0.0 a.example b.example # c\n::1 d.example\n192.0.2.1 e.example\n",
+             "[Adblock]\n! x\n||a.example^\n@@||b.a.example^$important\n||c.example^$script\n##.x\n/r/\n"});
     if (target == "capture_file") return CaptureFiles();
     if (target == "composed_url")
         return FromTexts({"http://www.lantern.example/a/../b?x=1#y", "https://lantern.example:8443/", "192.0.2.10/x",

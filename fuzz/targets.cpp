@@ -25,6 +25,7 @@ constexpr Target kTargets[] = {
     {"product_data", ProductData, 8192, 3000},
     {"browser_exclusions", BrowserExclusions, 1024, 20000},
     {"policy_file", PolicyFile, 16384, 600},
+    {"list_file", ListFile, 16384, 3000},
     {"capture_file", CaptureFile, 65536, 8000},
     {"composed_url", ComposedUrl, 2048, 20000},
     {"url_scan", UrlScan, 4096, 8000},

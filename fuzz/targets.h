@@ -29,6 +29,7 @@ void SavedDnsAnswers(Bytes input);
 void ProductData(Bytes input);
 void BrowserExclusions(Bytes input);
 void PolicyFile(Bytes input);
+void ListFile(Bytes input);
 void CaptureFile(Bytes input);
 void ComposedUrl(Bytes input);
 

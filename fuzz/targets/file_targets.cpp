@@ -13,6 +13,7 @@
 #include "lists/published_lists.h"
 #include "modules/ids_rules.h"
 #include "parental/settings_copy.h"
+#include "policy/list_file.h"
 #include "policy/policy_reader.h"
 #include "policy/policy_records.h"
 #include "policy/site_judge.h"
@@ -83,6 +84,72 @@ void PolicyFile(Bytes input) {
     const host::PolicyChanges all = host::ComparePolicies("", AsText(input));
     const host::PolicyChanges back = host::ComparePolicies(AsText(input), "");
     Require(all.changes.size() == back.changes.size(), "what was added is what is taken away");
+}
+
+namespace {
+
+// Checks what the parser of lists hands over.
+class ListChecks : public policy::ListSink {
+ public:
+    explicit ListChecks(Bytes input) : input_(input) {}
+    void Take(const policy::ListEntry& entry) override {
+        const auto* const text = reinterpret_cast<const std::uint8_t*>(entry.text.data());
+        Require(!entry.text.empty() && IsInside({text, entry.text.size()}, input_), "an entry lies in the text");
+        Require(entry.text.find('\n') == std::string_view::npos, "an entry is of one line");
+        InOrder(entry.line);
+    }
+    void Remark(policy::ListRemark remark, std::uint32_t line) override {
+        Require(remark < policy::ListRemark::kCount, "a remark is one of those that there are");
+        InOrder(line);
+    }
+    void Progress(std::size_t bytes) override {
+        Require(bytes >= bytes_ && bytes <= input_.size(), "reading goes on and ends with the text");
+        bytes_ = bytes;
+    }
+    [[nodiscard]] std::size_t BytesRead() const { return bytes_; }
+
+ private:
+    void InOrder(std::uint32_t line) {
+        Require(line >= line_ && line != 0, "lines come in their order");
+        line_ = line;
+    }
+
+    Bytes input_;
+    std::uint32_t line_ = 0;
+    std::size_t bytes_ = 0;
+};
+
+// The input as the only file there is.
+class OneList : public policy::ListFiles {
+ public:
+    explicit OneList(Bytes input) : text_(AsText(input)) {}
+    std::vector<std::string> Names(const std::string&) override { return {"list"}; }
+    bool Read(const std::string&, std::string& text, std::string&) override {
+        text = text_;
+        return true;
+    }
+
+ private:
+    std::string text_;
+};
+
+}  // namespace
+
+void ListFile(Bytes input) {
+    using policy::ListFormat;
+    for (const ListFormat format :
+         {ListFormat::kAuto, ListFormat::kDomains, ListFormat::kHosts, ListFormat::kAdblock, ListFormat::kTexts}) {
+        ListChecks checks(input);
+        policy::ParseList(AsText(input), format, (input.size() & 1U) != 0, checks);
+        Require(checks.BytesRead() == input.size(), "a list is read to its end");
+    }
+    OneList list(input);
+    const auto read = policy::ParsePolicy(
+        "include = ['*', { files = 'l', list = 'phishing_sites' }, { files = 'l', list = 'sites', categories = [5] }, "
+        "{ files = 'l', list = 'malicious_patterns' }]",
+        {}, &list);
+    Require(read.mistakes.empty(), "no short list is a mistake");
+    UseRecords(read.policy);
 }
 
 void CaptureFile(Bytes input) {

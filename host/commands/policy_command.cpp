@@ -59,9 +59,10 @@ std::string DescribeList(const policy::IncludedList& list) {
         return fmt::format("{} {}", Grouped(count), count == 1 ? "entry" : "entries");
     };
     std::string text = fmt::format("{}: {} for {}", list.name, entries(list.entries), list.list);
-    if (list.exceptions != 0) text += fmt::format(", {} exceptions", Grouped(list.exceptions));
+    if (list.exceptions != 0)
+        text += fmt::format(", {} exception{}", Grouped(list.exceptions), list.exceptions == 1 ? "" : "s");
     if (list.excepted != 0) text += fmt::format(", {} taken out by exceptions", entries(list.excepted));
-    if (list.repeated != 0) text += fmt::format(", {} that stand further up", entries(list.repeated));
+    if (list.repeated != 0) text += fmt::format(", {} listed further up already", entries(list.repeated));
     if (list.unused != 0)
         text += fmt::format(", {} line{} not used", Grouped(list.unused), list.unused == 1 ? "" : "s");
     return text;

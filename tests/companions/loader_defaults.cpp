@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <fmt/format.h>
 
+#include "companions/given_lists.h"
 #include "companions/loader_keys.h"
 #include "policy/policy_reader.h"
 
@@ -69,9 +70,16 @@ std::map<std::string, std::string> LoaderDefaults() {
                               "[[parental.users]]\nblocked_sites = [{host = 'h'}]\nallowed_sites = [{host = 'h'}]\n"
                               "schedule_allowed_sites = [{host = 'h'}]\n")
                               .policy;
+    GivenLists files({{"name.txt", "a.example"}});
+    const ReadPolicy including = ParsePolicy("include = [{files = 'name.txt'}]", {}, &files);
+    const IncludedList& list = including.lists.at(0);
     const PacketSignature& signature = policy.packetSignatures.at(0);
     const IdsRuleText& rule = policy.idsRules.at(0);
     std::map<std::string, std::string> defaults{
+        {"include.list", list.list},
+        {"include.threat", list.threat == "name" ? "the file's name" : list.threat},
+        {"include.categories", ShownList(list.categories)},
+        {"include.format", list.format},
         {"malicious_patterns", ShownList(policy.maliciousPatterns)},
         {"features.browsing_protection", Shown(policy.features.browsingProtection)},
         {"features.anti_phishing", Shown(policy.features.antiPhishing)},

@@ -77,9 +77,9 @@ class Asker {
         for (const std::string& key : keys) {
             const KeyForm form = FormOf(place, key);
             found_.keys[NameOf(place, key)] = form;
-            if (form.value != "table" && form.value != "tables") continue;
+            if (!IsTable(form)) continue;
             Place inner = place;
-            inner.push_back({key, form.value == "tables"});
+            inner.push_back({key, form.value != "table"});
             const std::string name = NameOf(place, key);
             found_.tables.insert(inner.back().isList ? "[[" + name + "]]" : "[" + name + "]");
             AskTable(inner);
@@ -98,6 +98,8 @@ class Asker {
             form.value = "table";
         else if (wanted.starts_with("tables, "))
             form.value = "tables";
+        else if (wanted == "file names and tables")
+            form.value = wanted;
         else if (wanted.starts_with("an array of times"))
             form.value = "times";
         else if (wanted == "an array of addresses")
@@ -130,6 +132,10 @@ class Asker {
 };
 
 }  // namespace
+
+bool IsTable(const KeyForm& form) {
+    return form.value == "table" || form.value == "tables" || form.value == "file names and tables";
+}
 
 LoaderKeys AskLoader() {
     return Asker().Ask();

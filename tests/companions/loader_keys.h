@@ -18,6 +18,9 @@ struct LoaderKeys {
     std::set<std::string> tables;         // as headings write them: "[features]", "[[malicious_sites]]"
 };
 
+// Whether a value is a table, or tables.
+bool IsTable(const KeyForm& form);
+
 LoaderKeys AskLoader();
 
 // What holds, by the whole names of the keys, where a policy says no more than that there is an entry: "true", "80",

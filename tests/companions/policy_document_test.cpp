@@ -7,6 +7,7 @@
 #include <regex>
 #include <sstream>
 
+#include "companions/given_lists.h"
 #include "companions/loader_keys.h"
 #include "policy/policy_reader.h"
 #include "url/rules.h"
@@ -99,10 +100,6 @@ class PolicyDocument : public testing::Test {
     const Document document = ReadDocument();
 };
 
-bool IsTable(const KeyForm& form) {
-    return form.value == "table" || form.value == "tables";
-}
-
 TEST_F(PolicyDocument, HasEveryKeyOfTheLoaderAndNoOther) {
     const LoaderKeys loader = AskLoader();
     EXPECT_GT(loader.keys.size(), 90U);
@@ -146,8 +143,9 @@ void CollectKeys(const toml::table& table, const std::string& prefix, std::set<s
         if (const toml::table* inner = value.as_table()) {
             CollectKeys(*inner, key + ".", keys);
         } else if (const toml::array* array = value.as_array();
-                   array != nullptr && !array->empty() && array->front().is_table()) {
-            for (const toml::node& item : *array) CollectKeys(*item.as_table(), key + ".", keys);
+                   array != nullptr && !array->empty() && array->back().is_table()) {
+            for (const toml::node& item : *array)
+                if (item.is_table()) CollectKeys(*item.as_table(), key + ".", keys);
         } else {
             keys.insert(prefix == "category_names." ? prefix + "NUMBER" : key);
         }
@@ -158,7 +156,11 @@ TEST_F(PolicyDocument, ItsExamplesAreTakenAndShowEveryKey) {
     std::set<std::string> shown;
     for (const Block& block : document.blocks) {
         if (block.language != "toml") continue;
-        const ReadPolicy read = ParsePolicy(block.text);
+        GivenLists lists({{"lists/ads.txt", "ads.example\n"},
+                          {"lists/own.txt", "own.example\n"},
+                          {"lists/phish.txt", "phish.example\n"},
+                          {"lists/games.txt", "games.example\n"}});
+        const ReadPolicy read = ParsePolicy(block.text, {}, &lists);
         for (const Mistake& mistake : read.mistakes) ADD_FAILURE() << mistake.text << " in\n" << block.text;
         EXPECT_THAT(read.warnings, IsEmpty()) << block.text;
         CollectKeys(toml::parse(block.text), "", shown);
