@@ -80,18 +80,18 @@ class LoadedLibrary : public Judge {
     LoadedLibrary(const LoadedLibrary&) = delete;
     LoadedLibrary& operator=(const LoadedLibrary&) = delete;
 
-    bool Open(const LibraryOptions& options, std::string& mistake) {
+    bool Open(const LibraryOptions& options, std::string& mistake, std::ostream* terminal) {
         const std::wstring ownFolder = OwnFolder();
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
         // The modules would start without it and switch everything off.
-        mistake =
-            DescribePolicyMistakes(ChoosePolicy(options, installFolder), [](const std::string& name, SidBytes& sid) {
-                Account account;
-                const bool isKnown = FindMachineAccount(name, account);
-                sid = account.sid;
-                return isKnown;
-            });
+        const auto findSid = [](const std::string& name, SidBytes& sid) {
+            Account account;
+            const bool isKnown = FindMachineAccount(name, account);
+            sid = account.sid;
+            return isKnown;
+        };
+        mistake = DescribePolicyMistakes(ChoosePolicy(options, installFolder), findSid, terminal);
         if (!mistake.empty()) return false;
         const std::wstring file = ownFolder + L"tarn.dll";
         module_ = LoadLibraryW(file.c_str());
@@ -279,9 +279,10 @@ std::wstring OwnFolder() {
     return text.substr(0, text.find_last_of(L'\\') + 1);
 }
 
-std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake) {
+std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,
+                                                std::ostream* terminal) {
     auto library = std::make_unique<LoadedLibrary>();
-    if (!library->Open(options, mistake)) return nullptr;
+    if (!library->Open(options, mistake, terminal)) return nullptr;
     return library;
 }
 

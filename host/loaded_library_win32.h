@@ -4,6 +4,7 @@
 #define TARN_HOST_LOADED_LIBRARY_WIN32_H
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "host/judge.h"
@@ -15,7 +16,9 @@ std::wstring OwnFolder();
 // In full and with a backslash at its end.
 std::wstring FullFolder(const std::wstring& folder);
 
-std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake);
+// terminal: told how much of long lists of the policy has been read; null for nobody.
+std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,
+                                                std::ostream* terminal = nullptr);
 
 }  // namespace tarn::host
 

@@ -41,7 +41,7 @@ class WindowsEnvironment : public tarn::host::Environment {
     }
     std::unique_ptr<tarn::host::Judge> OpenLibrary(const tarn::host::LibraryOptions& options,
                                                    std::string& mistake) override {
-        return tarn::host::LoadLibraryFromOwnFolder(options, mistake);
+        return tarn::host::LoadLibraryFromOwnFolder(options, mistake, isErrorTerminal_ ? &std::cerr : nullptr);
     }
     [[nodiscard]] std::string OwnFolder() const override { return tarn::host::FromWide(tarn::host::OwnFolder()); }
     [[nodiscard]] bool IsOutputTerminal() const override { return isOutputTerminal_; }

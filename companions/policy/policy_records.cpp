@@ -48,6 +48,19 @@ void ReleaseChain(Node* node) {
     }
 }
 
+// A node that the sites of a list share has no path, and counts them in the last bytes of that field.
+std::uint32_t CountSharers(ThreatNode& node, std::int32_t more) {
+    char* const place = node.path + sizeof node.path - sizeof(std::uint32_t);
+    std::uint32_t count = 0;
+    std::memcpy(&count, place, sizeof count);
+    count += static_cast<std::uint32_t>(more);
+    std::memcpy(place, &count, sizeof count);
+    return count;
+}
+bool IsShared(ThreatNode& node) {
+    return node.path[0] == '\0' && CountSharers(node, 0) != 0;
+}
+
 // What a site of a list is called; empty for any other.
 std::string_view ThreatOfList(const Policy& policy, const MaliciousSite& site) {
     if (!site.threats.empty() || site.place.file >= policy.listThreats.size()) return {};
@@ -94,6 +107,7 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
     if (order.empty()) return true;
     record.entries = AllocateArray<ThreatSiteEntry>(order.size());
     bool complete = record.entries != nullptr;
+    std::vector<ThreatNode*> shared(policy.listThreats.size());  // by list: a million sites need not have each its own
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
         const MaliciousSite& site = *order[i].site;
         ThreatSiteEntry& entry = record.entries[record.count++];
@@ -106,9 +120,14 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
             Put(node.path, threat.path);
         });
         if (const std::string_view name = ThreatOfList(policy, site); complete && !name.empty()) {
-            threats = AllocateArray<ThreatNode>(1);
-            complete = threats != nullptr;
-            if (complete) Put(threats->name, name);
+            ThreatNode*& node = shared[site.place.file];
+            if (node == nullptr) {
+                node = AllocateArray<ThreatNode>(1);
+                if (node != nullptr) Put(node->name, name);
+            }
+            complete = node != nullptr;
+            if (complete) CountSharers(*node, 1);
+            threats = node;
         }
         entry.threats = threats;
         complete = complete && entry.host != nullptr;
@@ -120,7 +139,9 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
 void ReleaseThreatSites(ThreatSiteList& record) {
     for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i) {
         ReleaseBlock(record.entries[i].host);
-        ReleaseChain<ThreatNode>(record.entries[i].threats);
+        ThreatNode* threats = record.entries[i].threats;
+        if (threats == nullptr || !IsShared(*threats) || CountSharers(*threats, -1) == 0)
+            ReleaseChain<ThreatNode>(threats);
     }
     ReleaseBlock(record.entries);
     record = {};

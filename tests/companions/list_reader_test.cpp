@@ -16,6 +16,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::SizeIs;
 
 ReadPolicy Read(const std::string& text, std::map<std::string, std::string> files) {
@@ -191,15 +192,23 @@ TEST(Lists, ManyRepeatedLinesAreQuicklySettled) {
 }
 
 TEST(Lists, TheRecordCarriesTheThreatOfTheList) {
-    const ReadPolicy read = Read("include = [\"worms.txt\"]\n", {{"worms.txt", "a.example\n"}});
+    const ReadPolicy read =
+        Read("include = [\"worms.txt\", \"more.txt\"]\n[[malicious_sites]]\nhost = \"own.example\"\nthreat = \"Own\"\n",
+             {{"worms.txt", "a.example\nb.example\n"}, {"more.txt", "c.example\n"}});
     ThreatSiteList record{};
     ASSERT_TRUE(BuildThreatSites(read.policy, record));
-    ASSERT_EQ(record.count, 1U);
-    ASSERT_NE(record.entries[0].threats, nullptr);
-    EXPECT_STREQ(record.entries[0].threats->name, "worms");
-    EXPECT_STREQ(record.entries[0].threats->path, "");
-    EXPECT_EQ(record.entries[0].wholeSite, 1);
-    ReleaseThreatSites(record);
+    ASSERT_EQ(record.count, 4U);
+    std::map<std::string, std::string> names;
+    for (std::uint32_t i = 0; i < record.count; ++i) {
+        const ThreatSiteEntry& entry = record.entries[i];
+        ASSERT_NE(entry.threats, nullptr);
+        EXPECT_EQ(entry.threats->path[0], 0);
+        EXPECT_EQ(entry.wholeSite, 1);
+        names[entry.host] = entry.threats->name;
+    }
+    EXPECT_THAT(names, ElementsAre(Pair("a.example", "worms"), Pair("b.example", "worms"), Pair("c.example", "more"),
+                                   Pair("own.example", "Own")));
+    ReleaseThreatSites(record);  // what lists share is released once, which the sanitizers watch
 }
 
 TEST(ListNames, MatchPatterns) {
