@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 #include "host/file_path.h"
 
@@ -11,9 +12,9 @@ namespace tarn::host {
 
 namespace fs = std::filesystem;
 
-ListFilesOnDisk::ListFilesOnDisk(const std::string& policyFile, std::ostream* progress)
+ListFilesOnDisk::ListFilesOnDisk(const std::string& policyFile, std::ostream* progress, host::Progress::Now now)
     : folder_(ToPath(policyFile).parent_path()) {
-    if (progress != nullptr) progress_ = std::make_unique<host::Progress>(*progress, 0);
+    if (progress != nullptr) progress_ = std::make_unique<host::Progress>(*progress, 0, std::move(now));
 }
 
 fs::path ListFilesOnDisk::PathOf(const std::string& name) const {

@@ -17,7 +17,8 @@ namespace tarn::host {
 class ListFilesOnDisk : public policy::ListFiles {
  public:
     // progress: where to say how much has been read, on a terminal; null for nowhere.
-    explicit ListFilesOnDisk(const std::string& policyFile, std::ostream* progress = nullptr);
+    explicit ListFilesOnDisk(const std::string& policyFile, std::ostream* progress = nullptr,
+                             host::Progress::Now now = host::Progress::Clock::now);
 
     std::vector<std::string> Names(const std::string& pattern) override;
     bool Read(const std::string& name, std::string& text, std::string& whyNot) override;

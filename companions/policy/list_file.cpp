@@ -85,6 +85,12 @@ bool IsPageRule(std::string_view line) {
     return false;
 }
 
+// Whether a "#" of a plain line begins no comment, but says what to do with a page.
+bool HoldsPageRule(std::string_view line) {
+    const std::size_t sign = line.find('#');
+    return sign != std::string_view::npos && sign != 0 && !IsBlank(line[sign - 1]) && IsPageRule(line.substr(sign - 1));
+}
+
 class Lines {
  public:
     explicit Lines(std::string_view text) : text_(text), total_(text.size()) {
@@ -113,6 +119,7 @@ ListFormat Guess(std::string_view text) {
     bool hasHosts = false;
     for (std::string_view line; told < kLinesThatTellTheFormat && lines.Next(line);) {
         if (line.starts_with('[') || StartsWith(line, {"||", "@@", "##", "#@#"})) return ListFormat::kAdblock;
+        if (HoldsPageRule(line)) return ListFormat::kAdblock;
         if (line.empty() || line.front() == '#' || line.front() == '!') continue;
         ++told;
         hasHosts |= IsHostsLine(line);
@@ -141,6 +148,7 @@ class Parser {
  private:
     void Plain(std::string_view line, ListFormat format) {
         if (format == ListFormat::kTexts) return sink_.Take({line, line_});
+        if (HoldsPageRule(line)) return sink_.Remark(ListRemark::kPageRule, line_);
         line = Trimmed(line.substr(0, line.find('#')));
         if (format == ListFormat::kHosts && IsHostsLine(line))
             Hosts(line);

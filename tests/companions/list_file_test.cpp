@@ -88,6 +88,14 @@ TEST(ListFile, WhatElseAdblockSaysIsRemarked) {
                     Remark(14, ListRemark::kNoHost)));
 }
 
+// A host before "##" is where a rule about pages holds; to block it would be another thing.
+TEST(ListFile, ARuleAboutPagesIsNoHostWithAComment) {
+    EXPECT_THAT(Read("a.example##.banner\nb.example\n"),
+                ElementsAre(Remark(1, ListRemark::kPageRule), Remark(2, ListRemark::kPattern)));
+    EXPECT_THAT(Read("a.example##.banner\nb.example ## both\nc.example#one\n", ListFormat::kDomains),
+                ElementsAre(Remark(1, ListRemark::kPageRule), "2 b.example", "3 c.example"));
+}
+
 TEST(ListFile, TextsStandAsTheyAre) {
     EXPECT_THAT(Read("# no\n *.example/img/*.scr \n/Drop/\n", ListFormat::kTexts),
                 ElementsAre("2 *.example/img/*.scr", "3 /Drop/"));

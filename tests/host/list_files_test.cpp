@@ -95,9 +95,17 @@ TEST_F(PolicyWithLists, EachIsShownWithItsCounts) {
 
 TEST_F(PolicyWithLists, ALongReadingTellsATerminalHowFarItIs) {
     std::ostringstream terminal;
-    ListFilesOnDisk lists(policy_.Path(), &terminal);
-    lists.Progress(1000);
+    Progress::Clock::time_point now;
+    ListFilesOnDisk lists(policy_.Path(), &terminal, [&] { return now; });
+    // Each line is 10 bytes; the parser says now and then where it is.
+    std::string text;
+    for (int i = 0; i < 100000; ++i) text += fmt::format("b{:05}.ex\n", i);
+    Save("a.txt", text);
+    policy::ParsePolicy(kPolicy, {}, &lists);
     EXPECT_EQ(terminal.str(), "") << "nothing in the first two seconds";
+    now += 3s;
+    policy::ParsePolicy(kPolicy, {}, &lists);
+    EXPECT_THAT(terminal.str(), HasSubstr("\r0.2 MB read"));
 }
 
 TEST_F(PolicyWithLists, AListThatChangesIsToldByTheNoticeOfWhatItGoesTo) {
