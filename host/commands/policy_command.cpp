@@ -30,7 +30,6 @@ Event ListEvent(const policy::IncludedList& list) {
     event["event"] = "list";
     event["file"] = list.name;
     event["list"] = list.list;
-    event["line"] = list.place.line;
     event["entries"] = list.entries;
     event["repeated"] = list.repeated;
     event["exceptions"] = list.exceptions;
