@@ -10,21 +10,6 @@
 namespace tarn::policy {
 namespace {
 
-struct Address {
-    std::string host;
-    std::string path;
-};
-
-Address SplitAddress(std::string_view text) {
-    if (const std::size_t scheme = text.find("://"); scheme != std::string_view::npos) text.remove_prefix(scheme + 3);
-    text = text.substr(0, text.find_first_of("?#"));
-    const std::size_t slash = std::min(text.find('/'), text.size());
-    std::string_view host = text.substr(0, slash);
-    if (!host.starts_with('[')) host = host.substr(0, host.find(':'));
-    while (host.ends_with('.')) host.remove_suffix(1);
-    return {LowerCase(host), LowerCase(text.substr(slash))};
-}
-
 bool LooksLikeIpv4(std::string_view host) {
     return host.find_first_not_of("0123456789.") == std::string_view::npos;
 }
@@ -47,9 +32,19 @@ std::optional<std::uint16_t> LocalPort(std::span<const std::uint8_t> frame, bool
 
 }  // namespace
 
+SiteAddress SplitSiteAddress(std::string_view text) {
+    if (const std::size_t scheme = text.find("://"); scheme != std::string_view::npos) text.remove_prefix(scheme + 3);
+    text = text.substr(0, text.find_first_of("?#"));
+    const std::size_t slash = std::min(text.find('/'), text.size());
+    std::string_view host = text.substr(0, slash);
+    if (!host.starts_with('[')) host = host.substr(0, host.find(':'));
+    while (host.ends_with('.')) host.remove_suffix(1);
+    return {LowerCase(host), LowerCase(text.substr(slash))};
+}
+
 CategoryIndex::CategoryIndex(const std::vector<CategorisedSite>& sites) {
     for (const CategorisedSite& site : sites) {
-        Address address = SplitAddress(site.address);
+        SiteAddress address = SplitSiteAddress(site.address);
         places_[address.host].push_back({std::move(address.path), site.categories});
     }
     for (auto& [host, places] : places_)
@@ -58,7 +53,7 @@ CategoryIndex::CategoryIndex(const std::vector<CategorisedSite>& sites) {
 }
 
 std::span<const std::uint16_t> CategoryIndex::Find(std::string_view hostOrUrl) const {
-    const Address address = SplitAddress(hostOrUrl);
+    const SiteAddress address = SplitSiteAddress(hostOrUrl);
     std::string host = address.host;
     while (!host.empty()) {
         if (const auto found = places_.find(host); found != places_.end())

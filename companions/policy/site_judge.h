@@ -14,6 +14,13 @@
 
 namespace tarn::policy {
 
+// The host and the path of a text such as "https://shop.example:8080/a?b", in lower case.
+struct SiteAddress {
+    std::string host;  // without port and dots at its end
+    std::string path;
+};
+SiteAddress SplitSiteAddress(std::string_view text);
+
 // Categories by host, domain or URL: the longest path of the host itself counts, else that of the nearest domain above.
 class CategoryIndex {
  public:
