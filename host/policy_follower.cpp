@@ -1,6 +1,8 @@
 #include "host/policy_follower.h"
 
 #include <fmt/format.h>
+#include <set>
+#include <utility>
 
 #include "host/event.h"
 #include "host/file_path.h"
@@ -106,8 +108,8 @@ bool PolicyFollower::Follow(Judge& library) {
                   "such as browsing_protection = false)");
         return false;
     }
-    const PolicyChanges changes = ComparePolicies(used_, text, usedPolicy_.lists, read.lists);
-    usedPolicy_ = std::move(read);
+    const policy::ReadPolicy before = std::exchange(usedPolicy_, std::move(read));
+    const PolicyChanges changes = ComparePolicies(used_, text, before.lists, usedPolicy_.lists);
     used_ = text;
     std::vector<SentNotice> notices;
     for (const std::uint32_t kind : changes.kinds)
@@ -116,6 +118,7 @@ bool PolicyFollower::Follow(Judge& library) {
         notices.push_back({fmt::format("WSUpdateSettingsChanged({:#x})", changes.updated),
                            library.UpdateSettingsChanged(changes.updated)});
     PrintChanges(changes, notices);
+    PrintNewFindings(before);
     return !notices.empty();
 }
 
@@ -144,6 +147,21 @@ void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes)
     if (!json_)
         for (const policy::Mistake& mistake : mistakes)
             out_ << "  " << Printable(policy::Describe(policy::kPolicyFile, mistake)) << '\n';
+    out_.flush();
+}
+
+void PolicyFollower::PrintNewFindings(const policy::ReadPolicy& before) {
+    std::set<std::string> known;
+    for (const policy::Finding& finding : policy::LintPolicy(before, asciiHost_)) known.insert(finding.text);
+    for (const policy::Finding& finding : policy::LintPolicy(usedPolicy_, asciiHost_)) {
+        if (known.contains(finding.text)) continue;
+        if (json_)
+            WriteEvent(MistakeEvent("warning", usedPolicy_.policy.files.at(finding.place.file),
+                                    {finding.place.line, 0, finding.text}),
+                       out_);
+        else
+            out_ << "  " << Printable(policy::DescribeFinding(usedPolicy_.policy, finding)) << '\n';
+    }
     out_.flush();
 }
 

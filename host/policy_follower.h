@@ -13,7 +13,7 @@
 
 #include "host/judge.h"
 #include "host/policy_changes.h"
-#include "policy/policy_reader.h"
+#include "policy/policy_lint.h"
 
 namespace tarn::host {
 
@@ -30,6 +30,9 @@ class PolicyFollower {
 
     // Called before something is printed.
     void BeforeText(std::function<void()> call) { beforeText_ = std::move(call); }
+
+    // How the linter converts host names.
+    void UseAsciiHost(policy::AsciiHost asciiHost) { asciiHost_ = std::move(asciiHost); }
 
     // Before the library starts: the policy that it will read. False with the reason when there is none to start with.
     bool Begin(std::string& mistake);
@@ -62,9 +65,12 @@ class PolicyFollower {
     void PrintKept(const char* why, const char* text);
     void PrintMistakes(const std::vector<policy::Mistake>& mistakes);
     void PrintChanges(const PolicyChanges& changes, const std::vector<SentNotice>& notices);
+    // What the policy that is used now surely does not mean, and the one before did not have.
+    void PrintNewFindings(const policy::ReadPolicy& before);
 
     std::string file_;
     policy::FindSid findSid_;
+    policy::AsciiHost asciiHost_;
     Pause pause_;
     std::ostream& out_;
     bool json_;

@@ -63,6 +63,8 @@ def plan_for(paths):
             plan.tools = True  # links and marked commands
             if path == 'docs/policy.md':
                 plan.add(['companions'])  # held against the loader
+        elif path == 'docs/policy.schema.json':
+            plan.add(['companions'])
         else:
             _add_source(plan, path)
     plan.add([ALWAYS])

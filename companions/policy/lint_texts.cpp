@@ -148,41 +148,36 @@ void DoubledWhiteListTexts(Lint& lint) {
     }
 }
 
+// The user's own list is not asked here: letting blocked sites pass, and saying so, is what it is for.
 void BlockedEntriesLetPass(Lint& lint) {
     const Policy& policy = lint.policy;
-    const NamedWhiteList lists[] = {{"white_lists.web_security", policy.whiteLists.webSecurity, true},
-                                    {"white_lists.user", policy.whiteLists.user, false}};
-    for (const NamedWhiteList& list : lists) {
-        const FirstPlaces places = PrefixesOf(list.entries);
-        const auto judge = [&](const char* key, Place place, const std::string& shown, std::string_view text) {
-            if (const Place* entry = EntryThatCovers(places, text))
-                lint.Warn(place, fmt::format("{} \"{}\" is never blocked: {} lets it pass in {}", key, shown, list.key,
-                                             lint.Line(*entry)));
-        };
-        for (const MaliciousSite& site : policy.maliciousSites) {
-            // "www." in front is covered by the entry, but not by the white list.
-            const std::string www = "www." + site.host;
-            if (const Place* entry = EntryThatCovers(places, site.host))
-                lint.Warn(site.place,
-                          fmt::format("malicious_sites.host \"{}\" is never blocked{}: {} lets it pass in {}",
-                                      site.host, EntryThatCovers(places, www) == nullptr ? ", but for " + www : "",
-                                      list.key, lint.Line(*entry)));
-            else if (!site.wholeSite)
-                for (const Threat& threat : site.threats)
-                    if (threat.path.size() > 1)
-                        judge("malicious_sites.threats.path", threat.place, threat.path,
-                              site.host + LowerCase(threat.path));
-        }
-        for (const PhishingSite& site : policy.phishingSites) {
-            if (EntryThatCovers(places, site.host) != nullptr || site.wholeSite)
-                judge("phishing_sites.host", site.place, site.host, site.host);
-            else
-                for (const ListedText& path : site.paths)
-                    judge("phishing_sites.paths", path.place, path.text, site.host + path.text);
-        }
-        for (const ListedText& host : policy.inspectedHosts)
-            if (list.takesStar) judge("https_inspection.blocked_hosts", host.place, host.text, LowerCase(host.text));
+    const FirstPlaces places = PrefixesOf(policy.whiteLists.webSecurity);
+    const auto judge = [&](const char* key, Place place, const std::string& shown, std::string_view hostAndPath,
+                           const std::string& butFor = {}) {
+        const Place* entry = EntryThatCovers(places, hostAndPath);
+        if (entry != nullptr)
+            lint.Warn(place, fmt::format("{} \"{}\" is never blocked{}: white_lists.web_security lets it pass in {}",
+                                         key, shown, butFor, lint.Line(*entry)));
+        return entry != nullptr;
+    };
+    for (const MaliciousSite& site : policy.maliciousSites) {
+        // The entry covers the host with "www." in front, the white list does not.
+        const std::string www = "www." + site.host;
+        const bool isBlockedWithWww = EntryThatCovers(places, www) == nullptr;
+        const bool isCovered =
+            judge("malicious_sites.host", site.place, site.host, site.host, isBlockedWithWww ? ", but for " + www : "");
+        if (isCovered || site.wholeSite) continue;
+        for (const Threat& threat : site.threats)
+            if (threat.path.size() > 1)
+                judge("malicious_sites.threats.path", threat.place, threat.path, site.host + LowerCase(threat.path));
     }
+    for (const PhishingSite& site : policy.phishingSites) {
+        if (judge("phishing_sites.host", site.place, site.host, site.host) || site.wholeSite) continue;
+        for (const ListedText& path : site.paths)
+            judge("phishing_sites.paths", path.place, path.text, site.host + path.text);
+    }
+    for (const ListedText& host : policy.inspectedHosts)
+        judge("https_inspection.blocked_hosts", host.place, host.text, LowerCase(host.text));
 }
 
 void Patterns(Lint& lint) {

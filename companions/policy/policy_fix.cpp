@@ -172,17 +172,17 @@ std::string OneRound(const std::string& file, const std::vector<Finding>& findin
 
 }  // namespace
 
-FixedPolicy FixPolicy(std::string_view text, const FindSid& findSid, const AsciiHost& asciiHost) {
+FixedPolicy FixPolicy(std::string_view text, const FindSid& findSid, const AsciiHost& asciiHost, ListFiles* files) {
     constexpr int kMaxRounds = 8;  // an entry with a scheme, "www." and an umlaut takes three
     FixedPolicy fixed{std::string(text), {}, {}};
-    ReadPolicy read = ParsePolicy(text, findSid);
+    ReadPolicy read = ParsePolicy(text, findSid, files);
     if (!read.mistakes.empty()) return fixed;
     fixed.left = LintPolicy(read, asciiHost);
     for (int round = 0; round < kMaxRounds; ++round) {
         std::vector<Finding> repaired;
         std::string next = OneRound(fixed.text, fixed.left, repaired);
         if (repaired.empty() || next == fixed.text) break;
-        read = ParsePolicy(next, findSid);
+        read = ParsePolicy(next, findSid, files);
         if (!read.mistakes.empty()) break;
         fixed.text = std::move(next);
         fixed.repaired.insert(fixed.repaired.end(), repaired.begin(), repaired.end());

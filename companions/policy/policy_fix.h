@@ -18,7 +18,9 @@ struct FixedPolicy {
 
 // Repairs round by round until nothing more can be repaired. A text with mistakes stays as it is. Never makes a
 // mistake: a repair that would is left. A text that is written with escapes or over several lines is left, too.
-FixedPolicy FixPolicy(std::string_view text, const FindSid& findSid = {}, const AsciiHost& asciiHost = {});
+// files: of the lists that it includes, which stay as they are.
+FixedPolicy FixPolicy(std::string_view text, const FindSid& findSid = {}, const AsciiHost& asciiHost = {},
+                      ListFiles* files = nullptr);
 
 }  // namespace tarn::policy
 

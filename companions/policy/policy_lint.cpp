@@ -89,4 +89,10 @@ std::vector<Finding> LintPolicy(const ReadPolicy& read, const AsciiHost& asciiHo
     return std::move(lint.findings);
 }
 
+std::string DescribeFinding(const Policy& policy, const Finding& finding) {
+    const auto& [file, line] = finding.place;
+    return fmt::format("{}{}: warning: {}", policy.files.at(file), line == 0 ? "" : fmt::format(":{}", line),
+                       finding.text);
+}
+
 }  // namespace tarn::policy

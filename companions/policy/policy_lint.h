@@ -32,6 +32,9 @@ struct Finding {
 // By file and line. Of use only for a policy without mistakes. Without asciiHost no name is converted.
 std::vector<Finding> LintPolicy(const ReadPolicy& read, const AsciiHost& asciiHost = {});
 
+// "tarn-policy.toml:12: warning: ..."
+std::string DescribeFinding(const Policy& policy, const Finding& finding);
+
 }  // namespace tarn::policy
 
 #endif

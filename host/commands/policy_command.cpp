@@ -1,16 +1,21 @@
 // tarnhost policy: says what is wrong in a policy file of the reference companion modules.
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <memory>
+#include <tuple>
 
 #include "host/commands/command.h"
 #include "host/event.h"
 #include "host/file_path.h"
 #include "host/json_report.h"
+#include "host/list_files.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
 #include "host/verdict_words.h"
+#include "policy/policy_fix.h"
 
 namespace tarn::host {
 
@@ -18,6 +23,7 @@ namespace {
 
 struct PolicyOptions {
     std::string file;
+    std::string fixed;  // the file that gets the mended policy
     std::string accounts = "machine";
 };
 
@@ -38,20 +44,6 @@ Event ListEvent(const policy::IncludedList& list) {
     return event;
 }
 
-void PrintAsJson(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
-    const auto printAll = [&](const char* kind, const std::vector<policy::Mistake>& mistakes) {
-        for (const policy::Mistake& mistake : mistakes) WriteEvent(MistakeEvent(kind, name, mistake), out);
-    };
-    printAll("mistake", read.mistakes);
-    printAll("warning", read.warnings);
-    for (const policy::IncludedList& list : read.lists) WriteEvent(ListEvent(list), out);
-    Event event = BeginStats({});
-    event["policy_file"] = path;
-    event["mistakes"] = read.mistakes.size();
-    event["warnings"] = read.warnings.size();
-    WriteEvent(event, out);
-}
-
 // "lists/ads.txt: 99,871 entries for malicious_sites, 12 lines not used"
 std::string DescribeList(const policy::IncludedList& list) {
     const auto entries = [](std::uint64_t count) {
@@ -67,25 +59,109 @@ std::string DescribeList(const policy::IncludedList& list) {
     return text;
 }
 
-void PrintAsText(const policy::ReadPolicy& read, const std::string& name, const std::string& path, std::ostream& out) {
-    for (const policy::Mistake& mistake : read.mistakes) out << Printable(policy::Describe(name, mistake)) << '\n';
-    for (const policy::Mistake& warning : read.warnings)
-        out << Printable(policy::DescribeWarning(name, warning)) << '\n';
+// What is said of a policy, with its place.
+struct Remark {
+    std::string file;
+    std::uint32_t line = 0;    // 0 when the whole file is meant
+    std::uint32_t column = 0;  // 0 when the whole line is meant
+    std::string text;
+};
+
+struct Remarks {
+    std::vector<Remark> mistakes;
+    std::vector<Remark> warnings;
+    std::vector<Remark> repaired;
+};
+
+void AddAll(const std::vector<policy::Mistake>& mistakes, const std::string& file, std::vector<Remark>& remarks) {
+    for (const policy::Mistake& mistake : mistakes)
+        remarks.push_back({mistake.file.empty() ? file : mistake.file, mistake.line, mistake.column, mistake.text});
+}
+
+void AddAll(const std::vector<policy::Finding>& findings, const std::string& file,
+            const std::vector<std::string>& files, std::vector<Remark>& remarks) {
+    for (const auto& [place, text, repair] : findings) {
+        const bool isOther = place.file != 0 && place.file < files.size();
+        remarks.push_back({isOther ? files[place.file] : file, place.line, 0, text});
+    }
+}
+
+void PrintAsJson(const policy::ReadPolicy& read, const Remarks& remarks, const std::string& path, std::ostream& out) {
+    const auto printAll = [&](const char* kind, const std::vector<Remark>& all) {
+        for (const Remark& remark : all)
+            WriteEvent(MistakeEvent(kind, remark.file, {remark.line, remark.column, remark.text}), out);
+    };
+    printAll("mistake", remarks.mistakes);
+    printAll("repaired", remarks.repaired);
+    printAll("warning", remarks.warnings);
+    for (const policy::IncludedList& list : read.lists) WriteEvent(ListEvent(list), out);
+    Event event = BeginStats({});
+    event["policy_file"] = path;
+    event["mistakes"] = remarks.mistakes.size();
+    event["warnings"] = remarks.warnings.size();
+    WriteEvent(event, out);
+}
+
+void PrintRemarks(const std::vector<Remark>& remarks, std::string_view kind, std::ostream& out) {
+    for (const Remark& remark : remarks) {
+        std::string place = remark.file;
+        if (remark.line != 0) place += fmt::format(":{}", remark.line);
+        if (remark.column != 0) place += fmt::format(":{}", remark.column);
+        out << Printable(fmt::format("{}: {}{}", place, kind, remark.text)) << '\n';
+    }
+}
+
+void PrintAsText(const policy::ReadPolicy& read, const Remarks& remarks, const std::string& path, std::ostream& out) {
+    PrintRemarks(remarks.mistakes, "", out);
+    PrintRemarks(remarks.repaired, "repaired: ", out);
+    PrintRemarks(remarks.warnings, "warning: ", out);
     for (const policy::IncludedList& list : read.lists) out << Printable(DescribeList(list)) << '\n';
     std::string result = "no mistakes";
-    if (!read.mistakes.empty())
-        result = fmt::format("{}, so none of it would be used", Counted(read.mistakes.size(), "mistake"));
-    else if (!read.warnings.empty())
-        result += fmt::format(", {}", Counted(read.warnings.size(), "warning"));
+    if (!remarks.mistakes.empty())
+        result = fmt::format("{}, so none of it would be used", Counted(remarks.mistakes.size(), "mistake"));
+    else if (!remarks.warnings.empty())
+        result += fmt::format(", {}", Counted(remarks.warnings.size(), "warning"));
     out << fmt::format("{}: {}\n", Printable(path), result);
+}
+
+std::string AbsolutePath(const std::filesystem::path& path) {
+    std::error_code ignored;
+    const std::filesystem::path absolute = std::filesystem::absolute(path, ignored);
+    return FromPath(absolute.empty() ? path : absolute);
+}
+
+// A new file alone: nothing that stands there is lost. What went wrong, or nothing.
+std::string WriteNewFile(const std::filesystem::path& path, const std::string& text) {
+    std::error_code ignored;
+    if (std::filesystem::exists(std::filesystem::symlink_status(path, ignored)))
+        return "is there already, and is not overwritten; name a new file";
+    std::ofstream output(path, std::ios::binary);
+    output << text;
+    output.close();
+    return output ? "" : "cannot be written; is the folder there?";
+}
+
+// The mended copy and what is left of the remarks; 0 when it was written.
+int FixInto(const std::string& file, const std::string& path, const std::string& text, const policy::FindSid& findSid,
+            const policy::AsciiHost& asciiHost, const Session& session, Remarks& remarks) {
+    const std::filesystem::path target = ToPath(file);
+    ListFilesOnDisk lists(path, nullptr);
+    const policy::FixedPolicy fixed = policy::FixPolicy(text, findSid, asciiHost, &lists);
+    if (const std::string mistake = WriteNewFile(target, fixed.text); !mistake.empty())
+        return session.Fail(fmt::format("--fix {}: {}", Printable(file), mistake), kExitFailed);
+    const policy::ReadPolicy read = policy::ParsePolicy(fixed.text, findSid, &lists);
+    const std::string name = FromPath(target.filename());
+    remarks.warnings.clear();
+    AddAll(read.warnings, name, remarks.warnings);
+    AddAll(fixed.left, name, read.policy.files, remarks.warnings);
+    AddAll(fixed.repaired, FromPath(ToPath(path).filename()), read.policy.files, remarks.repaired);
+    return kExitOk;
 }
 
 int CheckPolicy(const PolicyOptions& options, const Session& session) {
     const std::filesystem::path given =
         ToPath(options.file.empty() ? PolicyPath(session.environment, session.library) : options.file);
-    std::error_code ignored;
-    const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
-    const std::string path = FromPath(absolute.empty() ? given : absolute);
+    std::string path = AbsolutePath(given);
     const policy::FindSid findSid = options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment);
     const auto read = ReadPolicyFile(path, findSid, session.environment.IsErrorTerminal() ? &session.errors : nullptr);
     if (!read)
@@ -94,12 +170,33 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
             [&] {
                 if (session.json) WriteEvent(BeginStats({1, false}), session.out);
             });
-    const std::string name = FromPath(given.filename());
+    const policy::AsciiHost asciiHost = [&session](const std::string& host) {
+        return session.environment.AsciiHost(host);
+    };
+    std::string name = FromPath(given.filename());
+    Remarks remarks;
+    AddAll(read->mistakes, name, remarks.mistakes);
+    AddAll(read->warnings, name, remarks.warnings);
+    const bool isUsed = read->mistakes.empty();
+    if (isUsed && options.fixed.empty())
+        AddAll(policy::LintPolicy(*read, asciiHost), name, read->policy.files, remarks.warnings);
+    if (isUsed && !options.fixed.empty()) {
+        const int code =
+            FixInto(options.fixed, path, ReadPolicyText(path).value_or(""), findSid, asciiHost, session, remarks);
+        if (code != kExitOk) return code;
+        path = AbsolutePath(ToPath(options.fixed));
+        name = FromPath(ToPath(options.fixed).filename());
+    }
+    const auto order = [&name](const Remark& remark) {  // included files behind the policy itself
+        return std::tuple<bool, const std::string&, std::uint32_t>(remark.file != name, remark.file, remark.line);
+    };
+    std::stable_sort(remarks.warnings.begin(), remarks.warnings.end(),
+                     [&order](const Remark& a, const Remark& b) { return order(a) < order(b); });
     if (session.json)
-        PrintAsJson(*read, name, path, session.out);
+        PrintAsJson(*read, remarks, path, session.out);
     else
-        PrintAsText(*read, name, path, session.out);
-    return read->mistakes.empty() ? kExitOk : kExitFailed;
+        PrintAsText(*read, remarks, path, session.out);
+    return isUsed ? kExitOk : kExitFailed;
 }
 
 }  // namespace
@@ -113,9 +210,13 @@ RunCommand AddPolicyCommand(CLI::App& command, Session& session) {
                     "machine = warn of accounts that this machine does not have (default), any = take every name, "
                     "for the policy of another machine")
         ->check(CLI::IsMember({"machine", "any"}));
+    command.add_option("--fix", options->fixed,
+                       "write a copy to this new file in which what can never match is mended where that is safe: "
+                       "\"www.\", schemes, \"xn--\" forms, entries that stand there twice; comments stay");
     command.footer(
-        "Exit code: 0 the policy would be used, with or without warnings; 1 it has mistakes or cannot be read; 2 the "
-        "command line is wrong.");
+        "Warnings name what is legal and surely not meant: entries that can never match, that another one hides, "
+        "settings without effect. Exit code: 0 the policy would be used, with or without warnings; 1 it has mistakes "
+        "or cannot be read, or the file of --fix cannot be written; 2 the command line is wrong.");
     return [options, &session] { return CheckPolicy(*options, session); };
 }
 

@@ -140,6 +140,7 @@ int Watch(const WatchOptions& options, const Session& session) {
     const std::string file = PolicyPath(environment, session.library);
     const auto pause = [&](std::chrono::milliseconds time) { environment.Pause(time); };
     PolicyFollower follower(file, SidsOf(environment), pause, session.out, session.json);
+    follower.UseAsciiHost([&environment](const std::string& host) { return environment.AsciiHost(host); });
     if (!follower.Begin(mistake)) return session.Fail(mistake, kExitFailed);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;

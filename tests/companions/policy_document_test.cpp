@@ -9,6 +9,7 @@
 
 #include "companions/given_lists.h"
 #include "companions/loader_keys.h"
+#include "policy/policy_lint.h"
 #include "policy/policy_reader.h"
 #include "url/rules.h"
 #include "url/url_scan.h"
@@ -171,26 +172,43 @@ TEST_F(PolicyDocument, ItsExamplesAreTakenAndShowEveryKey) {
     }
 }
 
+// Each line of a block that ends in "# words" has a mistake or finding of its own with those words.
+template <class Item, class LineOf>
+std::size_t ExpectAnnounced(const Block& block, const std::vector<Item>& items, LineOf lineOf) {
+    std::istringstream stream(block.text);
+    std::size_t announced = 0;
+    std::uint32_t number = 0;
+    for (std::string line; std::getline(stream, line);) {
+        ++number;
+        if (line.find("# ") == std::string::npos) continue;
+        EXPECT_LT(announced, items.size()) << line;
+        if (announced == items.size()) return 0;
+        EXPECT_EQ(lineOf(items[announced]), number);
+        EXPECT_THAT(items[announced].text, HasSubstr(line.substr(line.find("# ") + 2)));
+        ++announced;
+    }
+    EXPECT_EQ(announced, items.size());
+    return announced;
+}
+
 TEST_F(PolicyDocument, WhatItCallsRefusedIsRefusedForThatReason) {
     std::size_t refused = 0;
-    for (const Block& block : document.blocks) {
-        if (block.language != "toml refused") continue;
-        const std::vector<Mistake> mistakes = ParsePolicy(block.text).mistakes;
-        std::istringstream stream(block.text);
-        std::size_t announced = 0;
-        std::uint32_t number = 0;
-        for (std::string line; std::getline(stream, line);) {
-            ++number;
-            if (line.find("# ") == std::string::npos) continue;
-            ASSERT_LT(announced, mistakes.size()) << line;
-            EXPECT_EQ(mistakes[announced].line, number);
-            EXPECT_THAT(mistakes[announced].text, HasSubstr(line.substr(line.find("# ") + 2)));
-            ++announced;
-        }
-        EXPECT_EQ(announced, mistakes.size());
-        refused += announced;
-    }
+    for (const Block& block : document.blocks)
+        if (block.language == "toml refused")
+            refused += ExpectAnnounced(block, ParsePolicy(block.text).mistakes,
+                                       [](const Mistake& mistake) { return mistake.line; });
     EXPECT_GE(refused, 7U);
+}
+
+TEST_F(PolicyDocument, WhatItWarnsOfIsWarnedOfForThatReason) {
+    std::size_t warned = 0;
+    for (const Block& block : document.blocks) {
+        if (block.language != "toml warned") continue;
+        const ReadPolicy read = ParsePolicy(block.text);
+        EXPECT_THAT(read.mistakes, IsEmpty()) << block.text;
+        warned += ExpectAnnounced(block, LintPolicy(read), [](const Finding& finding) { return finding.place.line; });
+    }
+    EXPECT_GE(warned, 4U);
 }
 
 TEST_F(PolicyDocument, HasTheRulesInTheirOrder) {

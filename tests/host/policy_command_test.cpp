@@ -105,6 +105,65 @@ TEST(PolicyCommand, AnEmptyFileIsAWarning) {
     EXPECT_THAT(run.out, HasSubstr("mine.toml: warning: the file sets nothing, so nothing is blocked\n"));
 }
 
+constexpr const char* kDead =
+    "[features]\nbrowsing_protection = true\n[[malicious_sites]]\nhost = \"www.evil.example\"  # why\n"
+    "[[malicious_sites]]\nhost = \"b\u00fccher.example\"\n[[malicious_sites]]\nhost = \"10.0.0.1\"\n";
+
+TEST(PolicyCommand, WarnsOfWhatCanNeverMatch) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kDead));
+    const Ran run = RunWith(machine, {"policy", policy.Path()});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(
+        run.out,
+        AllOf(HasSubstr("mine.toml:3: warning: malicious_sites.host \"www.evil.example\" can never match, because "
+                        "hosts are compared without \"www.\": write \"evil.example\"\n"),
+              HasSubstr("mine.toml:5: warning: malicious_sites.host \"b\u00fccher.example\" can never match"),
+              HasSubstr("write \"xn--bcher-kva.example\"\n"), HasSubstr("mine.toml:7: warning: "),
+              EndsWith("mine.toml: no mistakes, 3 warnings\n")));
+    const auto lines = JsonLines(RunWith(machine, {"policy", "--json", policy.Path()}).out);
+    ASSERT_THAT(lines, SizeIs(4));
+    EXPECT_EQ(lines[1]["type"], "warning");
+    EXPECT_EQ(lines[1]["line"], 5);
+    EXPECT_FALSE(lines[1].contains("column"));
+    EXPECT_EQ(lines[3]["warnings"], 3);
+}
+
+TEST(PolicyCommand, FixWritesAMendedCopyAndSaysWhatIsLeft) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kDead));
+    const std::string target = policy.Folder() + "/new.toml";
+    const Ran run = RunWith(machine, {"policy", "--fix", target, policy.Path()});
+    EXPECT_EQ(run.code, 0) << run.errors;
+    EXPECT_THAT(run.out, AllOf(HasSubstr("mine.toml:3: repaired: malicious_sites.host \"www.evil.example\""),
+                               HasSubstr("mine.toml:5: repaired: "), HasSubstr("new.toml:7: warning: "),
+                               EndsWith("new.toml: no mistakes, 1 warning\n")));
+    EXPECT_EQ(ReadPolicyText(policy.Path()), kDead);
+    EXPECT_EQ(ReadPolicyText(target),
+              "[features]\nbrowsing_protection = true\n[[malicious_sites]]\nhost = \"evil.example\"  # why\n"
+              "[[malicious_sites]]\nhost = \"xn--bcher-kva.example\"\n[[malicious_sites]]\nhost = \"10.0.0.1\"\n");
+    const auto lines = JsonLines(RunWith(machine, {"policy", "--json", "--fix", target + "2", policy.Path()}).out);
+    ASSERT_THAT(lines, SizeIs(4));
+    EXPECT_EQ(lines[0]["type"], "repaired");
+    EXPECT_EQ(lines[0]["file"], "mine.toml");
+}
+
+TEST(PolicyCommand, FixOverwritesNothingAndMendsNoMistakes) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kDead));
+    const Ran same = RunWith(machine, {"policy", "--fix", policy.Path(), policy.Path()});
+    EXPECT_EQ(same.code, 1);
+    EXPECT_THAT(same.errors, HasSubstr("mine.toml: is there already, and is not overwritten; name a new file"));
+    EXPECT_EQ(ReadPolicyText(policy.Path()), kDead);
+    const Ran nowhere = RunWith(machine, {"policy", "--fix", policy.Folder() + "/no/new.toml", policy.Path()});
+    EXPECT_EQ(nowhere.code, 1);
+    EXPECT_THAT(nowhere.errors, HasSubstr("new.toml: cannot be written; is the folder there?"));
+    policy.Write(kTwoMistakes);
+    const std::string target = policy.Folder() + "/new.toml";
+    EXPECT_EQ(RunWith(machine, {"policy", "--fix", target, policy.Path()}).code, 1);
+    EXPECT_FALSE(std::filesystem::exists(target));
+}
+
 TEST(PolicyCommand, AFileThatCannotBeReadIsNamed) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"policy", "no-such.toml"});

@@ -62,6 +62,27 @@ TEST_F(WatchCommand, TellsTheLibraryAndPeopleWhatChanged) {
     EXPECT_EQ(run.errors, "");
 }
 
+// Only what the new policy brings along.
+TEST_F(WatchCommand, WarnsOfWhatTheNewPolicySurelyDoesNotMean) {
+    policy_.Write("[features]\nanti_phishing = true\n[white_lists]\nuser = [\"http://a.example\"]\n");
+    ThenPolicy(
+        "[features]\nanti_phishing = true\n[white_lists]\nuser = [\"http://a.example\",\n\"b\u00fccher.example\"]\n");
+    const std::string out = Run({}).out;
+    EXPECT_THAT(out,
+                HasSubstr("  tarn-policy.toml:5: warning: white_lists.user \"b\u00fccher.example\" can never match"));
+    EXPECT_THAT(out, HasSubstr("write \"xn--bcher-kva.example\"\n"));
+    EXPECT_THAT(out, Not(HasSubstr("a.example\" can never")));
+}
+
+TEST_F(WatchCommand, JsonHasAnEventForEachNewWarning) {
+    ThenPolicy("[features]\nanti_phishing = false\n[white_lists]\nuser = [\"http://a.example\"]\n");
+    const auto lines = JsonLines(Run({"--json"}).out);
+    ASSERT_THAT(lines, SizeIs(Gt(1U)));
+    EXPECT_EQ(lines[1]["type"], "policy");
+    EXPECT_EQ(lines[1]["event"], "warning");
+    EXPECT_EQ(lines[1]["line"], 4);
+}
+
 TEST_F(WatchCommand, ANoticeThatTheLibraryRefusesIsSaid) {
     machine_.told.takesNotices = false;
     ThenPolicy(kAfter);

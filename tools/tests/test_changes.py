@@ -44,6 +44,8 @@ class PlanFor(unittest.TestCase):
         self.assertEqual((plan.own, plan.dependents, plan.tools), (['shape'], [], True))
         plan = changes.plan_for(['docs/policy.md'])
         self.assertEqual((plan.own, plan.dependents, plan.tools), (['companions', 'shape'], [], True))
+        plan = changes.plan_for(['docs/policy.schema.json'])
+        self.assertEqual((plan.own, plan.dependents, plan.tools), (['companions', 'shape'], [], False))
 
     def test_tools(self):
         for path in ('dev', 'tools/check.py', 'cmake/wine-run'):
