@@ -1,6 +1,6 @@
 // What the numbers, accounts and times under parental surely do not mean.
 #include <algorithm>
-#include <unordered_set>
+#include <array>
 
 #include "policy/lint_rules.h"
 #include "policy/values.h"

@@ -1,6 +1,4 @@
 // Parental sites that never match, that another entry hides, or that an allowed one lets pass.
-#include <algorithm>
-
 #include "policy/lint_rules.h"
 #include "policy/values.h"
 

@@ -1,7 +1,7 @@
 // Categories without a name or a site, signatures and rules that an earlier one hides, features that nobody set.
 #include <algorithm>
-#include <array>
 #include <charconv>
+#include <map>
 #include <set>
 
 #include "policy/lint_rules.h"

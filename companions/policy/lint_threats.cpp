@@ -1,7 +1,8 @@
 // What malicious_sites and phishing_sites can never match.
+#include <algorithm>
+#include <cstring>
 #include <unordered_set>
 
-#include "base/text.h"
 #include "policy/lint_rules.h"
 #include "policy/values.h"
 

@@ -13,7 +13,6 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 FixedPolicy Fix(std::string_view policy) {
