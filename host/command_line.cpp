@@ -47,6 +47,10 @@ constexpr Command kCommands[] = {
      "--map --brief --quiet --color --policy --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost policy\n"
      "  tarnhost policy --accounts any new-policy.toml\n"},
+    {"test", "Hold a policy against the verdicts that are expected of it", AddTestCommand,
+     "--map --brief --quiet --color --keep-state --exit-verdict",
+     "  tarnhost test cases.toml\n"
+     "  tarnhost test --policy new-policy.toml --junit results.xml cases.toml\n"},
     {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
      "  tarnhost completion bash > tarnhost.bash\n"
      "  tarnhost completion powershell > tarnhost.ps1\n",
@@ -62,7 +66,8 @@ std::string FooterOf(const CLI::App& app, const Command& command) {
 constexpr const char* kExitCodes =
     "Exit codes: 0 nothing failed, and the totals say what was not judged; 1 something failed: the library did not "
     "start, an input is damaged or cut, the "
-    "output could not be written or its reader closed it; 2 the command line is wrong; 130 stopped by Ctrl+C. With "
+    "output could not be written or its reader closed it; 2 the command line is wrong; 130 stopped by Ctrl+C. Of test, "
+    "impact --expect and replay --expect: 3 something is not as expected. With "
     "--exit-verdict alone: 3 something was blocked, refused or found; 4 nothing was, but a request was not judged.";
 
 constexpr std::size_t kLeastColumns = 40;

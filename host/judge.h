@@ -86,7 +86,8 @@ struct SavedState {
 class Environment {
  public:
     virtual ~Environment() = default;
-    // Has the modules save their state where the options say, and tells what stands there. Once, before OpenLibrary.
+    // Has the modules save their state where the options say, and tells what stands there. Before OpenLibrary, when no
+    // library is open.
     virtual bool UseState(const LibraryOptions& /*options*/, SavedState& /*found*/, std::string& /*mistake*/) {
         return true;
     }

@@ -53,12 +53,18 @@ fs::path NewTemporaryFolder() {
 }  // namespace
 
 StateFolder::~StateFolder() {
+    Remove();
+}
+
+void StateFolder::Remove() {
     std::error_code ignored;
     if (isOfThisRun_) fs::remove_all(path_, ignored);
+    isOfThisRun_ = false;
 }
 
 bool StateFolder::Use(const std::string& keep, std::string& mistake) {
     std::error_code error;
+    Remove();
     if (keep.empty()) {
         path_ = NewTemporaryFolder();
         isOfThisRun_ = !path_.empty();

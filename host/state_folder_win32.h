@@ -17,14 +17,17 @@ class StateFolder {
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 
-    // Makes the folder and names it to the modules that this process loads from now on. keep: a folder of the user's,
-    // or empty. False with the reason in mistake when nothing can be written there.
+    // Makes the folder, ends the one of the library before, and names it to the modules that this process loads from
+    // now on. keep: a folder of the user's, or empty. False with the reason in mistake when nothing can be written
+    // there.
     bool Use(const std::string& keep, std::string& mistake);
 
     // What stands in a kept folder, as the status reader of the install folder reads it.
     [[nodiscard]] SavedState Found(const std::wstring& installFolder) const;
 
  private:
+    void Remove();
+
     std::filesystem::path path_;
     bool isOfThisRun_ = false;
 };

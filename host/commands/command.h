@@ -18,7 +18,7 @@ enum ExitCode {
     kExitOk = 0,             // nothing failed
     kExitFailed = 1,         // the library did not start, an input is damaged, the output could not be written
     kExitUsage = 2,          // the command line is wrong
-    kExitFound = 3,          // with --exit-verdict: something was blocked, refused or found
+    kExitFound = 3,          // with --exit-verdict: something was blocked, refused or found; of a test: a difference
     kExitNotJudged = 4,      // with --exit-verdict: nothing was found, but a request was not judged
     kExitInterrupted = 130,  // by Ctrl+C
 };
@@ -79,6 +79,7 @@ RunCommand AddExtensionCommand(CLI::App& command, Session& session);
 RunCommand AddLogonCommand(CLI::App& command, Session& session);
 RunCommand AddWatchCommand(CLI::App& command, Session& session);
 RunCommand AddPolicyCommand(CLI::App& command, Session& session);
+RunCommand AddTestCommand(CLI::App& command, Session& session);
 RunCommand AddCompletionCommand(CLI::App& command, Session& session);
 RunCommand AddManCommand(CLI::App& command, Session& session);
 

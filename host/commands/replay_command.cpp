@@ -7,39 +7,38 @@
 #include "host/capture_clock.h"
 #include "host/capture_replay.h"
 #include "host/commands/capture_options.h"
+#include "host/expectations/expecting_report.h"
+#include "host/expectations/junit.h"
 #include "host/file_path.h"
 #include "host/named_inputs.h"
-#include "host/policy_file.h"
+#include "host/policy_turns.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
 #include "host/standard_input.h"
 #include "host/verdict_words.h"
-#include "policy/policy_reader.h"
 
 namespace tarn::host {
 
 namespace {
 
-// What the policy beside the modules says about times.
-ScheduleTurns TurnsOfPolicy(const Session& session) {
-    const auto text = ReadPolicyText(PolicyPath(session.environment, session.library));
-    if (!text || text->find("schedule") == std::string::npos) return {};  // a long policy takes a while to read
-    policy::PassedOverLists noLists;
-    const policy::ReadPolicy read = policy::ParsePolicy(*text, SidsOf(session.environment), &noLists);
-    return read.mistakes.empty() ? ScheduleTurns(read.policy.parental) : ScheduleTurns();
-}
-
 std::string Megabytes(std::uint64_t bytes) {
     return Grouped((bytes + 500000) / 1000000);
 }
 
+struct ReplayOptions {
+    CaptureOptions captures;
+    std::string expect;
+    std::string junit;
+};
+
 class Replaying {
  public:
-    Replaying(const Session& session, Judge& library, CaptureOptions::Parsed options)
+    Replaying(const Session& session, Judge& library, CaptureOptions::Parsed options,
+              std::unique_ptr<VerdictReport> report)
         : session_(session),
           library_(library),
-          report_(session.Report()),
-          clock_(library, session.environment, TurnsOfPolicy(session)),
+          report_(std::move(report)),
+          clock_(library, session.environment, TurnsOfPolicy(session.environment, session.library)),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
         replay_.BeforeFrame([this](std::uint64_t time) {
             if (session_.at.empty()) areSettingsRead_ &= clock_.MoveTo(time);
@@ -127,24 +126,71 @@ class Replaying {
     std::optional<std::string> stoppedAt_;
 };
 
-int ReplayCaptures(const CaptureOptions& options, const Session& session) {
-    std::optional<CaptureOptions::Parsed> parsed = options.Parse(session);
-    if (!parsed) return kExitUsage;
-    const std::unique_ptr<Judge> library = session.Library();
-    if (!library) return kExitFailed;
-    Replaying replaying(session, *library, std::move(*parsed));
+void ReplayInputs(Replaying& replaying, const CaptureOptions& options, const Session& session) {
     for (const NamedInput& input : ListCaptures(options.captures)) {
         if (!session.MayGoOn()) break;
         replaying.Replay(input);
     }
+}
+
+// The lines of --expect; nothing after the reason was printed.
+std::optional<ExpectedLines> ReadExpected(const std::string& name, const Session& session) {
+    std::ifstream input(ToPath(name));
+    std::string mistake;
+    ExpectedLines expected;
+    if (!input)
+        mistake = "cannot be read";
+    else
+        expected.Read(input, mistake);
+    if (mistake.empty()) return expected;
+    session.Fail(fmt::format("--expect {}: {}", Printable(name), mistake), kExitFailed);
+    return std::nullopt;
+}
+
+int ReplayExpecting(const ReplayOptions& options, CaptureOptions::Parsed parsed, const Session& session) {
+    if (session.exitVerdict)
+        return session.Fail("--exit-verdict says nothing beside --expect, which ends with 3 itself; leave it out",
+                            kExitUsage);
+    std::optional<ExpectedLines> expected = ReadExpected(options.expect, session);
+    if (!expected) return kExitFailed;
+    const std::unique_ptr<Judge> library = session.Library();
+    if (!library) return kExitFailed;
+    auto made = std::make_unique<ExpectingReport>(
+        session.out, ReportStyle{session.json, false, false, session.brief, session.quiet, session.columns},
+        std::move(*expected), FromPath(ToPath(options.expect).filename()));
+    const ExpectingReport& report = *made;
+    Replaying replaying(session, *library, std::move(parsed), std::move(made));
+    ReplayInputs(replaying, options.captures, session);
+    const int code = replaying.End();
+    if (!options.junit.empty() && !WriteJunit(options.junit, "tarnhost replay", report.Results()))
+        return session.Fail(fmt::format("--junit {}: cannot be written", Printable(options.junit)), kExitFailed);
+    return code == kExitOk && report.HasDifferences() ? kExitFound : code;
+}
+
+int ReplayCaptures(const ReplayOptions& options, const Session& session) {
+    std::optional<CaptureOptions::Parsed> parsed = options.captures.Parse(session);
+    if (!parsed) return kExitUsage;
+    if (!options.expect.empty()) return ReplayExpecting(options, std::move(*parsed), session);
+    if (!options.junit.empty()) return session.Fail("--junit wants --expect: results are differences", kExitUsage);
+    const std::unique_ptr<Judge> library = session.Library();
+    if (!library) return kExitFailed;
+    Replaying replaying(session, *library, std::move(*parsed), session.Report());
+    ReplayInputs(replaying, options.captures, session);
     return replaying.End();
 }
 
 }  // namespace
 
 RunCommand AddReplayCommand(CLI::App& command, Session& session) {
-    const auto options = std::make_shared<CaptureOptions>();
-    AddCaptureOptions(command, *options)->required();
+    const auto options = std::make_shared<ReplayOptions>();
+    AddCaptureOptions(command, options->captures)->required();
+    command
+        .add_option("--expect", options->expect,
+                    "Print only what differs from this file, which an earlier replay --json wrote; exit code 3 when "
+                    "something does. Its lines may be shorter: capture, frame and what is to be compared")
+        ->type_name("FILE");
+    command.add_option("--junit", options->junit, "With --expect: also write the result of each capture as JUnit XML")
+        ->type_name("FILE");
     command.footer(
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
         "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "

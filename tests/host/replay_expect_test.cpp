@@ -1,0 +1,152 @@
+// replay --expect: what an earlier run found, held against this one.
+#include <fstream>
+#include <gmock/gmock.h>
+#include <iterator>
+
+#include "host/expectations/expected_lines.h"
+#include "host/fake_environment.h"
+#include "host/temporary_file.h"
+
+namespace tarn::host {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+constexpr int kFound = 3;
+
+const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
+
+Ran Replay(FakeEnvironment& environment, const std::string& expected, std::vector<std::string> options = {}) {
+    const TemporaryFile file("expected.jsonl", expected);
+    options.insert(options.begin(), {"replay", "--expect", file.Path(), kCurl});
+    return RunWith(environment, options);
+}
+
+std::string WholeRun() {
+    FakeEnvironment environment;
+    return RunWith(environment, {"replay", "--json", kCurl}).out;
+}
+
+std::string Lines(std::size_t first, std::size_t count, const std::string& text) {
+    std::istringstream input(text);
+    std::string kept;
+    std::size_t number = 0;
+    for (std::string line; std::getline(input, line); ++number)
+        if (number >= first && number < first + count) kept += line + "\n";
+    return kept;
+}
+
+TEST(ReplayExpect, SaysOnlyTheTotalsWhenNothingDiffers) {
+    FakeEnvironment environment;
+    const Ran run = Replay(environment, WholeRun());
+    EXPECT_EQ(run.code, kOk);
+    EXPECT_THAT(run.errors, IsEmpty());
+    EXPECT_EQ(run.out, "37 expected: 37 as expected, 0 different, 0 missing; 0 that nobody expects\n");
+}
+
+TEST(ReplayExpect, ShowsWhatDiffersSideBySide) {
+    FakeEnvironment environment;
+    environment.library.answer = FakeLibrary::Malicious("Worm", "bad.example");
+    const Ran run = Replay(environment, WholeRun());
+    EXPECT_EQ(run.code, kFound);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  http_curl.pcap:4  verdict  (expected.jsonl:"),
+                               HasSubstr("! verdict"), HasSubstr("Worm: bad.example"), HasSubstr("/with/port?x=1&y=2"),
+                               HasSubstr("37 expected: 0 as expected, 37 different, 0 missing")));
+}
+
+TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
+    FakeEnvironment environment;
+    environment.library.onPacket = [](std::size_t number) {
+        PacketVerdict verdict = FakeLibrary::Harmless();
+        if (number == 6) verdict.action = TARN_PACKET_BLOCK;
+        return verdict;
+    };
+    const Ran run = Replay(environment,
+                           "{\"frame\": 4, \"reason\": 26}\n\n{\"frame\": 14, \"reason\": 7, \"protocol\": "
+                           "\"http\"}\n{\"capture\": \"other.pcap\", \"frame\": 20, \"reason\": 26}\n");
+    EXPECT_EQ(run.code, kFound);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  http_curl.pcap:14"), HasSubstr("! reason"),
+                               HasSubstr("MISSING  other.pcap:20"), Not(HasSubstr("attack")),
+                               HasSubstr("3 expected: 1 as expected, 1 different, 1 missing; 35 that nobody expects")));
+    // A run that was whole had no attack, so this one is new.
+    const Ran whole = Replay(environment, "{\"frame\": 4, \"reason\": 26}\n{\"type\": \"stats\"}\n");
+    EXPECT_THAT(whole.out, AllOf(HasSubstr("EXTRA  http_curl.pcap:6  attack"), HasSubstr("37 that nobody expects")));
+}
+
+TEST(ReplayExpect, FindsWhatIsMissingAndWhatIsNew) {
+    const std::string all = WholeRun();
+    FakeEnvironment environment;
+    const Ran fewer = Replay(environment, Lines(0, 20, all), {"--json"});
+    EXPECT_EQ(fewer.code, kFound);
+    const auto lines = JsonLines(fewer.out);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines[0]["type"], "difference");
+    EXPECT_EQ(lines[0]["difference"], "extra");
+    EXPECT_EQ(lines.back()["type"], "differences");
+    EXPECT_GT(lines.back()["extra"], 10);
+    EXPECT_EQ(lines.back()["different"], 0);
+    const Ran more = Replay(environment, all + Lines(1, 1, all));
+    EXPECT_THAT(more.out, AllOf(HasSubstr("MISSING  http_curl.pcap:4  verdict"), HasSubstr("1 missing; 0 that")));
+}
+
+TEST(ReplayExpect, WritesAResultForEachCapture) {
+    FakeEnvironment environment;
+    const TemporaryFile junit("out.xml", "");
+    EXPECT_EQ(Replay(environment, "{\"frame\": 4, \"reason\": 7}\n", {"--junit", junit.Path()}).code, kFound);
+    std::ifstream input(junit.Path());
+    const std::string xml{std::istreambuf_iterator<char>(input), {}};
+    EXPECT_THAT(xml, AllOf(HasSubstr("tests=\"1\" failures=\"1\""), HasSubstr("name=\"http_curl.pcap\""),
+                           HasSubstr("37 of 37 differ")));
+}
+
+TEST(ReplayExpect, RefusesAFileThatSaysNothing) {
+    FakeEnvironment environment;
+    EXPECT_THAT(Replay(environment, "").errors, HasSubstr("it holds nothing that is expected"));
+    EXPECT_THAT(Replay(environment, "{\"frame\": 4}\nno json\n").errors, HasSubstr("line 2 is no JSON object"));
+    EXPECT_THAT(Replay(environment, "{\"verdict\": \"allowed\"}\n").errors, HasSubstr("line 1 has no \"frame\""));
+    EXPECT_EQ(Replay(environment, "").code, kFailed);
+    EXPECT_EQ(RunWith(environment, {"replay", "--expect", "nowhere.jsonl", kCurl}).code, kFailed);
+    EXPECT_EQ(RunWith(environment, {"replay", "--junit", "x.xml", kCurl}).code, kUsage);
+    EXPECT_EQ(Replay(environment, "{\"frame\": 4}\n", {"--exit-verdict"}).code, kUsage);
+    EXPECT_THAT(environment.opened, IsEmpty());
+    const std::string all = WholeRun();
+    const TemporaryFile expected("expected.jsonl", all);
+    EXPECT_EQ(RunWith(environment, {"replay", "--expect", expected.Path(), kCurl, "nowhere.pcap"}).code, kFailed);
+}
+
+TEST(ExpectedLines, KnowAnEntryWhereverItMoved) {
+    ExpectedLines lines;
+    std::istringstream input(
+        "{\"frame\":1,\"entry\":{\"list\":\"l\",\"text\":\"t\",\"file\":\"p.toml\",\"line\":3}}\n"
+        "{\"frame\":2,\"entry\":{\"list\":\"l\",\"text\":\"t\",\"file\":\"p.toml\",\"line\":3}}\n"
+        "{\"frame\":3,\"entry\":\"p.toml:9\"}\n{\"frame\":4,\"entry\":\"l/other\"}\n");
+    std::string mistake;
+    ASSERT_TRUE(lines.Read(input, mistake)) << mistake;
+    std::vector<Comparison> compared;
+    const ExpectedLine* expected = nullptr;
+    const auto take = [&](int frame, const char* text, int line) {
+        const ExpectedLines::Object found{
+            {"type", "verdict"},
+            {"capture", "x"},
+            {"frame", static_cast<unsigned>(frame)},
+            {"entry", {{"list", "l"}, {"text", text}, {"file", "p.toml"}, {"line", static_cast<unsigned>(line)}}}};
+        return lines.Take(found, compared, expected);
+    };
+    EXPECT_EQ(take(1, "t", 9), LineMatch::kSame);
+    EXPECT_EQ(take(2, "u", 3), LineMatch::kDifferent);
+    EXPECT_EQ(take(3, "u", 9), LineMatch::kSame);
+    EXPECT_EQ(take(4, "t", 9), LineMatch::kDifferent);
+    EXPECT_EQ(take(4, "t", 9), LineMatch::kExtra);
+    EXPECT_EQ(take(5, "t", 9), LineMatch::kExtra);
+    EXPECT_THAT(lines.Missing(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tarn::host
