@@ -47,6 +47,10 @@ constexpr Command kCommands[] = {
      "--map --brief --quiet --color --policy --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost policy\n"
      "  tarnhost policy --accounts any new-policy.toml\n"},
+    {"impact", "Say which verdicts on captures a new policy would change", AddImpactCommand,
+     "--policy --brief --color --keep-state --exit-verdict",
+     "  tarnhost impact --after new-policy.toml last-month\n"
+     "  tarnhost impact --before old.toml --after new.toml --expect none --urls @addresses.txt\n"},
     {"test", "Hold a policy against the verdicts that are expected of it", AddTestCommand,
      "--map --brief --quiet --color --keep-state --exit-verdict",
      "  tarnhost test cases.toml\n"

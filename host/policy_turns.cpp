@@ -1,6 +1,7 @@
 #include "host/policy_turns.h"
 
 #include "host/policy_file.h"
+#include "policy/list_files.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {

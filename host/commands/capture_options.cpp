@@ -28,7 +28,7 @@ std::optional<CaptureOptions::Parsed> CaptureOptions::Parse(const Session& sessi
     return parsed;
 }
 
-CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options) {
+CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options, DropOption drop) {
     command
         .add_option("--local", options.local,
                     "An address of the machine that was captured (repeatable); without it the client of a capture's "
@@ -36,8 +36,9 @@ CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options) {
         ->type_name("ADDRESS")
         ->take_all()
         ->allow_extra_args(false);
-    command.add_flag("--drop", options.drop,
-                     "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
+    if (drop == kWithDrop)
+        command.add_flag("--drop", options.drop,
+                         "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
     return command.add_option("CAPTURE", options.captures,
                               "pcap or pcapng files, packed by gzip or not; a folder of them; @FILE, a list with one "
                               "name a line; - is standard input");

@@ -79,6 +79,7 @@ RunCommand AddExtensionCommand(CLI::App& command, Session& session);
 RunCommand AddLogonCommand(CLI::App& command, Session& session);
 RunCommand AddWatchCommand(CLI::App& command, Session& session);
 RunCommand AddPolicyCommand(CLI::App& command, Session& session);
+RunCommand AddImpactCommand(CLI::App& command, Session& session);
 RunCommand AddTestCommand(CLI::App& command, Session& session);
 RunCommand AddCompletionCommand(CLI::App& command, Session& session);
 RunCommand AddManCommand(CLI::App& command, Session& session);
