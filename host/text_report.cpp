@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <iterator>
 
+#include "host/expectations/finding.h"
 #include "host/printable_text.h"
 #include "host/verdict_words.h"
 
@@ -25,6 +26,13 @@ std::string NotJudgedWords(std::uint64_t count) {
     return count == 0 ? std::string() : fmt::format(", {} of them not judged", count);
 }
 
+// The entry, or the reason where no entry is known; empty when no rule decided.
+std::string Decider(const JudgedRequest& request) {
+    if (request.entry) return DescribeEntry(request.entry);
+    if (!request.judgement.isValid || IsUndecided(request.judgement)) return {};
+    return std::string(ReasonWords(request.judgement.verdict.reason));
+}
+
 const char* Plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
@@ -32,7 +40,20 @@ const char* Plural(std::uint64_t count) {
 }  // namespace
 
 void TextReport::BeginRound() {
-    history_.BeginRound();
+    for (RowHistory& history : histories_) history.BeginRound();
+}
+
+void TextReport::EndRound() {
+    TellLeftOut();
+    isFirstRound_ = false;
+    for (const RowHistory& history : histories_) changes_.AddGone(history.Gone());
+    out_ << changes_.Take();
+}
+
+std::uint32_t TextReport::NumberOf(const std::string& decider) {
+    const auto [at, isNew] = deciderNumbers_.try_emplace(decider, static_cast<std::uint32_t>(deciders_.size()));
+    if (isNew) deciders_.push_back(decider);
+    return at->second;
 }
 
 void TextReport::TellLeftOut() {
@@ -55,7 +76,7 @@ void TextReport::Note(const std::string& line) {
 }
 
 void TextReport::BeginCapture(const CaptureHeading& heading) {
-    history_.BeginCapture();
+    for (RowHistory& history : histories_) history.BeginCapture();
     rows_.NameColumnsAgain();
     rows_.NameDateAgain();
     notes_.clear();
@@ -67,10 +88,12 @@ void TextReport::BeginCapture(const CaptureHeading& heading) {
                          FormatIpAddress(replacement.to)));
 }
 
-bool TextReport::Row(TextRow row, bool isWanted) {
+bool TextReport::Row(TextRow row, bool isWanted, const std::string& decider) {
     const std::string what = fmt::format("{} {} {}", row.client, row.view.host, row.view.path);
-    const RowHistory::News news =
-        history_.Add(what, fmt::format("{} {} {} {}", what, row.state, row.reason, row.text), row.state);
+    RowHistory& history = histories_[static_cast<std::size_t>(row.kind)];
+    const RowHistory::News news = history.Add(what, fmt::format("{} {} {} {}", what, row.state, row.reason, row.text),
+                                              row.state, history.IsUsed() ? NumberOf(decider) : 0);
+    if (news.isNew && !isFirstRound_) changes_.Add(row.state, decider, deciders_[news.deciderBefore]);
     const bool isSame = !news.isNew;
     if (isSame) ++unchanged_;
     // What was shown or left out before is shown when it changes.
@@ -104,7 +127,7 @@ void TextReport::Request(const JudgedRequest& request) {
     const bool isPlain = style_.brief && IsUndecided(judgement);
     const bool isWanted = !isPlain && (!style_.quiet || IsBlocked(judgement));
     const std::uint64_t unchanged = unchanged_;
-    if (Row(std::move(row), isWanted)) {
+    if (Row(std::move(row), isWanted, Decider(request))) {
         if (style_.verbose) Details(request);
     } else if (isPlain && unchanged == unchanged_) {
         ++leftOut_;
@@ -139,7 +162,8 @@ void TextReport::Attack(const PacketAttack& attack) {
     row.text = description.empty() && IsServiceAttack(reason) ? "known attacker" : Printable(description);
     if (attack.dropped) row.text += *attack.dropped ? "  (connection reset)" : "  (no such connection to reset)";
     if (!attack.blockedAddress.empty()) row.text += "  (blocked from now on: " + Printable(attack.blockedAddress) + ")";
-    if (Row(std::move(row), true) && style_.verbose)
+    const std::string decider = attack.entry ? DescribeEntry(attack.entry) : std::string(AttackWords(reason));
+    if (Row(std::move(row), true, decider) && style_.verbose)
         out_ << fmt::format("    frame {}, {} port {}, {}\n", attack.frame, attack.inbound ? "from" : "to",
                             attack.remote.port, Printable(AttackDetails(attack.verdict)));
 }

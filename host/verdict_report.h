@@ -141,6 +141,8 @@ class VerdictReport {
     virtual ~VerdictReport() = default;
     // The same captures follow as in the round before, so only what differs from it is of interest.
     virtual void BeginRound() {}
+    // All of them were judged: time to say how much changed.
+    virtual void EndRound() {}
     virtual void BeginCapture(const CaptureHeading& heading) = 0;
     // What was left out since it was last told: at the end of a capture and before text of somebody else.
     virtual void TellLeftOut() {}

@@ -56,6 +56,7 @@ class Watching {
             else
                 FeedFile(input.name);
         }
+        if (isRepeated && !isStopped_) report_->EndRound();
         session_.out.flush();
         if (!session_.out) isStopped_ = true;
     }

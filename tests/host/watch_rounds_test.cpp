@@ -75,6 +75,30 @@ TEST_F(WatchRounds, ShowsOnlyWhatChangedAndCountsTheRest) {
     EXPECT_EQ(CountOf(second, "  allowed   "), 0u);
 }
 
+TEST_F(WatchRounds, SaysHowManyChangedAndByWhat) {
+    const std::string out = TwoRounds({});
+    EXPECT_THAT(out, HasSubstr("  1 verdict changed:\n      1  BLOCKED by malicious site\n"));
+    EXPECT_EQ(CountOf(out, " changed:\n"), 1u);  // not of the first round
+}
+
+// A row that comes or goes is no reason to show those that follow it.
+TEST_F(WatchRounds, AnAttackThatComesChangesNothingElse) {
+    std::size_t perRound = 0;
+    machine_.told.onPacket = [&](std::size_t number) {
+        PacketVerdict verdict = FakeLibrary::Harmless();
+        if (perRound == 0 && machine_.told.scanned.size() >= 37 && !machine_.told.notices.empty())
+            perRound = number - 1;
+        if (perRound != 0 && number == perRound + 6) {
+            verdict.action = TARN_PACKET_BLOCK;
+            verdict.reason = 31;
+        }
+        return verdict;
+    };
+    const std::string out = TwoRounds({});
+    EXPECT_THAT(out, AllOf(HasSubstr("  2 verdicts changed:\n"), HasSubstr("      1  BLOCKED by packet signature\n"),
+                           HasSubstr("36 are as in the round before")));
+}
+
 TEST_F(WatchRounds, WhatIsLeftOutIsSaidBeforeTheChangeThatFollows) {
     const std::string out = TwoRounds({"--brief"});
     const std::size_t leftOut = out.find("37 requests that no rule decided are left out");
