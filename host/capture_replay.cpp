@@ -29,6 +29,7 @@ bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::str
     TcpTurns turns([&](const Turn& turn) { ConsiderTurn(turn, notExamined); });
     FrameScan frames(judge_, report_, frameOptions_, notExamined);
     frames.BeforeReport([this] { beforeReport_(); });
+    frames.NameEntriesBy(entries_);
     CaptureReader reader(file);
     CapturedFrame frame;
     bool isStopped = false;
@@ -104,6 +105,7 @@ const Protocol* CaptureReplay::Consider(const Utterance& utterance, CaptureOrigi
     request.judgement = judge_.ScanUrl(protocol->kind, utterance.data, server);
     request.latency = judge_.LastLatency();
     request.coverage = CoverageOf(*protocol, utterance.data, server, request.judgement, hasGap);
+    if (entries_ != nullptr) request.entry = entries_->Find(request);
     beforeReport_();
     report_.Request(request);
     return protocol;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/capture/tcp_turns.h"
+#include "host/explain/entry_finder.h"
 #include "host/frame_scan.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
@@ -35,6 +36,9 @@ class CaptureReplay {
     // Called before something is reported.
     void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
+    // Names the entries of the policy that decide; null names none. It must outlive the replay.
+    void NameEntriesBy(EntryFinder* entries) { entries_ = entries; }
+
     // Judges what can be read. On a bad file the result is false and mistake says what is wrong where.
     bool Replay(std::istream& file, const std::string& name, std::string& mistake);
 
@@ -55,6 +59,7 @@ class CaptureReplay {
     std::vector<AddressReplacement> replacements_;
     FrameScanOptions frameOptions_;
     ReplayTotals read_;
+    EntryFinder* entries_ = nullptr;
     std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
     std::function<bool(std::uint64_t)> beforeFrame_ = [](std::uint64_t) { return true; };
     std::function<void()> beforeReport_ = [] {};

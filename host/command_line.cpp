@@ -145,6 +145,11 @@ std::unique_ptr<VerdictReport> Session::Report() const {
     return MakeReport(out, {json, !json && isColoured, library.verbose, brief, quiet, columns});
 }
 
+std::unique_ptr<EntryFinder> Session::Entries() const {
+    if (!json && !library.verbose) return nullptr;
+    return std::make_unique<EntryFinder>(FinderFor(environment, library));
+}
+
 std::unique_ptr<Judge> Session::Library() const {
     std::string mistake;
     SavedState found;

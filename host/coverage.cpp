@@ -49,22 +49,6 @@ bool IsDecided(const Judgement& judgement) {
            (judgement.verdict.allow != TARN_ALLOW || judgement.verdict.reason != TARN_REASON_DEFAULT);
 }
 
-// The ranges as the scan has them: without the lowest and the highest address of each.
-bool IsPrivate(const IpAddress& address) {
-    struct Range {
-        std::uint32_t first;
-        std::uint32_t end;
-    };
-    constexpr Range kRanges[] = {
-        {0x0A000001, 0x0AFFFFFF}, {0xAC100001, 0xAC1FFFFF}, {0xC0A80001, 0xC0A8FFFF}, {0xA9FE0001, 0xA9FEFFFF}};
-    if (address.isIpv6) return address.bytes[0] == 0xFD;
-    std::uint32_t number = 0;
-    base::ByteReader reader(address.bytes);
-    return reader.Be(number) && std::any_of(std::begin(kRanges), std::end(kRanges), [&](const Range& range) {
-               return number >= range.first && number < range.end;
-           });
-}
-
 // The path of a request target, as lists hold it.
 std::size_t PathLength(std::string_view target) {
     if (const std::size_t scheme = target.find("://"); scheme < target.find_first_of("/?#")) {
@@ -134,7 +118,7 @@ Coverage CoverageOf(const Protocol& protocol, base::Bytes data, const Endpoint& 
     const Coverage coverage = OfBytes(protocol, data, judgement);
     if (!judgement.isValid) return coverage.IsWhole() ? kUnreadable : Coverage{Extent::kNone, coverage.why};
     if (!coverage.IsWhole()) return coverage;
-    if (protocol.name != "dns" && IsPrivate(server.address)) return kPrivate;
+    if (protocol.name != "dns" && IsPrivateServer(server.address)) return kPrivate;
     return hasGap ? kGap : kWhole;
 }
 
@@ -145,6 +129,21 @@ Coverage CoverageOfReported(std::uint8_t kind, std::string_view url, const Judge
     const std::string_view host = url.substr(std::min(url.find("://") + 3, url.size()));
     if (!judgement.isValid) return host.starts_with('[') ? kIpv6Host : kUnreadable;
     return kWhole;
+}
+
+bool IsPrivateServer(const IpAddress& address) {
+    struct Range {
+        std::uint32_t first;
+        std::uint32_t end;
+    };
+    constexpr Range kRanges[] = {
+        {0x0A000001, 0x0AFFFFFF}, {0xAC100001, 0xAC1FFFFF}, {0xC0A80001, 0xC0A8FFFF}, {0xA9FE0001, 0xA9FEFFFF}};
+    if (address.isIpv6) return address.bytes[0] == 0xFD;
+    std::uint32_t number = 0;
+    base::ByteReader reader(address.bytes);
+    return reader.Be(number) && std::any_of(std::begin(kRanges), std::end(kRanges), [&](const Range& range) {
+               return number >= range.first && number < range.end;
+           });
 }
 
 std::string_view ExtentWord(Extent extent) {

@@ -32,6 +32,10 @@ Coverage CoverageOf(const Protocol& protocol, base::Bytes data, const Endpoint& 
 // Of a URL that an extension reported.
 Coverage CoverageOfReported(std::uint8_t kind, std::string_view url, const Judgement& judgement);
 
+// Whether a server counts as one of a private network, for which threat lists and categories are not asked: without
+// the lowest and the highest address of each range.
+bool IsPrivateServer(const IpAddress& address);
+
 // "whole", "part" or "none": for programs.
 std::string_view ExtentWord(Extent extent);
 

@@ -116,6 +116,7 @@ void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<Trans
         if (view) BlockAskedAddress(*view, attack);
         if (isDropping_ && attack.isFirst) attack.dropped = Drop(frame.bytes, inbound);
     }
+    if (entries_ != nullptr) attack.entry = entries_->Find(attack, frame.bytes);
     beforeReport_();
     report_.Attack(attack);
 }

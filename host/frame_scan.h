@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/capture/capture_stream.h"
+#include "host/explain/entry_finder.h"
 #include "host/judge.h"
 #include "host/local_side.h"
 #include "host/verdict_report.h"
@@ -34,6 +35,8 @@ class FrameScan {
     // Called before something is reported.
     void BeforeReport(std::function<void()> call) { beforeReport_ = std::move(call); }
 
+    void NameEntriesBy(EntryFinder* entries) { entries_ = entries; }
+
     // view, content: what ViewTransport says of the frame.
     void Add(const CapturedFrame& frame, const std::optional<TransportView>& view, FrameContent content);
 
@@ -54,6 +57,7 @@ class FrameScan {
     bool isDropping_;
     UnexaminedLog& notExamined_;
     std::set<Connection> attacked_;
+    EntryFinder* entries_ = nullptr;
     std::function<void()> beforeReport_ = [] {};
 };
 

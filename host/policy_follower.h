@@ -42,6 +42,8 @@ class PolicyFollower {
 
     // Where the lists stand that the policy includes.
     [[nodiscard]] std::vector<std::string> ListFolders() const;
+    // What the library works by.
+    [[nodiscard]] const policy::Policy& Used() const { return usedPolicy_.policy; }
 
  private:
     struct SentNotice {

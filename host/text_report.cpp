@@ -37,6 +37,11 @@ const char* Plural(std::uint64_t count) {
     return count == 1 ? "" : "s";
 }
 
+// ", tarn-policy.toml:12 malicious_sites": what decided.
+std::string EntryWords(const std::optional<DecidingEntry>& entry) {
+    return entry ? fmt::format(", {}:{} {}", Printable(entry->file), entry->line, entry->list) : std::string();
+}
+
 }  // namespace
 
 void TextReport::BeginRound() {
@@ -164,8 +169,8 @@ void TextReport::Attack(const PacketAttack& attack) {
     if (!attack.blockedAddress.empty()) row.text += "  (blocked from now on: " + Printable(attack.blockedAddress) + ")";
     const std::string decider = attack.entry ? DescribeEntry(attack.entry) : std::string(AttackWords(reason));
     if (Row(std::move(row), true, decider) && style_.verbose)
-        out_ << fmt::format("    frame {}, {} port {}, {}\n", attack.frame, attack.inbound ? "from" : "to",
-                            attack.remote.port, Printable(AttackDetails(attack.verdict)));
+        out_ << fmt::format("    frame {}, {} port {}, {}{}\n", attack.frame, attack.inbound ? "from" : "to",
+                            attack.remote.port, Printable(AttackDetails(attack.verdict)), EntryWords(attack.entry));
 }
 
 void TextReport::File(const ShareFile& file) {
@@ -192,8 +197,8 @@ void TextReport::Details(const JudgedRequest& request) {
         if (request.origin->replacedClient)
             out_ << ", in the capture from " << FormatIpAddress(*request.origin->replacedClient);
     }
-    out_ << fmt::format(", report byte {}, prompt byte {}\n", request.judgement.prompt.report,
-                        request.judgement.prompt.prompt);
+    out_ << fmt::format(", report byte {}, prompt byte {}{}\n", request.judgement.prompt.report,
+                        request.judgement.prompt.prompt, EntryWords(request.entry));
 }
 
 void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/explain/entry_finder.h"
 #include "host/judge.h"
 #include "host/verdict_report.h"
 
@@ -40,6 +41,8 @@ struct Session {
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
+    // What names the entries of the policy that decide; null when the output does not show them.
+    [[nodiscard]] std::unique_ptr<EntryFinder> Entries() const;
     // The library, or null after the reason was printed.
     [[nodiscard]] std::unique_ptr<Judge> Library() const;
     // One line on the error output, with --json an event, too; the exit code given comes back.

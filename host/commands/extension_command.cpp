@@ -35,7 +35,8 @@ bool KindOfUrl(std::string_view url, std::uint8_t& kind, std::string& mistake) {
     return mistake.empty();
 }
 
-void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage, std::ostream& out) {
+void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage,
+                 const std::optional<DecidingEntry>& entry, std::ostream& out) {
     std::string line = fmt::format("{}  {}  ", Column(url, kUrlWidth), Column(StateWord(judgement), kStateWidth));
     if (!judgement.isValid) {
         out << line << "not judged: " << coverage.why << '\n';
@@ -50,11 +51,13 @@ void PrintAsText(const std::string& url, const Judgement& judgement, const Cover
     if (!text.empty()) line += "  " + Printable(text);
     if (const std::string user = RuleUser(judgement.verdict); !user.empty())
         line += fmt::format("  (user {})", Printable(user));
+    if (entry) line += fmt::format("  ({}:{})", Printable(entry->file), entry->line);
     out << line << '\n';
 }
 
 int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
-    std::unique_ptr<Judge> library;  // opened for the first URL that can be judged
+    const std::unique_ptr<EntryFinder> entries = session.Entries();  // null when nobody sees them
+    std::unique_ptr<Judge> library;                                  // opened for the first URL that can be judged
     const std::unique_ptr<VerdictReport> report = session.json ? session.Report() : nullptr;
     std::uint64_t judged = 0;
     std::uint64_t mistakes = 0;
@@ -83,12 +86,13 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         const Judgement judgement = library->ScanExtensionUrl(kind, url);
         const Coverage coverage = CoverageOfReported(kind, url, judgement);
         ++judged;
+        const auto entry = entries ? entries->FindReported(url, judgement) : std::nullopt;
         isUnjudged |= coverage.extent == Extent::kNone;
         isFound |= judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
         if (report)
-            report->Request({nullptr, {}, {}, {}, judgement, coverage, {}, url, library->LastLatency()});
+            report->Request({nullptr, {}, {}, {}, judgement, coverage, entry, url, library->LastLatency()});
         else
-            PrintAsText(url, judgement, coverage, session.out);
+            PrintAsText(url, judgement, coverage, entry, session.out);
         return session.MayGoOn();
     };
     StandardInput input(session.environment, session.out);

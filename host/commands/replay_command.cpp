@@ -34,12 +34,14 @@ struct ReplayOptions {
 class Replaying {
  public:
     Replaying(const Session& session, Judge& library, CaptureOptions::Parsed options,
-              std::unique_ptr<VerdictReport> report)
+              std::unique_ptr<VerdictReport> report, std::unique_ptr<EntryFinder> entries)
         : session_(session),
           library_(library),
           report_(std::move(report)),
           clock_(library, session.environment, TurnsOfPolicy(session.environment, session.library)),
+          entries_(std::move(entries)),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
+        replay_.NameEntriesBy(entries_.get());
         replay_.BeforeFrame([this](std::uint64_t time) {
             if (session_.at.empty()) areSettingsRead_ &= clock_.MoveTo(time);
             return session_.MayGoOn();
@@ -117,6 +119,7 @@ class Replaying {
     Judge& library_;
     std::unique_ptr<VerdictReport> report_;
     CaptureClock clock_;
+    std::unique_ptr<EntryFinder> entries_;
     CaptureReplay replay_;
     StandardInput input_{session_.environment, session_.out};
     std::unique_ptr<Progress> progress_;
@@ -159,7 +162,8 @@ int ReplayExpecting(const ReplayOptions& options, CaptureOptions::Parsed parsed,
         session.out, ReportStyle{session.json, false, false, session.brief, session.quiet, session.columns},
         std::move(*expected), FromPath(ToPath(options.expect).filename()));
     const ExpectingReport& report = *made;
-    Replaying replaying(session, *library, std::move(parsed), std::move(made));
+    Replaying replaying(session, *library, std::move(parsed), std::move(made),
+                        std::make_unique<EntryFinder>(FinderFor(session.environment, session.library)));
     ReplayInputs(replaying, options.captures, session);
     const int code = replaying.End();
     if (!options.junit.empty() && !WriteJunit(options.junit, "tarnhost replay", report.Results()))
@@ -174,7 +178,7 @@ int ReplayCaptures(const ReplayOptions& options, const Session& session) {
     if (!options.junit.empty()) return session.Fail("--junit wants --expect: results are differences", kExitUsage);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
-    Replaying replaying(session, *library, std::move(*parsed), session.Report());
+    Replaying replaying(session, *library, std::move(*parsed), session.Report(), session.Entries());
     ReplayInputs(replaying, options.captures, session);
     return replaying.End();
 }

@@ -20,7 +20,7 @@ struct UrlOptions {
 class JudgingUrls {
  public:
     JudgingUrls(const Session& session, std::optional<IpAddress> server)
-        : session_(session), report_(session.Report()), server_(server) {}
+        : session_(session), report_(session.Report()), entries_(session.Entries()), server_(server) {}
 
     // False when there is nothing more to do.
     bool JudgeOne(const std::string& url) {
@@ -43,6 +43,7 @@ class JudgingUrls {
         judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, server);
         judged.latency = library_->LastLatency();
         judged.coverage = CoverageOf(*request->protocol, request->data, server, judged.judgement, false);
+        if (entries_) judged.entry = entries_->Find(judged);
         report_->Request(judged);
         return session_.MayGoOn();
     }
@@ -76,6 +77,7 @@ class JudgingUrls {
 
     const Session& session_;
     std::unique_ptr<VerdictReport> report_;
+    std::unique_ptr<EntryFinder> entries_;  // null when nobody sees them
     std::optional<IpAddress> server_;
     std::unique_ptr<Judge> library_;  // opened for the first URL that can be judged
     std::uint64_t mistakes_ = 0;

@@ -39,7 +39,11 @@ class Watching {
           follower_(follower),
           signals_(signals),
           report_(session.Report()),
+          entries_(session.Entries()),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
+        // What the library goes by, whatever the file says meanwhile.
+        if (entries_) entries_->ReadBy([this] { return follower_.Used(); });
+        replay_.NameEntriesBy(entries_.get());
         replay_.BeforeFrame([this](std::uint64_t) { return session_.out.good(); });
         follower_.BeforeText([this] { report_->TellLeftOut(); });
     }
@@ -75,8 +79,10 @@ class Watching {
     bool Handle(Signal signal) {
         if (signal == Signal::kStop) isStopped_ = true;
         const bool isTold = signal == Signal::kChanged && follower_.Follow(library_);
-        if (signal == Signal::kChanged)
+        if (signal == Signal::kChanged) {
+            if (entries_) entries_->Forget();
             for (const std::string& folder : follower_.ListFolders()) signals_.AlsoFolder(folder);
+        }
         if (isTold) report_->BeginPolicy();
         return isTold;
     }
@@ -126,6 +132,7 @@ class Watching {
     PolicyFollower& follower_;
     WatchSignals& signals_;
     std::unique_ptr<VerdictReport> report_;
+    std::unique_ptr<EntryFinder> entries_;
     CaptureReplay replay_;
     std::uint64_t failed_ = 0;
     bool isStopped_ = false;
