@@ -24,7 +24,9 @@ std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const 
     const auto text = ReadPolicyText(file);
     if (!text) return std::nullopt;
     ListFilesOnDisk lists(file, progress);
-    return policy::ParsePolicy(*text, findSid, &lists);
+    policy::ReadPolicy read = policy::ParsePolicy(*text, findSid, &lists);
+    read.policy.files.front() = FromPath(ToPath(file).filename());
+    return read;
 }
 
 std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid, std::ostream* progress) {

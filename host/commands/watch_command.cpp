@@ -39,10 +39,10 @@ class Watching {
           follower_(follower),
           signals_(signals),
           report_(session.Report()),
-          entries_(session.Entries()),
+          entries_(std::make_unique<EntryFinder>(FinderFor(session.environment, session.library))),
           replay_(library, *report_, std::move(options.replacements), std::move(options.frames)) {
         // What the library goes by, whatever the file says meanwhile.
-        if (entries_) entries_->ReadBy([this] { return follower_.Used(); });
+        entries_->ReadBy([this] { return follower_.Used(); });
         replay_.NameEntriesBy(entries_.get());
         replay_.BeforeFrame([this](std::uint64_t) { return session_.out.good(); });
         follower_.BeforeText([this] { report_->TellLeftOut(); });
@@ -80,7 +80,7 @@ class Watching {
         if (signal == Signal::kStop) isStopped_ = true;
         const bool isTold = signal == Signal::kChanged && follower_.Follow(library_);
         if (signal == Signal::kChanged) {
-            if (entries_) entries_->Forget();
+            entries_->Forget();
             for (const std::string& folder : follower_.ListFolders()) signals_.AlsoFolder(folder);
         }
         if (isTold) report_->BeginPolicy();

@@ -91,7 +91,8 @@ CaseRunner::CaseRunner(Environment& environment, LibraryOptions options, std::st
       options_(std::move(options)),
       folder_(std::move(folder)),
       isTogether_(isTogether),
-      now_(options_.clock.value_or(environment.LocalTime())) {}
+      now_(options_.clock.value_or(environment.LocalTime())),
+      entries_(FinderFor(environment, options_)) {}
 
 RanCase CaseRunner::Run(const PolicyCase& one) {
     RanCase ran;
@@ -156,6 +157,7 @@ void CaseRunner::Scan(const PolicyCase& one, const Protocol& protocol, base::Byt
     judged.judgement = library->ScanUrl(protocol.kind, data, server);
     judged.coverage = CoverageOf(protocol, data, server, judged.judgement, false);
     ran.found = FindingOf(judged.judgement, judged.coverage);
+    ran.found.entry = entries_.Find(judged);
 }
 
 void CaseRunner::RunUrl(const PolicyCase& one, RanCase& ran) {
@@ -181,6 +183,7 @@ void CaseRunner::RunExtension(const PolicyCase& one, RanCase& ran) {
     const std::uint8_t kind = isTls ? TARN_KIND_TLS : TARN_KIND_HTTP;
     const Judgement judgement = library->ScanExtensionUrl(kind, one.url);
     ran.found = FindingOf(judgement, CoverageOfReported(kind, one.url, judgement));
+    ran.found.entry = entries_.FindReported(one.url, judgement);
 }
 
 void CaseRunner::RunRequest(const PolicyCase& one, RanCase& ran) {
@@ -212,6 +215,7 @@ void CaseRunner::RunFrame(const PolicyCase& one, RanCase& ran) {
     FirstAttack report;
     NotExamined notExamined;
     FrameScan scan(*library, report, {LocalAddress(frame, view, one.isInbound), false}, notExamined);
+    scan.NameEntriesBy(&entries_);
     scan.Add(frame, view, content);
     ran.found.verdict = "none";
     if (!report.found) return;

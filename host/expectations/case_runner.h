@@ -10,6 +10,7 @@
 
 #include "host/expectations/case_file.h"
 #include "host/expectations/finding.h"
+#include "host/explain/entry_finder.h"
 #include "host/judge.h"
 #include "host/protocol_choice.h"
 
@@ -44,6 +45,7 @@ class CaseRunner {
     std::string folder_;
     bool isTogether_;
     TarnSystemTime now_;
+    EntryFinder entries_;
     std::unique_ptr<Judge> library_;
     std::optional<TarnSystemTime> clock_;  // of the library
 };

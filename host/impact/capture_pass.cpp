@@ -8,6 +8,7 @@
 #include "host/capture_clock.h"
 #include "host/capture_replay.h"
 #include "host/composed_request.h"
+#include "host/explain/entry_finder.h"
 #include "host/file_path.h"
 #include "host/named_inputs.h"
 #include "host/policy_turns.h"
@@ -20,7 +21,8 @@ namespace {
 
 constexpr std::size_t kShownUrl = 80;
 
-void JudgeUrl(const std::string& url, Judge& library, VerdictReport& report, const PassWorld& world) {
+void JudgeUrl(const std::string& url, Judge& library, EntryFinder& entries, VerdictReport& report,
+              const PassWorld& world) {
     std::string mistake;
     const auto request =
         ComposeRequest(url, mistake, [&](const std::string& host) { return world.environment.AsciiHost(host); });
@@ -28,6 +30,7 @@ void JudgeUrl(const std::string& url, Judge& library, VerdictReport& report, con
     JudgedRequest judged{request->protocol, request->view, request->server, std::nullopt, {}, {}};
     judged.judgement = library.ScanUrl(request->protocol->kind, request->data, request->server);
     judged.coverage = CoverageOf(*request->protocol, request->data, request->server, judged.judgement, false);
+    judged.entry = entries.Find(judged);
     report.Request(judged);
 }
 
@@ -38,6 +41,8 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
     PassEnd end;
     CaptureClock clock(library, world.environment, TurnsOfPolicy(world.environment, options));
     CaptureReplay replay(library, report, inputs.replacements, inputs.frames);
+    EntryFinder entries = FinderFor(world.environment, options);
+    replay.NameEntriesBy(&entries);
     std::unique_ptr<Progress> progress;
     replay.BeforeFrame([&](std::uint64_t time) {
         if (!inputs.isClockSet) end.areSettingsRead &= clock.MoveTo(time);
@@ -68,7 +73,7 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
     if (!inputs.urls.empty()) report.BeginCapture({});
     for (const std::string& url : inputs.urls) {
         if (!world.mayGoOn()) break;
-        JudgeUrl(url, library, report, world);
+        JudgeUrl(url, library, entries, report, world);
     }
     return end;
 }

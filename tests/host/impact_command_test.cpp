@@ -109,6 +109,27 @@ TEST_F(Impact, AsJsonHasALineForEachChange) {
     EXPECT_EQ(lines[1]["groups"][0]["samples"][0]["where"], "http_curl.pcap:14");
 }
 
+TEST_F(Impact, CountsForTheEntryThatDecides) {
+    const std::string site = "[[malicious_sites]]\nhost = \"bad.example\"\nthreat = \"Worm\"\n";
+    before.Write(site);
+    after.Write("features.browsing_protection = true\n" + site);
+    environment.wordBefore = "Host: bad.example";
+    environment.wordAfter = "GET /b HTTP";
+    const TemporaryFile list("urls.txt", "http://bad.example/a\nhttp://bad.example/a\nhttp://bad.example/b\n");
+    const Ran run = Run({"--urls", "@" + list.Path()});
+    EXPECT_THAT(run.out, AllOf(HasSubstr("2 no longer blocked:\n"),
+                               HasSubstr("      2  old.toml:1 malicious_sites bad.example (of the old policy)\n"),
+                               HasSubstr("2 of 3 verdicts would change")));
+    environment.opened.clear();
+    std::swap(environment.wordBefore, environment.wordAfter);
+    const auto lines = JsonLines(Run({"--json", "--urls", "@" + list.Path()}).out);
+    ASSERT_THAT(lines, SizeIs(3));
+    EXPECT_EQ(lines[0]["after"]["entry"]["file"], "new.toml");
+    EXPECT_EQ(lines[0]["after"]["entry"]["line"], 2);
+    EXPECT_EQ(lines[2]["groups"][0]["entry"]["list"], "malicious_sites");
+    EXPECT_EQ(lines[2]["groups"][0]["policy"], "after");
+}
+
 TEST_F(Impact, FindsAttacksOfOnePolicyAlone) {
     std::size_t perPass = 0;
     environment.library.onPacket = [&](std::size_t number) {

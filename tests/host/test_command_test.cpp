@@ -55,6 +55,24 @@ TEST(TestCommand, ShowsADifferenceSideBySide) {
                                HasSubstr("1 case: 0 as expected, 1 different\n")));
 }
 
+TEST(TestCommand, NamesTheEntryThatDecided) {
+    FakeMachine machine;
+    machine.told.answer = FakeLibrary::Malicious("Worm", "bad.example");
+    const TemporaryFile policy(
+        "p.toml",
+        "features.browsing_protection = true\n[[malicious_sites]]\nhost = \"bad.example\"\nthreat = \"Worm\"\n");
+    const auto test = [&](const std::string& entry) {
+        return Test(machine, "[[case]]\nurl = \"http://bad.example/\"\nentry = \"" + entry + "\"\n",
+                    {"--policy", policy.Path()});
+    };
+    for (const char* entry : {"p.toml:2", "malicious_sites", "bad.example", "malicious_sites/bad.example"})
+        EXPECT_EQ(test(entry).code, kOk) << entry;
+    const Ran other = test("p.toml:3");
+    EXPECT_EQ(other.code, kFound);
+    EXPECT_THAT(other.out, HasSubstr("! entry p.toml:3"));
+    EXPECT_THAT(other.out, HasSubstr("| p.toml:2 malicious_sites"));
+}
+
 TEST(TestCommand, GivesEachCaseALibraryOfItsOwnUnlessTogether) {
     FakeMachine machine;
     const std::string cases =
