@@ -1,4 +1,8 @@
+#include <algorithm>
 #include <gmock/gmock.h>
+#include <istream>
+#include <streambuf>
+#include <string>
 
 #include "host/capture_bytes.h"
 
@@ -101,6 +105,63 @@ TEST(CaptureReader, RefusesWhatIsNoCapture) {
     EXPECT_THAT(ReadAll({'G', 'I', 'F', '8', '9', 'a'}).error, HasSubstr("begins with 47 49 46 38 and is no capture"));
     EXPECT_THAT(ReadAll({0xA1, 0xB2, 0xCD, 0x34}).error, HasSubstr("is no capture"));
     EXPECT_THAT(ReadAll({0x1F, 0x8B, 8, 0}).error, HasSubstr("compressed"));
+}
+
+// Hands out a file in pieces, as a pipe does. Without a buffer it hands out single bytes.
+class Pieces : public std::streambuf {
+ public:
+    Pieces(const ByteList& file, std::size_t piece) : file_(file.begin(), file.end()), piece_(piece) {}
+
+    [[nodiscard]] std::size_t Given() const { return given_; }
+
+ protected:
+    int_type underflow() override {
+        if (given_ == file_.size()) return traits_type::eof();
+        if (piece_ == 0) return traits_type::to_int_type(file_[given_]);
+        const std::size_t count = std::min(piece_, file_.size() - given_);
+        setg(&file_[given_], &file_[given_], &file_[given_] + count);
+        given_ += count;
+        return traits_type::to_int_type(*gptr());
+    }
+    int_type uflow() override {
+        if (piece_ != 0) return std::streambuf::uflow();
+        const int_type byte = underflow();
+        if (byte != traits_type::eof()) ++given_;
+        return byte;
+    }
+
+ private:
+    std::string file_;
+    std::size_t piece_;
+    std::size_t given_ = 0;
+};
+
+TEST(CaptureReader, ReadsTheSameFramesInWhateverPiecesTheFileComes) {
+    const ByteList longFrame(3000, 7);
+    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kFrame), PcapFrame(2, 0, {}),
+                                  PcapFrame(3, 0, longFrame), PcapFrame(4, 0, kOtherFrame)});
+    for (const std::size_t piece : {0u, 1u, 7u, 16u, 24u, 1000u, 100000u}) {
+        Pieces pieces(file, piece);
+        std::istream input(&pieces);
+        CaptureReader reader(input);
+        std::vector<ByteList> frames;
+        CapturedFrame frame;
+        while (reader.Next(frame)) frames.push_back(frame.bytes);
+        EXPECT_THAT(reader.Error(), IsEmpty()) << piece;
+        EXPECT_THAT(frames, testing::ElementsAre(kFrame, ByteList(), longFrame, kOtherFrame)) << piece;
+        EXPECT_EQ(reader.BytesRead(), file.size()) << piece;
+    }
+}
+
+TEST(CaptureReader, WaitsForNothingBehindTheFrameThatItHandsOut) {
+    const ByteList begin = Joined({PcapHeader(), PcapFrame(1, 0, kFrame)});
+    Pieces pieces(Joined({begin, PcapFrame(2, 0, kOtherFrame)}), 1);
+    std::istream input(&pieces);
+    CaptureReader reader(input);
+    CapturedFrame frame;
+    ASSERT_TRUE(reader.Next(frame));
+    EXPECT_EQ(frame.bytes, kFrame);
+    EXPECT_EQ(pieces.Given(), begin.size()) << "a running capture may pause here for hours";
 }
 
 TEST(CaptureReader, StaysAtItsEnd) {
