@@ -55,6 +55,11 @@ constexpr Command kCommands[] = {
      "--map --brief --quiet --color --keep-state --exit-verdict",
      "  tarnhost test cases.toml\n"
      "  tarnhost test --policy new-policy.toml --junit results.xml cases.toml\n"},
+    {"report", "Make a page of the events that the other commands print with --json", AddReportCommand,
+     "--map --json --brief --quiet --color --install-folder --mode --keep-state --at --exit-verdict --verbose",
+     "  tarnhost report monday.jsonl -o report.html\n"
+     "  tarnhost report --policy tarn-policy.toml @events.txt -o report.html\n"
+     "  tarnhost replay --json captures | tarnhost report - -o report.html\n"},
     {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
      "  tarnhost completion bash > tarnhost.bash\n"
      "  tarnhost completion powershell > tarnhost.ps1\n",

@@ -1,0 +1,187 @@
+// tarnhost report: makes a page of the events that the other commands print.
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+#include <memory>
+
+#include "host/commands/command.h"
+#include "host/file_path.h"
+#include "host/named_inputs.h"
+#include "host/policy_check.h"
+#include "host/policy_file.h"
+#include "host/printable_text.h"
+#include "host/report/event_reader.h"
+#include "host/report/policy_entries.h"
+#include "host/report/repeated_lines.h"
+#include "host/report/report_model.h"
+#include "host/report/report_page.h"
+#include "host/standard_input.h"
+
+namespace tarn::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMostProblems = 20;  // that are named
+
+struct ReportOptions {
+    std::vector<std::string> inputs;
+    std::string output;
+};
+
+class MakingReport {
+ public:
+    explicit MakingReport(const Session& session) : session_(session) {}
+
+    // False when there is nothing more to do.
+    bool ReadFile(const std::string& name) {
+        if (name == kStandardInput) return Read(name);
+        const fs::path path = ToPath(name);
+        std::error_code ignored;
+        std::ifstream file(path, std::ios::binary);
+        if (file && !fs::is_directory(path, ignored)) {
+            ReadEvents(file, FromPath(path.filename()));
+        } else {
+            Complain(
+                fmt::format("{}: cannot be opened; is the path right, and may you read the file?", Printable(name)));
+        }
+        return session_.MayGoOn();
+    }
+
+    void Complain(const std::string& problem) {
+        if (++inputs_.problemCount > kMostProblems) return;
+        inputs_.problems.push_back(problem);
+        session_.Fail(problem, kExitFailed);
+    }
+
+    // False after the reason was printed.
+    bool ReadPolicy() {
+        const std::string& file = session_.library.policyFile;
+        if (file.empty()) return true;
+        const auto read = ReadPolicyFile(file);
+        if (!read || !read->mistakes.empty()) {
+            session_.Fail(
+                read ? DescribePolicyMistakes(file) : fmt::format("--policy {}: cannot be read", Printable(file)),
+                kExitFailed);
+            return false;
+        }
+        std::vector<DecidingEntry> decided;
+        for (const auto& [entry, counts] : model_.entries) decided.push_back(entry);
+        const std::vector<DecidingEntry> all = report::EntriesOf(read->policy);
+        inputs_.policy = FromPath(ToPath(file).filename());
+        inputs_.policyEntries = all.size();
+        inputs_.neverDecided = report::NeverDecided(all, decided);
+        return true;
+    }
+
+    int Write(const std::string& output) {
+        const std::string page = report::ReportPage(model_, inputs_);
+        if (output == kStandardInput) {
+            session_.out << page;
+        } else {
+            std::ofstream file(ToPath(output), std::ios::binary);
+            file << page;
+            file.close();
+            if (!file)
+                return session_.Fail(
+                    fmt::format("{}: cannot be written; may you write there, and is there room?", Printable(output)),
+                    kExitFailed);
+            session_.out << fmt::format("{}: {} event{}, {} blocked, {} attack{}\n", Printable(output), model_.events,
+                                        model_.events == 1 ? "" : "s", model_.requests.blocked, model_.attackFrames,
+                                        model_.attackFrames == 1 ? "" : "s");
+        }
+        if (inputs_.problemCount > kMostProblems)
+            session_.Fail(fmt::format("and {} more mistakes", inputs_.problemCount - kMostProblems), kExitFailed);
+        return inputs_.problemCount == 0 ? kExitOk : kExitFailed;
+    }
+
+    [[nodiscard]] bool HasRead() const { return !inputs_.names.empty(); }
+
+ private:
+    bool Read(const std::string&) {
+        std::string mistake;
+        std::istream* const input = input_.Open(mistake);
+        if (input == nullptr)
+            Complain(mistake);
+        else
+            ReadEvents(*input, "standard input");
+        return session_.MayGoOn();
+    }
+
+    void ReadEvents(std::istream& input, const std::string& name) {
+        inputs_.names.push_back(name);
+        report::EventReader reader(input, name, [this](const std::string& problem) { Complain(problem); });
+        repeated_.BeginFile();
+        constexpr std::uint64_t kEventsBetweenLooks = 1024;
+        for (std::uint64_t count = 1; const auto event = reader.Next(); ++count) {
+            if (report::CanRepeat(*event) && repeated_.IsRepeated(reader.Line()))
+                ++inputs_.repeated;
+            else
+                model_.Add(*event);
+            if (count % kEventsBetweenLooks == 0 && !session_.MayGoOn()) return;
+        }
+    }
+
+    const Session& session_;
+    StandardInput input_{session_.environment, session_.out};
+    report::ReportModel model_;
+    report::ReportInputs inputs_;
+    report::RepeatedLines repeated_;
+};
+
+// Writing over what is read would lose it.
+bool IsInput(const ReportOptions& options) {
+    std::error_code ignored;
+    for (const std::string& input : options.inputs)
+        if (fs::equivalent(ToPath(input.starts_with('@') ? input.substr(1) : input), ToPath(options.output), ignored))
+            return true;
+    return false;
+}
+
+int MakeReportPage(const ReportOptions& options, const Session& session) {
+    if (options.output != kStandardInput && IsInput(options))
+        return session.Fail(fmt::format("-o {}: this file is read; name another one", Printable(options.output)),
+                            kExitUsage);
+    StandardInput lists(session.environment, session.out);
+    MakingReport making(session);
+    std::vector<std::string> names;
+    for (const std::string& input : options.inputs) {
+        if (input == kStandardInput) {
+            names.push_back(input);
+            continue;
+        }
+        ForEachText(
+            {input}, lists,
+            [&](const std::string& name) {
+                names.push_back(name);
+                return true;
+            },
+            [&](const std::string& mistake) { making.Complain(mistake); });
+    }
+    for (const std::string& name : names)
+        if (!making.ReadFile(name)) break;
+    if (session.environment.IsInterrupted()) return session.Fail("stopped; no report was written", kExitInterrupted);
+    if (!making.HasRead()) return kExitFailed;
+    if (!making.ReadPolicy()) return kExitFailed;
+    return making.Write(options.output);
+}
+
+}  // namespace
+
+RunCommand AddReportCommand(CLI::App& command, Session& session) {
+    const auto options = std::make_shared<ReportOptions>();
+    command
+        .add_option("EVENTS", options->inputs,
+                    "Files that tarnhost --json has printed, packed by gzip or not; @FILE is a list of such files, one "
+                    "a line, - standard input")
+        ->required();
+    command.add_option("-o,--output", options->output, "The page to write; - prints it")->type_name("FILE")->required();
+    command.footer(
+        "The page needs no other file and fetches nothing; any browser shows it. With --policy it also lists the "
+        "entries of that policy that decided nothing.\nA line that is no event is named and left out, and the exit "
+        "code is 1. An event that stands in two of the files counts once.");
+    return [options, &session] { return MakeReportPage(*options, session); };
+}
+
+}  // namespace tarn::host
