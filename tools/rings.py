@@ -49,6 +49,16 @@ def check(tally, name, action):
         say(f'FAILED: {name}')
 
 
+def check_counted(tally, name, action):
+    """Tests of another tool; the action gives how many passed and how many failed."""
+    heading(name)
+    start = time.monotonic()
+    passed, failed = action()
+    tally.passed += passed
+    tally.failed += failed if passed + failed else 1
+    say(f'{name}: {passed} passed, {failed} failed in {time.monotonic() - start:.0f} s')
+
+
 def entries(preset):
     """What CTest would run: name to labels."""
     shown = subprocess.run(['ctest', '--preset', preset, '--show-only=json-v1'], cwd=ROOT, capture_output=True,

@@ -39,6 +39,12 @@ clang-14                             clang-14
 git                                  git
 TABLE
         ;;
+    browser) cat <<'TABLE'
+chromium                             chromium
+node                                 nodejs
+npm                                  npm
+TABLE
+        ;;
     corpus) cat <<'TABLE'
 parallel                             parallel
 /usr/sbin/slurmctld                  slurmctld
@@ -82,7 +88,7 @@ AsRoot() {
     else Fail "Not root, and there is no sudo."; fi
 }
 
-(($#)) || set -- build check package bench
+(($#)) || set -- build check package browser bench
 for purpose in "$@"; do NeedsOf "$purpose" >/dev/null; done
 mapfile -t missing < <(MissingPackages "$@")
 ((${#missing[@]})) || exit 0

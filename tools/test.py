@@ -4,6 +4,7 @@ import json
 import subprocess
 import sys
 
+import browser
 import build
 import rings
 import sources
@@ -39,6 +40,7 @@ def windows_ring(tally):
         if rings.ring(tally, 'windows', 'The library for Windows, under Wine'):
             rings.check(tally, 'No program passes with a Wine that runs nothing', rings.nothing_passes_without_wine)
             python_tests(tally, 'The commands and verdicts that the documents show', 'document_tests')
+            rings.check_counted(tally, 'Pages in a real browser', browser.tests)
             python_tests(tally, 'The package, and the project inside another one', 'package_tests')
             python_tests(tally, 'A corpus of captures on many machines', 'corpus_tests')
             python_tests(tally, 'The events of a fleet', 'fleet_tests')
