@@ -60,6 +60,10 @@ constexpr Command kCommands[] = {
      "  tarnhost report monday.jsonl -o report.html\n"
      "  tarnhost report --policy tarn-policy.toml @events.txt -o report.html\n"
      "  tarnhost replay --json captures | tarnhost report - -o report.html\n"},
+    {"companions", "Check companion modules: exports, records, memory, threads", AddCompanionsCommand,
+     "--map --brief --quiet --color --mode --at --exit-verdict",
+     "  tarnhost companions my-modules\n"
+     "  tarnhost companions --module sitecls.dll --ask bad.example/setup my-modules\n"},
     {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
      "  tarnhost completion bash > tarnhost.bash\n"
      "  tarnhost completion powershell > tarnhost.ps1\n",

@@ -18,6 +18,7 @@
 #include "base/byte_reader.h"
 #include "host/account.h"
 #include "host/capture/transport_view.h"
+#include "host/companion_kit/finding.h"
 #include "host/watch_signals.h"
 
 namespace tarn::host {
@@ -130,6 +131,12 @@ class Environment {
                                                 std::string& mistake) {
         mistake = "nothing can be watched here";
         return nullptr;
+    }
+    // Has the reference modules that this process or one of its children loads read the policy of the options.
+    virtual void UsePolicy(const LibraryOptions& /*options*/) {}
+    // Checks a companion module in a process of its own, which may crash or hang.
+    virtual std::vector<CompanionFinding> CheckCompanion(const CompanionCheck& check) {
+        return {{check.module, "", "cannot be checked here", "nothing is known about it", false}};
     }
     // Until the time is over.
     virtual void Pause(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }

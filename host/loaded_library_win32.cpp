@@ -58,17 +58,6 @@ std::wstring FullPath(const std::wstring& name) {
     return {path.data(), length};
 }
 
-// Names the policy of the options to the modules; the result is the one that they read.
-std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& installFolder) {
-    const std::wstring variable = ToWide(kPolicyVariable);
-    if (!options.policyFile.empty())
-        SetEnvironmentVariableW(variable.c_str(), FullPath(ToWide(options.policyFile)).c_str());
-    std::vector<wchar_t> named(32768);
-    const DWORD length = GetEnvironmentVariableW(variable.c_str(), named.data(), static_cast<DWORD>(named.size()));
-    if (length != 0 && length < named.size()) return FromWide({named.data(), length});
-    return FromWide(installFolder) + std::string(policy::kPolicyFile);
-}
-
 class LoadedLibrary : public Judge {
  public:
     LoadedLibrary() = default;
@@ -277,6 +266,16 @@ std::wstring OwnFolder() {
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
     const std::wstring text(path.data(), length);
     return text.substr(0, text.find_last_of(L'\\') + 1);
+}
+
+std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& installFolder) {
+    const std::wstring variable = ToWide(kPolicyVariable);
+    if (!options.policyFile.empty())
+        SetEnvironmentVariableW(variable.c_str(), FullPath(ToWide(options.policyFile)).c_str());
+    std::vector<wchar_t> named(32768);
+    const DWORD length = GetEnvironmentVariableW(variable.c_str(), named.data(), static_cast<DWORD>(named.size()));
+    if (length != 0 && length < named.size()) return FromWide({named.data(), length});
+    return FromWide(installFolder) + std::string(policy::kPolicyFile);
 }
 
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,

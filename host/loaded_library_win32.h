@@ -16,6 +16,9 @@ std::wstring OwnFolder();
 // In full and with a backslash at its end.
 std::wstring FullFolder(const std::wstring& folder);
 
+// Names the policy of the options to the modules; the result is the one that they read.
+std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& installFolder);
+
 // terminal: told how much of long lists of the policy has been read; null for nobody.
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,
                                                 std::ostream* terminal = nullptr);

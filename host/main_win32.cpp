@@ -1,11 +1,14 @@
 // The program's entry: what the command line needs of Windows.
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <io.h>
 #include <iostream>
 #include <windows.h>
 
 #include "host/command_line.h"
+#include "host/companion_kit/companion_probe_win32.h"
+#include "host/companion_kit/companion_run_win32.h"
 #include "host/interrupt_win32.h"
 #include "host/loaded_library_win32.h"
 #include "host/standard_output_win32.h"
@@ -75,6 +78,13 @@ class WindowsEnvironment : public tarn::host::Environment {
         return tarn::host::WatchFolder(tarn::host::ToWide(folder), wantsInput, mistake);
     }
 
+    void UsePolicy(const tarn::host::LibraryOptions& options) override {
+        if (!options.policyFile.empty()) tarn::host::ChoosePolicy(options, {});
+    }
+    std::vector<tarn::host::CompanionFinding> CheckCompanion(const tarn::host::CompanionCheck& check) override {
+        return tarn::host::RunCompanionCheck(check);
+    }
+
  private:
     tarn::host::StateFolder state_;
     bool isOutputTerminal_ = IsTerminal(stdout);
@@ -85,6 +95,7 @@ class WindowsEnvironment : public tarn::host::Environment {
 }  // namespace
 
 int wmain(int count, wchar_t** values) {
+    if (count == 2 && std::wcscmp(values[1], tarn::host::kProbeArgument) == 0) return tarn::host::RunCompanionProbe();
     SetConsoleOutputCP(CP_UTF8);
     tarn::host::CatchInterrupts();
     std::ios::sync_with_stdio(false);

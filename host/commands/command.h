@@ -85,6 +85,7 @@ RunCommand AddPolicyCommand(CLI::App& command, Session& session);
 RunCommand AddImpactCommand(CLI::App& command, Session& session);
 RunCommand AddTestCommand(CLI::App& command, Session& session);
 RunCommand AddReportCommand(CLI::App& command, Session& session);
+RunCommand AddCompanionsCommand(CLI::App& command, Session& session);
 RunCommand AddCompletionCommand(CLI::App& command, Session& session);
 RunCommand AddManCommand(CLI::App& command, Session& session);
 
