@@ -25,8 +25,7 @@ struct TestOptions {
 class Testing {
  public:
     explicit Testing(const Session& session)
-        : session_(session),
-          report_(session.out, {session.json, session.library.verbose, session.columns}) {}
+        : session_(session), report_(session.out, {session.json, session.library.verbose, session.columns}) {}
 
     // False when the cases of the file could not be asked.
     bool Test(const std::string& name) {

@@ -242,7 +242,8 @@ TEST(IdsRules, TextsNumbersAndSystemsAreChecked) {
     EXPECT_THAT(CheckRecord(record, memory), ElementsAre(Says("99 is no system")));
     systems[2] = TARN_SYSTEM_10_0;
     std::memset(static_cast<void*>(&rules[0].details), 0x41, sizeof rules[0].details);
-    EXPECT_THAT(CheckRecord(record, memory), ElementsAre(Says("rule 1: the details field has no NUL within its 400 units")));
+    EXPECT_THAT(CheckRecord(record, memory),
+                ElementsAre(Says("rule 1: the details field has no NUL within its 400 units")));
 }
 
 TEST(SavedAnswers, CountSlotAndHostsAreChecked) {
