@@ -1,6 +1,7 @@
 // tarnhost replay: runs captures through the URL scan, the packet scan and the SMB monitor.
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <istream>
 #include <memory>
 

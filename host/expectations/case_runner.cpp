@@ -2,7 +2,6 @@
 
 #include <cstring>
 #include <fmt/format.h>
-#include <fstream>
 #include <utility>
 
 #include "base/text.h"
@@ -64,9 +63,9 @@ bool IsSame(const TarnSystemTime& one, const TarnSystemTime& other) {
 
 // The frame of that number; false with the reason in mistake.
 bool ReadFrame(const std::string& file, std::uint64_t number, CapturedFrame& frame, std::string& mistake) {
-    std::ifstream input;
+    CaptureFile input;
     if (!OpenCaptureFile(file, input, mistake)) return false;
-    CaptureReader reader(input);
+    CaptureReader reader(input.stream);
     while (reader.Next(frame))
         if (frame.number == number) return true;
     mistake = reader.Error().empty()
@@ -213,7 +212,8 @@ void CaseRunner::RunFrame(const PolicyCase& one, RanCase& ran) {
     FrameContent content{};
     const std::optional<TransportView> view = ViewTransport(frame.bytes, content);
     FirstAttack report;
-    NotExamined notExamined;
+    UnexaminedCounts counts;
+    UnexaminedLog notExamined(counts, {});
     FrameScan scan(*library, report, {LocalAddress(frame, view, one.isInbound), false}, notExamined);
     scan.NameEntriesBy(&entries_);
     scan.Add(frame, view, content);
@@ -241,12 +241,11 @@ void CaseRunner::RunLogon(const PolicyCase& one, RanCase& ran) {
     LogonJudgement judgement = library->ScanLogonEvent(ComposeLogonEvent(one.event, account, kSessionId));
     for (std::uint32_t i = 0; i < one.ticks; ++i)
         judgement = library->ScanLogonEvent(ComposeLogonEvent(TARN_EVENT_TICK, account, kSessionId));
-    ran.found.verdict = "none";
+    ran.found.verdict = VerdictName(judgement);
     if (!judgement.isValid) {
         ran.found.note = "the library knows no session of the account; a logon comes first";
         return;
     }
-    ran.found.verdict = judgement.verdict.action == TARN_BLOCK ? "refused" : "allowed";
     ran.found.reason = std::uint32_t{judgement.verdict.reason};
     ran.found.reasonText = "parental control";
 }

@@ -49,18 +49,6 @@ bool AreSame(const std::vector<Comparison>& comparisons) {
     return std::all_of(comparisons.begin(), comparisons.end(), [](const Comparison& one) { return one.isSame; });
 }
 
-std::string_view VerdictName(const Judgement& judgement) {
-    if (!judgement.isValid) return "none";
-    switch (judgement.verdict.allow) {
-        case TARN_BLOCK:
-            return "blocked";
-        case TARN_ALLOW:
-            return "allowed";
-        default:
-            return "none";
-    }
-}
-
 std::string DescribeEntry(const std::optional<DecidingEntry>& entry) {
     if (!entry) return {};
     const std::string place = entry->line == 0 ? entry->file : fmt::format("{}:{}", entry->file, entry->line);

@@ -41,8 +41,6 @@ struct Comparison {
 std::vector<Comparison> Compare(const Expectation& expected, const Finding& found);
 bool AreSame(const std::vector<Comparison>& comparisons);
 
-// The verdict of a scan as the events name it.
-std::string_view VerdictName(const Judgement& judgement);
 // "tarn-policy.toml:12 malicious_sites bad.example"; empty without an entry.
 std::string DescribeEntry(const std::optional<DecidingEntry>& entry);
 // Whether these are the words of some reason, whatever their case.

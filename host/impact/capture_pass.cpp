@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fmt/format.h>
-#include <fstream>
 #include <memory>
 
 #include "host/capture_clock.h"
@@ -56,7 +55,7 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
     });
     for (const std::string& capture : inputs.captures) {
         if (!world.mayGoOn()) return end;
-        std::ifstream file;
+        CaptureFile file;
         std::string mistake;
         if (!OpenCaptureFile(capture, file, mistake)) {
             world.complain(mistake);
@@ -65,7 +64,7 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
         std::error_code error;
         const auto size = std::filesystem::file_size(ToPath(capture), error);
         if (world.progress != nullptr) progress = std::make_unique<Progress>(*world.progress, error ? 0 : size);
-        const bool isWhole = replay.Replay(file, FromPath(ToPath(capture).filename()), mistake);
+        const bool isWhole = replay.Replay(file.stream, FromPath(ToPath(capture).filename()), mistake);
         progress.reset();
         if (!isWhole && world.mayGoOn()) world.complain(fmt::format("{}: {}", Printable(capture), mistake));
     }

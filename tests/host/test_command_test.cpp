@@ -24,7 +24,7 @@ constexpr int kFound = 3;
 // With its drive, where there are drives.
 const std::string kCurl = std::filesystem::absolute(TARN_CAPTURE_FOLDER "/http_curl.pcap").generic_string();
 
-Ran Test(FakeMachine& machine, const std::string& cases, std::vector<std::string> options = {}) {
+Ran RunCases(FakeMachine& machine, const std::string& cases, std::vector<std::string> options = {}) {
     const TemporaryFile file("cases.toml", cases);
     options.insert(options.begin(), "test");
     options.push_back(file.Path());
@@ -34,13 +34,14 @@ Ran Test(FakeMachine& machine, const std::string& cases, std::vector<std::string
 TEST(TestCommand, SaysLittleWhenAllIsAsExpected) {
     FakeMachine machine;
     const Ran run =
-        Test(machine, "[[case]]\nurl = \"http://a.example/x\"\nserver = \"192.0.2.7\"\nexpect = \"allowed\"\n");
+        RunCases(machine, "[[case]]\nurl = \"http://a.example/x\"\nserver = \"192.0.2.7\"\nexpect = \"allowed\"\n");
     EXPECT_EQ(run.code, kOk);
     EXPECT_EQ(run.out, "1 case: 1 as expected, 0 different\n");
     EXPECT_THAT(run.errors, IsEmpty());
     ASSERT_THAT(machine.told.scanned, SizeIs(1));
     EXPECT_EQ(FormatIpAddress(machine.told.scanned[0].server.address), "192.0.2.7");
-    const Ran verbose = Test(machine, "[[case]]\nname = \"mine\"\nurl = \"a.example\"\nreason = 26\n", {"--verbose"});
+    const Ran verbose =
+        RunCases(machine, "[[case]]\nname = \"mine\"\nurl = \"a.example\"\nreason = 26\n", {"--verbose"});
     EXPECT_THAT(verbose.out, HasSubstr("ok         mine  (cases.toml:1)"));
 }
 
@@ -48,7 +49,7 @@ TEST(TestCommand, ShowsADifferenceSideBySide) {
     FakeMachine machine;
     machine.told.answer = FakeLibrary::Malicious("Worm", "a.example");
     const Ran run =
-        Test(machine, "[[case]]\nname = \"mine\"\nurl = \"a.example\"\nexpect = \"allowed\"\nreason = 26\n");
+        RunCases(machine, "[[case]]\nname = \"mine\"\nurl = \"a.example\"\nexpect = \"allowed\"\nreason = 26\n");
     EXPECT_EQ(run.code, kFound);
     EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  mine  (cases.toml:1)\n"), HasSubstr("! verdict allowed"),
                                HasSubstr("| blocked\n"), HasSubstr("2 malicious site"), HasSubstr("Worm: a.example"),
@@ -62,8 +63,8 @@ TEST(TestCommand, NamesTheEntryThatDecided) {
         "p.toml",
         "features.browsing_protection = true\n[[malicious_sites]]\nhost = \"bad.example\"\nthreat = \"Worm\"\n");
     const auto test = [&](const std::string& entry) {
-        return Test(machine, "[[case]]\nurl = \"http://bad.example/\"\nentry = \"" + entry + "\"\n",
-                    {"--policy", policy.Path()});
+        return RunCases(machine, "[[case]]\nurl = \"http://bad.example/\"\nentry = \"" + entry + "\"\n",
+                        {"--policy", policy.Path()});
     };
     for (const char* entry : {"p.toml:2", "malicious_sites", "bad.example", "malicious_sites/bad.example"})
         EXPECT_EQ(test(entry).code, kOk) << entry;
@@ -78,13 +79,13 @@ TEST(TestCommand, GivesEachCaseALibraryOfItsOwnUnlessTogether) {
     const std::string cases =
         "[[case]]\nurl = \"a.example\"\nexpect = \"allowed\"\nat = \"21:30\"\n[[case]]\nurl = \"b.example\"\nexpect = "
         "\"allowed\"\n";
-    EXPECT_EQ(Test(machine, cases).code, kOk);
+    EXPECT_EQ(RunCases(machine, cases).code, kOk);
     ASSERT_THAT(machine.opened, SizeIs(2));
     ASSERT_TRUE(machine.opened[0].clock && machine.opened[1].clock);
     EXPECT_EQ(+machine.opened[0].clock->hour, 21);
     EXPECT_EQ(+machine.opened[1].clock->hour, 14);  // the machine's
     machine.opened.clear();
-    EXPECT_EQ(Test(machine, "together = true\n" + cases).code, kOk);
+    EXPECT_EQ(RunCases(machine, "together = true\n" + cases).code, kOk);
     EXPECT_THAT(machine.opened, SizeIs(1));
     EXPECT_THAT(machine.told.clock, ElementsAre("2026-05-16 14:30"));
     EXPECT_THAT(machine.told.notices, SizeIs(1));
@@ -93,21 +94,21 @@ TEST(TestCommand, GivesEachCaseALibraryOfItsOwnUnlessTogether) {
 TEST(TestCommand, TakesNoOtherAccountForTheOneThatAsks) {
     FakeMachine machine;
     machine.accounts["me"] = machine.accounts[""];
-    EXPECT_EQ(Test(machine, "[[case]]\nurl = \"a\"\naccount = \"me\"\nexpect = \"allowed\"\n").code, kOk);
-    const Ran other = Test(machine, "[[case]]\nurl = \"a\"\naccount = \"anna\"\nexpect = \"allowed\"\n");
+    EXPECT_EQ(RunCases(machine, "[[case]]\nurl = \"a\"\naccount = \"me\"\nexpect = \"allowed\"\n").code, kOk);
+    const Ran other = RunCases(machine, "[[case]]\nurl = \"a\"\naccount = \"anna\"\nexpect = \"allowed\"\n");
     EXPECT_EQ(other.code, kFailed);
     EXPECT_THAT(other.out, AllOf(HasSubstr("FAILED"), HasSubstr("run tarnhost as \"anna\""),
                                  HasSubstr("0 as expected, 0 different, 1 could not be asked")));
-    const Ran nobody = Test(machine, "[[case]]\nurl = \"a\"\naccount = \"nobody\"\nexpect = \"allowed\"\n");
+    const Ran nobody = RunCases(machine, "[[case]]\nurl = \"a\"\naccount = \"nobody\"\nexpect = \"allowed\"\n");
     EXPECT_EQ(nobody.code, kFailed);
     EXPECT_THAT(nobody.out, HasSubstr("no user account \"nobody\""));
 }
 
 TEST(TestCommand, AFailureCountsMoreThanADifference) {
     FakeMachine machine;
-    EXPECT_EQ(Test(machine,
-                   "[[case]]\nurl = \"a\"\nexpect = \"blocked\"\n[[case]]\nurl = \"ftp://a\"\nexpect = "
-                   "\"allowed\"\n")
+    EXPECT_EQ(RunCases(machine,
+                       "[[case]]\nurl = \"a\"\nexpect = \"blocked\"\n[[case]]\nurl = \"ftp://a\"\nexpect = "
+                       "\"allowed\"\n")
                   .code,
               kFailed);
 }
@@ -117,16 +118,17 @@ TEST(TestCommand, ReportsLogonsOfAnAccount) {
     machine.told.onLogon = [&](const LogonEvent& event) {
         return ToldLibrary::Logon(event.eventCode == TARN_EVENT_TICK ? TARN_BLOCK : TARN_ALLOW);
     };
-    EXPECT_EQ(Test(machine,
-                   "[[case]]\nlogon = { account = \"anna\" }\nexpect = \"allowed\"\nreason = \"parental "
-                   "control\"\n")
+    EXPECT_EQ(RunCases(machine,
+                       "[[case]]\nlogon = { account = \"anna\" }\nexpect = \"allowed\"\nreason = \"parental "
+                       "control\"\n")
                   .code,
               kOk);
-    EXPECT_EQ(Test(machine, "[[case]]\nlogon = { account = \"anna\", ticks = 2 }\nexpect = \"refused\"\n").code, kOk);
+    EXPECT_EQ(RunCases(machine, "[[case]]\nlogon = { account = \"anna\", ticks = 2 }\nexpect = \"refused\"\n").code,
+              kOk);
     EXPECT_THAT(machine.told.events, SizeIs(4));
-    EXPECT_EQ(Test(machine, "[[case]]\nlogon = { account = \"nobody\" }\nexpect = \"refused\"\n").code, kFailed);
+    EXPECT_EQ(RunCases(machine, "[[case]]\nlogon = { account = \"nobody\" }\nexpect = \"refused\"\n").code, kFailed);
     machine.told.onLogon = [](const LogonEvent&) { return LogonJudgement{}; };
-    EXPECT_EQ(Test(machine, "[[case]]\nlogon = {}\nexpect = \"none\"\n").code, kOk);
+    EXPECT_EQ(RunCases(machine, "[[case]]\nlogon = {}\nexpect = \"none\"\n").code, kOk);
 }
 
 TEST(TestCommand, JudgesRequestsExtensionsAndFrames) {
@@ -138,11 +140,11 @@ TEST(TestCommand, JudgesRequestsExtensionsAndFrames) {
         return verdict;
     };
     const Ran run =
-        Test(machine,
-             "[[case]]\nrequest = { text = \"GET / HTTP/1.1\\r\\nHost: a.example\\r\\n\\r\\n\" }\nexpect = "
-             "\"allowed\"\n[[case]]\nextension = \"https://b.example/\"\nexpect = \"allowed\"\n[[case]]\nframe = { "
-             "capture = \"" +
-                 kCurl + "\", frame = 4 }\nexpect = \"blocked\"\nreason = 31\n");
+        RunCases(machine,
+                 "[[case]]\nrequest = { text = \"GET / HTTP/1.1\\r\\nHost: a.example\\r\\n\\r\\n\" }\nexpect = "
+                 "\"allowed\"\n[[case]]\nextension = \"https://b.example/\"\nexpect = \"allowed\"\n[[case]]\nframe = { "
+                 "capture = \"" +
+                     kCurl + "\", frame = 4 }\nexpect = \"blocked\"\nreason = 31\n");
     EXPECT_EQ(run.code, kOk) << run.out;
     ASSERT_THAT(machine.told.scanned, SizeIs(1));
     EXPECT_EQ(machine.told.scanned[0].kind, TARN_KIND_HTTP);
@@ -155,28 +157,29 @@ TEST(TestCommand, JudgesRequestsExtensionsAndFrames) {
 
 TEST(TestCommand, AFrameThatIsNotThereIsAFailure) {
     FakeMachine machine;
-    const Ran run = Test(machine, "[[case]]\nframe = { capture = \"" + kCurl +
-                                      "\", frame = 99999 }\nexpect = \"none\"\n[[case]]\nframe = { capture = "
-                                      "\"nowhere.pcap\", frame = 1 }\nexpect = \"none\"\n");
+    const Ran run = RunCases(machine, "[[case]]\nframe = { capture = \"" + kCurl +
+                                          "\", frame = 99999 }\nexpect = \"none\"\n[[case]]\nframe = { capture = "
+                                          "\"nowhere.pcap\", frame = 1 }\nexpect = \"none\"\n");
     EXPECT_EQ(run.code, kFailed);
     EXPECT_THAT(run.out, AllOf(HasSubstr("no frame 99999"), HasSubstr("2 could not be asked")));
 }
 
 TEST(TestCommand, AWrongFileOrPolicyAsksNothing) {
     FakeMachine machine;
-    const Ran wrong = Test(machine, "[[case]]\nurl = \"a\"\nexpect = \"yes\"\n");
+    const Ran wrong = RunCases(machine, "[[case]]\nurl = \"a\"\nexpect = \"yes\"\n");
     EXPECT_EQ(wrong.code, kFailed);
     EXPECT_THAT(wrong.errors, HasSubstr("cases.toml:3:10: expect is \"yes\""));
     const TemporaryFile bad("bad.toml", "features.nonsense = true\n");
-    const Ran policy = Test(machine, "[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n", {"--policy", bad.Path()});
+    const Ran policy = RunCases(machine, "[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n", {"--policy", bad.Path()});
     EXPECT_EQ(policy.code, kFailed);
     EXPECT_THAT(policy.errors, HasSubstr("unknown key \"nonsense\""));
-    EXPECT_EQ(Test(machine, "policy = \"nowhere.toml\"\n[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n").code, kFailed);
+    EXPECT_EQ(RunCases(machine, "policy = \"nowhere.toml\"\n[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n").code,
+              kFailed);
     EXPECT_THAT(machine.opened, IsEmpty());
     EXPECT_EQ(RunWith(machine, {"test", "nowhere/cases.toml"}).code, kFailed);
     EXPECT_EQ(RunWith(machine, {"test"}).code, kUsage);
     machine.whyNot = "the library is away";
-    const Ran away = Test(machine, "[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n");
+    const Ran away = RunCases(machine, "[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n");
     EXPECT_EQ(away.code, kFailed);
     EXPECT_THAT(away.out, HasSubstr("not judged: the library is away"));
 }
@@ -185,8 +188,8 @@ TEST(TestCommand, WritesJsonAndJunit) {
     FakeMachine machine;
     machine.told.answer = FakeLibrary::Malicious("Worm", "a.example");
     const TemporaryFile junit("out.xml", "");
-    const Ran run = Test(machine, "[[case]]\nname = \"x\"\nurl = \"a\"\nexpect = \"allowed\"\n",
-                         {"--json", "--junit", junit.Path()});
+    const Ran run = RunCases(machine, "[[case]]\nname = \"x\"\nurl = \"a\"\nexpect = \"allowed\"\n",
+                             {"--json", "--junit", junit.Path()});
     EXPECT_EQ(run.code, kFound);
     const auto lines = JsonLines(run.out);
     ASSERT_THAT(lines, SizeIs(2));
@@ -202,8 +205,9 @@ TEST(TestCommand, WritesJsonAndJunit) {
     const std::string xml{std::istreambuf_iterator<char>(input), {}};
     EXPECT_THAT(xml, AllOf(HasSubstr("failures=\"1\" errors=\"0\""), HasSubstr("name=\"x\" file=\"cases.toml\""),
                            HasSubstr("! verdict allowed"), Not(HasSubstr("<error"))));
-    EXPECT_EQ(Test(machine, "[[case]]\nurl = \"a\"\nexpect = \"blocked\"\n", {"--junit", "no-folder/x/out.xml"}).code,
-              kFailed);
+    EXPECT_EQ(
+        RunCases(machine, "[[case]]\nurl = \"a\"\nexpect = \"blocked\"\n", {"--junit", "no-folder/x/out.xml"}).code,
+        kFailed);
 }
 
 }  // namespace
