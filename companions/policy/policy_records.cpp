@@ -16,12 +16,6 @@ void Put(char (&field)[N], std::string_view text) {
     base::CopyText(field, N, text);
 }
 
-char* CopyOf(std::string_view text) {
-    char* copy = AllocateArray<char>(text.size() + 1);
-    if (copy != nullptr) std::memcpy(copy, text.data(), text.size());
-    return copy;
-}
-
 // A chain of nodes in the order of items; fill writes one. False leaves what was made for the release.
 template <class Node, class Items, class Fill>
 bool BuildChain(const Items& items, Node*& first, Fill&& fill) {
@@ -84,6 +78,30 @@ std::vector<HashedSite<Site>> ByHash(const std::vector<Site>& sites) {
     return order;
 }
 
+// The entries of such a list and, behind them, their hosts: one block, for a million small ones take their time.
+template <class Entry, class Site>
+class EntriesWithHosts {
+ public:
+    explicit EntriesWithHosts(const std::vector<HashedSite<Site>>& order) {
+        std::size_t size = order.size() * sizeof(Entry);
+        for (const HashedSite<Site>& one : order) size += one.site->host.size() + 1;
+        entries = reinterpret_cast<Entry*>(AllocateBlock(1, size));
+        next_ = reinterpret_cast<char*>(entries + (entries != nullptr ? order.size() : 0));
+    }
+    // Each host once, in the order of the entries.
+    char* Copy(const std::string& host) {
+        char* const copy = next_;
+        std::memcpy(copy, host.c_str(), host.size() + 1);
+        next_ += host.size() + 1;
+        return copy;
+    }
+
+    Entry* entries;
+
+ private:
+    char* next_;
+};
+
 }  // namespace
 
 bool BuildUrlList(const std::vector<ListedText>& entries, UrlListRecord& record) {
@@ -105,7 +123,8 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
     record = {};
     const auto order = ByHash(policy.maliciousSites);
     if (order.empty()) return true;
-    record.entries = AllocateArray<ThreatSiteEntry>(order.size());
+    EntriesWithHosts<ThreatSiteEntry, MaliciousSite> room(order);
+    record.entries = room.entries;
     bool complete = record.entries != nullptr;
     std::vector<ThreatNode*> shared(policy.listThreats.size());  // by list: a million sites need not have each its own
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
@@ -113,7 +132,7 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
         ThreatSiteEntry& entry = record.entries[record.count++];
         entry.wholeSite = site.wholeSite ? 1 : 0;
         entry.hash = order[i].hash;
-        entry.host = CopyOf(site.host);
+        entry.host = room.Copy(site.host);
         ThreatNode* threats = nullptr;
         complete = BuildChain(site.threats, threats, [](const Threat& threat, ThreatNode& node) {
             Put(node.name, threat.name);
@@ -130,7 +149,6 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
             threats = node;
         }
         entry.threats = threats;
-        complete = complete && entry.host != nullptr;
     }
     if (!complete) ReleaseThreatSites(record);
     return complete;
@@ -138,7 +156,6 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
 
 void ReleaseThreatSites(ThreatSiteList& record) {
     for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i) {
-        ReleaseBlock(record.entries[i].host);
         ThreatNode* threats = record.entries[i].threats;
         if (threats == nullptr || !IsShared(*threats) || CountSharers(*threats, -1) == 0)
             ReleaseChain<ThreatNode>(threats);
@@ -151,29 +168,27 @@ bool BuildPhishingSites(const Policy& policy, PhishingSiteList& record) {
     record = {};
     const auto order = ByHash(policy.phishingSites);
     if (order.empty()) return true;
-    record.entries = AllocateArray<PhishingSiteEntry>(order.size());
+    EntriesWithHosts<PhishingSiteEntry, PhishingSite> room(order);
+    record.entries = room.entries;
     bool complete = record.entries != nullptr;
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
         const PhishingSite& site = *order[i].site;
         PhishingSiteEntry& entry = record.entries[record.count++];
         entry.wholeSite = site.wholeSite ? 1 : 0;
         entry.hash = order[i].hash;
-        entry.host = CopyOf(site.host);
+        entry.host = room.Copy(site.host);
         PathListNode* paths = nullptr;
         complete = BuildChain(site.paths, paths,
                               [](const ListedText& path, PathListNode& node) { Put(node.path, path.text); });
         entry.paths = paths;
-        complete = complete && entry.host != nullptr;
     }
     if (!complete) ReleasePhishingSites(record);
     return complete;
 }
 
 void ReleasePhishingSites(PhishingSiteList& record) {
-    for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i) {
-        ReleaseBlock(record.entries[i].host);
+    for (std::uint32_t i = 0; record.entries != nullptr && i < record.count; ++i)
         ReleaseChain<PathListNode>(record.entries[i].paths);
-    }
     ReleaseBlock(record.entries);
     record = {};
 }
