@@ -12,7 +12,6 @@ namespace {
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr std::uint64_t kStart = std::uint64_t{1'000'000} * PolicyStore::kMillisecond;
 
