@@ -37,6 +37,11 @@ constexpr Command kCommands[] = {
      "  tarnhost replay --json - < monday.pcap.gz\n"},
     {"extension", "Judge URLs as a browser's extension reports them", AddExtensionCommand,
      "--map --brief --quiet --color", "  tarnhost extension https://shop.example/basket?id=7\n"},
+    {"explain", "Explain why URLs are judged as they are", AddExplainCommand,
+     "--map --brief --quiet --color --keep-state",
+     "  tarnhost explain http://games.example/play\n"
+     "  tarnhost explain --at 21:30 https://shop.example/\n"
+     "  tarnhost explain --json --extension https://shop.example/basket?id=7\n"},
     {"logon", "Say whether an account may use the machine now", AddLogonCommand, "--map --brief --quiet --color",
      "  tarnhost logon --user anna --at 21:30\n"
      "  tarnhost logon --user anna --ticks 70 --keep-state minutes\n"},

@@ -78,6 +78,7 @@ std::string_view OptionsWithoutUse(std::string_view command);
 
 RunCommand AddUrlCommand(CLI::App& command, Session& session);
 RunCommand AddReplayCommand(CLI::App& command, Session& session);
+RunCommand AddExplainCommand(CLI::App& command, Session& session);
 RunCommand AddExtensionCommand(CLI::App& command, Session& session);
 RunCommand AddLogonCommand(CLI::App& command, Session& session);
 RunCommand AddWatchCommand(CLI::App& command, Session& session);

@@ -1,0 +1,17 @@
+// Whether a weekly schedule of the policy lets the web be used at a time.
+// The library's own clock and thread are not known here.
+#ifndef TARN_HOST_EXPLAIN_WEEK_TIMES_H
+#define TARN_HOST_EXPLAIN_WEEK_TIMES_H
+
+#include "tarn/records.h"
+
+#include "policy/policy.h"
+
+namespace tarn::host {
+
+// Times of a day that are not in ascending order count as docs/policy.md warns: some are lost.
+bool IsAllowedTime(const policy::ParentalUser& user, const TarnSystemTime& now);
+
+}  // namespace tarn::host
+
+#endif

@@ -1,0 +1,150 @@
+// What tarnhost explain prints, with a library that goes by the text of the policy it is opened with.
+#include <gmock/gmock.h>
+
+#include "host/fake_environment.h"
+#include "host/policy_file.h"
+#include "host/temporary_file.h"
+
+namespace tarn::host {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr const char* kPolicy = R"([features]
+browsing_protection = true
+[white_lists]
+user = ["shop.example/sale"]
+[[malicious_sites]]
+host = "evil.example"
+[[sites]]
+address = "evil.example"
+categories = [2]
+[parental]
+mode = 1
+[[parental.users]]
+)";
+
+// Blocks evil.example as the policies of these tests want it blocked.
+class PolicyEnvironment : public FakeEnvironment {
+ public:
+    std::unique_ptr<Judge> OpenLibrary(const LibraryOptions& options, std::string& mistake) override {
+        const std::string text = ReadPolicyText(PolicyPath(*this, options)).value_or("");
+        policies.push_back(text);
+        library.answer = FakeLibrary::Allowed();
+        if (isStubborn || text.find("host = \"evil.example\"") != std::string::npos)
+            library.answer = FakeLibrary::Malicious("", "evil.example/x");
+        else if (text.find("address = \"evil.example\"") != std::string::npos)
+            library.answer.verdict = BlockedBy(TARN_REASON_MALICIOUS_CATEGORY);
+        return FakeEnvironment::OpenLibrary(options, mistake);
+    }
+    static UrlVerdict BlockedBy(std::uint32_t reason) {
+        UrlVerdict verdict{};
+        verdict.allow = TARN_BLOCK;
+        verdict.reason = reason;
+        return verdict;
+    }
+
+    bool isStubborn = false;            // blocks whatever the policy says
+    std::vector<std::string> policies;  // that it was opened with
+};
+
+class ExplainCommand : public testing::Test {
+ protected:
+    ExplainCommand() { environment.variables["TARN_POLICY_FILE"] = file.Path(); }
+
+    TemporaryFile file{"policy.toml", kPolicy};
+    PolicyEnvironment environment;
+};
+
+TEST_F(ExplainCommand, NamesTheStepThatDecidedAndProvesIt) {
+    const Ran run = RunWith(environment, {"explain", "http://evil.example/x"});
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_THAT(run.out, HasSubstr("http://evil.example/x  BLOCKED 2 malicious site\n"));
+    EXPECT_THAT(run.out, HasSubstr("   2 internal white list     not listed\n"));
+    EXPECT_THAT(run.out, HasSubstr("   9 malicious list          tarn-policy.toml:5  evil.example  <- decided\n"));
+    EXPECT_THAT(run.out, HasSubstr("not asked: malicious list decided by line 5\n"));
+    EXPECT_THAT(run.out, HasSubstr("tarn-policy.toml:7  sites  evil.example\n"));
+    EXPECT_THAT(run.out, HasSubstr("  proved: without line 5 the library says: BLOCKED 1 malicious category\n"));
+    EXPECT_THAT(run.out, HasSubstr("  proved: without lines 5 and 7 the library says: allowed 26 no rule decided\n"));
+    EXPECT_THAT(run.out, HasSubstr("[white_lists]\n    user = [\"evil.example/x\"]\n"));
+    ASSERT_THAT(environment.policies, SizeIs(3));
+    EXPECT_EQ(environment.policies[0], kPolicy);
+    EXPECT_THAT(environment.policies[1], AllOf(Not(HasSubstr("host = ")), HasSubstr("address = ")));
+    EXPECT_THAT(environment.policies[2], AllOf(Not(HasSubstr("evil")), HasSubstr("mode = 1")));
+}
+
+TEST_F(ExplainCommand, TextFitsEightyColumns) {
+    const Ran run = RunWith(environment, {"explain", "--columns", "80", "http://evil.example/x"});
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80u) << line;
+}
+
+TEST_F(ExplainCommand, JsonHasTheSameAsOneObject) {
+    const Ran run = RunWith(environment, {"explain", "--json", "http://evil.example/x"});
+    const auto lines = JsonLines(run.out);
+    ASSERT_THAT(lines, SizeIs(1));
+    const auto& line = lines[0];
+    EXPECT_EQ(line["type"], "explain");
+    EXPECT_EQ(line["version"], 1);
+    EXPECT_EQ(line["verdict"], "blocked");
+    EXPECT_EQ(line["reason"], 2);
+    EXPECT_EQ(line["agrees"], true);
+    EXPECT_EQ(line["entry"]["line"], 5);
+    EXPECT_EQ(line["entry"]["list"], "malicious_sites");
+    ASSERT_THAT(line["steps"], SizeIs(16));
+    EXPECT_EQ(line["steps"][8]["found"], "decided");
+    EXPECT_EQ(line["steps"][9]["found"], "not_asked");
+    ASSERT_THAT(line["proofs"], SizeIs(2));
+    EXPECT_EQ(line["proofs"][0]["state"], "proved");
+    EXPECT_EQ(line["proofs"][1]["answer"]["verdict"], "allowed");
+    EXPECT_EQ(line["remedy"]["to"], "allow");
+    ASSERT_THAT(line["named"], SizeIs(2));
+}
+
+TEST_F(ExplainCommand, ALibraryThatContradictsIsNotExplainedAway) {
+    environment.isStubborn = true;
+    const Ran proof = RunWith(environment, {"explain", "http://evil.example/x"});
+    EXPECT_EQ(proof.code, 1);
+    EXPECT_THAT(proof.out, HasSubstr("NOT SO: without line 5 the library says: BLOCKED 2 malicious site"));
+    EXPECT_THAT(proof.errors, HasSubstr("contradicts"));
+    const Ran verdict = RunWith(environment, {"explain", "http://other.example/"});
+    EXPECT_EQ(verdict.code, 1);
+    EXPECT_THAT(verdict.out, HasSubstr("the policy alone does not explain that"));
+}
+
+TEST_F(ExplainCommand, APrivateAddressEndsTheScan) {
+    file.Write(std::string(kPolicy).replace(std::string(kPolicy).find("host = \"evil"), 21, "host = \"bad.example\" "));
+    environment.variables["TARN_POLICY_FILE"] = file.Path();
+    const Ran run = RunWith(environment, {"explain", "--server", "10.0.0.5", "http://bad.example/"});
+    EXPECT_EQ(run.code, 0) << run.errors;
+    EXPECT_THAT(run.out, HasSubstr("private address         10.0.0.5 is a private address  <- decided\n"));
+    EXPECT_THAT(run.out, HasSubstr("not asked: private address decided\n"));
+    EXPECT_THAT(run.out, HasSubstr("malicious_sites  bad.example"));
+    EXPECT_THAT(run.out, Not(HasSubstr("proved")));
+}
+
+TEST_F(ExplainCommand, WhatIsAllowedSaysHowToBlockIt) {
+    const Ran run = RunWith(environment, {"explain", "http://www.other.example/a"});
+    EXPECT_THAT(run.out, HasSubstr("no entry of the policy names it\n"));
+    EXPECT_THAT(run.out, HasSubstr("to block it, at the end of the policy:\n    [[malicious_sites]]\n    host = "
+                                   "\"other.example\"\n"));
+}
+
+TEST_F(ExplainCommand, MistakesOfUseAndWithoutAPolicy) {
+    EXPECT_EQ(RunWith(environment, {"explain", "mailto:me@a.example"}).code, 2);
+    EXPECT_EQ(RunWith(environment, {"explain", "--server", "x", "http://a.example/"}).code, 2);
+    EXPECT_EQ(RunWith(environment, {"explain", "--extension", "http://a.example/"}).code, 2);
+    environment.variables["TARN_POLICY_FILE"] = file.Path() + ".none";
+    const Ran run = RunWith(environment, {"explain", "http://a.example/"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, HasSubstr("there is nothing to explain by"));
+}
+
+}  // namespace
+}  // namespace tarn::host
