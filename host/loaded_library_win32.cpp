@@ -69,8 +69,8 @@ class LoadedLibrary : public Judge {
     LoadedLibrary(const LoadedLibrary&) = delete;
     LoadedLibrary& operator=(const LoadedLibrary&) = delete;
 
-    bool Open(const LibraryOptions& options, std::string& mistake, std::ostream* terminal) {
-        const std::wstring ownFolder = OwnFolder();
+    bool Open(const std::wstring& ownFolder, const LibraryOptions& options, std::string& mistake,
+              std::ostream* terminal) {
         const std::wstring installFolder = ChooseInstallFolder(options, ownFolder, mistake);
         if (installFolder.empty()) return false;
         // The modules would start without it and switch everything off.
@@ -280,8 +280,13 @@ std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& inst
 
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,
                                                 std::ostream* terminal) {
+    return LoadLibraryFrom(OwnFolder(), options, mistake, terminal);
+}
+
+std::unique_ptr<Judge> LoadLibraryFrom(const std::wstring& folder, const LibraryOptions& options, std::string& mistake,
+                                       std::ostream* terminal) {
     auto library = std::make_unique<LoadedLibrary>();
-    if (!library->Open(options, mistake, terminal)) return nullptr;
+    if (!library->Open(folder, options, mistake, terminal)) return nullptr;
     return library;
 }
 

@@ -22,6 +22,9 @@ std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& inst
 // terminal: told how much of long lists of the policy has been read; null for nobody.
 std::unique_ptr<Judge> LoadLibraryFromOwnFolder(const LibraryOptions& options, std::string& mistake,
                                                 std::ostream* terminal = nullptr);
+// The same from another folder, with a backslash at its end.
+std::unique_ptr<Judge> LoadLibraryFrom(const std::wstring& folder, const LibraryOptions& options, std::string& mistake,
+                                       std::ostream* terminal = nullptr);
 
 }  // namespace tarn::host
 

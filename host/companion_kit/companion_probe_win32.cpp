@@ -155,7 +155,7 @@ bool HasAllExports(const Probe& probe, HMODULE module, Calls& calls, std::string
 }
 
 std::string WhyNotLoaded(DWORD error) {
-    if (error == ERROR_BAD_EXE_FORMAT || error == ERROR_INVALID_IMAGE_HASH)
+    if (error == ERROR_BAD_EXE_FORMAT)
         return fmt::format("cannot be loaded (error {}): it is no whole 64-bit DLL", error);
     if (error == ERROR_MOD_NOT_FOUND)
         return fmt::format("cannot be loaded (error {}): a DLL that it needs is missing", error);
@@ -201,8 +201,8 @@ int RunCompanionProbe() {
         report.Calling("its neighbour " + neighbour);
         LoadLibraryExW(ToWide(check.folder + neighbour).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     }
-#define TARN_PROBE(module, file, functions) \
-    if (facts->file == file) ProbeFile<module##Calls>(check, *facts, report);
+#define TARN_PROBE(module, name, functions) \
+    if (facts->file == name) ProbeFile<module##Calls>(check, *facts, report);
     TARN_COMPANION_FILES(TARN_PROBE)
 #undef TARN_PROBE
     report.End();
