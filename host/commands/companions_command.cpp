@@ -1,13 +1,12 @@
 // tarnhost companions: checks the companion modules of a folder as the library would use them.
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "host/commands/command.h"
 #include "host/companion_kit/module_facts.h"
+#include "host/event.h"
 #include "host/file_path.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
@@ -38,15 +37,6 @@ std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-void PrintJson(const Session& session, nlohmann::ordered_json line) {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto written = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
-    nlohmann::ordered_json whole{
-        {"type", line["type"]}, {"version", 1}, {"written", FormatTime(static_cast<std::uint64_t>(written))}};
-    whole.update(line);
-    session.out << whole.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
-}
-
 // What concerns a module as a whole is always told.
 bool IsHidden(const CompanionFinding& finding, const Session& session) {
     return finding.isNote && !finding.function.empty() && !session.library.verbose;
@@ -54,13 +44,13 @@ bool IsHidden(const CompanionFinding& finding, const Session& session) {
 
 void Print(const Session& session, const CompanionFinding& finding) {
     if (session.json) {
-        PrintJson(session, {{"type", "companion"},
-                            {"module", finding.module},
-                            {"export", finding.function},
-                            {"level", finding.isNote ? "note" : "finding"},
-                            {"finding", finding.text},
-                            {"consequence", finding.consequence}});
-        return;
+        Event event = BeginEvent("companion");
+        event["module"] = finding.module;
+        event["export"] = finding.function;
+        event["level"] = finding.isNote ? "note" : "finding";
+        event["finding"] = finding.text;
+        event["consequence"] = finding.consequence;
+        return WriteEvent(event, session.out);
     }
     if (IsHidden(finding, session)) return;
     session.out << fmt::format("{}{}{}: {}{}; {}\n", finding.module, finding.function.empty() ? "" : " ",
@@ -119,12 +109,12 @@ Totals CheckAll(const CompanionOptions& options, const std::string& folder, cons
 void PrintTotals(const CompanionOptions& options, const std::string& folder, const Totals& totals,
                  const Session& session) {
     if (session.json) {
-        PrintJson(session, {{"type", "stats"},
-                            {"folder", folder},
-                            {"modules", totals.modules},
-                            {"findings", totals.findings},
-                            {"notes", totals.notes}});
-        return;
+        Event event = BeginEvent("companions");
+        event["folder"] = folder;
+        event["modules"] = totals.modules;
+        event["findings"] = totals.findings;
+        event["notes"] = totals.notes;
+        return WriteEvent(event, session.out);
     }
     session.out << fmt::format("{}: {}, {}\n", Printable(folder), Counted(totals.modules, "module"),
                                totals.findings == 0 ? "nothing found" : Counted(totals.findings, "finding"));

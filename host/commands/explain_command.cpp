@@ -1,11 +1,11 @@
 // tarnhost explain: why URLs are judged as they are, by the policy, and proved by asking the library again.
-#include <chrono>
 #include <fmt/format.h>
 #include <memory>
 
 #include "base/text.h"
 #include "host/commands/command.h"
 #include "host/composed_request.h"
+#include "host/event.h"
 #include "host/explain/explanation_report.h"
 #include "host/explain/proof.h"
 #include "host/explain/variant_library.h"
@@ -150,14 +150,9 @@ class Explaining {
             PrintExplanation(explanation, session_.out);
             return;
         }
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        nlohmann::ordered_json line{
-            {"type", "explain"},
-            {"version", 1},
-            {"written", FormatTime(static_cast<std::uint64_t>(
-                            std::chrono::duration_cast<std::chrono::nanoseconds>(now).count()))}};
-        line.update(JsonOf(explanation));
-        session_.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+        Event event = BeginEvent("explain");
+        event.update(JsonOf(explanation));
+        WriteEvent(event, session_.out);
     }
 
     const Session& session_;

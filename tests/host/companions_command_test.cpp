@@ -109,7 +109,7 @@ TEST(CompanionsCommand, JsonHasOneEventForEachFindingAndTheTotals) {
                                         {"finding", "entry 3 has no NUL"},
                                         {"consequence", "the last character counts"}}));
     EXPECT_EQ(lines[1]["level"], "note");
-    EXPECT_EQ(lines[2]["type"], "stats");
+    EXPECT_EQ(lines[2]["type"], "companions");
     EXPECT_EQ(lines[2]["modules"], 1);
     EXPECT_EQ(lines[2]["findings"], 1);
     EXPECT_EQ(lines[2]["notes"], 1);

@@ -68,7 +68,7 @@ TEST(CompanionsInstalled, TheReferenceModulesHaveNoFinding) {
     EXPECT_THAT(Found(run), IsEmpty());
     const auto lines = run.Json();
     ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back()["type"], "stats");
+    EXPECT_EQ(lines.back()["type"], "companions");
     EXPECT_EQ(lines.back()["modules"], 9);
 }
 
