@@ -32,7 +32,7 @@ void ReadValue(const CLI::Option& option, OptionShape& shape) {
     const std::string name = option.get_positional() ? option.get_name(true) : shape.value;
     shape.kind = ValueKind::kOther;
     if (name == "FOLDER") shape.kind = ValueKind::kFolder;
-    if (name == "FILE" || name == "CAPTURE") shape.kind = ValueKind::kFile;
+    if (name == "FILE" || name == "CAPTURE" || name == "EVENTS") shape.kind = ValueKind::kFile;
 }
 
 OptionShape ShapeOf(const CLI::Option& option) {

@@ -36,7 +36,7 @@ class MakingReport {
 
     // False when there is nothing more to do.
     bool ReadFile(const std::string& name) {
-        if (name == kStandardInput) return Read(name);
+        if (name == kStandardInput) return ReadStandardInput();
         const fs::path path = ToPath(name);
         std::error_code ignored;
         std::ifstream file(path, std::ios::binary);
@@ -96,10 +96,11 @@ class MakingReport {
         return inputs_.problemCount == 0 ? kExitOk : kExitFailed;
     }
 
+    [[nodiscard]] StandardInput& Input() { return input_; }
     [[nodiscard]] bool HasRead() const { return !inputs_.names.empty(); }
 
  private:
-    bool Read(const std::string&) {
+    bool ReadStandardInput() {
         std::string mistake;
         std::istream* const input = input_.Open(mistake);
         if (input == nullptr)
@@ -143,7 +144,6 @@ int MakeReportPage(const ReportOptions& options, const Session& session) {
     if (options.output != kStandardInput && IsInput(options))
         return session.Fail(fmt::format("-o {}: this file is read; name another one", Printable(options.output)),
                             kExitUsage);
-    StandardInput lists(session.environment, session.out);
     MakingReport making(session);
     std::vector<std::string> names;
     for (const std::string& input : options.inputs) {
@@ -152,7 +152,7 @@ int MakeReportPage(const ReportOptions& options, const Session& session) {
             continue;
         }
         ForEachText(
-            {input}, lists,
+            {input}, making.Input(),
             [&](const std::string& name) {
                 names.push_back(name);
                 return true;

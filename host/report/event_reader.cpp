@@ -2,6 +2,7 @@
 
 #include <array>
 #include <fmt/format.h>
+#include <utility>
 
 #include "host/printable_text.h"
 #include "host/report/event_fields.h"
@@ -80,7 +81,7 @@ std::optional<nlohmann::json> EventReader::Next() {
         else if (NumberOf(event, "version") != 1)
             ComplainOf("the event is not of version 1; the line is left out");
         else
-            return event;
+            return std::optional<nlohmann::json>(std::in_place, std::move(event));
     }
     return std::nullopt;
 }

@@ -82,10 +82,10 @@ std::string TimeChart(const TimeLine::Result& time) {
         bars += StackOf(time.stretches[i], x, (kHeight - 3) / static_cast<double>(most));
         if (time.stretches[i].attacks != 0) strip += Rectangle("attack", x, 0, kBar, 10);
     }
-    const std::string label = fmt::format(
-        "Requests in each of {} of {}, from {} on; most of them, {}, from {} on, {} blocked",
-        Counted(time.stretches.size(), "stretch"), StretchText(time.width), MomentText(time.stretches.front().begin),
-        WithCommas(peak->Requests()), MomentText(peak->begin), WithCommas(peak->blocked));
+    const std::string label =
+        fmt::format("Requests over time, {} a bar, from {} on. Most of them, {}, from {} on; {} of these were blocked.",
+                    StretchText(time.width), MomentText(time.stretches.front().begin), WithCommas(peak->Requests()),
+                    MomentText(peak->begin), WithCommas(peak->blocked));
     std::string chart = "<figure><ul class=\"legend\">" + Key("blocked", "blocked") + Key("allowed", "allowed") +
                         Key("none", "no verdict") + (mostAttacks == 0 ? "" : Key("attack", "attacks (strip below)")) +
                         "</ul>";
@@ -113,7 +113,10 @@ std::string LatencyChart(const std::vector<std::pair<std::string, LatencySummary
         most = std::max(most, summary.most);
     }
     const double from = std::floor(std::log10(static_cast<double>(least)));
-    const double to = std::max(std::ceil(std::log10(static_cast<double>(most))), from + 1);
+    double to = std::max(std::ceil(std::log10(static_cast<double>(most))), from + 1);
+    // At most five words fit below it on a phone: then every second power has one, the first and the last too.
+    const double step = to - from > 4 ? 2 : 1;
+    if (std::fmod(to - from, step) != 0) to += 1;
     const auto at = [&](std::uint64_t value) {
         return 1000 * (std::log10(static_cast<double>(std::max<std::uint64_t>(value, 1))) - from) / (to - from);
     };
@@ -136,7 +139,7 @@ std::string LatencyChart(const std::vector<std::pair<std::string, LatencySummary
             Html(kind), Html(label), marks);
     }
     std::string axis;
-    for (double power = from; power <= to; power += 1)
+    for (double power = from; power <= to; power += step)
         axis +=
             fmt::format("<span>{}</span>", DurationText(static_cast<std::uint64_t>(std::llround(std::pow(10, power)))));
     return fmt::format(

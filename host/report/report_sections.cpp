@@ -221,7 +221,7 @@ std::string InputsSection(const ReportModel& model, const ReportInputs& inputs) 
             Note(fmt::format("{} of a type that this report says nothing of.", Counted(model.otherEvents, "event")));
     if (inputs.problemCount != 0) {
         content +=
-            Note(fmt::format("{} in the files; what they are is left out:", Counted(inputs.problemCount, "mistake")));
+            Note(fmt::format("{} in the files; the lines are left out:", Counted(inputs.problemCount, "mistake")));
         content += "<ul class=\"note\">";
         for (const std::string& problem : inputs.problems) content += fmt::format("<li>{}</li>\n", Html(problem));
         content += "</ul>\n";

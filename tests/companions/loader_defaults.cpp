@@ -70,7 +70,7 @@ std::map<std::string, std::string> LoaderDefaults() {
                               "[[parental.users]]\nblocked_sites = [{host = 'h'}]\nallowed_sites = [{host = 'h'}]\n"
                               "schedule_allowed_sites = [{host = 'h'}]\n")
                               .policy;
-    GivenLists files({{"name.txt", "a.example"}});
+    GivenLists files(std::map<std::string, std::string>{{"name.txt", "a.example"}});
     const ReadPolicy including = ParsePolicy("include = [{files = 'name.txt'}]", {}, &files);
     const IncludedList& list = including.lists.at(0);
     const PacketSignature& signature = policy.packetSignatures.at(0);

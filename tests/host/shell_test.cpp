@@ -166,7 +166,7 @@ std::vector<std::string> BashOffers(const std::vector<std::string>& words) {
 
 TEST(BashCompletion, OffersCommandsOptionsAndValues) {
     EXPECT_THAT(BashOffers({""}), testing::UnorderedElementsAreArray(Commands()));
-    EXPECT_THAT(BashOffers({"re"}), ElementsAre("replay"));
+    EXPECT_THAT(BashOffers({"re"}), ElementsAre("replay", "report"));
     EXPECT_THAT(BashOffers({"--color", ""}), ElementsAre("auto", "always", "never"));
     EXPECT_THAT(BashOffers({"url", "--color", "a"}), ElementsAre("auto", "always"));
     EXPECT_THAT(BashOffers({"completion", "p"}), ElementsAre("powershell"));
@@ -183,6 +183,7 @@ TEST(BashCompletion, LeavesOutWhatDoesNothingForTheCommand) {
 
 TEST(BashCompletion, OffersFilesForCapturesAndTakesAValueForNoCommand) {
     EXPECT_THAT(BashOffers({"replay", "tarnhost.b"}), ElementsAre("tarnhost.bash"));
+    EXPECT_THAT(BashOffers({"report", "tarnhost.b"}), ElementsAre("tarnhost.bash"));
     EXPECT_THAT(BashOffers({"--keep-state", "replay", "ur"}), ElementsAre("url"));
     EXPECT_THAT(BashOffers({"url", "http"}), IsEmpty());
     EXPECT_THAT(BashOffers({"logon", ""}), Contains("--user"));
