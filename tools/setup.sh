@@ -28,6 +28,7 @@ clang-format                         clang-format
 clang-tidy                           clang-tidy
 zsh                                  zsh
 groff                                groff-base
+/usr/lib/python3/dist-packages/jsonschema/__init__.py python3-jsonschema
 TABLE
         ;;
     package) cat <<'TABLE'

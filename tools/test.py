@@ -41,6 +41,7 @@ def windows_ring(tally):
             rings.check(tally, 'No program passes with a Wine that runs nothing', rings.nothing_passes_without_wine)
             python_tests(tally, 'The commands and verdicts that the documents show', 'document_tests')
             rings.check_counted(tally, 'Pages in a real browser', browser.tests)
+            python_tests(tally, 'Every line of JSON is an event by the schema', 'event_tests')
             python_tests(tally, 'The package, and the project inside another one', 'package_tests')
             python_tests(tally, 'A corpus of captures on many machines', 'corpus_tests')
             python_tests(tally, 'The events of a fleet', 'fleet_tests')
