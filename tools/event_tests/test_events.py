@@ -26,6 +26,17 @@ use_hour_grid = true
 '''
 
 
+CASES = '''[[case]]
+name = "as expected"
+url = "http://lantern.example/redirect"
+expect = "blocked"
+[[case]]
+name = "different"
+url = "http://bank.example/"
+expect = "blocked"
+'''
+
+
 def validate(lines):
     """What tools/events.py says: its exit status, its lines and its counts."""
     ended = subprocess.run(['/usr/bin/python3', ROOT / 'tools' / 'events.py'], input='\n'.join(lines) + '\n',
@@ -58,6 +69,12 @@ class Events(unittest.TestCase):
         (cls.folder / 'notes.pcap').write_text('no capture\n', encoding='utf-8')
         (cls.folder / 'bad.toml').write_text('[features]\nanti_phishing = 1\nunknown = true\n', encoding='utf-8')
         (cls.folder / 'gone.toml').write_text(GRID.format(account='nobody of that name'), encoding='utf-8')
+        (cls.folder / 'ads.txt').write_text('ads.example\nbad.example##.banner\n', encoding='utf-8')
+        (cls.folder / 'lists.toml').write_text('include = ["ads.txt"]\n', encoding='utf-8')
+        (cls.folder / 'mendable.toml').write_text('[[malicious_sites]]\nhost = "www.evil.example"\nthreat = "a"\n',
+                                                  encoding='utf-8')
+        (cls.folder / 'other.toml').write_text('[features]\nbrowsing_protection = true\n', encoding='utf-8')
+        (cls.folder / 'cases.toml').write_text(CASES, encoding='utf-8')
         cls.lines = []
         cls.run_all()
         cls.events = [json.loads(line) for line in cls.lines]
@@ -110,12 +127,30 @@ class Events(unittest.TestCase):
         run('policy', folder / 'bad.toml', code=1)
         run('policy', folder / 'gone.toml')
         run('policy', folder / 'no-such.toml', code=1)
+        run('policy', folder / 'lists.toml')
+        run('policy', '--fix', folder / 'mended.toml', folder / 'mendable.toml')
+        run('explain', 'http://lantern.example/redirect', 'https://bank.example/', 'http://www.lantern.example/js')
+        run('explain', '--extension', 'https://six.lantern.example/level/1')
+        run('impact', '--after', folder / 'other.toml', CAPTURES / 'http_curl.pcap', CAPTURES / 'mixed_small.pcap')
+        run('test', folder / 'cases.toml', code=3)
+        (folder / 'earlier.jsonl').write_text(''.join(f'{json.dumps(event)}\n' for event in cls.earlier()),
+                                              encoding='utf-8')
+        run('replay', '--expect', folder / 'earlier.jsonl', CAPTURES / 'http_curl.pcap', code=3)
+        run('companions', folder, wants_modules=False)
         run('watch', '--once', CAPTURES / 'http_curl.pcap', 'no-such.pcap', code=1)
         run('judge', code=2)
         run('replay', '--what', code=2)
         cls.watch_changes()
         cls.write_policy(GRID.format(account=account))
         run('logon', '--ticks', '1')
+
+    @classmethod
+    def earlier(cls):
+        """What a replay said, with one verdict changed."""
+        events = [event for event in map(json.loads, cls.lines)
+                  if event.get('capture') == 'http_curl.pcap' and event['type'] == 'verdict']
+        events[0] = {**events[0], 'verdict': 'blocked', 'reason': 2}
+        return events
 
     @classmethod
     def watch_changes(cls):
