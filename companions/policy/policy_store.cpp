@@ -35,10 +35,9 @@ class PolicyStore::ReadLists : public ListFiles {
             text = found->second;
             return true;
         }
-        const auto list = std::find_if(reading_.lists.begin(), reading_.lists.end(),
-                                       [&](const ListState& known) { return known.name == name; });
+        const auto failed = reading_.errors.find(name);
         whyNot = fmt::format("cannot be read (error {})",
-                             list == reading_.lists.end() ? PolicyFile::kNotFound : list->error);
+                             failed == reading_.errors.end() ? PolicyFile::kNotFound : failed->second);
         return false;
     }
 
@@ -68,14 +67,18 @@ void PolicyStore::LookAtLists(PolicyFile& file, Reading& reading) {
 // reader, which names it.
 bool PolicyStore::ReadTexts(PolicyFile& file, Reading& reading, bool asTheyStand) {
     reading.texts.clear();
+    reading.errors.clear();
     for (ListState& list : reading.lists) {
-        if (list.error != 0) continue;
+        if (list.error != 0) {
+            reading.errors[list.name] = list.error;
+            continue;
+        }
         FileState state;
         std::string text;
         std::uint32_t error = 0;
         if (!file.ReadList(list.name, text, state, error)) {
             if (error == kSharingViolation && !asTheyStand) return false;
-            list.error = error;
+            reading.errors[list.name] = error;  // of its state, which is not looked at again before it changes
             continue;
         }
         if (state != list.state && !asTheyStand) return false;

@@ -81,6 +81,7 @@ class PolicyStore {
         std::vector<ListState> lists;                           // by name
         std::map<std::string, std::vector<std::string>> names;  // by pattern
         std::map<std::string, std::string> texts;               // of the lists that could be read
+        std::map<std::string, std::uint32_t> errors;            // of those that are there and could not
     };
     class ReadLists;
 

@@ -46,9 +46,10 @@ class ScriptedFolder : public PolicyFile {
     }
     bool ReadList(const std::string& name, std::string& text, FileState& state, std::uint32_t& error) override {
         if (!LookAtList(name, state, error)) return false;
-        error = name == openForWriting ? PolicyStore::kSharingViolation : 0;
-        if (error != 0) return false;
         ++reads[name];
+        error = name == openForWriting ? PolicyStore::kSharingViolation : 0;
+        if (name == tooLarge) error = 223;
+        if (error != 0) return false;
         text = files_[name].text;
         return true;
     }
@@ -65,6 +66,7 @@ class ScriptedFolder : public PolicyFile {
     void Say(const std::string& lines) override { said.push_back(lines); }
 
     std::string openForWriting = "none";
+    std::string tooLarge = "none";
     std::map<std::string, int> reads;
     std::uint64_t waited = 0;
     std::vector<std::string> said;
@@ -161,6 +163,14 @@ TEST_F(ListStore, AMissingListIsAMistakeUntilItIsThere) {
     EXPECT_EQ(Hosts(), "there.example ");
     folder_.Remove("gone.txt");
     EXPECT_EQ(Hosts(), "there.example ") << "what was read before stays";
+}
+
+TEST_F(ListStore, AListThatIsTooLargeIsAMistakeAndNotReadAgainBeforeItChanges) {
+    folder_.tooLarge = "a.txt";
+    EXPECT_EQ(Hosts(), "nothing");
+    EXPECT_EQ(Hosts(), "nothing");
+    EXPECT_EQ(folder_.reads["a.txt"], 1);
+    EXPECT_THAT(folder_.said, ElementsAre(HasSubstr("a.txt: cannot be read (error 223)")));
 }
 
 TEST_F(ListStore, LinesThatAreNotUsedAreSaidOnceAndNotReadAgain) {
