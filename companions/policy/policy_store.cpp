@@ -77,7 +77,7 @@ bool PolicyStore::ReadTexts(PolicyFile& file, Reading& reading, bool asTheyStand
         std::string text;
         std::uint32_t error = 0;
         if (!file.ReadList(list.name, text, state, error)) {
-            if (error == kSharingViolation && !asTheyStand) return false;
+            if (error == kSharingViolation) return false;
             reading.errors[list.name] = error;  // of its state, which is not looked at again before it changes
             continue;
         }
