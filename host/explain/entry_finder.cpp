@@ -63,14 +63,13 @@ EntryNumbers Blocked(const BlockedSiteIndex& sites, const AskedAddress& asked) {
     return numbers;
 }
 
-// Of the user's own entry; with one for everybody, of the first that lists the site.
+// Of the user's own entry; with one for everybody, of the first.
 Found OfBlockedSite(const PolicyIndex& index, const AskedAddress& asked, const Account& account) {
     const policy::Parental& parental = index.Policy().parental;
     for (std::uint32_t i = 0; i < parental.users.size(); ++i) {
         const policy::ParentalUser& user = parental.users[i];
-        const bool counts = asked.isReported ? i == 0
-                                             : user.blockList && user.profile &&
-                                                   (parental.mode == TARN_PC_ONE_FOR_ALL || user.sid == account.sid);
+        const bool isForAll = asked.isReported || parental.mode == TARN_PC_ONE_FOR_ALL;
+        const bool counts = isForAll ? i == 0 : user.blockList && user.profile && user.sid == account.sid;
         if (!counts) continue;
         if (const Found found = First(PolicyList::kBlockedSites, Blocked(index.Users()[i].blocked, asked), i))
             return found;

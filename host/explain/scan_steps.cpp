@@ -62,6 +62,12 @@ bool IsOneForAll(const policy::Policy& policy) {
     return policy.parental.mode == TARN_PC_ONE_FOR_ALL;
 }
 
+// With one for all the library takes over the first entry alone.
+std::uint32_t UsersThatCount(const policy::Policy& policy) {
+    if (!HasUsers(policy)) return 0;
+    return IsOneForAll(policy) ? 1 : static_cast<std::uint32_t>(policy.parental.users.size());
+}
+
 bool Contains(const std::vector<std::uint16_t>& categories, std::uint16_t category) {
     return std::find(categories.begin(), categories.end(), category) != categories.end();
 }
@@ -145,7 +151,7 @@ StepAnswer BlockedSites(const PolicyIndex& index, const ScanQuestion& question) 
     bool isAnyOn = false;
     const auto& users = policy.parental.users;
     // Behind an entry of somebody else that lists the site, the user's own is next when there is one.
-    for (std::uint32_t i = 0; i < users.size(); ++i) {
+    for (std::uint32_t i = 0; i < UsersThatCount(policy); ++i) {
         if (!users[i].blockList || !users[i].profile) continue;
         isAnyOn = true;
         std::vector<EntryRef> found;
@@ -294,7 +300,7 @@ StepAnswer BlockedCategories(const PolicyIndex& index, const ScanQuestion& quest
     const policy::Policy& policy = index.Policy();
     const SiteFound site = LookUp(index, question.asked);
     if (!site.hasCategories) return Nothing("a site without categories");
-    for (std::size_t i = 0; i < policy.parental.users.size() && HasUsers(policy); ++i) {
+    for (std::uint32_t i = 0; i < UsersThatCount(policy); ++i) {
         const policy::ParentalUser& user = policy.parental.users[i];
         if (!user.categories || (!user.profile && !question.asked.isReported)) continue;
         for (const std::uint16_t category : site.considered) {
