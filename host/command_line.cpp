@@ -64,7 +64,7 @@ constexpr Command kCommands[] = {
      "--map --json --brief --quiet --color --install-folder --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost report monday.jsonl -o report.html\n"
      "  tarnhost report --policy tarn-policy.toml @events.txt -o report.html\n"
-     "  tarnhost replay --json captures | tarnhost report - -o report.html\n"},
+     "  tarnhost report - -o report.html < monday.jsonl\n"},
     {"companions", "Check companion modules: exports, records, memory, threads", AddCompanionsCommand,
      "--map --brief --quiet --color --mode --at --exit-verdict",
      "  tarnhost companions my-modules\n"

@@ -28,10 +28,12 @@ void AppendAddress(const IpAddress& address, std::vector<std::uint8_t>& out) {
 std::string Base64(base::Bytes data) {
     constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
-    for (std::size_t at = 0; at < data.size(); at += 3) {
-        const std::size_t taken = std::min<std::size_t>(3, data.size() - at);
+    for (; !data.empty(); data = data.subspan(std::min<std::size_t>(3, data.size()))) {
+        const base::Bytes three = data.first(std::min<std::size_t>(3, data.size()));
+        const std::size_t taken = three.size();
         std::uint32_t group = 0;
-        for (std::size_t i = 0; i < 3; ++i) group = group << 8 | (i < taken ? data[at + i] : 0u);
+        for (const std::uint8_t byte : three) group = group << 8 | byte;
+        group <<= 8 * (3 - taken);
         for (std::size_t i = 0; i < 4; ++i) text += i <= taken ? kDigits[group >> (18 - 6 * i) & 0x3F] : '=';
     }
     return text;

@@ -16,7 +16,9 @@ using State = std::array<std::uint32_t, 5>;
 
 void AddBlock(base::Bytes block, State& state) {
     std::array<std::uint32_t, kRounds> words{};
-    for (std::size_t i = 0; i < kBlock; ++i) words[i / 4] = words[i / 4] << 8 | block[i];
+    base::ByteReader reader(block);
+    for (std::size_t i = 0; i < kBlock / 4; ++i)
+        if (!reader.Be(words[i])) return;  // a block is whole
     for (std::size_t i = 16; i < words.size(); ++i)
         words[i] = std::rotl(words[i - 3] ^ words[i - 8] ^ words[i - 14] ^ words[i - 16], 1);
     auto [a, b, c, d, e] = state;

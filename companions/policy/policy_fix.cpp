@@ -79,9 +79,9 @@ std::size_t QuotedLength(std::string_view file, const Spot& spot) {
 }
 
 std::string_view Trimmed(std::string_view line) {
-    const std::size_t first = line.find_first_not_of(" \t\r");
+    const std::size_t first = line.find_first_not_of(" \t\r\n");
     if (first == std::string_view::npos) return {};
-    return line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
+    return line.substr(first, line.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 std::size_t StartOfLine(std::string_view file, std::size_t at) {

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "companions/loader_keys.h"
+#include "policy/list_files.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::policy {
@@ -26,6 +27,13 @@ json ReadSchema() {
     return json::parse(std::ifstream(TARN_SOURCE_FOLDER "/docs/policy.schema.json"));
 }
 
+// The tables of an array; null for one of other values.
+const json* TablesOf(const json& array) {
+    const json& items = array.at("items");
+    if (items.contains("anyOf")) return &items.at("anyOf").back();
+    return items.at("type") == "object" ? &items : nullptr;
+}
+
 void Collect(const json& object, const std::string& prefix, std::map<std::string, SchemaKey>& keys) {
     EXPECT_EQ(object.at("type"), "object") << prefix;
     EXPECT_EQ(object.at("additionalProperties"), false) << prefix << ": an unknown key is a mistake";
@@ -39,8 +47,8 @@ void Collect(const json& object, const std::string& prefix, std::map<std::string
         keys[prefix + name] = {schema, std::find(needed.begin(), needed.end(), name) != needed.end()};
         EXPECT_GT(schema.value("description", "").size(), 5U) << prefix << name;
         if (schema.at("type") == "object") Collect(schema, prefix + name + ".", keys);
-        if (schema.at("type") == "array" && schema.at("items").at("type") == "object")
-            Collect(schema.at("items"), prefix + name + ".", keys);
+        if (schema.at("type") == "array")
+            if (const json* tables = TablesOf(schema)) Collect(*tables, prefix + name + ".", keys);
     }
 }
 
@@ -62,6 +70,7 @@ std::string FormOf(const json& schema) {
     if (type == "object") return "table";
     if (type != "array") return ItemForm(schema, "text");
     const json& items = schema.at("items");
+    if (items.contains("anyOf")) return "file names and tables";
     if (items.at("type") == "object") return "tables";
     if (items.at("type") == "integer") return "numbers, " + ItemForm(items, "");
     if (items.contains("pattern")) return "times";
@@ -84,7 +93,13 @@ TEST(PolicySchema, HasTheDefaultsOfTheLoader) {
     for (const auto& [key, value] : LoaderDefaults()) {
         ASSERT_TRUE(keys.contains(key)) << key;
         const json& schema = keys.at(key).schema;
-        EXPECT_EQ(schema.contains("default") ? schema.at("default").dump() : "none", value) << key;
+        if (value.find(' ') != std::string::npos) {  // in words
+            EXPECT_FALSE(schema.contains("default")) << key;
+        } else if (schema.contains("default") && schema.at("default").is_string()) {
+            EXPECT_EQ(schema.at("default"), value) << key;
+        } else {
+            EXPECT_EQ(schema.contains("default") ? schema.at("default").dump() : "none", value) << key;
+        }
         ++compared;
     }
     EXPECT_GT(compared, 60U);
@@ -101,6 +116,7 @@ std::string PolicyWith(const std::map<std::string, SchemaKey>& keys, std::string
                 setting += ", " + other.substr(table.size() + 1) + " = \"x\"";
         if (table == "packet_signatures" && !setting.starts_with("text") && !setting.starts_with("hex"))
             setting += ", text = \"x\"";
+        if (table == "include" && setting.starts_with("categories")) setting += ", list = \"sites\"";
         if (table.empty()) return setting;
         const std::size_t start = table.rfind('.') + 1;  // 0 without a dot
         const bool isList = keys.at(table).schema.at("type") == "array";
@@ -116,11 +132,13 @@ TEST(PolicySchema, ItsBoundsAreThoseWhereTheLoaderBeginsToRefuse) {
     for (const auto& [key, found] : keys) {
         const bool isMany = found.schema.at("type") == "array";
         const json& schema = isMany ? found.schema.at("items") : found.schema;
+        if (schema.contains("anyOf")) continue;  // the bounds are those of its tables
         const std::string name = key.substr(key.rfind('.') + 1);
+        PassedOverLists lists;
         const auto isTaken = [&, &whole = key](const std::string& value) {
             const std::string setting =
                 (name == "NUMBER" ? "40" : name) + (isMany ? " = [" + value + "]" : " = " + value);
-            return ParsePolicy(PolicyWith(keys, whole, setting)).mistakes.empty();
+            return ParsePolicy(PolicyWith(keys, whole, setting), {}, &lists).mistakes.empty();
         };
         const auto text = [&](std::size_t length) { return '"' + std::string(length, 'a') + '"'; };
         if (schema.at("type") == "integer") {
@@ -130,6 +148,11 @@ TEST(PolicySchema, ItsBoundsAreThoseWhereTheLoaderBeginsToRefuse) {
             EXPECT_TRUE(isTaken(std::to_string(most))) << key;
             EXPECT_FALSE(isTaken(std::to_string(least - 1))) << key;
             EXPECT_FALSE(isTaken(std::to_string(most + 1))) << key;
+            ++asked;
+        } else if (schema.contains("enum")) {
+            for (const json& word : schema.at("enum"))
+                EXPECT_TRUE(isTaken(word.dump() + (word == "sites" ? ", categories = [1]" : ""))) << key << word;
+            EXPECT_FALSE(isTaken("\"other\"")) << key;
             ++asked;
         } else if (schema.contains("maxLength") && FormOf(found.schema) != "addresses") {
             const bool isHex = key == "packet_signatures.hex";  // whole pairs

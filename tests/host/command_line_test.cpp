@@ -1,6 +1,7 @@
 // What tarnhost says to commands, options and addresses that are wrong, and with which exit code.
 #include "host/command_line.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 
 #include "host/fake_environment.h"
@@ -49,7 +50,14 @@ TEST_P(CommandLineMistakes, AreNamedAndEndWithTheUsageCode) {
     const Ran run = RunWith(environment, GetParam().arguments);
     EXPECT_EQ(run.code, kUsage);
     EXPECT_THAT(run.errors, HasSubstr(GetParam().message));
-    EXPECT_THAT(run.out, IsEmpty());
+    const auto& arguments = GetParam().arguments;
+    if (std::find(arguments.begin(), arguments.end(), "--json") == arguments.end()) {
+        EXPECT_THAT(run.out, IsEmpty());
+    } else {
+        const auto lines = JsonLines(run.out);
+        ASSERT_THAT(lines, SizeIs(1));
+        EXPECT_EQ(lines[0]["type"], "error");
+    }
     EXPECT_THAT(environment.library.scanned, IsEmpty());
 }
 

@@ -226,10 +226,10 @@ TEST(EntryFinder, VerboseTextNamesFileAndLine) {
     environment.variables["TARN_POLICY_FILE"] = file.Path();
     environment.library.answer = FakeLibrary::Malicious("A", "evil.example/x");
     const Ran verbose = RunWith(environment, {"url", "--verbose", "http://evil.example/x"});
-    EXPECT_THAT(verbose.out, testing::HasSubstr("tarn-policy.toml:" + std::to_string(LineOf("[[malicious_sites]]")) +
+    EXPECT_THAT(verbose.out, testing::HasSubstr(", policy.toml:" + std::to_string(LineOf("[[malicious_sites]]")) +
                                                 " malicious_sites\n"));
     EXPECT_THAT(RunWith(environment, {"url", "http://evil.example/x"}).out,
-                testing::Not(testing::HasSubstr("tarn-policy.toml")));
+                testing::Not(testing::HasSubstr("policy.toml")));
 }
 
 }  // namespace

@@ -67,9 +67,9 @@ TEST_F(ExplainCommand, NamesTheStepThatDecidedAndProvesIt) {
     EXPECT_EQ(run.code, 0);
     EXPECT_THAT(run.out, HasSubstr("http://evil.example/x  BLOCKED 2 malicious site\n"));
     EXPECT_THAT(run.out, HasSubstr("   2 internal white list     not listed\n"));
-    EXPECT_THAT(run.out, HasSubstr("   9 malicious list          tarn-policy.toml:5  evil.example  <- decided\n"));
+    EXPECT_THAT(run.out, HasSubstr("   9 malicious list          policy.toml:5  evil.example  <- decided\n"));
     EXPECT_THAT(run.out, HasSubstr("not asked: malicious list decided by line 5\n"));
-    EXPECT_THAT(run.out, HasSubstr("tarn-policy.toml:7  sites  evil.example\n"));
+    EXPECT_THAT(run.out, HasSubstr("policy.toml:7  sites  evil.example\n"));
     EXPECT_THAT(run.out, HasSubstr("  proved: without line 5 the library says: BLOCKED 1 malicious category\n"));
     EXPECT_THAT(run.out, HasSubstr("  proved: without lines 5 and 7 the library says: allowed 26 no rule decided\n"));
     EXPECT_THAT(run.out, HasSubstr("[white_lists]\n    user = [\"evil.example/x\"]\n"));
@@ -88,8 +88,8 @@ TEST_F(ExplainCommand, TextFitsEightyColumns) {
 TEST_F(ExplainCommand, JsonHasTheSameAsOneObject) {
     const Ran run = RunWith(environment, {"explain", "--json", "http://evil.example/x"});
     const auto lines = JsonLines(run.out);
-    ASSERT_THAT(lines, SizeIs(1));
-    const auto& line = lines[0];
+    ASSERT_THAT(lines, SizeIs(2));  // the first names the policy
+    const auto& line = lines[1];
     EXPECT_EQ(line["type"], "explain");
     EXPECT_EQ(line["version"], 1);
     EXPECT_EQ(line["verdict"], "blocked");
@@ -119,7 +119,7 @@ TEST_F(ExplainCommand, ALibraryThatContradictsIsNotExplainedAway) {
 }
 
 TEST_F(ExplainCommand, APrivateAddressEndsTheScan) {
-    file.Write(std::string(kPolicy).replace(std::string(kPolicy).find("host = \"evil"), 21, "host = \"bad.example\" "));
+    file.Write("features.browsing_protection = true\n[[malicious_sites]]\nhost = \"bad.example\"\n");
     environment.variables["TARN_POLICY_FILE"] = file.Path();
     const Ran run = RunWith(environment, {"explain", "--server", "10.0.0.5", "http://bad.example/"});
     EXPECT_EQ(run.code, 0) << run.errors;

@@ -1,6 +1,7 @@
 // Lists that a policy includes, as files: what tarnhost policy shows of them, and how watch follows them.
 #include "host/list_files.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -83,13 +84,15 @@ TEST_F(PolicyWithLists, EachIsShownWithItsCounts) {
                       HasSubstr("\nlists/a.txt: 1 entry for malicious_sites\n"),
                       HasSubstr("\nlists/b.txt: 1 entry for malicious_sites, 1 exception, 1 entry listed further "
                                 "up already, 2 lines not used\n")));
-    const auto lines = JsonLines(Run({"policy", "--json", policy_.Path()}).out);
-    ASSERT_THAT(lines, SizeIs(5));
-    EXPECT_EQ(lines[0]["file"], "lists/b.txt");
-    EXPECT_EQ(lines[0]["line"], 2);
-    EXPECT_EQ(lines[3]["type"], "list");
-    EXPECT_EQ(lines[3]["entries"], 1);
-    EXPECT_EQ(lines[3]["unused"], 2);
+    std::vector<nlohmann::json> told;
+    for (const auto& line : JsonLines(Run({"policy", "--json", policy_.Path()}).out))
+        if (line.value("file", "") == "lists/b.txt") told.push_back(line);
+    ASSERT_THAT(told, SizeIs(testing::Ge(2U)));
+    EXPECT_TRUE(std::any_of(told.begin(), told.end(),
+                            [](const auto& line) { return line["event"] == "warning" && line["line"] == 2; }));
+    EXPECT_EQ(told.back()["event"], "list");
+    EXPECT_EQ(told.back()["entries"], 1);
+    EXPECT_EQ(told.back()["unused"], 2);
     EXPECT_EQ(DescribePolicyMistakes(policy_.Path()), "");
 }
 
@@ -103,9 +106,10 @@ TEST_F(PolicyWithLists, ALongReadingTellsATerminalHowFarItIs) {
     Save("a.txt", text);
     policy::ParsePolicy(kPolicy, {}, &lists);
     EXPECT_EQ(terminal.str(), "") << "nothing in the first two seconds";
+    ListFilesOnDisk slow(policy_.Path(), &terminal, [&] { return now; });
     now += 3s;
-    policy::ParsePolicy(kPolicy, {}, &lists);
-    EXPECT_THAT(terminal.str(), HasSubstr("\r0.2 MB read"));
+    policy::ParsePolicy(kPolicy, {}, &slow);
+    EXPECT_THAT(terminal.str(), HasSubstr("\r0.2 MB"));
 }
 
 TEST_F(PolicyWithLists, AListThatChangesIsToldByTheNoticeOfWhatItGoesTo) {

@@ -123,9 +123,9 @@ TEST(PolicyCommand, WarnsOfWhatCanNeverMatch) {
               EndsWith("mine.toml: no mistakes, 3 warnings\n")));
     const auto lines = JsonLines(RunWith(machine, {"policy", "--json", policy.Path()}).out);
     ASSERT_THAT(lines, SizeIs(4));
-    EXPECT_EQ(lines[1]["type"], "warning");
+    EXPECT_EQ(lines[1]["event"], "warning");
     EXPECT_EQ(lines[1]["line"], 5);
-    EXPECT_FALSE(lines[1].contains("column"));
+    EXPECT_EQ(lines[1]["column"], 0);
     EXPECT_EQ(lines[3]["warnings"], 3);
 }
 
@@ -144,7 +144,7 @@ TEST(PolicyCommand, FixWritesAMendedCopyAndSaysWhatIsLeft) {
               "[[malicious_sites]]\nhost = \"xn--bcher-kva.example\"\n[[malicious_sites]]\nhost = \"10.0.0.1\"\n");
     const auto lines = JsonLines(RunWith(machine, {"policy", "--json", "--fix", target + "2", policy.Path()}).out);
     ASSERT_THAT(lines, SizeIs(4));
-    EXPECT_EQ(lines[0]["type"], "repaired");
+    EXPECT_EQ(lines[0]["event"], "repaired");
     EXPECT_EQ(lines[0]["file"], "mine.toml");
 }
 

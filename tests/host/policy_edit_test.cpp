@@ -17,9 +17,9 @@ struct EditCase {
     const char* after;
 };
 
-class PolicyEdit : public testing::TestWithParam<EditCase> {};
+class EntryRemoval : public testing::TestWithParam<EditCase> {};
 
-TEST_P(PolicyEdit, TakesOutThatEntryAlone) {
+TEST_P(EntryRemoval, TakesOutThatEntryAlone) {
     const policy::ReadPolicy read = policy::ParsePolicy(GetParam().before);
     ASSERT_TRUE(read.mistakes.empty());
     std::string whyNot;
@@ -29,11 +29,11 @@ TEST_P(PolicyEdit, TakesOutThatEntryAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Forms, PolicyEdit,
+    Forms, EntryRemoval,
     testing::Values(EditCase{"FirstOfALine",
                              "[white_lists]\nuser = [\"a\", \"b\"]\n",
                              {PolicyList::kUserWhiteList, 0},
-                             "[white_lists]\nuser = [      \"b\"]\n"},
+                             "[white_lists]\nuser = [     \"b\"]\n"},
                     EditCase{"LastOfALine",
                              "[white_lists]\nuser = [\"a\", \"b\"]\n",
                              {PolicyList::kUserWhiteList, 1},
@@ -60,14 +60,14 @@ INSTANTIATE_TEST_SUITE_P(
                     EditCase{"AnInlineTable",
                              "[[malicious_sites]]\nhost = \"a\"\nthreats = [{ name = \"n\", path = \"/p\" }]\n",
                              {PolicyList::kThreats, 0, 0},
-                             "[[malicious_sites]]\nhost = \"a\"\nthreats = [                             ]\n"},
+                             "[[malicious_sites]]\nhost = \"a\"\nthreats = [                           ]\n"},
                     EditCase{"ASchedule",
                              "[[parental.users]]\nschedule = { on = true, sunday = [] }\n",
                              {PolicyList::kSchedule},
                              "[[parental.users]]\nschedule = { on = false, sunday = [] }\n"}),
     [](const auto& one) { return one.param.name; });
 
-TEST(PolicyEdit, LeavesWhatItCannotTakeOutAlone) {
+TEST(EntryRemovals, LeavesWhatItCannotTakeOutAlone) {
     // A line that looks like a header would end the table too early, and what is left is no policy.
     const std::string text = "[[sites]]\naddress = \"\"\"\n[x]\"\"\"\n[[sites]]\naddress = \"b\"\n";
     const policy::ReadPolicy read = policy::ParsePolicy(text);
@@ -77,7 +77,7 @@ TEST(PolicyEdit, LeavesWhatItCannotTakeOutAlone) {
     EXPECT_EQ(whyNot, "it cannot be taken out of the file alone");
 }
 
-TEST(PolicyEdit, LeavesEntriesOfOtherFiles) {
+TEST(EntryRemovals, LeavesEntriesOfOtherFiles) {
     const std::string text = "[white_lists]\nuser = [\"a\"]\n";
     policy::Policy policy = policy::ParsePolicy(text).policy;
     policy.files.emplace_back("more.toml");

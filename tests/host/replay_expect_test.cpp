@@ -66,12 +66,13 @@ TEST(ReplayExpect, ShowsWhatDiffersSideBySide) {
 }
 
 TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
-    FakeEnvironment environment;
-    environment.library.onPacket = [](std::size_t number) {
+    const auto attackInFrame6 = [](std::size_t number) {
         PacketVerdict verdict = FakeLibrary::Harmless();
         if (number == 6) verdict.action = TARN_PACKET_BLOCK;
         return verdict;
     };
+    FakeEnvironment environment;
+    environment.library.onPacket = attackInFrame6;
     const Ran run = Replay(environment,
                            "{\"frame\": 4, \"reason\": 26}\n\n{\"frame\": 14, \"reason\": 7, \"protocol\": "
                            "\"http\"}\n{\"capture\": \"other.pcap\", \"frame\": 20, \"reason\": 26}\n");
@@ -80,7 +81,9 @@ TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
                                HasSubstr("MISSING  other.pcap:20"), Not(HasSubstr("attack")),
                                HasSubstr("3 expected: 1 as expected, 1 different, 1 missing; 35 that nobody expects")));
     // A run that was whole had no attack, so this one is new.
-    const Ran whole = Replay(environment, "{\"frame\": 4, \"reason\": 26}\n{\"type\": \"stats\"}\n");
+    FakeEnvironment again;  // its frames are counted from one again
+    again.library.onPacket = attackInFrame6;
+    const Ran whole = Replay(again, "{\"frame\": 4, \"reason\": 26}\n{\"type\": \"stats\"}\n");
     EXPECT_THAT(whole.out, AllOf(HasSubstr("EXTRA  http_curl.pcap:6  attack"), HasSubstr("37 that nobody expects")));
 }
 

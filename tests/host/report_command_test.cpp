@@ -60,7 +60,7 @@ struct Report {
 };
 Report ReportOf(std::vector<std::string> words, std::string input = {}) {
     FakeMachine machine;
-    machine.input.str(std::move(input));
+    machine.steps = {{Signal::kInput, std::move(input), [] {}}, {Signal::kInput, "", [] {}}};
     const TemporaryFile page("report.html", std::string());
     words.insert(words.begin(), "report");
     words.insert(words.end(), {"-o", page.Path()});

@@ -1,6 +1,7 @@
 // What the scans do not look into is told by name: once for each connection and kind, with the frame that began it.
 #include "host/unexamined.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <string>
 
@@ -153,7 +154,9 @@ TEST(Unexamined, TagsIpv6AndSealedFilesAreToldByName) {
 }
 
 TEST(Unexamined, EachKindIsToldOnceForAConnectionAndCountedAlways) {
-    const Ran run = Replay({Udp(50000, 443), Udp(443, 50000), Udp(50000, 443), Udp(50001, 443), Udp(50000, 123)});
+    ByteList answer = Udp(443, 50000);
+    std::swap_ranges(answer.begin() + 26, answer.begin() + 30, answer.begin() + 30);  // the two addresses
+    const Ran run = Replay({Udp(50000, 443), answer, Udp(50000, 443), Udp(50001, 443), Udp(50000, 123)});
     EXPECT_THAT(Kinds(run), ElementsAre("quic", "quic", "other_datagram"));
     EXPECT_EQ(CountOf(run, "quic"), 4u);
     const auto flow = Events(run, "not_examined").at(0)["flow"];

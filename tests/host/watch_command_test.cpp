@@ -77,10 +77,11 @@ TEST_F(WatchCommand, WarnsOfWhatTheNewPolicySurelyDoesNotMean) {
 TEST_F(WatchCommand, JsonHasAnEventForEachNewWarning) {
     ThenPolicy("[features]\nanti_phishing = false\n[white_lists]\nuser = [\"http://a.example\"]\n");
     const auto lines = JsonLines(Run({"--json"}).out);
-    ASSERT_THAT(lines, SizeIs(Gt(1U)));
-    EXPECT_EQ(lines[1]["type"], "policy");
-    EXPECT_EQ(lines[1]["event"], "warning");
-    EXPECT_EQ(lines[1]["line"], 4);
+    ASSERT_THAT(lines, SizeIs(Gt(2U)));
+    EXPECT_EQ(lines[1]["event"], "changed");
+    EXPECT_EQ(lines[2]["type"], "policy");
+    EXPECT_EQ(lines[2]["event"], "warning");
+    EXPECT_EQ(lines[2]["line"], 4);
 }
 
 TEST_F(WatchCommand, ANoticeThatTheLibraryRefusesIsSaid) {
