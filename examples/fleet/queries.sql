@@ -41,6 +41,6 @@ SELECT machine, (happened AT TIME ZONE 'UTC')::date AS day, count(*) AS verdicts
        percentile_disc(0.5) WITHIN GROUP (ORDER BY (event ->> 'latency_ns')::bigint) / 1000.0 AS median,
        percentile_disc(0.99) WITHIN GROUP (ORDER BY (event ->> 'latency_ns')::bigint) / 1000.0 AS p99
 FROM tarn_events
-WHERE event ? 'latency_ns'
+WHERE event ? 'latency_ns' AND type <> 'stats'  -- those of a run are percentiles
 GROUP BY machine, day
 ORDER BY machine, day;

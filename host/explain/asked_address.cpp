@@ -70,7 +70,13 @@ AskedAddress AskedOf(const JudgedRequest& request) {
     asked.kind = request.protocol->kind;
     asked.server = request.server.address;
     if (asked.kind == TARN_KIND_TLS) {
-        asked.host = base::Lowered(request.view.host);
+        // Of a capture it is the name in the hello; a single address has a port, too, or is no name at all.
+        std::string_view host = request.view.host;
+        if (!request.origin) {
+            host = WithoutPort(host);
+            if (host.starts_with('[') || ParseIpAddress(host)) host = {};
+        }
+        asked.host = base::Lowered(host);
         asked.addressText = AddressTextOf(asked.server);
         asked.hasNoVerdict = asked.host.empty();
         if (asked.host.empty()) asked.whyNot = "the hello names no server";

@@ -301,6 +301,7 @@ StepAnswer BlockedCategories(const PolicyIndex& index, const ScanQuestion& quest
     const SiteFound site = LookUp(index, question.asked);
     if (!site.hasCategories) return Nothing("a site without categories");
     for (std::uint32_t i = 0; i < UsersThatCount(policy); ++i) {
+        if (question.asked.isReported && i != 0) break;  // the first entry alone
         const policy::ParentalUser& user = policy.parental.users[i];
         if (!user.categories || (!user.profile && !question.asked.isReported)) continue;
         for (const std::uint16_t category : site.considered) {
@@ -310,7 +311,6 @@ StepAnswer BlockedCategories(const PolicyIndex& index, const ScanQuestion& quest
             answer.note = fmt::format("category {} is blocked", category);
             return answer;
         }
-        if (question.asked.isReported) break;  // the first entry alone
     }
     return Nothing("none of its categories is blocked");
 }
