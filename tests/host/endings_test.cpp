@@ -137,7 +137,7 @@ TEST(Endings, WhatWasJudgedIsSeenWhileTheNextAddressIsWaitedFor) {
     ASSERT_THAT(environment.flushed, SizeIs(3));
     EXPECT_EQ(environment.flushed[0], 0u);
     EXPECT_GT(environment.flushed[1], 0u);
-    EXPECT_EQ(environment.flushed[2], 2 * environment.flushed[1]);
+    EXPECT_GT(environment.flushed[2], environment.flushed[1]);
 }
 
 TEST(Endings, NoAddressIsWrongUse) {

@@ -57,7 +57,8 @@ TEST(PolicyTests, NothingIsLeftForTheNextCaseUnlessTogether) {
         "2e 2e 2f 78 20 48 54 54 50 2f 31 2e 31 0d 0a 48 6f 73 74 3a 20 69 64 73 2e 68 61 72 62 6f 72 2e 74 65 73 74 "
         "0d "
         "0a 0d 0a\" }\nexpect = \"blocked\"\n"
-        "[[case]]\nurl = \"http://ids.harbor.test/../x\"\nexpect = \"allowed\"\n";
+        "[[case]]\nrequest = { text = \"GET /../x HTTP/1.1\\r\\nHost: ids.harbor.test\\r\\n\\r\\n\" }\nexpect = "
+        "\"allowed\"\n";
     install.Write("alone.toml", cases);
     install.Write("together.toml", "together = true\n" + cases);
     const ProgramRun alone = install.Run({"test", install.Path("alone.toml")});

@@ -31,8 +31,10 @@ class InstalledLists : public testing::Test {
     [[nodiscard]] std::string Judge(const std::string& url) const {
         const ProgramRun run = install_.Run({"url", "--json", url});
         EXPECT_EQ(run.exitCode, 0U) << run.errors;
-        const json line = run.Json().at(0);
-        return std::to_string(line["reason"].get<int>()) + " " + line.value("ruleText", line.value("rule_text", ""));
+        for (const json& line : run.Json())
+            if (line["type"] == "verdict")
+                return std::to_string(line["reason"].get<int>()) + " " + line.value("rule_text", "");
+        return "no verdict";
     }
 
     InstallCopy install_;
