@@ -39,18 +39,26 @@ RunningProgram::RunningProgram(const InstallCopy& install, const std::vector<std
 RunningProgram::~RunningProgram() {
     EndInput();
     if (process_ != nullptr) End();
+    writing_.wait();
     Close(output_);
     Close(process_);
 }
 
+// In a thread of its own: a program whose output nobody reads does not read its input to the end.
 void RunningProgram::Write(const std::string& bytes) {
-    DWORD written = 0;
-    EXPECT_TRUE(WriteFile(input_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
-    EXPECT_EQ(written, bytes.size());
+    writing_ = std::async(std::launch::async, [this, bytes, before = std::move(writing_)] {
+        if (before.valid()) before.wait();
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(input_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        EXPECT_EQ(written, bytes.size());
+    });
 }
 
 void RunningProgram::EndInput() {
-    Close(input_);
+    writing_ = std::async(std::launch::async, [this, before = std::move(writing_)] {
+        if (before.valid()) before.wait();
+        Close(input_);
+    });
 }
 
 void RunningProgram::CloseOutput() {

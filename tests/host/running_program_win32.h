@@ -3,6 +3,7 @@
 #ifndef TARN_TESTS_HOST_RUNNING_PROGRAM_WIN32_H
 #define TARN_TESTS_HOST_RUNNING_PROGRAM_WIN32_H
 
+#include <future>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -19,6 +20,7 @@ class RunningProgram {
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
 
+    // Both return at once; what is written before comes first.
     void Write(const std::string& bytes);
     void EndInput();
     // From then on nobody reads its output.
@@ -35,6 +37,7 @@ class RunningProgram {
     HANDLE output_ = nullptr;
     HANDLE process_ = nullptr;
     std::string read_;
+    std::future<void> writing_;
 };
 
 }  // namespace tarn::host
