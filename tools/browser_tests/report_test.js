@@ -19,7 +19,7 @@ let large;
 
 before(async () => {
   browser = await launch();
-  const run = tarnhost('--json', 'replay', '--local', '192.0.2.10', 'tests/captures');
+  const run = tarnhost('--json', '--map', '10.20.30.10=192.0.2.10', 'replay', 'tests/captures');
   const lines = run.stdout.split('\n').filter(Boolean);
   bundledEvents = lines.map(line => JSON.parse(line));
   bundled = makeReport('bundled', run.stdout, '--policy', 'companions/tarn-policy.toml');
