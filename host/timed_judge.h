@@ -1,15 +1,16 @@
-// Measures how long the library takes for each scan, by a steady clock around the call.
+// Measures how long the library takes for each scan, by a clock around the call.
 // Whoever wants no figures leaves it out: the judge inside answers the same.
 #ifndef TARN_HOST_TIMED_JUDGE_H
 #define TARN_HOST_TIMED_JUDGE_H
 
-#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 #include <utility>
 
 #include "host/judge.h"
 #include "host/latency_histogram.h"
+#include "host/scan_clock.h"
 
 namespace tarn::host {
 
@@ -51,16 +52,16 @@ class TimedJudge : public Judge {
  private:
     template <class Call>
     std::invoke_result_t<Call> Measure(LatencyHistogram& histogram, const Call& call) {
-        using Clock = std::chrono::steady_clock;
-        const Clock::time_point begin = Clock::now();
+        const std::uint64_t begin = clock_.Now();
         auto answer = call();
-        const auto took = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - begin).count();
-        last_ = static_cast<std::uint64_t>(took < 0 ? 0 : took);
+        const std::uint64_t end = clock_.Now();
+        last_ = end > begin ? end - begin : 0;
         histogram.Add(last_);
         return answer;
     }
 
     std::unique_ptr<Judge> judge_;
+    ScanClock clock_;
     CallLatencies latencies_;
     std::uint64_t last_ = 0;  // nanoseconds
 };

@@ -85,6 +85,34 @@ TEST(TimedJudge, MeasuresEachKindOfCallAndChangesNoAnswer) {
     EXPECT_EQ(latencies.logon.Count(), 0u);
 }
 
+void PassTime(std::chrono::steady_clock::duration time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (std::chrono::steady_clock::now() < end) {
+    }
+}
+
+TEST(ScanClock, GoesAsTheSteadyClockDoes) {
+    using Steady = std::chrono::steady_clock;
+    using Nanoseconds = std::chrono::duration<double, std::nano>;
+    ScanClock clock;
+    EXPECT_FALSE(clock.CountsTicks());
+    std::uint64_t last = 0;
+    for (int i = 0; i < 3; ++i) {
+        const auto before = Steady::now();
+        const std::uint64_t begin = clock.Now();
+        const auto afterBegin = Steady::now();
+        PassTime(10 * ScanClock::kCalibration);
+        const auto beforeEnd = Steady::now();
+        const std::uint64_t end = clock.Now();
+        const auto after = Steady::now();
+        EXPECT_GE(begin, last);
+        const auto took = static_cast<double>(end - begin);
+        EXPECT_GE(took, 0.999 * Nanoseconds(beforeEnd - afterBegin).count() - 100);
+        EXPECT_LE(took, 1.001 * Nanoseconds(after - before).count() + 100);
+        last = end;
+    }
+}
+
 TEST(Latency, IsMeasuredForEventsAlone) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"url", "--json", "http://a.example/", "http://b.example/"});
