@@ -157,7 +157,7 @@ std::string FilesSection(const ReportModel& model) {
     for (std::size_t i = 0; i < std::min(sorted.size(), 2 * kMostTableRows); ++i)
         table.Row()
             .Link(sorted[i]->first.file, sorted[i]->first.file)
-            .Text(sorted[i]->first.action)
+            .Markup("word", Html(sorted[i]->first.action))
             .Number(sorted[i]->second);
     return Section("Files on shares", table.Html() + LeftOutNote(sorted.size(), 2 * kMostTableRows, "file"));
 }
