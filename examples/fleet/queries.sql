@@ -44,3 +44,10 @@ FROM tarn_events
 WHERE event ? 'latency_ns' AND type <> 'stats'  -- those of a run are percentiles
 GROUP BY machine, day
 ORDER BY machine, day;
+
+-- name: rejected_by_machine
+-- Which machines sent lines that are no event, and what is wrong with them?
+SELECT machine, why, count(*) AS times, max(received) AS last, left(min(line), 60) AS such_as
+FROM tarn_rejected
+GROUP BY machine, why
+ORDER BY times DESC, machine, why;

@@ -20,6 +20,23 @@ HOSTILE = {'type': 'verdict', 'version': 1, 'written': '2026-01-02T03:04:05.0000
            'host': "a.example'; DROP TABLE tarn_events; --", 'path': '/\0\\u0000"\\', 'reason': 2,
            'reason_text': 'malicious site', 'latency_ns': 5000,
            'entry': {'list': 'malicious_sites', 'text': 'a.example', 'file': 'tarn-policy.toml', 'line': 3}}
+# What a tarnhost that is killed in the middle of a line leaves, and what else is no event.
+EVENT = '{"type": "error", "version": 1, "written": "2026-01-02T03:04:06.000000Z", "text": "%s"}'
+LONG = 'x' * 91_000
+MOST = 1 << 20  # bytes of a line
+UNTAKEN = [
+    b'{"type": "verdict", "version": 1, "wri' + (EVENT % 'joined to half a line').encode(),
+    b'{"type": "error", "version": 1, "text": "no time"}',
+    b'{"type": "error", "version": 1, "written": "yesterday"}',
+    b'{"version": 1, "written": "2026-01-02T03:04:06.000000Z"}',
+    b'[1, 2]',
+    b'a line of somebody else, with a \'quote\' and a \\',
+    b'{"type": "error", "text": "cut in a letter: \xc3',
+    b'{"type": "error", "text": "bytes of zero: \0\0"',
+    b'[' * 200_000,
+]
+EMPTY = [b'', b'   ']
+TOO_LONG = EVENT % ('y' * (MOST + 100_000))
 
 
 def queries():
@@ -48,8 +65,12 @@ class Fleet(unittest.TestCase):
                                   check=True).stdout
             if machine == 'desk-2':
                 text += json.dumps(HOSTILE) + '\n'
+                text += EVENT % LONG + '\n'
             cls.events[machine] = [json.loads(line) for line in text.splitlines()]
-            (place / f'{machine}.text').write_text(text, encoding='utf-8')
+            lines = text.encode().splitlines()
+            if machine == 'desk-2':  # in the middle of the others
+                lines[20:20] = [*UNTAKEN, *EMPTY, TOO_LONG.encode()]
+            (place / f'{machine}.text').write_bytes(b'\n'.join(lines) + b'\n')
         cls.database = cls.enterClassContext(Database(place / 'database'))
         cls.database.ask((SHIPPED / 'table.sql').read_text(encoding='utf-8'))
         port = free_port()
@@ -94,6 +115,23 @@ class Fleet(unittest.TestCase):
             rows = self.database.ask(f"SELECT event FROM tarn_events WHERE machine = '{machine}' ORDER BY id;")
             kept = json.dumps(events).replace('\\u0000', '\\ufffd')
             self.assertEqual([json.loads(row[0]) for row in rows], json.loads(kept))
+
+    def test_what_is_no_event_is_kept_apart_and_stops_nothing(self):
+        rows = self.database.ask('SELECT machine, why, line FROM tarn_rejected ORDER BY id;')
+        self.assertEqual({row[0] for row in rows}, {'desk-2'})
+        self.assertTrue(all(row[1] for row in rows))
+        lines = [row[2] for row in rows]
+        for told, kept in zip(UNTAKEN, lines):
+            begin = re.split(rb'[\0-\x1f\x80-\xff]', told)[0].decode()
+            self.assertTrue(kept.startswith(begin), f'{kept[:80]} is not {begin[:80]}')
+        cut = lines[len(UNTAKEN):]
+        self.assertTrue(cut and TOO_LONG.startswith(cut[0]), [line[:80] for line in cut])
+        self.assertGreater(len(cut[0]), MOST - 1000)
+
+    def test_rejected_by_machine(self):
+        times = sum(int(row[2]) for row in self.answer('rejected_by_machine'))
+        self.assertGreaterEqual(times, len(UNTAKEN) + 1)
+        self.assertEqual(times, int(self.database.ask('SELECT count(*) FROM tarn_rejected;')[0][0]))
 
     def test_top_blocked_sites(self):
         times = collections.Counter()
