@@ -1,6 +1,7 @@
 """The output folder of a run: its captures, their results, and what is left to do. All machines see the same folder.
 
 captures.txt        the captures, one path below the corpus a line; a capture keeps its line for good
+stamps.json         size and time of each, as they were when the run began
 results/N.jsonl     what tarnhost said of the capture of line N; it stands there only when it is whole
 failed/N.txt        why the last try of line N gave no result
 """
@@ -15,6 +16,24 @@ ENDINGS = tuple(ending + packed for ending in ('.pcap', '.pcapng', '.cap') for p
 
 class Mistake(Exception):
     """What a user can mend."""
+
+
+def stamp(path):
+    """Differs when a file was written."""
+    found = path.stat()
+    return [found.st_size, found.st_mtime_ns]
+
+
+def difference(told, before):
+    """Why results that were made by other settings cannot stand beside new ones; empty when they can."""
+    for key in sorted((set(told) | set(before)) - {'files'}):
+        if told.get(key) != before.get(key):
+            return f'with {key} = {before.get(key)!r}, now it is {told.get(key)!r}'
+    now, then = ({name: file['sha256'] for name, file in of.get('files', {}).items()} for of in (told, before))
+    for name in sorted(set(now) | set(then)):
+        if now.get(name) != then.get(name):
+            return f'by another {name}'
+    return ''
 
 
 def captures_of(corpus):
@@ -46,6 +65,7 @@ class RunFolder:
         self.results = self.folder / 'results'
         self.failures = self.folder / 'failed'
         self.settings = self.folder / 'settings.json'
+        self.stamps_file = self.folder / 'stamps.json'
         self.lock = None
 
     def open(self, corpus, settings):
@@ -60,16 +80,27 @@ class RunFolder:
         told = {'corpus': str(corpus.absolute()), **settings}
         if self.settings.exists():
             before = json.loads(self.settings.read_text(encoding='utf-8'))
-            for key in sorted(set(told) | set(before)):
-                if told.get(key) != before.get(key):
-                    raise Mistake(f'{self.folder}: its results were made with {key} = {before.get(key)!r}, now it is '
-                                  f'{told.get(key)!r}; name another output folder')
+            if why := difference(told, before):
+                raise Mistake(f'{self.folder}: its results were made {why}; name another output folder')
         write_whole(self.settings, json.dumps(told, indent=1) + '\n')
         self.sweep()
         known = self.captures()
-        new = sorted(set(captures_of(corpus)) - set(known))
-        write_whole(self.list, ''.join(f'{name}\n' for name in known + new))
-        return known + new
+        there = captures_of(corpus)
+        captures = known + sorted(set(there) - set(known))
+        write_whole(self.list, ''.join(f'{name}\n' for name in captures))
+        self.forget_replaced(captures, {name: stamp(corpus / name) for name in there})
+        return captures
+
+    def forget_replaced(self, captures, now):
+        """Results of captures that were written anew since."""
+        before = self.stamps()
+        for number, name in enumerate(captures):
+            if name in now and before.get(name) != now[name]:
+                self.result(number).unlink(missing_ok=True)
+        write_whole(self.stamps_file, json.dumps({**before, **now}, indent=0) + '\n')
+
+    def stamps(self):
+        return json.loads(self.stamps_file.read_text(encoding='utf-8')) if self.stamps_file.exists() else {}
 
     def sweep(self):
         """Removes what tries left that were ended from outside. One that still runs elsewhere then counts as failed."""

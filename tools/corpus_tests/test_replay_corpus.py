@@ -1,6 +1,7 @@
 """replay-corpus with its engines as they are: GNU parallel over ssh, and Slurm with two nodes of which one dies."""
 import json
 import os
+import shlex
 import shutil
 import signal
 import subprocess
@@ -142,6 +143,78 @@ exec {TARNHOST} "$@"
             self.assertNotEqual(machines.states(), ['idle', 'idle'])
         self.assertIn(f'{self.count} of {self.count} captures judged', said)
         self.assert_as_the_single_run(output)
+
+    def small(self, name):
+        """A corpus of one capture, and a policy with a list."""
+        place = self.place / name
+        (place / 'corpus').mkdir(parents=True)
+        shutil.copy(CAPTURES / COPIED[0], place / 'corpus' / 'one.pcap')
+        (place / 'mine.toml').write_text('include = ["*.list"]\n[features]\nbrowsing_protection = true\n',
+                                         encoding='utf-8')
+        (place / 'bad.list').write_text('bad.example\n', encoding='utf-8')
+        return place
+
+    def run_small(self, place, tarnhost=TARNHOST):
+        return subprocess.run([TOOL, '--tarnhost', tarnhost, '-o', place / 'out', '--policy', place / 'mine.toml',
+                               place / 'corpus'], capture_output=True, text=True, check=False, timeout=300)
+
+    def test_results_by_another_policy_list_or_program_are_never_mixed(self):
+        place = self.small('mixed')
+        program = place / 'my tarnhost.sh'
+        program.write_text(f'#!/bin/sh\nexec {TARNHOST} "$@"\n', encoding='utf-8')
+        program.chmod(0o755)
+        tarnhost = shlex.quote(str(program))
+        self.assertEqual(self.run_small(place, tarnhost).returncode, 0)
+        events = (place / 'out' / 'events.jsonl').read_bytes()
+        shutil.copy(CAPTURES / COPIED[1], place / 'corpus' / 'two.pcap')
+        for file in (place / 'mine.toml', place / 'bad.list', place / 'new.list', program):
+            before = file.read_bytes() if file.exists() else None
+            file.write_bytes((before or b'') + b'# another line\n')
+            ran = self.run_small(place, tarnhost)
+            self.assertEqual(ran.returncode, 2, file)
+            self.assertIn(f'by another {file}; name another output folder', ran.stderr)
+            self.assertEqual((place / 'out' / 'events.jsonl').read_bytes(), events)
+            if before is None:
+                file.unlink()
+            else:
+                file.write_bytes(before)
+        ran = self.run_small(place, tarnhost)  # the same content again, if of another time
+        self.assertEqual(ran.returncode, 0, ran.stderr)
+        self.assertIn('2 of 2 captures judged', ran.stdout)
+
+    def test_a_policy_that_changes_meanwhile_gives_no_result(self):
+        place = self.small('meanwhile')
+        tarnhost = shlex.join(['sh', '-c', f'echo "# more" >>"{place}/bad.list"; exec {TARNHOST} "$@"', 'sh'])
+        ran = self.run_small(place, tarnhost)
+        self.assertEqual(ran.returncode, 1)
+        self.assertIn(f'one.pcap: no result: {place}/bad.list was changed while the run went on', ran.stderr)
+
+    def test_a_capture_that_was_replaced_is_judged_again(self):
+        place = self.small('replaced')
+        self.assertEqual(self.run_small(place).returncode, 0)
+        shutil.copy(CAPTURES / COPIED[2], place / 'corpus' / 'one.pcap')
+        self.assertEqual(self.run_small(place).returncode, 0)
+        frames = [event['frames'] for event in verdicts_of(place / 'out' / 'events.jsonl') if event['type'] == 'stats']
+        (place / 'single').mkdir()
+        shutil.copytree(place / 'corpus', place / 'single' / 'corpus')
+        for name in ('mine.toml', 'bad.list'):
+            shutil.copy(place / name, place / 'single')
+        self.assertEqual(self.run_small(place / 'single').returncode, 0)
+        self.assertEqual(frames, [event['frames'] for event in verdicts_of(place / 'single' / 'out' / 'events.jsonl')
+                                  if event['type'] == 'stats'])
+        self.assertEqual(len(frames), 1)
+
+    def test_a_tree_with_a_blank_in_its_path_is_started(self):
+        tree = self.place / 'a tree'
+        shutil.copytree(ROOT / 'tools', tree / 'tools', ignore=shutil.ignore_patterns('__pycache__'))
+        (tree / 'build' / 'windows' / 'bin').mkdir(parents=True)
+        (tree / 'build' / 'windows' / 'bin' / 'tarnhost.exe').touch()
+        (tree / 'dev').write_text(f'#!/bin/sh\nshift\nexec {TARNHOST} "$@"\n', encoding='utf-8')
+        (tree / 'dev').chmod(0o755)
+        place = self.small('blank')
+        ran = subprocess.run([tree / 'tools' / 'replay-corpus', '-o', place / 'out', place / 'corpus'],
+                             capture_output=True, text=True, check=False, timeout=300)
+        self.assertEqual(ran.returncode, 0, ran.stderr)
 
     def test_what_has_no_result_is_named(self):
         output = self.place / 'failing'
