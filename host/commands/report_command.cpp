@@ -6,7 +6,9 @@
 
 #include "host/commands/command.h"
 #include "host/file_path.h"
+#include "host/list_files.h"
 #include "host/named_inputs.h"
+#include "host/output_file.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
@@ -16,6 +18,7 @@
 #include "host/report/report_model.h"
 #include "host/report/report_page.h"
 #include "host/standard_input.h"
+#include "policy/list_reader.h"
 
 namespace tarn::host {
 
@@ -62,7 +65,9 @@ class MakingReport {
         const auto read = ReadPolicyFile(file);
         if (!read || !read->mistakes.empty()) {
             session_.Fail(
-                read ? DescribePolicyMistakes(file) : fmt::format("--policy {}: cannot be read", Printable(file)),
+                read ? DescribePolicyMistakes(file)
+                     : fmt::format("--policy {}: cannot be read; is the path right, and may you read the file?",
+                                   Printable(file)),
                 kExitFailed);
             return false;
         }
@@ -80,13 +85,7 @@ class MakingReport {
         if (output == kStandardInput) {
             session_.out << page;
         } else {
-            std::ofstream file(ToPath(output), std::ios::binary);
-            file << page;
-            file.close();
-            if (!file)
-                return session_.Fail(
-                    fmt::format("{}: cannot be written; may you write there, and is there room?", Printable(output)),
-                    kExitFailed);
+            if (!WriteWholeFile(output, page)) return session_.Fail(CannotWrite("-o", output), kExitFailed);
             session_.out << fmt::format("{}: {} event{}, {} blocked, {} attack{}\n", Printable(output), model_.events,
                                         model_.events == 1 ? "" : "s", model_.requests.blocked, model_.attackFrames,
                                         model_.attackFrames == 1 ? "" : "s");
@@ -131,19 +130,23 @@ class MakingReport {
     report::RepeatedLines repeated_;
 };
 
-// Writing over what is read would lose it.
-bool IsInput(const ReportOptions& options) {
-    std::error_code ignored;
+// All files that the page is made from: lists of files and the files in them, the policy and what it includes.
+std::vector<std::string> FilesRead(const ReportOptions& options, const std::vector<std::string>& names,
+                                   const std::string& policyFile) {
+    std::vector<std::string> files = names;
     for (const std::string& input : options.inputs)
-        if (fs::equivalent(ToPath(input.starts_with('@') ? input.substr(1) : input), ToPath(options.output), ignored))
-            return true;
-    return false;
+        if (input.starts_with('@')) files.push_back(input.substr(1));
+    if (policyFile.empty()) return files;
+    files.push_back(policyFile);
+    ListFilesOnDisk lists(policyFile);
+    for (const std::string& pattern : policy::IncludePatterns(ReadPolicyText(policyFile).value_or("")))
+        for (const std::string& list :
+             policy::IsPattern(pattern) ? lists.Names(pattern) : std::vector<std::string>{pattern})
+            files.push_back(FromPath(ToPath(policyFile).parent_path() / ToPath(list)));
+    return files;
 }
 
 int MakeReportPage(const ReportOptions& options, const Session& session) {
-    if (options.output != kStandardInput && IsInput(options))
-        return session.Fail(fmt::format("-o {}: this file is read; name another one", Printable(options.output)),
-                            kExitUsage);
     MakingReport making(session);
     std::vector<std::string> names;
     for (const std::string& input : options.inputs) {
@@ -159,6 +162,10 @@ int MakeReportPage(const ReportOptions& options, const Session& session) {
             },
             [&](const std::string& mistake) { making.Complain(mistake); });
     }
+    if (options.output != kStandardInput &&
+        IsOneOf(options.output, FilesRead(options, names, session.library.policyFile)))
+        return session.Fail(fmt::format("-o {}: this file is read; name another one", Printable(options.output)),
+                            kExitUsage);
     for (const std::string& name : names)
         if (!making.ReadFile(name)) break;
     if (session.environment.IsInterrupted()) return session.Fail("stopped; no report was written", kExitInterrupted);

@@ -139,7 +139,8 @@ void ReportModel::Add(const Json& event) {
     } else if (type != "policy") {
         ++otherEvents;
     }
-    if (const auto entry = EntryOf(event)) entries[*entry].Count(TextOf(event, "verdict"));
+    const bool isDecision = type == "verdict" || type == "attack" || type == "logon";
+    if (const auto entry = EntryOf(event); entry && isDecision) entries[*entry].Count(TextOf(event, "verdict"));
     if (const auto latency = NumberOf(event, "latency_ns"); latency && type != "stats") latencies[type].Add(*latency);
     if (const auto row = RowOf(event)) rows.Add(*row);
 }

@@ -165,6 +165,45 @@ TEST(ReportCommand, DoesNotWriteOverWhatItReads) {
     EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", "no-such-folder/x/report.html"}).code, 1);
 }
 
+std::string ContentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(ReportCommand, DoesNotWriteOverAPolicyOrWhatListsName) {
+    FakeMachine machine;
+    const TemporaryFile events("events.jsonl", Line(Request("good.example", "allowed", 1)));
+    const TemporaryFile list("names.txt", events.Path() + "\n");
+    const TemporaryFile policy("mine.toml", std::string("include = [\"bad.txt\"]\n"));
+    const std::string included = (std::filesystem::path(policy.Folder()) / "bad.txt").string();
+    std::ofstream(std::filesystem::path(included)) << "bad.example\n";
+    for (const std::string& read : {events.Path(), list.Path(), policy.Path(), included}) {
+        const std::string before = ContentOf(read);
+        ASSERT_NE(before, "");
+        const Ran run = RunWith(machine, {"report", "--policy", policy.Path(), "@" + list.Path(), "-o", read});
+        EXPECT_EQ(run.code, 2) << read;
+        EXPECT_THAT(run.errors, HasSubstr("this file is read; name another one"));
+        EXPECT_EQ(ContentOf(read), before) << read;
+    }
+}
+
+// What cannot be written leaves the page of yesterday and nothing beside it.
+TEST(ReportCommand, ReplacesAnEarlierPageAsAWhole) {
+    FakeMachine machine;
+    const TemporaryFile events("events.jsonl", Line(Request("good.example", "allowed", 1)));
+    const TemporaryFile page("report.html", std::string("yesterday"));
+    const auto filesBeside = [&] {
+        return std::distance(std::filesystem::directory_iterator(page.Folder()), std::filesystem::directory_iterator());
+    };
+    EXPECT_EQ(RunWith(machine, {"report", "no-such.jsonl", "-o", page.Path()}).code, 1);
+    EXPECT_EQ(ContentOf(page.Path()), "yesterday");
+    EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", page.Path()}).code, 0);
+    EXPECT_THAT(ContentOf(page.Path()), HasSubstr("good.example"));
+    EXPECT_EQ(filesBeside(), 1);
+    EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", page.Folder()}).code, 1);
+    EXPECT_EQ(filesBeside(), 1);
+}
+
 TEST(ReportCommand, PrintsThePageWhenItIsAskedTo) {
     FakeMachine machine;
     const TemporaryFile events("events.jsonl", Line(Request("good.example", "allowed", 1)));
@@ -186,6 +225,22 @@ TEST(ReportCommand, ListsTheEntriesOfAPolicyThatNeverDecided) {
     const TemporaryFile broken("broken.toml", std::string("[white_list]\n"));
     EXPECT_EQ(ReportOf({"--policy", broken.Path(), events.Path()}).run.code, 1);
     EXPECT_EQ(ReportOf({"--policy", "no-such.toml", events.Path()}).run.code, 1);
+}
+
+// explain and test name entries, too, of what was only asked.
+TEST(ReportCommand, CountsAnEntryForWhatItDecidedAlone) {
+    const TemporaryFile policy("mine.toml",
+                               std::string("[white_lists]\nuser = [\"used.example\", \"idle.example\"]\n"));
+    std::string lines;
+    for (const char* type : {"explain", "case", "change"})
+        lines += Line(
+            {{"type", type},
+             {"verdict", "allowed"},
+             {"entry", {{"list", "white_lists.user"}, {"text", "used.example"}, {"file", "mine.toml"}, {"line", 2}}}});
+    const TemporaryFile events("events.jsonl", lines + Line(Request("good.example", "allowed", 1)));
+    const auto [run, page] = ReportOf({"--policy", policy.Path(), events.Path()});
+    EXPECT_EQ(run.code, 0) << run.errors;
+    EXPECT_THAT(page, HasSubstr("2 of 2 entries of mine.toml decided nothing"));
 }
 
 // All that a page may not do is forbidden by its first lines, and no event gets out of its place.
