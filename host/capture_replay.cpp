@@ -19,6 +19,7 @@ constexpr std::uint16_t kQuicPort = 443;
 bool CaptureReplay::Replay(std::istream& file, const std::string& name, std::string& mistake) {
     report_.BeginCapture({name, replacements_});
     ++read_.captures;
+    http2_.clear();
     UnexaminedLog::Tell tell;
     if (report_.WantsUnexamined())
         tell = [this](const UnexaminedTraffic& traffic) {
@@ -78,8 +79,18 @@ void CaptureReplay::ConsiderTurn(const Turn& turn, UnexaminedLog& notExamined) {
         if (HidesHello(turn.data)) add(Unexamined::kEch, protocol->view(turn.data).host);
         if (RecordLength(turn.data) > turn.firstSegment) add(Unexamined::kHelloSplit);
     } else if (protocol == nullptr && turn.server.port != kSmbPort) {
-        add(BeginsHttp2(turn.data) ? Unexamined::kHttp2 : Unexamined::kUnknownProtocol);
+        add(KindOfUnknown(turn));
     }
+}
+
+Unexamined CaptureReplay::KindOfUnknown(const Turn& turn) {
+    const Flow flow{true, turn.client, turn.server};
+    if (turn.index == 0) http2_.erase(flow);  // another connection of the same ends
+    if (BeginsHttp2(turn.data)) {
+        if (http2_.size() >= UnexaminedLog::kMaxFlows) http2_.clear();
+        http2_.insert(flow);
+    }
+    return http2_.contains(flow) ? Unexamined::kHttp2 : Unexamined::kUnknownProtocol;
 }
 
 void CaptureReplay::ConsiderDatagram(const CapturedFrame& frame, const TransportView& view,

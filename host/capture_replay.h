@@ -7,6 +7,7 @@
 #include <functional>
 #include <istream>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,8 @@ class CaptureReplay {
  private:
     void Count(const CapturedFrame& frame);
     void ConsiderDatagram(const CapturedFrame& frame, const TransportView& view, UnexaminedLog& notExamined);
+    // Of a turn in no protocol that there is a scan for.
+    Unexamined KindOfUnknown(const Turn& turn);
     void ConsiderTurn(const Turn& turn, UnexaminedLog& notExamined);
     // hasGap: the capture lacks some of the bytes. Null for what there is no scan for.
     const Protocol* Consider(const Utterance& utterance, CaptureOrigin origin, Endpoint server, bool hasGap);
@@ -60,6 +63,7 @@ class CaptureReplay {
     FrameScanOptions frameOptions_;
     ReplayTotals read_;
     EntryFinder* entries_ = nullptr;
+    std::set<Flow> http2_;  // connections of the capture that have begun HTTP/2 in the clear
     std::function<void(std::uint64_t)> onProgress_ = [](std::uint64_t) {};
     std::function<bool(std::uint64_t)> beforeFrame_ = [](std::uint64_t) { return true; };
     std::function<void()> beforeReport_ = [] {};

@@ -30,6 +30,8 @@ constexpr Coverage kIpv6Host{Extent::kPart, "IPv6 address as host: categories no
 constexpr Coverage kPrivate{Extent::kPart, "private address: threat lists and categories not asked"};
 constexpr Coverage kNoName{Extent::kPart, "hello without a server name: judged if a saved DNS answer names it"};
 constexpr Coverage kBrokenHello{Extent::kPart, "hello that is not whole: judged if a saved DNS answer names it"};
+constexpr Coverage kHiddenHello{Extent::kPart,
+                                "hello that may hide the name that is meant (ECH): the outer one is judged"};
 constexpr Coverage kFtpCommand{Extent::kNone, "of FTP commands only RETR, CWD and LIST are judged"};
 constexpr Coverage kNoDnsAnswer{Extent::kNone, "no DNS answer that can be read"};
 constexpr Coverage kLongReported{Extent::kNone, "longer than 1,023 characters"};
@@ -94,7 +96,8 @@ Coverage OfHello(base::Bytes data) {
         return kBrokenHello;
     const std::string host = ViewTlsHello(data).host;
     if (host.empty()) return kNoName;
-    return host.size() > kMaxHost ? kLongHost : kWhole;
+    if (host.size() > kMaxHost) return kLongHost;
+    return HidesHello(data) ? kHiddenHello : kWhole;
 }
 
 Coverage OfFtp(base::Bytes data) {

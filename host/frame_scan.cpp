@@ -37,13 +37,17 @@ std::uint16_t RuleNumber(const std::optional<TransportView>& view) {
     return view ? std::min(view->source.port, view->destination.port) : std::uint16_t{0};
 }
 
-bool IsEncryptedSmb(const TransportView& view) {
+// SMB messages that hold others sealed or packed.
+std::optional<Unexamined> HiddenSmb(const TransportView& view) {
     constexpr std::size_t kLengthOfMessage = 4;
-    constexpr std::uint16_t kTransform = 0xFD53;  // the first two of four bytes: 0xFD, "SMB"
+    constexpr std::uint16_t kSealed = 0xFD53;  // the first two of four bytes: 0xFD, "SMB"
+    constexpr std::uint16_t kPacked = 0xFC53;
     const bool isSmb = view.isTcp && (view.source.port == kSmbPort || view.destination.port == kSmbPort);
     base::ByteReader reader(view.payload);
     std::uint16_t protocol = 0;
-    return isSmb && reader.Skip(kLengthOfMessage) && reader.Be(protocol) && protocol == kTransform && reader.Skip(2);
+    if (!isSmb || !reader.Skip(kLengthOfMessage) || !reader.Be(protocol) || !reader.Skip(2)) return std::nullopt;
+    if (protocol == kSealed) return Unexamined::kSmbEncrypted;
+    return protocol == kPacked ? std::optional(Unexamined::kSmbCompressed) : std::nullopt;
 }
 
 std::string WithoutPort(const std::string& host) {
@@ -90,8 +94,8 @@ void FrameScan::CountNotExamined(const CapturedFrame& frame, const std::optional
     }
     if (const std::uint16_t type = EtherType(frame.bytes); type != kTypeIpv4)
         add(type == kTypeIpv6 ? Unexamined::kIpv6 : Unexamined::kVlan);
-    else if (view && IsEncryptedSmb(*view))
-        add(Unexamined::kSmbEncrypted);
+    else if (const auto hidden = view ? HiddenSmb(*view) : std::nullopt)
+        add(*hidden);
 }
 
 void FrameScan::ScanPacket(const CapturedFrame& frame, const std::optional<TransportView>& view, bool inbound) {

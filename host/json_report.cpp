@@ -54,6 +54,7 @@ void AddLatency(const std::optional<std::uint64_t>& latency, Event& event) {
 
 void JsonReport::BeginCapture(const CaptureHeading& heading) {
     heading_ = heading;
+    changes_.BeginCapture();
 }
 
 Event JsonReport::BeginFrameEvent(std::string_view type, std::uint64_t frame, std::uint64_t time) const {
@@ -67,8 +68,8 @@ Event JsonReport::BeginFrameEvent(std::string_view type, std::uint64_t frame, st
 void JsonReport::Request(const JudgedRequest& request) {
     const Judgement& judgement = request.judgement;
     Counting().Count(judgement, request.coverage);
-    if (style_.brief && IsUndecided(judgement)) return;
-    if (style_.quiet && !IsBlocked(judgement)) return;
+    const bool isWanted = !(style_.brief && IsUndecided(judgement)) && (!style_.quiet || IsBlocked(judgement));
+    if (!isWanted && !changes_.IsUsed()) return;
     Event event = request.origin ? BeginFrameEvent("verdict", request.origin->frame, request.origin->timeNanoseconds)
                                  : BeginEvent("verdict");
     if (request.protocol != nullptr) event["flow"] = FlowOfRequest(request);
@@ -95,7 +96,9 @@ void JsonReport::Request(const JudgedRequest& request) {
         event["report"] = judgement.prompt.report;
         event["prompt"] = judgement.prompt.prompt;
     }
-    WriteEvent(event, out_);
+    if (isWanted) WriteEvent(event, out_);
+    if (!changes_.IsUsed()) return;
+    if (const auto change = changes_.Request(event)) WriteEvent(*change, out_);
 }
 
 void JsonReport::LocalGuess(const IpAddress& address) {
@@ -123,6 +126,8 @@ void JsonReport::Attack(const PacketAttack& attack) {
     if (!attack.blockedAddress.empty()) event["blocked_address"] = attack.blockedAddress;
     AddLatency(attack.latency, event);
     WriteEvent(event, out_);
+    if (!changes_.IsUsed()) return;
+    if (const auto change = changes_.Attack(event)) WriteEvent(*change, out_);
 }
 
 void JsonReport::File(const ShareFile& file) {

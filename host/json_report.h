@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/event.h"
+#include "host/verdict_change_events.h"
 #include "host/verdict_report.h"
 
 namespace tarn::host {
@@ -14,6 +15,7 @@ namespace tarn::host {
 class JsonReport : public VerdictReport {
  public:
     JsonReport(std::ostream& out, const ReportStyle& style) : out_(out), style_(style) {}
+    void BeginRound() override { changes_.BeginRound(); }
     void BeginCapture(const CaptureHeading& heading) override;
     void Request(const JudgedRequest& request) override;
     void LocalGuess(const IpAddress& address) override;
@@ -33,6 +35,7 @@ class JsonReport : public VerdictReport {
     ReportStyle style_;
     CaptureHeading heading_;
     std::vector<IpAddress> guesses_;
+    VerdictChangeEvents changes_;
 };
 
 // The totals that every command has, to be added to.

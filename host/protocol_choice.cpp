@@ -41,8 +41,17 @@ bool LooksLikeTlsHello(const Utterance& utterance) {
            contentType == 22 && versionMajor == 3 && handshakeType == 1;
 }
 
+// Behind "AUTH TLS" the commands are sealed.
+bool IsTlsRecord(base::Bytes data) {
+    base::ByteReader reader(data);
+    std::uint8_t contentType = 0;
+    std::uint8_t versionMajor = 0;
+    return reader.Be(contentType) && reader.Be(versionMajor) && contentType >= 20 && contentType <= 23 &&
+           versionMajor == 3;
+}
+
 bool IsFtpCommand(const Utterance& utterance) {
-    return utterance.isTcp && utterance.fromClient && utterance.serverPort == kFtpPort;
+    return utterance.isTcp && utterance.fromClient && utterance.serverPort == kFtpPort && !IsTlsRecord(utterance.data);
 }
 
 // Over UDP only: a TCP server may spread a message over segments.

@@ -105,6 +105,9 @@ bool TextReport::Row(TextRow row, bool isWanted, const std::string& decider) {
     if (isSame || (!isWanted && news.stateBefore.empty())) return false;
     if (!news.stateBefore.empty() && news.stateBefore != row.state)
         row.text += fmt::format("{}(was {})", row.text.empty() ? "" : "  ", news.stateBefore);
+    else if (!news.stateBefore.empty() && deciders_[news.deciderBefore] != decider)
+        row.text += fmt::format("{}(was by {})", row.text.empty() ? "" : "  ",
+                                news.deciderBefore == 0 ? "no rule" : Printable(deciders_[news.deciderBefore]));
     out_ << notes_;
     notes_.clear();
     rows_.Print(row);
@@ -240,13 +243,16 @@ void TextReport::NotWholeSummary(const std::optional<ReplayTotals>& replay) {
     const UnexaminedCounts silent = replay ? replay->notExamined : UnexaminedCounts{};
     const auto of = [&](Unexamined kind) { return silent.Of(kind); };
     const std::pair<std::uint64_t, std::string_view> lines[] = {
-        {of(Unexamined::kUnknownProtocol) + of(Unexamined::kHttp2),
-         "turns of clients in a protocol that no URL scan knows"},
+        {of(Unexamined::kUnknownProtocol), "turns of clients in a protocol that no URL scan knows"},
+        {of(Unexamined::kHttp2), "turns of clients in HTTP/2 without TLS, which no URL scan knows"},
+        {of(Unexamined::kEch), "TLS hellos that may hide the name that is meant (ECH): the outer name is judged"},
+        {of(Unexamined::kHelloSplit), "TLS hellos in several segments: put together here, which not every filter does"},
         {of(Unexamined::kQuic), "QUIC datagrams (UDP port 443): web traffic that no URL scan can read"},
         {of(Unexamined::kOtherDatagram), "UDP datagrams that are neither DNS nor QUIC: packet signatures alone"},
         {of(Unexamined::kSmbEncrypted), "encrypted SMB messages"},
-        {of(Unexamined::kVlan) + of(Unexamined::kIpv6),
-         "frames of IPv6 or with a VLAN tag: packet signatures, but no files and no services"},
+        {of(Unexamined::kSmbCompressed), "compressed SMB messages"},
+        {of(Unexamined::kVlan), "frames with a VLAN tag: packet signatures, but no files and no services"},
+        {of(Unexamined::kIpv6), "frames of IPv6: packet signatures, but no files and no services"},
         {of(Unexamined::kFragment), "fragments of IP packets, which are not put together: packet signatures alone"},
         {of(Unexamined::kPppoe), "PPPoE frames: packet signatures alone"},
         {of(Unexamined::kDamaged), "frames with headers that do not fit into them: packet signatures alone"},

@@ -8,8 +8,9 @@ namespace tarn::host {
 namespace {
 
 constexpr std::string_view kNames[] = {
-    "smb_encrypted", "quic", "ech",      "http2", "hello_split", "unknown_protocol", "vlan",
-    "ipv6",          "cut",  "fragment", "pppoe", "damaged",     "other_datagram",   "other_frame"};
+    "smb_encrypted",    "smb_compressed", "quic",       "ech", "http2",    "hello_split",
+    "unknown_protocol", "vlan",           "ipv6",       "cut", "fragment", "pppoe",
+    "damaged",          "other_datagram", "other_frame"};
 static_assert(std::size(kNames) == kUnexaminedKinds);
 
 // The same for both directions, whichever end was taken for the client.

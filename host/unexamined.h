@@ -18,9 +18,10 @@ namespace tarn::host {
 
 enum class Unexamined : std::uint8_t {
     kSmbEncrypted,     // messages
+    kSmbCompressed,    // the same
     kQuic,             // datagrams: web traffic over UDP
     kEch,              // hellos that may hide the name that is meant
-    kHttp2,            // turns of clients that begin HTTP/2 in the clear
+    kHttp2,            // turns of clients, from the one on that begins HTTP/2 in the clear
     kHelloSplit,       // hellos in several segments
     kUnknownProtocol,  // other turns of clients, in no protocol that there is a URL scan for
     kVlan,             // frames: neither the SMB monitor nor the attacks on services see them
@@ -32,7 +33,7 @@ enum class Unexamined : std::uint8_t {
     kOtherDatagram,    // neither QUIC nor DNS
     kOtherFrame        // neither TCP nor UDP
 };
-inline constexpr std::size_t kUnexaminedKinds = 14;
+inline constexpr std::size_t kUnexaminedKinds = 15;
 
 // As programs name it.
 [[nodiscard]] std::string_view UnexaminedName(Unexamined kind);

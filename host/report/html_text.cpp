@@ -15,6 +15,7 @@ constexpr std::size_t kMostCharacters = 1200;
 
 constexpr std::pair<std::string_view, std::string_view> kKinds[] = {
     {"smb_encrypted", "encrypted SMB"},
+    {"smb_compressed", "compressed SMB"},
     {"quic", "QUIC"},
     {"ech", "encrypted ClientHello"},
     {"http2", "HTTP/2 without TLS"},

@@ -12,8 +12,11 @@
 namespace tarn::host {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr std::uint16_t kIpv4 = 0x0800;
@@ -116,6 +119,8 @@ TEST(Unexamined, AHelloThatHidesItsNameTellsTheOuterOne) {
     EXPECT_EQ(events[0]["time"], "1970-01-01T00:16:40.000000Z");
     EXPECT_EQ(events[0]["capture"], "made.pcap");
     EXPECT_EQ(events[0]["flow"], Events(run, "verdict").at(0)["flow"]);
+    EXPECT_EQ(Events(run, "verdict").at(0)["judged"], "part");
+    EXPECT_EQ(Events(run, "verdict").at(1)["judged"], "whole");
     EXPECT_EQ(CountOf(run, "ech"), 1u);
 }
 
@@ -135,6 +140,55 @@ TEST(Unexamined, Http2InTheClearIsToldApartFromUnknownProtocols) {
     EXPECT_THAT(Kinds(run), ElementsAre("http2", "unknown_protocol"));
     EXPECT_EQ(CountOf(run, "http2"), 1u);
     EXPECT_EQ(CountOf(run, "unknown_protocol"), 1u);
+}
+
+// From the server of a connection.
+ByteList Answer(std::uint16_t port, std::uint16_t to, std::uint32_t sequence, std::uint32_t acknowledged) {
+    ByteList frame = Tcp(port, to, sequence, Text("answer"));
+    std::swap_ranges(frame.begin() + 26, frame.begin() + 30, frame.begin() + 30);  // the two addresses
+    for (std::size_t i = 0; i < 4; ++i) frame[42 + i] = static_cast<std::uint8_t>(acknowledged >> (24 - 8 * i));
+    return frame;
+}
+
+TEST(Unexamined, WhatFollowsInAnHttp2ConnectionIsOfTheSameKind) {
+    const ByteList preface = Text("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n");
+    const auto next = static_cast<std::uint32_t>(1 + preface.size());
+    const Ran run =
+        Replay({Tcp(50000, 80, 1, preface), Answer(80, 50000, 1, next),
+                Tcp(50000, 80, next, Text("\x01\x02\x03 frames")), Tcp(50001, 80, 1, Text("\x01\x02\x03"))});
+    EXPECT_THAT(Kinds(run), ElementsAre("http2", "unknown_protocol"));
+    EXPECT_EQ(CountOf(run, "http2"), 2u);
+    EXPECT_EQ(CountOf(run, "unknown_protocol"), 1u);
+}
+
+TEST(Unexamined, FtpBehindTlsIsNoCommand) {
+    const Ran run = Replay({Tcp(50000, 21, 1, {0x17, 3, 3, 0, 3, 1, 2, 3}), Tcp(50001, 21, 1, Text("RETR a.txt\r\n"))});
+    EXPECT_THAT(Events(run, "verdict"), SizeIs(1));
+    EXPECT_THAT(Kinds(run), ElementsAre("unknown_protocol"));
+}
+
+TEST(Unexamined, CompressedFilesAreToldByName) {
+    const ByteList packed = BytesWriter(true).U32(60).U32(0xFC534D42).Append(ByteList(56)).bytes;
+    EXPECT_THAT(Kinds(Replay({Tcp(50001, 445, 1, packed)})), ElementsAre("smb_compressed"));
+}
+
+TEST(Unexamined, TheTextSaysEachKindApart) {
+    ByteList file = PcapHeader();
+    const ByteList tagged =
+        Ethernet(0x8100, BytesWriter(true).U16(7).U16(kIpv4).Append(Ipv4Packet(6, Segment(50002, 80, 1, {}))).bytes);
+    const ByteList hello = Hello(true);
+    for (const ByteList& frame : {Tcp(50000, 443, 1, ByteList(hello.begin(), hello.begin() + 30)),
+                                  Tcp(50000, 443, 31, ByteList(hello.begin() + 30, hello.end())),
+                                  Tcp(50001, 80, 1, Text("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n")), tagged})
+        file = BytesWriter().Append(file).Append(PcapFrame(1000, 0, frame)).bytes;
+    const TemporaryFile capture("made.pcap", file);
+    FakeEnvironment environment;
+    const Ran run = RunWith(environment, {"replay", capture.Path()});
+    EXPECT_THAT(run.out, AllOf(HasSubstr("      1  TLS hellos that may hide the name that is meant (ECH)"),
+                               HasSubstr("      1  TLS hellos in several segments"),
+                               HasSubstr("      1  turns of clients in HTTP/2 without TLS"),
+                               HasSubstr("      1  frames with a VLAN tag"), Not(HasSubstr("frames of IPv6")),
+                               Not(HasSubstr("in a protocol that no URL scan knows"))));
 }
 
 TEST(Unexamined, TagsIpv6AndSealedFilesAreToldByName) {

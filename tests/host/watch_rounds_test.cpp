@@ -130,5 +130,31 @@ TEST_F(WatchRounds, JsonHasEveryVerdictOfEveryRound) {
     EXPECT_EQ(CountOf(TwoRounds({"--json"}), "\"type\":\"verdict\""), 74u);
 }
 
+TEST_F(WatchRounds, ARowOfTheSameVerdictSaysByWhatItWas) {
+    machine_.told.answer = FakeLibrary::Malicious("Old", "lantern.example/");
+    machine_.told.answer.verdict.reason = TARN_REASON_PHISHING;
+    EXPECT_THAT(TwoRounds({}),
+                ContainsRegex("BLOCKED +2 malicious site +Worm: lantern.example/  .was by phishing site.\n"));
+}
+
+TEST_F(WatchRounds, JsonSaysWhatChanged) {
+    for (const char* option : {"--verbose", "--brief"}) {
+        policy_.Write(kBefore);
+        machine_.told.scanned.clear();
+        std::vector<nlohmann::json> changes;
+        for (const auto& line : JsonLines(TwoRounds({"--json", option})))
+            if (line["type"] == "change") changes.push_back(line);
+        ASSERT_THAT(changes, SizeIs(1)) << option;
+        EXPECT_EQ(changes[0]["of"], "request");
+        EXPECT_EQ(changes[0]["change"], "blocked");
+        EXPECT_EQ(changes[0]["before"]["verdict"], "allowed");
+        EXPECT_EQ(changes[0]["before"]["reason"], 26);
+        EXPECT_EQ(changes[0]["after"]["verdict"], "blocked");
+        EXPECT_EQ(changes[0]["after"]["reason"], 2);
+        EXPECT_TRUE(changes[0].contains("host"));
+        EXPECT_TRUE(changes[0].contains("frame"));
+    }
+}
+
 }  // namespace
 }  // namespace tarn::host
