@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::uint64_t kMaxFileSize = std::uint64_t{64} * 1024 * 1024;
 constexpr const wchar_t* kFileVariable = L"TARN_POLICY_FILE";
+constexpr const wchar_t* kQuietVariable = L"TARN_POLICY_QUIET";  // set: nothing is said of the policy
 constexpr std::u16string_view kSettingsReader = u"setrd.dll";
 constexpr std::uint32_t kOtherBuild = ERROR_REVISION_MISMATCH;
 
@@ -203,7 +204,7 @@ std::uint32_t SharePolicy(const char* build, PolicyUse use, void* context) {
     if (build == nullptr || use == nullptr) return kOtherBuild;
     try {
         if (build != Build()) return kOtherBuild;
-        return LendOwn(true, use, context);
+        return LendOwn(GetEnvironmentVariableW(kQuietVariable, nullptr, 0) == 0, use, context);
     } catch (...) {
         return ERROR_OUTOFMEMORY;
     }

@@ -71,6 +71,7 @@ struct LibraryOptions {
     std::uint8_t mode = TARN_START_RESTART;  // of WSInit
     bool verbose = false;                    // say on stderr what is loaded from where
     bool judgesUrls = true;                  // say on stderr when the settings switch URL scanning off
+    bool warnsOfPolicy = true;               // the modules say on stderr what is wrong with the policy
     std::optional<TarnSystemTime> clock;     // what time the library takes it to be; empty: the machine's
 };
 

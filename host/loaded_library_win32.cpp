@@ -269,6 +269,7 @@ std::wstring OwnFolder() {
 }
 
 std::string ChoosePolicy(const LibraryOptions& options, const std::wstring& installFolder) {
+    SetEnvironmentVariableW(ToWide(kPolicyQuietVariable).c_str(), options.warnsOfPolicy ? nullptr : L"1");
     const std::wstring variable = ToWide(kPolicyVariable);
     if (!options.policyFile.empty())
         SetEnvironmentVariableW(variable.c_str(), FullPath(ToWide(options.policyFile)).c_str());

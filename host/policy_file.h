@@ -14,6 +14,9 @@ namespace tarn::host {
 // Names to the reference modules the file to read in the place of the one beside them.
 inline constexpr const char* kPolicyVariable = "TARN_POLICY_FILE";
 
+// Set: they say nothing of the policy on the error output.
+inline constexpr const char* kPolicyQuietVariable = "TARN_POLICY_QUIET";
+
 // The file that the reference modules read: the one that the options name, else that of the variable, else the one
 // beside the modules.
 std::string PolicyPath(const Environment& environment, const LibraryOptions& options);

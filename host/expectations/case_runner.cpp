@@ -132,7 +132,8 @@ Judge* CaseRunner::LibraryFor(const PolicyCase& one, std::string& mistake) {
     SavedState ignored;
     if (!environment_.UseState(options_, ignored, mistake)) return nullptr;
     library_ = environment_.OpenLibrary(options_, mistake);
-    options_.judgesUrls = false;  // what the settings switch off is said once
+    options_.judgesUrls = false;  // what the settings switch off and what is wrong with the policy is said once
+    options_.warnsOfPolicy = false;
     return library_.get();
 }
 

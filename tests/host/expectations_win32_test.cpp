@@ -31,6 +31,19 @@ TEST(PolicyTests, TheExampleHoldsForTheDeliveredPolicy) {
     EXPECT_EQ(run.errors, "");
 }
 
+TEST(PolicyTests, WhatAListLeavesOutIsSaidOnce) {
+    const InstallCopy install;
+    install.Write("bad.txt", "||bad.harbor.test^\n/ads[0-9]/\n");
+    install.Write("tarn-policy.toml", "include = [\"bad.txt\"]\n[features]\nbrowsing_protection = true\n");
+    const std::string one = "[[case]]\nurl = \"http://bad.harbor.test/\"\nexpect = \"blocked\"\n";
+    install.Write("cases.toml", one + one + one);
+    const ProgramRun run = install.Run({"test", install.Path("cases.toml")});
+    EXPECT_EQ(run.exitCode, kOk) << run.out << run.errors;
+    const std::size_t first = run.errors.find("bad.txt:2:");
+    EXPECT_NE(first, std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find("bad.txt:2:", first + 1), std::string::npos) << run.errors;
+}
+
 TEST(PolicyTests, ADifferenceIsFoundAndAnotherPolicyIsTested) {
     const InstallCopy install;
     install.Write("other.toml", "[features]\nbrowsing_protection = true\n");
