@@ -168,7 +168,9 @@ std::unique_ptr<Judge> Session::Library() const {
     std::string mistake;
     SavedState found;
     if (!library.policyFile.empty() && !ReadPolicyText(library.policyFile)) {
-        Fail(fmt::format("--policy {}: cannot be read", Printable(library.policyFile)), kExitFailed);
+        Fail(fmt::format("--policy {}: cannot be read; is the path right, and may you read the file?",
+                         Printable(library.policyFile)),
+             kExitFailed);
         return nullptr;
     }
     if (!environment.UseState(library, found, mistake)) {
@@ -237,6 +239,7 @@ int Session::Fail(std::string_view message, ExitCode code, std::string_view inpu
     }
     out.flush();
     errors << "tarnhost: " << message << std::endl;
+    if (onFail) onFail(message, input);
     return code;
 }
 

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <iterator>
+#include <map>
+#include <set>
 
 #include "base/text.h"
 #include "host/file_path.h"
@@ -74,11 +76,18 @@ struct FoundCaptures {
     }
 };
 
+// The same on every system.
+std::string Slashed(const fs::path& path) {
+    const std::u8string utf8 = path.generic_u8string();
+    return {utf8.begin(), utf8.end()};
+}
+
 void AddFolder(const std::string& folder, std::vector<NamedInput>& inputs) {
     FoundCaptures found;
     found.Search(ToPath(folder));
     std::sort(found.names.begin(), found.names.end());
-    for (const std::string& name : found.names) inputs.push_back({name, {}});
+    for (const std::string& name : found.names)
+        inputs.push_back({name, {}, Slashed(ToPath(name).lexically_relative(ToPath(folder)))});
     inputs.insert(inputs.end(), found.unreadable.begin(), found.unreadable.end());
     if (found.names.empty() && found.unreadable.empty())
         inputs.push_back({folder, CannotRead(folder,
@@ -90,8 +99,19 @@ void AddNamed(const std::string& name, std::vector<NamedInput>& inputs) {
     std::error_code ignored;
     if (name != kStandardInput && fs::is_directory(ToPath(name), ignored))
         AddFolder(name, inputs);
+    else if (name == kStandardInput)
+        inputs.push_back({name, {}, "standard input"});
     else
-        inputs.push_back({name, {}});
+        inputs.push_back({name, {}, Slashed(ToPath(name).filename())});
+}
+
+// Different files are never called the same.
+void TellApart(std::vector<NamedInput>& inputs) {
+    std::map<std::string, std::set<std::string>> named;
+    for (const NamedInput& input : inputs)
+        if (input.mistake.empty()) named[input.shown].insert(input.name);
+    for (NamedInput& input : inputs)
+        if (input.mistake.empty() && named[input.shown].size() > 1) input.shown = Slashed(ToPath(input.name));
 }
 
 }  // namespace
@@ -114,6 +134,7 @@ std::vector<NamedInput> ListCaptures(const std::vector<std::string>& named) {
             return true;
         });
     }
+    TellApart(inputs);
     return inputs;
 }
 

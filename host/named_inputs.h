@@ -19,6 +19,9 @@ inline constexpr std::string_view kStandardInput = "-";
 struct NamedInput {
     std::string name;
     std::string mistake;  // empty for an input
+    // Of a capture, what events and rows call it: its name, below a named folder with the folders between. Where two
+    // of a run would be called the same, the whole name as it was given.
+    std::string shown{};
 };
 
 // Files as they are named, the captures below a folder by name (*.pcap, *.pcapng, *.cap, packed too), the lines of

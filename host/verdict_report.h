@@ -50,7 +50,7 @@ struct AddressReplacement {
 };
 
 struct CaptureHeading {
-    std::string name;  // of the file, without its folder
+    std::string name;  // as NamedInput::shown has it
     std::vector<AddressReplacement> replacements;
 };
 

@@ -38,6 +38,8 @@ struct Session {
     bool exitVerdict = false;
     std::string colour = "auto";  // --color
     std::size_t columns = 0;      // of a line of text; 0 = as long as it is
+    // Called with each message of Fail and the input that it was about.
+    std::function<void(std::string_view message, std::string_view input)> onFail{};
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;

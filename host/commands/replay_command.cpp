@@ -12,6 +12,7 @@
 #include "host/expectations/junit.h"
 #include "host/file_path.h"
 #include "host/named_inputs.h"
+#include "host/output_file.h"
 #include "host/policy_turns.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
@@ -62,7 +63,7 @@ class Replaying {
         else if (input.name == kStandardInput)
             ReplayStandardInput();
         else
-            ReplayFile(input.name);
+            ReplayFile(input);
     }
 
     int End() {
@@ -86,13 +87,14 @@ class Replaying {
         session_.Fail(mistake, kExitFailed, input);
     }
 
-    void ReplayFile(const std::string& file) {
+    void ReplayFile(const NamedInput& named) {
+        const std::string& file = named.name;
         CaptureFile input;
         std::string mistake;
         if (!OpenCaptureFile(file, input, mistake)) return Complain(mistake, file);
         std::error_code error;
         const auto size = std::filesystem::file_size(ToPath(file), error);
-        Feed(input.stream, FromPath(ToPath(file).filename()), file, error ? 0 : static_cast<std::uint64_t>(size));
+        Feed(input.stream, named.shown, file, error ? 0 : static_cast<std::uint64_t>(size));
     }
 
     void ReplayStandardInput() {
@@ -143,7 +145,7 @@ std::optional<ExpectedLines> ReadExpected(const std::string& name, const Session
     std::string mistake;
     ExpectedLines expected;
     if (!input)
-        mistake = "cannot be read";
+        mistake = "cannot be read; is the path right, and may you read the file?";
     else
         expected.Read(input, mistake);
     if (mistake.empty()) return expected;
@@ -151,10 +153,8 @@ std::optional<ExpectedLines> ReadExpected(const std::string& name, const Session
     return std::nullopt;
 }
 
-int ReplayExpecting(const ReplayOptions& options, CaptureOptions::Parsed parsed, const Session& session) {
-    if (session.exitVerdict)
-        return session.Fail("--exit-verdict says nothing beside --expect, which ends with 3 itself; leave it out",
-                            kExitUsage);
+int ReplayExpecting(const ReplayOptions& options, CaptureOptions::Parsed parsed, const Session& session,
+                    std::vector<TestResult>& results) {
     std::optional<ExpectedLines> expected = ReadExpected(options.expect, session);
     if (!expected) return kExitFailed;
     const std::unique_ptr<Judge> library = session.Library();
@@ -167,15 +167,37 @@ int ReplayExpecting(const ReplayOptions& options, CaptureOptions::Parsed parsed,
                         std::make_unique<EntryFinder>(FinderFor(session.environment, session.library)));
     ReplayInputs(replaying, options.captures, session);
     const int code = replaying.End();
-    if (!options.junit.empty() && !WriteJunit(options.junit, "tarnhost replay", report.Results()))
-        return session.Fail(fmt::format("--junit {}: cannot be written", Printable(options.junit)), kExitFailed);
-    return code == kExitOk && report.HasDifferences() ? kExitFound : code;
+    results = report.Results();
+    if (code != kExitOk) return code;
+    if (report.HasNothingCompared())
+        return session.Fail(fmt::format("--expect {}: nothing was compared, because none of its captures was replayed",
+                                        Printable(options.expect)),
+                            kExitFailed);
+    return report.HasDifferences() ? kExitFound : kExitOk;
+}
+
+// What failed is in the results, too: a test server must not take the run for a good one.
+int ReplayIntoJunit(const ReplayOptions& options, CaptureOptions::Parsed parsed, const Session& session) {
+    if (session.exitVerdict)
+        return session.Fail("--exit-verdict says nothing beside --expect, which ends with 3 itself; leave it out",
+                            kExitUsage);
+    std::vector<TestResult> failed;
+    Session heard = session;
+    heard.onFail = [&](std::string_view message, std::string_view input) {
+        failed.push_back(FailedResult(input.empty() ? "tarnhost replay" : input, message));
+    };
+    std::vector<TestResult> results;
+    const int code = ReplayExpecting(options, std::move(parsed), heard, results);
+    results.insert(results.end(), failed.begin(), failed.end());
+    if (!options.junit.empty() && !WriteJunit(options.junit, "tarnhost replay", results))
+        return session.Fail(CannotWrite("--junit", options.junit), kExitFailed);
+    return code;
 }
 
 int ReplayCaptures(const ReplayOptions& options, const Session& session) {
     std::optional<CaptureOptions::Parsed> parsed = options.captures.Parse(session);
     if (!parsed) return kExitUsage;
-    if (!options.expect.empty()) return ReplayExpecting(options, std::move(*parsed), session);
+    if (!options.expect.empty()) return ReplayIntoJunit(options, std::move(*parsed), session);
     if (!options.junit.empty()) return session.Fail("--junit wants --expect: results are differences", kExitUsage);
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;

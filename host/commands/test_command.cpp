@@ -8,6 +8,7 @@
 #include "host/expectations/case_report.h"
 #include "host/expectations/case_runner.h"
 #include "host/file_path.h"
+#include "host/output_file.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
@@ -30,19 +31,21 @@ class Testing {
     // False when the cases of the file could not be asked.
     bool Test(const std::string& name) {
         const auto text = ReadPolicyText(name);
-        if (!text) return Complain(fmt::format("{}: cannot be read", Printable(name)));
+        if (!text)
+            return Complain(name, fmt::format("{}: cannot be read; is the path right, and may you read the file?",
+                                              Printable(name)));
         CaseFile file = ParseCases(*text);
         if (!file.mistakes.empty()) {
             std::string told = fmt::format("{}: no case is asked before what is wrong is mended:", Printable(name));
             for (const policy::Mistake& mistake : file.mistakes)
                 told += "\n  " + Printable(policy::Describe(FromPath(ToPath(name).filename()), mistake));
-            return Complain(told);
+            return Complain(name, told);
         }
         const std::string folder = FromPath(ToPath(name).parent_path());
         LibraryOptions options = session_.library;
         if (options.policyFile.empty() && !file.policy.empty())
             options.policyFile = FromPath(ToPath(folder) / ToPath(file.policy));
-        if (const std::string mistakes = PolicyMistakes(options); !mistakes.empty()) return Complain(mistakes);
+        if (const std::string mistakes = PolicyMistakes(options); !mistakes.empty()) return Complain(name, mistakes);
         CaseRunner runner(session_.environment, options, folder, file.isTogether);
         for (const PolicyCase& one : file.cases) {
             if (!session_.MayGoOn()) return true;
@@ -56,8 +59,11 @@ class Testing {
 
     int End(const std::string& junit, bool areFilesRead) {
         report_.Summary();
-        if (!junit.empty() && !WriteJunit(junit, "tarnhost test", report_.Results()))
-            return session_.Fail(fmt::format("--junit {}: cannot be written", Printable(junit)), kExitFailed);
+        std::vector<TestResult> results = report_.Results();
+        results.insert(results.end(), failed_.begin(), failed_.end());
+        if (session_.environment.IsInterrupted()) results.push_back(FailedResult("tarnhost test", "stopped"));
+        if (!junit.empty() && !WriteJunit(junit, "tarnhost test", results))
+            return session_.Fail(CannotWrite("--junit", junit), kExitFailed);
         if (session_.environment.IsInterrupted())
             return session_.Fail(fmt::format("stopped after {} cases", report_.Results().size()), kExitInterrupted);
         if (!areFilesRead || report_.HasFailures()) return kExitFailed;
@@ -65,20 +71,23 @@ class Testing {
     }
 
  private:
-    bool Complain(const std::string& mistake) {
-        session_.Fail(mistake, kExitFailed);
+    bool Complain(const std::string& file, const std::string& mistake) {
+        failed_.push_back(FailedResult(FromPath(ToPath(file).filename()), mistake));
+        session_.Fail(mistake, kExitFailed, file);
         return false;
     }
 
     std::string PolicyMistakes(const LibraryOptions& options) const {
         const std::string policy = PolicyPath(session_.environment, options);
         if (!options.policyFile.empty() && !ReadPolicyText(policy))
-            return fmt::format("{}: this policy cannot be read", Printable(policy));
+            return fmt::format("{}: this policy cannot be read; is the path right, and may you read the file?",
+                               Printable(policy));
         return DescribePolicyMistakes(policy, SidsOf(session_.environment));
     }
 
     const Session& session_;
     CaseReport report_;
+    std::vector<TestResult> failed_;  // files of which no case was asked
 };
 
 int TestCases(const TestOptions& options, const Session& session) {

@@ -58,7 +58,7 @@ class Watching {
             else if (input.name == kStandardInput)
                 FeedStandardInput();
             else
-                FeedFile(input.name);
+                FeedFile(input.name, input.shown);
         }
         if (isRepeated && !isStopped_) report_->EndRound();
         session_.out.flush();
@@ -92,7 +92,7 @@ class Watching {
         session_.Fail(mistake, kExitFailed, input);
     }
 
-    void FeedFile(const std::string& capture) {
+    void FeedFile(const std::string& capture, const std::string& shown) {
         CaptureFile file;
         std::string mistake;
         if (!OpenCaptureFile(capture, file, mistake)) return Complain(mistake, capture);
@@ -106,7 +106,7 @@ class Watching {
             file.stream.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
             return static_cast<std::size_t>(file.stream.gcount());
         });
-        Feed(input, FromPath(ToPath(capture).filename()));
+        Feed(input, shown);
     }
 
     void FeedStandardInput() {

@@ -13,8 +13,7 @@ using Object = ExpectedLines::Object;
 constexpr std::string_view kCompared[] = {"verdict", "attack", "file"};
 constexpr std::string_view kTotals = "stats";
 // Where a line belongs, and what is another one in every run.
-constexpr std::string_view kNotCompared[] = {"type",    "version", "written", "time",
-                                             "capture", "frame",   "explain", "latency_ns"};
+constexpr std::string_view kNotCompared[] = {"type", "version", "written", "time", "capture", "frame", "latency_ns"};
 
 template <class List>
 bool IsIn(const List& list, std::string_view text) {
@@ -37,6 +36,18 @@ std::string TypeOf(const Object& object) {
 
 std::string KeyOf(std::string_view type, std::string_view capture, std::uint64_t frame) {
     return fmt::format("{}/{}/{}", type, frame, capture);
+}
+
+std::uint64_t CountIn(const Object& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_number_unsigned() ? found->get<std::uint64_t>() : 0;
+}
+
+// What the totals of a run count apart.
+std::string KindOf(const Object& line) {
+    const std::string type = TypeOf(line);
+    if (type != "verdict") return type;
+    return line.contains("reason") ? fmt::format("{}/{}", type, CountIn(line, "reason")) : type;
 }
 
 DecidingEntry EntryOf(const Object& object) {
@@ -98,7 +109,7 @@ bool ExpectedLines::Read(std::istream& input, std::string& mistake) {
             return false;
         }
         const std::string type = TypeOf(line);
-        isWhole_ |= type == kTotals;
+        if (type == kTotals) AddTotals(line);
         if (!IsComparedType(type)) continue;
         if (FrameOf(line) == 0) {
             mistake =
@@ -118,8 +129,42 @@ void ExpectedLines::Add(const Object& line, std::uint64_t number) {
         if (!IsIn(kNotCompared, key)) rest[key] = value;
     expected.rest = rest.dump(-1, ' ', false, Object::error_handler_t::replace);
     types_.insert(expected.type);
+    captures_.insert(expected.capture);
+    ++listed_[KindOf(line)];
     byFrame_[KeyOf(expected.type, expected.capture, expected.frame)].push_back(lines_.size());
     lines_.push_back(std::move(expected));
+}
+
+void ExpectedLines::AddTotals(const Object& stats) {
+    isWhole_ = true;
+    totals_["verdict"] += CountIn(stats, "without_verdict");
+    totals_["attack"] += CountIn(stats, "attack_frames");
+    totals_["file"] += CountIn(stats, "files");
+    const auto reasons = stats.find("by_reason");
+    if (reasons == stats.end() || !reasons->is_object()) return;
+    for (const auto& [reason, count] : reasons->items())
+        if (count.is_number_unsigned()) totals_["verdict/" + reason] += count.get<std::uint64_t>();
+}
+
+bool ExpectedLines::ListsAllLike(const Object& found) const {
+    if (!isWhole_) return false;
+    const std::string kind = KindOf(found);
+    const auto total = totals_.find(kind);
+    const auto listed = listed_.find(kind);
+    return total == totals_.end() || (listed == listed_.end() ? 0 : listed->second) >= total->second;
+}
+
+std::uint64_t ExpectedLines::LeftOut() const {
+    std::uint64_t count = 0;
+    for (const auto& [kind, total] : totals_) {
+        const auto listed = listed_.find(kind);
+        count += total - std::min(total, listed == listed_.end() ? 0 : listed->second);
+    }
+    return count;
+}
+
+bool ExpectedLines::Has(const std::string& capture) const {
+    return captures_.contains(capture) || captures_.contains(std::string());
 }
 
 bool ExpectedLines::Wants(std::string_view type) const {

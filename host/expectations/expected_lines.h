@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
@@ -40,15 +41,26 @@ class ExpectedLines {
     // Whether lines of that type must stand in the file. One that holds the totals of a run is whole; of a shorter one
     // the types count that it has.
     [[nodiscard]] bool Wants(std::string_view type) const;
+    // Whether the file would have this line if its run had found it. Not where it has less lines of the kind than the
+    // totals of its run say, as with --brief and --quiet, nor where it has no totals.
+    [[nodiscard]] bool ListsAllLike(const Object& found) const;
+    // How many lines its run left out, by its totals.
+    [[nodiscard]] std::uint64_t LeftOut() const;
+    // Whether a line is of that capture, or of any.
+    [[nodiscard]] bool Has(const std::string& capture) const;
     [[nodiscard]] std::vector<const ExpectedLine*> Missing() const;
-    [[nodiscard]] std::size_t Count() const { return lines_.size(); }
+    [[nodiscard]] const std::vector<ExpectedLine>& Lines() const { return lines_; }
 
  private:
     void Add(const Object& line, std::uint64_t number);
+    void AddTotals(const Object& stats);
 
     std::vector<ExpectedLine> lines_;
     std::unordered_map<std::string, std::vector<std::size_t>> byFrame_;
     std::set<std::string, std::less<>> types_;
+    std::set<std::string> captures_;
+    std::map<std::string, std::uint64_t> listed_;  // lines of each kind: type, of a verdict with its reason
+    std::map<std::string, std::uint64_t> totals_;  // what the run says to have had of it
     bool isWhole_ = false;
 };
 

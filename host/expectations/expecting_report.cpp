@@ -90,6 +90,10 @@ void ExpectingReport::CompareLine(const std::string& text) {
     const ExpectedLine* expected = nullptr;
     const LineMatch match = expected_.Take(found, compared, expected);
     const std::string capture = found.value("capture", "");
+    if (match == LineMatch::kExtra && !expected_.ListsAllLike(found)) {
+        ++notListed_;
+        return;
+    }
     ++captures_[capture].compared;
     if (match == LineMatch::kSame) {
         ++same_;
@@ -106,6 +110,10 @@ void ExpectingReport::CompareLine(const std::string& text) {
         Tell("DIFFERENT", type, capture, frame, expected->number, compared);
     } else {
         ++extra_;
+        if (!style_.json && !expected_.Has(capture)) {
+            ++captures_[capture].untold;
+            return;
+        }
         Tell("EXTRA", type, capture, frame, 0, OneSided(found, false));
     }
 }
@@ -133,27 +141,65 @@ void ExpectingReport::Tell(const char* word, const std::string& type, const std:
     WriteEvent(event, out_);
 }
 
+void ExpectingReport::TellMissing() {
+    for (const ExpectedLine* line : expected_.Missing()) {
+        if (capturesNotReplayed_.contains(line->capture)) continue;
+        ++missing_;
+        Tell("MISSING", line->type, line->capture, line->frame, line->number, OneSided(Event::parse(line->rest), true));
+    }
+}
+
+// One line for each, instead of one for each of its requests.
+void ExpectingReport::TellUnknownCaptures() {
+    for (auto& [capture, one] : captures_) {
+        if (one.untold == 0) continue;
+        one.differences += one.untold;
+        one.details += fmt::format("{} has no line of this capture\n", Printable(name_));
+        out_ << fmt::format("EXTRA  {}: {} line{}, and {} has none of this capture\n", Printable(capture), one.untold,
+                            one.untold == 1 ? "" : "s", Printable(name_));
+    }
+}
+
+void ExpectingReport::TellNotCompared() {
+    if (const std::size_t count = capturesNotReplayed_.size(); count != 0)
+        out_ << fmt::format("{} capture{} of {} {} not replayed; {} expected line{} of {} {} not compared\n", count,
+                            count == 1 ? "" : "s", Printable(name_), count == 1 ? "was" : "were", linesNotReplayed_,
+                            linesNotReplayed_ == 1 ? "" : "s", count == 1 ? "it" : "them",
+                            linesNotReplayed_ == 1 ? "is" : "are");
+    if (notListed_ == 0) return;
+    const std::uint64_t leftOut = expected_.LeftOut();
+    out_ << fmt::format(
+        "{} found that {} does not list and that {} not compared{}\n", notListed_, Printable(name_),
+        notListed_ == 1 ? "was" : "were",
+        leftOut == 0 ? std::string() : fmt::format(": its run left out {}, as --brief and --quiet do", leftOut));
+}
+
 void ExpectingReport::Summary(const std::optional<ReplayTotals>&, const RunEnd& end) {
-    if (!end.isStopped)
-        for (const ExpectedLine* line : expected_.Missing()) {
-            ++missing_;
-            Tell("MISSING", line->type, line->capture, line->frame, line->number,
-                 OneSided(Event::parse(line->rest), true));
-        }
+    for (const ExpectedLine& line : expected_.Lines()) {
+        if (line.capture.empty() || captures_.contains(line.capture)) continue;
+        ++linesNotReplayed_;
+        capturesNotReplayed_.insert(line.capture);
+    }
+    if (!end.isStopped) TellMissing();
+    const std::uint64_t expected = expected_.Lines().size() - linesNotReplayed_;
     if (style_.json) {
         Event event = BeginEvent("differences");
-        event["expected"] = expected_.Count();
+        event["expected"] = expected;
         event["same"] = same_;
         event["different"] = different_;
         event["missing"] = missing_;
         event["extra"] = extra_;
+        event["captures_not_replayed"] = capturesNotReplayed_.size();
+        event["not_compared"] = notListed_;
         event["failed_inputs"] = end.failedInputs;
         event["stopped"] = end.isStopped;
         WriteEvent(event, out_);
         return;
     }
-    out_ << fmt::format("{} expected: {} as expected, {} different, {} missing; {} that nobody expects\n",
-                        expected_.Count(), same_, different_, missing_, extra_);
+    TellUnknownCaptures();
+    out_ << fmt::format("{} expected: {} as expected, {} different, {} missing; {} that nobody expects\n", expected,
+                        same_, different_, missing_, extra_);
+    TellNotCompared();
     if (end.isStopped) out_ << "stopped before the end: what was not reached was not compared\n";
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <ostream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -31,6 +32,10 @@ class ExpectingReport : public VerdictReport {
     void Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) override;
 
     [[nodiscard]] bool HasDifferences() const { return different_ + missing_ + extra_ != 0; }
+    // Lines are expected, but of captures that were not replayed.
+    [[nodiscard]] bool HasNothingCompared() const {
+        return !expected_.Lines().empty() && same_ == 0 && !HasDifferences();
+    }
     // One for each capture.
     [[nodiscard]] std::vector<TestResult> Results() const;
 
@@ -38,7 +43,8 @@ class ExpectingReport : public VerdictReport {
     struct CaptureResult {
         std::uint64_t compared = 0;
         std::uint64_t differences = 0;
-        std::string details;  // of the first ones
+        std::uint64_t untold = 0;  // of a capture of which the file has no line
+        std::string details;       // of the first ones
     };
 
     // Compares the lines that the inner report wrote.
@@ -46,7 +52,9 @@ class ExpectingReport : public VerdictReport {
     void CompareLine(const std::string& text);
     void Tell(const char* word, const std::string& type, const std::string& capture, std::uint64_t frame,
               std::uint64_t line, const std::vector<Comparison>& compared);
-    void Note(const std::string& capture, const std::string& text);
+    void TellMissing();
+    void TellUnknownCaptures();
+    void TellNotCompared();
 
     std::ostream& out_;
     ReportStyle style_;
@@ -59,6 +67,9 @@ class ExpectingReport : public VerdictReport {
     std::uint64_t different_ = 0;
     std::uint64_t missing_ = 0;
     std::uint64_t extra_ = 0;
+    std::uint64_t notListed_ = 0;         // found, of what the file does not list
+    std::uint64_t linesNotReplayed_ = 0;  // expected of captures that were not replayed
+    std::set<std::string> capturesNotReplayed_;
 };
 
 }  // namespace tarn::host

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <fstream>
 
-#include "host/file_path.h"
+#include "host/output_file.h"
 #include "host/printable_text.h"
 
 namespace tarn::host {
@@ -66,6 +65,15 @@ std::string CaseOf(std::string_view suite, const TestResult& result) {
 
 }  // namespace
 
+TestResult FailedResult(std::string_view name, std::string_view message) {
+    TestResult result;
+    result.name = name;
+    result.file = name;
+    result.outcome = TestOutcome::kFailed;
+    result.message = message;
+    return result;
+}
+
 std::string JunitOf(std::string_view suite, const std::vector<TestResult>& results) {
     double seconds = 0;
     for (const TestResult& result : results) seconds += result.seconds;
@@ -80,10 +88,7 @@ std::string JunitOf(std::string_view suite, const std::vector<TestResult>& resul
 }
 
 bool WriteJunit(const std::string& file, std::string_view suite, const std::vector<TestResult>& results) {
-    std::ofstream out(ToPath(file), std::ios::binary);
-    out << JunitOf(suite, results);
-    out.close();
-    return !out.fail();
+    return WriteWholeFile(file, JunitOf(suite, results));
 }
 
 }  // namespace tarn::host

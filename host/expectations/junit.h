@@ -21,6 +21,9 @@ struct TestResult {
     double seconds = 0;
 };
 
+// What failed apart from any result: a capture that is cut off, a file that cannot be read.
+TestResult FailedResult(std::string_view name, std::string_view message);
+
 std::string JunitOf(std::string_view suite, const std::vector<TestResult>& results);
 // False when the file cannot be written.
 bool WriteJunit(const std::string& file, std::string_view suite, const std::vector<TestResult>& results);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <string_view>
+#include <utility>
 
 #include "host/printable_text.h"
 
@@ -40,6 +41,28 @@ std::vector<std::string> Pieces(const std::string& text, std::size_t width) {
     return pieces;
 }
 
+// Long texts are cut to a few lines: behind what both begin with, if they differ further on.
+std::pair<std::string, std::string> Shortened(const Comparison& one, std::size_t width) {
+    constexpr std::size_t kMostLines = 4;
+    constexpr std::size_t kBefore = 16;  // characters that are shown in front of the difference
+    const std::size_t most = kMostLines * width;
+    std::string left = Printable(one.expected);
+    std::string right = Printable(one.found);
+    if (!one.isSame && std::max(left.size(), right.size()) > most) {
+        const std::size_t least = std::min(left.size(), right.size());
+        const auto same = static_cast<std::size_t>(
+            std::mismatch(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(least), right.begin()).first -
+            left.begin());
+        std::size_t begin = same > most / 2 ? same - kBefore : 0;
+        while (begin != 0 && IsInsideCharacter(left[begin])) --begin;
+        if (begin != 0) {
+            left.replace(0, begin, "...");
+            right.replace(0, begin, "...");
+        }
+    }
+    return {Printable(left, most), Printable(right, most)};
+}
+
 std::string WithoutBlanksAtEnd(std::string line) {
     line.erase(line.find_last_not_of(' ') + 1);
     return line + '\n';
@@ -59,8 +82,9 @@ std::string SideBySide(const std::vector<Comparison>& comparisons, std::size_t c
     };
     std::string text = line("", ' ', "expected", "found");
     for (const Comparison& one : comparisons) {
-        const std::vector<std::string> left = Pieces(Printable(one.expected), width);
-        const std::vector<std::string> right = Pieces(Printable(one.found), width);
+        const auto [expected, found] = Shortened(one, width);
+        const std::vector<std::string> left = Pieces(expected, width);
+        const std::vector<std::string> right = Pieces(found, width);
         for (std::size_t i = 0; i < std::max(left.size(), right.size()); ++i)
             text += line(i == 0 ? one.what : "", i == 0 && !one.isSame ? '!' : ' ', i < left.size() ? left[i] : "",
                          i < right.size() ? right[i] : "");

@@ -9,7 +9,6 @@
 #include "host/composed_request.h"
 #include "host/explain/entry_finder.h"
 #include "host/file_path.h"
-#include "host/named_inputs.h"
 #include "host/policy_turns.h"
 #include "host/printable_text.h"
 #include "host/progress.h"
@@ -53,7 +52,8 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
     replay.BeforeReport([&] {
         if (progress) progress->Clear();
     });
-    for (const std::string& capture : inputs.captures) {
+    for (const NamedInput& input : inputs.captures) {
+        const std::string& capture = input.name;
         if (!world.mayGoOn()) return end;
         CaptureFile file;
         std::string mistake;
@@ -64,7 +64,7 @@ PassEnd JudgeInputs(const PassInputs& inputs, Judge& library, const LibraryOptio
         std::error_code error;
         const auto size = std::filesystem::file_size(ToPath(capture), error);
         if (world.progress != nullptr) progress = std::make_unique<Progress>(*world.progress, error ? 0 : size);
-        const bool isWhole = replay.Replay(file.stream, FromPath(ToPath(capture).filename()), mistake);
+        const bool isWhole = replay.Replay(file.stream, input.shown, mistake);
         progress.reset();
         if (!isWhole && world.mayGoOn()) world.complain(fmt::format("{}: {}", Printable(capture), mistake));
     }

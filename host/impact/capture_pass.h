@@ -11,12 +11,13 @@
 
 #include "host/frame_scan.h"
 #include "host/judge.h"
+#include "host/named_inputs.h"
 #include "host/verdict_report.h"
 
 namespace tarn::host {
 
 struct PassInputs {
-    std::vector<std::string> captures;  // files
+    std::vector<NamedInput> captures;  // files
     std::vector<std::string> urls;
     std::vector<AddressReplacement> replacements;
     FrameScanOptions frames;

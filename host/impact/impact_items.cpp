@@ -12,6 +12,12 @@ std::uint32_t ImpactItems::Capture() const {
     return captures_.empty() ? 0 : static_cast<std::uint32_t>(captures_.size() - 1);
 }
 
+std::string ImpactItems::HostOf(const JudgedRequest& request) {
+    const std::string& host = request.view.host;
+    if (hosts_.size() < kMostHosts) hosts_.insert(host);
+    return hosts_.contains(host) ? host : std::string();
+}
+
 void ImpactItems::Request(const JudgedRequest& request) {
     Counting().Count(request.judgement, request.coverage);
     ImpactItem item;
@@ -24,7 +30,7 @@ void ImpactItems::Request(const JudgedRequest& request) {
         if (request.entry)
             item.decider = request.entry;
         else if (!IsUndecided(request.judgement))
-            item.decider = DecidingEntry{std::string(ReasonWords(item.reason)), request.view.host, "", 0};
+            item.decider = DecidingEntry{std::string(ReasonWords(item.reason)), HostOf(request), "", 0};
     }
     use_(item);
 }

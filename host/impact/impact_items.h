@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,8 @@ struct ImpactItem {
     std::uint32_t frame = 0;    // 0 for an address that was named
     VerdictState state = VerdictState::kNone;
     std::uint32_t reason = 0;
-    // What decided: an entry, or in the place of an unknown one the reason as list and the host as text. Nothing where
-    // no rule decided.
+    // What decided: an entry, or in the place of an unknown one the reason as list and the host as text, which is
+    // empty for those behind the first 10,000 hosts. Nothing where no rule decided.
     std::optional<DecidingEntry> decider;
     const JudgedRequest* request = nullptr;  // one of the two; only as long as the item is handed on
     const PacketAttack* attack = nullptr;
@@ -43,10 +44,14 @@ class ImpactItems : public VerdictReport {
     [[nodiscard]] const std::vector<std::string>& Captures() const { return captures_; }
 
  private:
+    static constexpr std::size_t kMostHosts = 10000;  // that no entry decides; further ones go without their name
+
     [[nodiscard]] std::uint32_t Capture() const;
+    [[nodiscard]] std::string HostOf(const JudgedRequest& request);
 
     Use use_;
     std::vector<std::string> captures_;
+    std::set<std::string> hosts_;
 };
 
 }  // namespace tarn::host

@@ -15,6 +15,14 @@ namespace tarn::host {
 namespace {
 
 constexpr std::size_t kSampleWidth = 56;
+constexpr std::size_t kLeastSampleWidth = 16;
+
+// Of what was asked, so that where it stands fits behind it.
+std::size_t SampleWidth(std::size_t columns, std::size_t where) {
+    constexpr std::size_t kAround = 13;  // blanks in front and between
+    if (columns == 0) return kSampleWidth;
+    return std::clamp(columns - std::min(columns, where + kAround), kLeastSampleWidth, kSampleWidth);
+}
 
 struct KindWords {
     ChangeKind kind;
@@ -113,11 +121,13 @@ void ImpactReport::TextGroups(ChangeKind kind) {
     out_ << fmt::format("{} {}:\n", Grouped(groups_.CountOf(kind)), WordsOf(kind).title);
     for (const ChangeGroup* group : groups_.Sorted(kind)) {
         out_ << fmt::format("{:>7}  {}\n", Grouped(group->count), Printable(EntryTitle(*group)));
+        std::size_t longest = 0;
+        for (const ChangeSample& sample : group->samples) longest = std::max(longest, Printable(sample.where).size());
+        const std::size_t width = SampleWidth(style_.columns, longest);
         for (const ChangeSample& sample : group->samples)
-            out_ << fmt::format(
-                "           {}{}{}\n",
-                sample.where.empty() ? Printable(sample.what, kSampleWidth) : Column(sample.what, kSampleWidth),
-                sample.where.empty() ? "" : "  ", Printable(sample.where));
+            out_ << fmt::format("           {}{}{}\n",
+                                sample.where.empty() ? Printable(sample.what, width) : Column(sample.what, width),
+                                sample.where.empty() ? "" : "  ", Printable(sample.where));
     }
 }
 

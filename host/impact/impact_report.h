@@ -17,6 +17,7 @@ struct ImpactStyle {
     bool json = false;
     bool quiet = false;       // the totals alone
     std::size_t samples = 3;  // of a group
+    std::size_t columns = 0;  // of a line of text; 0 = as long as it is
 };
 
 class ImpactReport {

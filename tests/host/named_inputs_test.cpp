@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <iterator>
+#include <set>
 #include <sstream>
 #ifndef _WIN32
 #include <unistd.h>
@@ -87,6 +88,34 @@ TEST(NamedInputs, AFolderStandsForItsCapturesByName) {
 TEST(NamedInputs, AFolderWithoutCapturesSaysSo) {
     const Folder folder({"notes.txt"});
     EXPECT_THAT(Names(ListCaptures({folder.Name()})), ElementsAre(HasSubstr("there is no capture in this folder")));
+}
+
+std::vector<std::string> Shown(const std::vector<NamedInput>& inputs) {
+    std::vector<std::string> shown;
+    for (const NamedInput& input : inputs) shown.push_back(input.shown);
+    return shown;
+}
+
+TEST(NamedInputs, DifferentCapturesAreNeverCalledTheSame) {
+    const Folder folder({"a/eth0.pcap", "b/eth0.pcap", "c.pcap", "d/eth0.pcap"});
+    EXPECT_THAT(Shown(ListCaptures({folder.Name()})),
+                ElementsAre("a/eth0.pcap", "b/eth0.pcap", "c.pcap", "d/eth0.pcap"));
+    EXPECT_THAT(Shown(ListCaptures({folder.Name("a"), folder.Name("c.pcap")})), ElementsAre("eth0.pcap", "c.pcap"));
+    const std::string a = folder.Path("a/eth0.pcap").generic_string();
+    const std::string b = folder.Path("b/eth0.pcap").generic_string();
+    EXPECT_THAT(Shown(ListCaptures({folder.Name("a"), b})), ElementsAre(a, b));
+    EXPECT_THAT(Shown(ListCaptures({a, a})), ElementsAre("eth0.pcap", "eth0.pcap"));
+}
+
+TEST(NamedInputs, VerdictsNameTheCaptureBelowItsFolder) {
+    const Folder folder({"a/x.pcap", "b/x.pcap"});
+    for (const char* name : {"a/x.pcap", "b/x.pcap"})
+        std::ofstream(folder.Path(name), std::ios::binary) << Whole(kCurl);
+    FakeEnvironment environment;
+    std::set<std::string> captures;
+    for (const auto& event : Events(RunWith(environment, {"--json", "replay", folder.Name()}), "verdict"))
+        captures.insert(event["capture"]);
+    EXPECT_THAT(captures, ElementsAre("a/x.pcap", "b/x.pcap"));
 }
 
 #ifndef _WIN32

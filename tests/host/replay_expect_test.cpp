@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "host/expectations/expected_lines.h"
+#include "host/expectations/side_by_side.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
 
@@ -78,8 +79,10 @@ TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
                            "\"http\"}\n{\"capture\": \"other.pcap\", \"frame\": 20, \"reason\": 26}\n");
     EXPECT_EQ(run.code, kFound);
     EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  http_curl.pcap:14"), HasSubstr("! reason"),
-                               HasSubstr("MISSING  other.pcap:20"), Not(HasSubstr("attack")),
-                               HasSubstr("3 expected: 1 as expected, 1 different, 1 missing; 35 that nobody expects")));
+                               Not(HasSubstr("MISSING")), Not(HasSubstr("EXTRA")), Not(HasSubstr("attack")),
+                               HasSubstr("2 expected: 1 as expected, 1 different, 0 missing; 0 that nobody expects"),
+                               HasSubstr("1 capture of expected.jsonl was not replayed; 1 expected line of it is not"),
+                               HasSubstr("35 found that expected.jsonl does not list and that were not compared\n")));
     // A run that was whole had no attack, so this one is new.
     FakeEnvironment again;  // its frames are counted from one again
     again.library.onPacket = attackInFrame6;
@@ -90,7 +93,7 @@ TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
 TEST(ReplayExpect, FindsWhatIsMissingAndWhatIsNew) {
     const std::string all = WholeRun();
     FakeEnvironment environment;
-    const Ran fewer = Replay(environment, Verdicts(20, all), {"--json"});
+    const Ran fewer = Replay(environment, Verdicts(20, all) + "{\"type\":\"stats\"}\n", {"--json"});
     EXPECT_EQ(fewer.code, kFound);
     const auto lines = JsonLines(fewer.out);
     const auto first =
@@ -111,8 +114,84 @@ TEST(ReplayExpect, WritesAResultForEachCapture) {
     EXPECT_EQ(Replay(environment, "{\"frame\": 4, \"reason\": 7}\n", {"--junit", junit.Path()}).code, kFound);
     std::ifstream input(junit.Path());
     const std::string xml{std::istreambuf_iterator<char>(input), {}};
-    EXPECT_THAT(xml, AllOf(HasSubstr("tests=\"1\" failures=\"1\""), HasSubstr("name=\"http_curl.pcap\""),
-                           HasSubstr("37 of 37 differ")));
+    EXPECT_THAT(xml, AllOf(HasSubstr("tests=\"1\" failures=\"1\" errors=\"0\""), HasSubstr("name=\"http_curl.pcap\""),
+                           HasSubstr("1 of 1 differ")));
+}
+
+std::string ContentOf(const std::string& path) {
+    std::ifstream input(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+TEST(ReplayExpect, WritesAnErrorForEachInputThatFailed) {
+    const std::string all = WholeRun();
+    const std::string whole = ContentOf(kCurl);
+    const TemporaryFile cut("http_curl.pcap", whole.substr(0, whole.size() - 7));
+    const TemporaryFile expected("expected.jsonl", all);
+    const TemporaryFile junit("out.xml", "");
+    const auto errorsOf = [&](const std::vector<std::string>& captures) {
+        FakeEnvironment environment;
+        std::vector<std::string> words{"replay", "--expect", expected.Path(), "--junit", junit.Path()};
+        words.insert(words.end(), captures.begin(), captures.end());
+        EXPECT_EQ(RunWith(environment, words).code, kFailed);
+        return ContentOf(junit.Path());
+    };
+    EXPECT_THAT(errorsOf({cut.Path()}), AllOf(HasSubstr("errors=\"1\""), HasSubstr("<error message=")));
+    EXPECT_THAT(errorsOf({kCurl, "nowhere.pcap"}),
+                AllOf(HasSubstr("tests=\"2\" failures=\"0\" errors=\"1\""), HasSubstr("name=\"nowhere.pcap\"")));
+    FakeEnvironment away;
+    away.whyNot = "the library is away";
+    EXPECT_EQ(RunWith(away, {"replay", "--expect", expected.Path(), "--junit", junit.Path(), kCurl}).code, kFailed);
+    EXPECT_THAT(ContentOf(junit.Path()), AllOf(HasSubstr("errors=\"1\""), HasSubstr("the library is away")));
+}
+
+TEST(ReplayExpect, ComparesTheCapturesThatWereReplayedAlone) {
+    const std::string all = WholeRun();
+    std::string of52 = all;
+    for (std::size_t at = 0; (at = of52.find("http_curl.pcap", at)) != std::string::npos; at += 5)
+        of52.replace(at, 14, "other.pcap");
+    FakeEnvironment environment;
+    const Ran run = Replay(environment, all + of52);
+    EXPECT_EQ(run.code, kOk) << run.out;
+    EXPECT_EQ(run.out,
+              "37 expected: 37 as expected, 0 different, 0 missing; 0 that nobody expects\n1 capture of expected.jsonl "
+              "was not replayed; 37 expected lines of it are not compared\n");
+    const Ran json = Replay(environment, all + of52, {"--json"});
+    EXPECT_EQ(JsonLines(json.out).back()["captures_not_replayed"], 1);
+    // Of a capture that is not in the file one line is enough.
+    const Ran unknown = Replay(environment, of52);
+    EXPECT_EQ(unknown.code, kFound);
+    EXPECT_THAT(unknown.out,
+                AllOf(HasSubstr("EXTRA  http_curl.pcap: 37 lines, and expected.jsonl has none of this capture\n"),
+                      Not(HasSubstr("http_curl.pcap:4"))));
+    const Ran nothing = Replay(environment, Verdicts(3, of52));
+    EXPECT_EQ(nothing.code, kFailed);
+    EXPECT_THAT(nothing.errors, HasSubstr("nothing was compared, because none of its captures was replayed"));
+}
+
+TEST(ReplayExpect, KnowsWhatABriefRunLeftOut) {
+    FakeEnvironment brief;
+    const Ran before = RunWith(brief, {"replay", "--json", "--brief", kCurl});
+    ASSERT_THAT(Events(before, "verdict"), IsEmpty());
+    FakeEnvironment environment;
+    const Ran same = Replay(environment, before.out);
+    EXPECT_EQ(same.code, kOk) << same.out;
+    EXPECT_THAT(same.out,
+                HasSubstr("37 found that expected.jsonl does not list and that were not compared: its run left "
+                          "out 37, as --brief and --quiet do\n"));
+    environment.library.answer = FakeLibrary::Malicious("Worm", "bad.example");
+    const Ran blocked = Replay(environment, before.out);  // such a verdict would have been listed
+    EXPECT_EQ(blocked.code, kFound);
+    EXPECT_THAT(blocked.out, HasSubstr("37 that nobody expects"));
+}
+
+TEST(SideBySide, CutsLongTextsBehindWhatIsTheSame) {
+    const std::string same(3000, 'a');
+    const std::string both = SideBySide({{"path", same + "left", same + "right", false}}, 80);
+    EXPECT_THAT(both, AllOf(HasSubstr("...aaaa"), HasSubstr("aleft"), HasSubstr("| ...a"), HasSubstr("aright")));
+    EXPECT_LT(std::count(both.begin(), both.end(), '\n'), 7);
+    const std::string alone = SideBySide({{"path", "", same, false}}, 80);
+    EXPECT_LT(std::count(alone.begin(), alone.end(), '\n'), 7);
 }
 
 TEST(ReplayExpect, RefusesAFileThatSaysNothing) {

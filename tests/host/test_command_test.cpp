@@ -184,6 +184,20 @@ TEST(TestCommand, AWrongFileOrPolicyAsksNothing) {
     EXPECT_THAT(away.out, HasSubstr("not judged: the library is away"));
 }
 
+TEST(TestCommand, AWrongFileIsAnErrorOfTheJunitFile) {
+    FakeMachine machine;
+    const TemporaryFile junit("out.xml", "");
+    const TemporaryFile good("good.toml", "[[case]]\nurl = \"a\"\nexpect = \"allowed\"\n");
+    const Ran run = RunCases(machine, "[[case]]\nurl = \"a\"\nexpect = \"yes\"\n",
+                             {"--junit", junit.Path(), good.Path(), "nowhere/none.toml"});
+    EXPECT_EQ(run.code, kFailed);
+    std::ifstream input(junit.Path());
+    const std::string xml{std::istreambuf_iterator<char>(input), {}};
+    EXPECT_THAT(xml, AllOf(HasSubstr("tests=\"3\" failures=\"0\" errors=\"2\""), HasSubstr("name=\"cases.toml\""),
+                           HasSubstr("name=\"none.toml\"")));
+    EXPECT_THAT(run.errors, HasSubstr("none.toml: cannot be read; is the path right"));
+}
+
 TEST(TestCommand, WritesJsonAndJunit) {
     FakeMachine machine;
     machine.told.answer = FakeLibrary::Malicious("Worm", "a.example");

@@ -2,8 +2,12 @@
 #include "host/impact/verdict_changes.h"
 
 #include <gmock/gmock.h>
+#include <set>
+#include <sstream>
+#include <string>
 
 #include "host/impact/change_groups.h"
+#include "host/impact/impact_report.h"
 
 namespace tarn::host {
 namespace {
@@ -119,6 +123,43 @@ TEST(ChangeGroups, CountForTheEntryThatMakesTheChange) {
     EXPECT_EQ(sorted[1]->entry, old);
     EXPECT_FALSE(sorted[1]->isNew);
     EXPECT_THAT(groups.Sorted(ChangeKind::kBlocked), IsEmpty());
+}
+
+// Hosts that no entry decides would fill the memory; behind the first 10,000 they have no name.
+TEST(ImpactItems, RememberABoundedNumberOfHosts) {
+    std::set<std::string> deciders;
+    ImpactItems items([&](const ImpactItem& item) { deciders.insert(item.decider->text); });
+    JudgedRequest request;
+    request.judgement.isValid = true;
+    request.judgement.verdict.allow = TARN_BLOCK;
+    for (int i = 0; i < 12000; ++i) {
+        request.view.host = "host" + std::to_string(i) + ".example";
+        items.Request(request);
+    }
+    EXPECT_EQ(deciders.size(), 10001u);
+    EXPECT_TRUE(deciders.contains(""));
+    request.view.host = "host7.example";
+    items.Request(request);
+    EXPECT_EQ(deciders.size(), 10001u);
+}
+
+TEST(ImpactReport, SamplesFitIntoTheLine) {
+    for (const std::size_t columns : {std::size_t{60}, std::size_t{80}, std::size_t{0}}) {
+        std::ostringstream out;
+        ImpactReport report(out, {false, false, 3, columns});
+        JudgedRequest request;
+        request.view = {"a-long-name-of-a-host.example", "/and/a/path/of/some/length"};
+        ImpactItem item{0, 12, VerdictState::kBlocked, 2, {}, &request, nullptr};
+        report.Change({ChangeKind::kBlocked, false, 0, 12, {}, {VerdictState::kBlocked, 2, {}}, &item},
+                      {"http_wget_and_others.pcap"});
+        report.Summary({"a.toml", "b.toml", 1, 0, 0, 0});
+        std::istringstream lines(out.str());
+        std::string sample;
+        for (std::string line; std::getline(lines, line);)
+            if (line.find("pcap:12") != std::string::npos) sample = line;
+        ASSERT_FALSE(sample.empty());
+        EXPECT_LE(sample.size(), columns == 0 ? std::size_t{100} : columns);
+    }
 }
 
 }  // namespace
