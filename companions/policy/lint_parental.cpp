@@ -42,22 +42,24 @@ void Switches(Lint& lint, const ParentalUser& user) {
 }  // namespace
 
 void ParentalNumbers(Lint& lint) {
-    const Parental& parental = lint.policy.parental;
+    const Parental& parental = lint.parental;
     if (parental.mode > TARN_PC_ONE_PER_USER)
-        lint.Warn({}, fmt::format("parental.mode {} has no meaning: write 0 (off), 1 (the first entry holds for "
-                                  "everyone) or 2 (each entry for its account)",
-                                  parental.mode));
+        lint.Warn(lint.notes.mode,
+                  fmt::format("parental.mode {} has no meaning: write 0 (off), 1 (the first entry holds for "
+                              "everyone) or 2 (each entry for its account)",
+                              parental.mode));
     if (parental.mode == TARN_PC_ABSENT && !parental.users.empty())
         lint.Warn(parental.users.front().place,
                   "parental.users is without effect, because parental.mode is 0: write mode = 1 or 2");
     if (parental.strictness > 3)
-        lint.Warn({}, fmt::format("parental.strictness {} counts like 0: write 0 (all categories of a site), 1 (two), "
-                                  "2 (three) or 3 (one)",
-                                  parental.strictness));
+        lint.Warn(lint.notes.strictness,
+                  fmt::format("parental.strictness {} counts like 0: write 0 (all categories of a site), 1 (two), "
+                              "2 (three) or 3 (one)",
+                              parental.strictness));
 }
 
 void ParentalEntries(Lint& lint) {
-    const Parental& parental = lint.policy.parental;
+    const Parental& parental = lint.parental;
     FirstPlaces accounts;
     bool isFirst = true;
     for (const ParentalUser& user : parental.users) {
@@ -88,7 +90,7 @@ void ParentalEntries(Lint& lint) {
 }
 
 void Schedules(Lint& lint) {
-    for (const ParentalUser& user : lint.policy.parental.users) {
+    for (const ParentalUser& user : lint.parental.users) {
         if (user.schedule && !HasTimes(user))
             lint.Warn(user.place, "parental.users.schedule never allows the web, because it is on and has no time");
         for (std::size_t day = 0; day < kDays.size(); ++day) {
@@ -109,7 +111,7 @@ void Schedules(Lint& lint) {
 
 void LogonHours(Lint& lint) {
     constexpr std::uint16_t kHoursOfADay = 24;
-    for (const ParentalUser& user : lint.policy.parental.users) {
+    for (const ParentalUser& user : lint.parental.users) {
         const bool hasHours = std::any_of(user.hours.begin(), user.hours.end(), [](const auto& day) {
             return std::any_of(day.begin(), day.end(), [](bool on) { return on; });
         });

@@ -65,7 +65,7 @@ void JudgePath(Lint& lint, const ParentalSiteRule& rule, const WholeSites& whole
 }  // namespace
 
 void ParentalHosts(Lint& lint) {
-    for (const ParentalUser& user : lint.policy.parental.users) {
+    for (const ParentalUser& user : lint.parental.users) {
         for (const ParentalSiteRule& rule : user.siteRules) {
             JudgeHost(lint, kBlockedHost, rule.place, rule.host);
             if (rule.host.ends_with('.'))
@@ -80,7 +80,7 @@ void ParentalHosts(Lint& lint) {
 }
 
 void ParentalPaths(Lint& lint) {
-    for (const ParentalUser& user : lint.policy.parental.users) {
+    for (const ParentalUser& user : lint.parental.users) {
         const WholeSites whole(user.siteRules);
         for (const ParentalSiteRule& rule : user.siteRules) {
             if (!rule.path.empty()) JudgePath(lint, rule, whole);
@@ -109,7 +109,7 @@ void ParentalPaths(Lint& lint) {
 }
 
 void ParentalSitesTwice(Lint& lint) {
-    for (const ParentalUser& user : lint.policy.parental.users) {
+    for (const ParentalUser& user : lint.parental.users) {
         const WholeSites whole(user.siteRules);
         struct First {
             Place place{};
@@ -137,7 +137,7 @@ void ParentalSitesTwice(Lint& lint) {
 }
 
 void ParentalSitesLetPass(Lint& lint) {
-    const Parental& parental = lint.policy.parental;
+    const Parental& parental = lint.parental;
     if (parental.mode != TARN_PC_ONE_FOR_ALL || parental.users.empty()) return;
     const ParentalUser& user = parental.users.front();
     FirstPlaces allowed;

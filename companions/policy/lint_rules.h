@@ -2,6 +2,7 @@
 #ifndef TARN_COMPANIONS_POLICY_LINT_RULES_H
 #define TARN_COMPANIONS_POLICY_LINT_RULES_H
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <string>
 #include <string_view>
@@ -16,7 +17,11 @@ namespace tarn::policy {
 class Lint {
  public:
     Lint(const ReadPolicy& read, const AsciiHost& asciiHost)
-        : policy(read.policy), keys(read.keys), asciiHost_(asciiHost) {}
+        : policy(read.policy),
+          parental(WithLeftOut(read)),
+          notes(read.parental),
+          keys(read.keys),
+          asciiHost_(asciiHost) {}
 
     void Warn(Place place, std::string text, std::optional<Repair> repair = {}) {
         findings.push_back({place, std::move(text), std::move(repair)});
@@ -40,10 +45,20 @@ class Lint {
     }
 
     const Policy& policy;
+    const Parental parental;  // with the entries whose accounts this machine does not have
+    const ParentalNotes& notes;
     const std::set<std::string>& keys;
     std::vector<Finding> findings;
 
  private:
+    static Parental WithLeftOut(const ReadPolicy& read) {
+        Parental all = read.policy.parental;
+        all.users.insert(all.users.end(), read.parental.leftOut.begin(), read.parental.leftOut.end());
+        std::stable_sort(all.users.begin(), all.users.end(),
+                         [](const auto& a, const auto& b) { return a.place.line < b.place.line; });
+        return all;
+    }
+
     const AsciiHost& asciiHost_;
 };
 

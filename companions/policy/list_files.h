@@ -4,6 +4,7 @@
 #define TARN_COMPANIONS_POLICY_LIST_FILES_H
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,35 @@ class PassedOverLists : public ListFiles {
         text.clear();
         return true;
     }
+};
+
+// Reads each file of another one once, and says the same again whatever stands there meanwhile.
+class RememberedLists : public ListFiles {
+ public:
+    explicit RememberedLists(ListFiles& files) : files_(files) {}
+    std::vector<std::string> Names(const std::string& pattern) override {
+        const auto [known, isNew] = names_.try_emplace(pattern);
+        if (isNew) known->second = files_.Names(pattern);
+        return known->second;
+    }
+    bool Read(const std::string& name, std::string& text, std::string& whyNot) override {
+        const auto [known, isNew] = texts_.try_emplace(name);
+        if (isNew) known->second.isRead = files_.Read(name, known->second.text, known->second.whyNot);
+        text = known->second.text;
+        whyNot = known->second.whyNot;
+        return known->second.isRead;
+    }
+    void Progress(std::uint64_t bytes) override { files_.Progress(bytes); }
+
+ private:
+    struct Text {
+        bool isRead = false;
+        std::string text;
+        std::string whyNot;
+    };
+    ListFiles& files_;
+    std::map<std::string, std::vector<std::string>> names_;
+    std::map<std::string, Text> texts_;
 };
 
 // "lists/*.txt" is the folder "lists/" and the name "*.txt".

@@ -111,9 +111,12 @@ void ReadUser(Section& section, ParentalUser& user) {
 
 }  // namespace
 
-void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings) {
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings,
+                  ParentalNotes& notes) {
     section.Read("mode", parental.mode, 0, 255);
     section.Read("strictness", parental.strictness, 0, 255);
+    if (const toml::node* const node = section.Find("mode")) notes.mode = PlaceOf(*node);
+    if (const toml::node* const node = section.Find("strictness")) notes.strictness = PlaceOf(*node);
     section.Tables("users", [&](Section& inner) {
         ParentalUser user;
         user.place = inner.Where();
@@ -130,7 +133,7 @@ void ReadParental(Section& section, Parental& parental, const FindSid& findSid, 
                                       "\"S-1-5-21-1-2-3-1001\"")});
         }
         ReadUser(inner, user);
-        if (isKept) parental.users.push_back(std::move(user));
+        (isKept ? parental.users : notes.leftOut).push_back(std::move(user));
     });
 }
 

@@ -15,8 +15,16 @@ namespace tarn::policy {
 // where there are no accounts to ask.
 using FindSid = std::function<bool(const std::string& name, std::array<std::uint8_t, 68>& sid)>;
 
+// What stands there and is no part of the policy.
+struct ParentalNotes {
+    std::vector<ParentalUser> leftOut;  // entries whose accounts this machine does not have
+    Place mode{};                       // of the two keys
+    Place strictness{};
+};
+
 // An entry whose account findSid does not know is left out, with a warning.
-void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings);
+void ReadParental(Section& section, Parental& parental, const FindSid& findSid, std::vector<Mistake>& warnings,
+                  ParentalNotes& notes);
 
 }  // namespace tarn::policy
 

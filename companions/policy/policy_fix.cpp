@@ -174,19 +174,19 @@ std::string OneRound(const std::string& file, const std::vector<Finding>& findin
 
 FixedPolicy FixPolicy(std::string_view text, const FindSid& findSid, const AsciiHost& asciiHost, ListFiles* files) {
     constexpr int kMaxRounds = 8;  // an entry with a scheme, "www." and an umlaut takes three
-    FixedPolicy fixed{std::string(text), {}, {}};
-    ReadPolicy read = ParsePolicy(text, findSid, files);
-    if (!read.mistakes.empty()) return fixed;
-    fixed.left = LintPolicy(read, asciiHost);
+    FixedPolicy fixed{std::string(text), {}, {}, ParsePolicy(text, findSid, files)};
+    if (!fixed.read.mistakes.empty()) return fixed;
+    fixed.left = LintPolicy(fixed.read, asciiHost);
     for (int round = 0; round < kMaxRounds; ++round) {
         std::vector<Finding> repaired;
         std::string next = OneRound(fixed.text, fixed.left, repaired);
         if (repaired.empty() || next == fixed.text) break;
-        read = ParsePolicy(next, findSid, files);
+        ReadPolicy read = ParsePolicy(next, findSid, files);
         if (!read.mistakes.empty()) break;
         fixed.text = std::move(next);
+        fixed.read = std::move(read);
         fixed.repaired.insert(fixed.repaired.end(), repaired.begin(), repaired.end());
-        fixed.left = LintPolicy(read, asciiHost);
+        fixed.left = LintPolicy(fixed.read, asciiHost);
     }
     return fixed;
 }

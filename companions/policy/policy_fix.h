@@ -14,6 +14,7 @@ struct FixedPolicy {
     std::string text;
     std::vector<Finding> repaired;  // by line of the text before the round that repaired them
     std::vector<Finding> left;      // what a person must decide, by line of the new text
+    ReadPolicy read{};              // what the new text says
 };
 
 // Repairs round by round until nothing more can be repaired. A text with mistakes stays as it is. Never makes a

@@ -160,7 +160,7 @@ void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid, ListFiles* 
     });
     top.Table("parental", [&](Section& section) {
         ReadPrompt(section, "notice", policy.parental.prompt);
-        ReadParental(section, policy.parental, findSid, read.warnings);
+        ReadParental(section, policy.parental, findSid, read.warnings, read.parental);
     });
     read.leavesOutAccounts = !read.warnings.empty();
     ReadIncludes(top, policy, files, read.lists, read.warnings);

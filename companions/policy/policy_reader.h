@@ -23,6 +23,7 @@ struct ReadPolicy {
     std::vector<Mistake> warnings;    // by line, those of lists behind; what of the policy is left out
     std::vector<IncludedList> lists;  // what stands in Policy::files from 1 on
     bool leavesOutAccounts = false;   // which the machine may get yet
+    ParentalNotes parental;           // with their entries
     std::set<std::string> keys;  // what is set, such as "features.anti_phishing"; an array that holds anything is one
 };
 

@@ -71,6 +71,7 @@ struct Remarks {
     std::vector<Remark> mistakes;
     std::vector<Remark> warnings;
     std::vector<Remark> repaired;
+    bool isCopied = false;  // with --fix there was nothing to mend
 };
 
 void AddAll(const std::vector<policy::Mistake>& mistakes, const std::string& file, std::vector<Remark>& remarks) {
@@ -116,6 +117,7 @@ void PrintAsText(const policy::ReadPolicy& read, const Remarks& remarks, const s
     PrintRemarks(remarks.repaired, "repaired: ", out);
     PrintRemarks(remarks.warnings, "warning: ", out);
     for (const policy::IncludedList& list : read.lists) out << Printable(DescribeList(list)) << '\n';
+    if (remarks.isCopied) out << fmt::format("{}: a plain copy, for there was nothing to mend\n", Printable(path));
     std::string result = "no mistakes";
     if (!remarks.mistakes.empty())
         result = fmt::format("{}, so none of it would be used", Counted(remarks.mistakes.size(), "mistake"));
@@ -141,20 +143,43 @@ std::string WriteNewFile(const std::filesystem::path& path, const std::string& t
     return output ? "" : "cannot be written; is the folder there?";
 }
 
+// Whether a policy of that text finds its lists from another folder, too.
+bool FindsLists(const std::string& text, const std::filesystem::path& from, const std::filesystem::path& to) {
+    std::error_code error;
+    if (std::filesystem::equivalent(from.parent_path(), to.parent_path(), error) || error) return true;
+    const std::vector<std::string> names = policy::IncludePatterns(text);
+    return std::all_of(names.begin(), names.end(), [](const std::string& name) {
+        return ToPath(name).is_absolute() || name.starts_with('/') || name.starts_with('\\');
+    });
+}
+
+// What is read of a policy file, its lists once.
+struct PolicyInput {
+    std::string path;  // absolute
+    std::string text;
+    policy::ListFiles& lists;
+    policy::FindSid findSid;
+    policy::AsciiHost asciiHost;
+};
+
 // The mended copy and what is left of the remarks; 0 when it was written.
-int FixInto(const std::string& file, const std::string& path, const std::string& text, const policy::FindSid& findSid,
-            const policy::AsciiHost& asciiHost, const Session& session, Remarks& remarks) {
-    const std::filesystem::path target = ToPath(file);
-    ListFilesOnDisk lists(path, nullptr);
-    const policy::FixedPolicy fixed = policy::FixPolicy(text, findSid, asciiHost, &lists);
+int FixInto(const std::string& file, const PolicyInput& input, const Session& session, Remarks& remarks) {
+    const std::filesystem::path target = ToPath(AbsolutePath(ToPath(file)));
+    const std::filesystem::path source = ToPath(input.path);
+    if (!FindsLists(input.text, source, target))
+        return session.Fail(fmt::format("--fix {}: nothing was written; the policy includes lists by names that are "
+                                        "meant from its own folder on: write the copy there, --fix {}",
+                                        Printable(file), Printable(FromPath(source.parent_path() / target.filename()))),
+                            kExitFailed);
+    policy::FixedPolicy fixed = policy::FixPolicy(input.text, input.findSid, input.asciiHost, &input.lists);
     if (const std::string mistake = WriteNewFile(target, fixed.text); !mistake.empty())
         return session.Fail(fmt::format("--fix {}: {}", Printable(file), mistake), kExitFailed);
-    const policy::ReadPolicy read = policy::ParsePolicy(fixed.text, findSid, &lists);
     const std::string name = FromPath(target.filename());
     remarks.warnings.clear();
-    AddAll(read.warnings, name, remarks.warnings);
-    AddAll(fixed.left, name, read.policy.files, remarks.warnings);
-    AddAll(fixed.repaired, FromPath(ToPath(path).filename()), read.policy.files, remarks.repaired);
+    AddAll(fixed.read.warnings, name, remarks.warnings);
+    AddAll(fixed.left, name, fixed.read.policy.files, remarks.warnings);
+    AddAll(fixed.repaired, FromPath(source.filename()), fixed.read.policy.files, remarks.repaired);
+    remarks.isCopied = fixed.repaired.empty();
     return kExitOk;
 }
 
@@ -162,28 +187,30 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
     const std::filesystem::path given =
         ToPath(options.file.empty() ? PolicyPath(session.environment, session.library) : options.file);
     std::string path = AbsolutePath(given);
-    const policy::FindSid findSid = options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment);
-    const auto read = ReadPolicyFile(path, findSid, session.environment.IsErrorTerminal() ? &session.errors : nullptr);
-    if (!read)
+    const auto text = ReadPolicyText(path);
+    if (!text)
         return session.FailWithTotals(
             fmt::format("{}: cannot be read; name the policy file: tarnhost policy FILE", Printable(path)), kExitFailed,
             [&] {
                 if (session.json) WriteEvent(BeginStats({1, false}), session.out);
             });
-    const policy::AsciiHost asciiHost = [&session](const std::string& host) {
-        return session.environment.AsciiHost(host);
-    };
+    ListFilesOnDisk onDisk(path, session.environment.IsErrorTerminal() ? &session.errors : nullptr);
+    policy::RememberedLists lists(onDisk);
+    const PolicyInput input{path, *text, lists,
+                            options.accounts == "any" ? policy::FindSid() : SidsOf(session.environment),
+                            [&](const std::string& host) { return session.environment.AsciiHost(host); }};
+    const bool isFixed = !options.fixed.empty();
+    const policy::ReadPolicy read =
+        policy::ParsePolicy(*text, input.findSid, isFixed ? static_cast<policy::ListFiles*>(&lists) : &onDisk);
     std::string name = FromPath(given.filename());
     Remarks remarks;
-    AddAll(read->mistakes, name, remarks.mistakes);
-    AddAll(read->warnings, name, remarks.warnings);
-    const bool isUsed = read->mistakes.empty();
-    if (isUsed && options.fixed.empty())
-        AddAll(policy::LintPolicy(*read, asciiHost), name, read->policy.files, remarks.warnings);
-    if (isUsed && !options.fixed.empty()) {
-        const int code =
-            FixInto(options.fixed, path, ReadPolicyText(path).value_or(""), findSid, asciiHost, session, remarks);
-        if (code != kExitOk) return code;
+    AddAll(read.mistakes, name, remarks.mistakes);
+    AddAll(read.warnings, name, remarks.warnings);
+    const bool isUsed = read.mistakes.empty();
+    if (isUsed && !isFixed)
+        AddAll(policy::LintPolicy(read, input.asciiHost), name, read.policy.files, remarks.warnings);
+    if (isUsed && isFixed) {
+        if (const int code = FixInto(options.fixed, input, session, remarks); code != kExitOk) return code;
         path = AbsolutePath(ToPath(options.fixed));
         name = FromPath(ToPath(options.fixed).filename());
     }
@@ -192,10 +219,17 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
     };
     std::stable_sort(remarks.warnings.begin(), remarks.warnings.end(),
                      [&order](const Remark& a, const Remark& b) { return order(a) < order(b); });
-    if (session.json)
-        PrintAsJson(*read, remarks, path, session.out);
-    else
-        PrintAsText(*read, remarks, path, session.out);
+    const auto print = [&] {
+        if (session.json)
+            PrintAsJson(read, remarks, path, session.out);
+        else
+            PrintAsText(read, remarks, path, session.out);
+    };
+    if (!isUsed && isFixed)
+        return session.FailWithTotals(
+            fmt::format("--fix {}: nothing was written; mend the mistakes first", Printable(options.fixed)),
+            kExitFailed, print);
+    print();
     return isUsed ? kExitOk : kExitFailed;
 }
 

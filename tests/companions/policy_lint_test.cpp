@@ -124,8 +124,8 @@ constexpr Case kCases[] = {
      "the signature in line 2 finds the same"},
     {"ids_rules = [{ id = 3 },\n{ id = 3, systems = [61] }]", 3, "number 3 stands in line 2 already"},
     // Parental control
-    {"parental = { mode = 3 }", 0, "parental.mode 3 has no meaning"},
-    {"parental = { mode = 1, strictness = 9 }", 0, "parental.strictness 9 counts like 0"},
+    {"parental = { mode = 3 }", 2, "parental.mode 3 has no meaning"},
+    {"parental = { mode = 1, strictness = 9 }", 2, "parental.strictness 9 counts like 0"},
     {"parental = { users = [{}] }", 2, "without effect, because parental.mode is 0"},
     {"parental = { mode = 2, users = [{}] }", 2, "an entry without an account is nobody's"},
     {"parental = { mode = 2, users = [{ account = \"anna\" },\n{ account = \"Anna\" }] }", 3,
@@ -191,6 +191,20 @@ TEST(PolicyLint, NamesAListWhoseFeatureNobodySet) {
     EXPECT_THAT(LinesOf(kList), ElementsAre(HasSubstr("1 phishing_sites is without effect, because "
                                                       "features.anti_phishing is not set")));
     EXPECT_THAT(LinesOf("features.anti_phishing = false\n" + std::string(kList)), IsEmpty());
+}
+
+// The machine may get the account yet, or another one has it.
+TEST(PolicyLint, LooksAtEntriesOfUnknownAccountsToo) {
+    const ReadPolicy read = ParsePolicy(
+        "[parental]\nmode = 2\n[[parental.users]]\naccount = \"gone\"\ncontrolled = true\n"
+        "allowance = { sunday = 30 }\nblock_list = true\n[[parental.users.blocked_sites]]\nhost = "
+        "\"http://x.example\"\n",
+        [](const std::string&, std::array<std::uint8_t, 68>&) { return false; });
+    EXPECT_THAT(read.policy.parental.users, IsEmpty());
+    std::vector<std::string> found;
+    for (const Finding& finding : LintPolicy(read)) found.push_back(finding.text);
+    EXPECT_THAT(found, testing::Contains(HasSubstr("allowance.sunday is 30 hours")));
+    EXPECT_THAT(found, testing::Contains(HasSubstr("\"http://x.example\"")));
 }
 
 // What is meant as it stands.

@@ -1,5 +1,7 @@
 // tarnhost policy: every mistake with its place, and an exit code that a script can use.
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 
 #include "host/fake_machine.h"
@@ -162,6 +164,47 @@ TEST(PolicyCommand, FixOverwritesNothingAndMendsNoMistakes) {
     const std::string target = policy.Folder() + "/new.toml";
     EXPECT_EQ(RunWith(machine, {"policy", "--fix", target, policy.Path()}).code, 1);
     EXPECT_FALSE(std::filesystem::exists(target));
+}
+
+TEST(PolicyCommand, FixSaysWhenItWritesNothingOrAPlainCopy) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string(kTwoMistakes));
+    const std::string target = policy.Folder() + "/new.toml";
+    EXPECT_THAT(RunWith(machine, {"policy", "--fix", target, policy.Path()}).errors,
+                HasSubstr("new.toml: nothing was written; mend the mistakes first"));
+    const Ran json = RunWith(machine, {"policy", "--json", "--fix", target, policy.Path()});
+    EXPECT_EQ(JsonLines(json.out).back()["type"], "stats");
+    policy.Write("[features]\nbrowsing_protection = true\n");
+    const Ran copied = RunWith(machine, {"policy", "--fix", target, policy.Path()});
+    EXPECT_EQ(copied.code, 0) << copied.errors;
+    EXPECT_THAT(copied.out, HasSubstr("new.toml: a plain copy, for there was nothing to mend\n"));
+    EXPECT_EQ(ReadPolicyText(target), ReadPolicyText(policy.Path()));
+}
+
+// From another folder the copy would find other lists, or none.
+TEST(PolicyCommand, FixStaysInTheFolderOfTheListsThatAreIncluded) {
+    FakeMachine machine;
+    const TemporaryFile policy("mine.toml", std::string("include = [\"ads.txt\"]\n") + kDead);
+    const TemporaryFile elsewhere("other.toml", std::string());
+    std::ofstream(policy.Folder() + "/ads.txt") << "ads.example\n";
+    const std::string target = elsewhere.Folder() + "/new.toml";
+    const Ran run = RunWith(machine, {"policy", "--fix", target, policy.Path()});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_THAT(run.errors, AllOf(HasSubstr("nothing was written; the policy includes lists"), HasSubstr("new.toml")));
+    EXPECT_FALSE(std::filesystem::exists(target));
+    const std::string beside = policy.Folder() + "/new.toml";
+    EXPECT_EQ(RunWith(machine, {"policy", "--fix", beside, policy.Path()}).code, 0);
+    const auto copy = ReadPolicyFile(beside);
+    ASSERT_TRUE(copy);
+    EXPECT_THAT(copy->mistakes, IsEmpty());
+    EXPECT_THAT(copy->lists, SizeIs(1));
+    // What is named from anywhere is found from everywhere.
+    std::string absolute = policy.Folder() + "/ads.txt";
+    std::replace(absolute.begin(), absolute.end(), '\\', '/');
+    policy.Write("include = [\"" + absolute + "\"]\n" + kDead);
+    const Ran moved = RunWith(machine, {"policy", "--fix", target, policy.Path()});
+    EXPECT_EQ(moved.code, 0) << moved.errors;
+    EXPECT_THAT(ReadPolicyFile(target)->lists, SizeIs(1));
 }
 
 TEST(PolicyCommand, AFileThatCannotBeReadIsNamed) {
