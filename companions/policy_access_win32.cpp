@@ -140,6 +140,8 @@ class FileOnDisk : public PolicyFile {
                use == SidTypeUser;
     }
 
+    [[nodiscard]] std::string Name() const override { return Utf8(machine::Wide(path_.c_str() + folder_.size())); }
+
     std::uint64_t Now() override {
         FILETIME now{};
         GetSystemTimeAsFileTime(&now);

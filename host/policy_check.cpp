@@ -1,6 +1,7 @@
 #include "host/policy_check.h"
 
 #include <fmt/format.h>
+#include <mutex>
 
 #include "host/file_path.h"
 #include "host/list_files.h"
@@ -29,8 +30,34 @@ std::optional<policy::ReadPolicy> ReadPolicyFile(const std::string& file, const 
     return read;
 }
 
+std::shared_ptr<const policy::ReadPolicy> SharePolicyFile(const std::string& file, const policy::FindSid& findSid,
+                                                          std::ostream* progress) {
+    struct Reading {
+        std::string file;
+        std::string text;
+        std::string lists;  // their state
+        bool knowsAccounts = false;
+        bool operator==(const Reading&) const = default;
+    };
+    static std::mutex mutex;
+    static Reading last;                                  // under mutex, as the next one
+    static std::weak_ptr<const policy::ReadPolicy> read;  // nobody is made to keep a long policy
+    const auto text = ReadPolicyText(file);
+    if (!text) return nullptr;
+    Reading now{file, *text, ListFilesOnDisk(file).StateOf(policy::IncludePatterns(*text)), bool{findSid}};
+    const std::lock_guard lock(mutex);
+    auto shared = read.lock();
+    if (shared && now == last) return shared;
+    auto fresh = ReadPolicyFile(file, findSid, progress);
+    if (!fresh) return nullptr;
+    shared = std::make_shared<const policy::ReadPolicy>(std::move(*fresh));
+    last = std::move(now);
+    read = shared;
+    return shared;
+}
+
 std::string DescribePolicyMistakes(const std::string& file, const policy::FindSid& findSid, std::ostream* progress) {
-    const auto read = ReadPolicyFile(file, findSid, progress);
+    const auto read = SharePolicyFile(file, findSid, progress);
     if (!read || read->mistakes.empty()) return {};
     std::string text = fmt::format("{}: a policy with mistakes is not used, so mend what is wrong:", Printable(file));
     for (const policy::Mistake& mistake : read->mistakes)

@@ -31,29 +31,30 @@ std::string CountedMistakes(std::size_t count) {
 bool PolicyFollower::Begin(std::string& mistake) {
     const auto text = ReadPolicyText(file_);
     if (!text) {
-        mistake = fmt::format("{}: cannot be read, and watch follows the policy that stands beside the modules",
-                              Printable(file_));
+        mistake =
+            fmt::format("{}: cannot be read, and watch follows the policy; name it: --policy FILE", Printable(file_));
         return false;
     }
-    policy::ReadPolicy read = Parse(*text);
-    const std::vector<policy::Mistake>& mistakes = read.mistakes;
-    if (mistakes.empty()) {
-        used_ = *text;
+    const auto read = SharePolicyFile(file_, findSid_);
+    if (read && read->mistakes.empty()) {
+        usedText_ = *text;
         patterns_ = policy::IncludePatterns(*text);
-        seen_ = {used_, ListFilesOnDisk(file_).StateOf(patterns_)};
-        usedPolicy_ = std::move(read);
+        seen_ = {usedText_, ListFilesOnDisk(file_).StateOf(patterns_)};
+        used_ = read;
         return true;
     }
+    const std::vector<policy::Mistake> mistakes = read ? read->mistakes : std::vector<policy::Mistake>();
     mistake =
         fmt::format("{} has {}, so none of it would be used:", Printable(file_), CountedMistakes(mistakes.size()));
-    for (const policy::Mistake& one : mistakes)
-        mistake += "\n  " + Printable(policy::Describe(policy::kPolicyFile, one));
+    for (const policy::Mistake& one : mistakes) mistake += "\n  " + Printable(policy::Describe(FileName(), one));
     return false;
 }
 
 policy::ReadPolicy PolicyFollower::Parse(const std::string& text) const {
     ListFilesOnDisk lists(file_);
-    return policy::ParsePolicy(text, findSid_, &lists);
+    policy::ReadPolicy read = policy::ParsePolicy(text, findSid_, &lists);
+    read.policy.files.front() = FileName();
+    return read;
 }
 
 PolicyFollower::Look PolicyFollower::LookNow() const {
@@ -102,15 +103,15 @@ bool PolicyFollower::Follow(Judge& library) {
         PrintMistakes(read.mistakes);
         return false;
     }
-    if (policy::LosesEverything(usedPolicy_, read)) {
+    if (policy::LosesEverything(*used_, read)) {
         PrintKept("lost_everything",
                   "sets nothing of what it set before, as after a save that failed (to switch a feature off write so, "
                   "such as browsing_protection = false)");
         return false;
     }
-    const policy::ReadPolicy before = std::exchange(usedPolicy_, std::move(read));
-    const PolicyChanges changes = ComparePolicies(used_, text, before.lists, usedPolicy_.lists);
-    used_ = text;
+    const auto before = std::exchange(used_, std::make_shared<const policy::ReadPolicy>(std::move(read)));
+    const PolicyChanges changes = ComparePolicies(usedText_, text, before->lists, used_->lists);
+    usedText_ = text;
     std::vector<SentNotice> notices;
     for (const std::uint32_t kind : changes.kinds)
         notices.push_back({fmt::format("WSSettingsChanged({})", kind), library.SettingsChanged(kind)});
@@ -118,7 +119,7 @@ bool PolicyFollower::Follow(Judge& library) {
         notices.push_back({fmt::format("WSUpdateSettingsChanged({:#x})", changes.updated),
                            library.UpdateSettingsChanged(changes.updated)});
     PrintChanges(changes, notices);
-    PrintNewFindings(before);
+    PrintNewFindings(*before);
     return !notices.empty();
 }
 
@@ -134,7 +135,7 @@ void PolicyFollower::PrintKept(const char* why, const char* text) {
         event["text"] = text;
         WriteEvent(event, out_);
     } else {
-        out_ << fmt::format("\n{} {}; what was read before stays\n", policy::kPolicyFile, text);
+        out_ << fmt::format("\n{} {}; what was read before stays\n", Printable(FileName()), text);
     }
     out_.flush();
 }
@@ -146,21 +147,27 @@ void PolicyFollower::PrintMistakes(const std::vector<policy::Mistake>& mistakes)
     PrintKept("mistakes", ("has " + count).c_str());
     if (!json_)
         for (const policy::Mistake& mistake : mistakes)
-            out_ << "  " << Printable(policy::Describe(policy::kPolicyFile, mistake)) << '\n';
+            out_ << "  " << Printable(policy::Describe(FileName(), mistake)) << '\n';
     out_.flush();
 }
 
 void PolicyFollower::PrintNewFindings(const policy::ReadPolicy& before) {
-    std::set<std::string> known;
-    for (const policy::Finding& finding : policy::LintPolicy(before, asciiHost_)) known.insert(finding.text);
-    for (const policy::Finding& finding : policy::LintPolicy(usedPolicy_, asciiHost_)) {
-        if (known.contains(finding.text)) continue;
+    const auto textsOf = [](const std::vector<policy::Finding>& findings) {
+        std::set<std::string> texts;
+        for (const policy::Finding& finding : findings) texts.insert(finding.text);
+        return texts;
+    };
+    if (!usedFindings_) usedFindings_ = textsOf(policy::LintPolicy(before, asciiHost_));
+    const std::vector<policy::Finding> findings = policy::LintPolicy(*used_, asciiHost_);
+    const auto known = std::exchange(usedFindings_, textsOf(findings));
+    for (const policy::Finding& finding : findings) {
+        if (known->contains(finding.text)) continue;
         if (json_)
-            WriteEvent(MistakeEvent("warning", usedPolicy_.policy.files.at(finding.place.file),
+            WriteEvent(MistakeEvent("warning", used_->policy.files.at(finding.place.file),
                                     {finding.place.line, 0, finding.text}),
                        out_);
         else
-            out_ << "  " << Printable(policy::DescribeFinding(usedPolicy_.policy, finding)) << '\n';
+            out_ << "  " << Printable(policy::DescribeFinding(used_->policy, finding)) << '\n';
     }
     out_.flush();
 }
@@ -177,7 +184,7 @@ void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vecto
             event["notices"].push_back({{"call", notice.call}, {"succeeded", notice.succeeded}});
         WriteEvent(event, out_);
     } else {
-        out_ << fmt::format("\n{} has changed{}\n", policy::kPolicyFile,
+        out_ << fmt::format("\n{} has changed{}\n", Printable(FileName()),
                             changes.changes.empty() ? ", but says the same" : "");
         for (const PolicyChange& change : changes.changes) out_ << "  " << Printable(DescribeChange(change)) << '\n';
         for (const SentNotice& notice : notices)

@@ -6,8 +6,10 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,7 +45,7 @@ class PolicyFollower {
     // Where the lists stand that the policy includes.
     [[nodiscard]] std::vector<std::string> ListFolders() const;
     // What the library works by.
-    [[nodiscard]] const policy::Policy& Used() const { return usedPolicy_.policy; }
+    [[nodiscard]] const policy::Policy& Used() const { return used_->policy; }
 
  private:
     struct SentNotice {
@@ -77,10 +79,11 @@ class PolicyFollower {
     std::ostream& out_;
     bool json_;
     std::function<void()> beforeText_ = [] {};
-    std::string used_;  // the text that the library works by
-    policy::ReadPolicy usedPolicy_;
-    Look seen_;                          // what was looked at last
-    std::vector<std::string> patterns_;  // of the lists that it includes
+    std::string usedText_;  // that the library works by
+    std::shared_ptr<const policy::ReadPolicy> used_;
+    std::optional<std::set<std::string>> usedFindings_;  // from the first change on
+    Look seen_;                                          // what was looked at last
+    std::vector<std::string> patterns_;                  // of the lists that it includes
     bool isReadable_ = true;
 };
 

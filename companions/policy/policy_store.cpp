@@ -146,8 +146,8 @@ void PolicyStore::TakeOver(PolicyFile& file, Reading reading) {
         reading.text,
         [&](const std::string& name, std::array<std::uint8_t, 68>& sid) { return file.FindSid(name, sid); }, &lists);
     std::string lines;
-    for (const Mistake& mistake : read.mistakes) lines += Describe(kPolicyFile, mistake) + "\n";
-    for (const Mistake& warning : read.warnings) lines += DescribeWarning(kPolicyFile, warning) + "\n";
+    for (const Mistake& mistake : read.mistakes) lines += Describe(file.Name(), mistake) + "\n";
+    for (const Mistake& warning : read.warnings) lines += DescribeWarning(file.Name(), warning) + "\n";
     if (!read.mistakes.empty()) {
         seenError_ = kInvalidData;
         lines += fmt::format("the policy has mistakes and is not used: {}\n", WhatCounts());
@@ -155,7 +155,7 @@ void PolicyStore::TakeOver(PolicyFile& file, Reading reading) {
         lines = fmt::format(
             "{} sets nothing of what it set before, as after a save that failed: what was read before stays; to switch "
             "a feature off write so, such as browsing_protection = false\n",
-            kPolicyFile);
+            file.Name());
     } else {
         if (read.leavesOutAccounts) accountsAgain_ = file.Now() + kAccountsAgain;
         used_ = std::make_shared<const ReadPolicy>(std::move(read));
@@ -178,12 +178,12 @@ std::shared_ptr<const Policy> PolicyStore::Get(PolicyFile& file, std::uint32_t& 
         case Look::kBusy:
             failure = kSharingViolation;
             busyUntil_ = file.Now() + kMaxWait;
-            SayOnce(file, failure, fmt::format("{} is being written all the time: {}\n", kPolicyFile, WhatCounts()));
+            SayOnce(file, failure, fmt::format("{} is being written all the time: {}\n", file.Name(), WhatCounts()));
             break;
         case Look::kFailed:
             SayOnce(file, failure,
                     fmt::format("{}: cannot be read (error {}); {}: put the policy beside the companion modules\n",
-                                kPolicyFile, failure, WhatCounts()));
+                                file.Name(), failure, WhatCounts()));
             break;
     }
     if (used_ != nullptr) return {used_, &used_->policy};

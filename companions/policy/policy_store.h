@@ -51,6 +51,8 @@ class PolicyFile {
         return false;
     }
     virtual bool FindSid(const std::string& name, std::array<std::uint8_t, 68>& sid) = 0;
+    // As messages name it.
+    [[nodiscard]] virtual std::string Name() const { return std::string(kPolicyFile); }
     virtual std::uint64_t Now() = 0;  // by the clock of FileState::written
     virtual void Wait(std::uint64_t time) = 0;
     virtual void Say(const std::string& lines) = 0;

@@ -67,6 +67,9 @@ class ScriptedFile : public PolicyFile {
     }
     void Say(const std::string& lines) override { said.push_back(lines); }
 
+    [[nodiscard]] std::string Name() const override { return name; }
+
+    std::string name{kPolicyFile};
     bool isMissing = false;
     bool isOpenForWriting = false;
     std::string account;
@@ -97,6 +100,16 @@ class Store : public testing::Test {
     PolicyStore store_;
     std::uint32_t error_ = 0;
 };
+
+TEST_F(Store, NamesTheFileThatItReads) {
+    file_.name = "pv.toml";
+    file_.Save(kMistaken);
+    file_.Rest();
+    Get();
+    ASSERT_THAT(file_.said, SizeIs(1));
+    EXPECT_THAT(file_.said[0], HasSubstr("pv.toml:2:17: "));
+    EXPECT_THAT(file_.said[0], testing::Not(HasSubstr("tarn-policy")));
+}
 
 TEST_F(Store, ReadsEachStateOfTheFileOnce) {
     const auto first = Get();

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "host/fake_machine.h"
+#include "host/policy_follower.h"
 #include "host/temporary_file.h"
 
 namespace tarn::host {
@@ -49,6 +50,7 @@ class WatchCommand : public testing::Test {
     }
 
     FakeMachine machine_;
+    std::ostringstream out_;
     TemporaryFile policy_{"tarn-policy.toml", kBefore};
 };
 
@@ -82,6 +84,36 @@ TEST_F(WatchCommand, JsonHasAnEventForEachNewWarning) {
     EXPECT_EQ(lines[2]["type"], "policy");
     EXPECT_EQ(lines[2]["event"], "warning");
     EXPECT_EQ(lines[2]["line"], 4);
+}
+
+// As the option names it, in every line.
+TEST_F(WatchCommand, NamesThePolicyThatItFollows) {
+    const TemporaryFile other("pv.toml",
+                              "[features]\nbrowsing_protection = true\n"
+                              "[[malicious_sites]]\nhost = \"evil.example\"\n");
+    const auto write = [&](const char* text) { Then(Signal::kChanged, [&other, text] { other.Write(text); }); };
+    write("[features]\nbrowsing_protection = 1\n");
+    write("[features]\nbrowsing_protection = false\n[white_lists]\nuser = [\"http://a.example\"]\n");
+    const Ran run = Run({"--policy", other.Path()});
+    EXPECT_THAT(run.out, AllOf(HasSubstr("pv.toml has 1 mistake"), HasSubstr("\n  pv.toml:2:23: "),
+                               HasSubstr("pv.toml has changed"), HasSubstr("  pv.toml:4: warning: "),
+                               Not(HasSubstr("tarn-policy.toml"))));
+    other.Write("[features]\nbrowsing_protection = 1\n");
+    EXPECT_THAT(Run({"--policy", other.Path()}).errors,
+                AllOf(HasSubstr("  pv.toml:2:23: "), Not(HasSubstr("tarn-policy.toml"))));
+}
+
+TEST_F(WatchCommand, AnEntryThatDecidesNamesThePolicyThatItFollows) {
+    const TemporaryFile other("pv.toml",
+                              "[features]\nbrowsing_protection = true\n"
+                              "[[malicious_sites]]\nhost = \"evil.example\"\n");
+    const auto follow = [&](const std::string& path) {
+        PolicyFollower follower(path, {}, {}, out_, false);
+        std::string mistake;
+        EXPECT_TRUE(follower.Begin(mistake)) << mistake;
+        return follower.Used().files.at(0);
+    };
+    EXPECT_EQ(follow(other.Path()), "pv.toml");
 }
 
 TEST_F(WatchCommand, ANoticeThatTheLibraryRefusesIsSaid) {
