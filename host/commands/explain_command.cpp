@@ -8,6 +8,7 @@
 #include "host/event.h"
 #include "host/explain/explanation_report.h"
 #include "host/explain/proof.h"
+#include "host/explain/remedy.h"
 #include "host/explain/variant_library.h"
 #include "host/named_inputs.h"
 #include "host/policy_check.h"
@@ -37,7 +38,10 @@ struct AskedUrl {
 class Explaining {
  public:
     Explaining(const Session& session, const ExplainOptions& options, std::optional<IpAddress> server)
-        : session_(session), isReported_(options.isReported), server_(server) {}
+        : session_(session), isReported_(options.isReported), server_(server) {
+        // One time for all, whatever the machine's clock says when the library is asked again.
+        if (!session_.library.clock) session_.library.clock = session_.environment.LocalTime();
+    }
 
     // False when there is nothing more to do.
     bool Take(const std::string& url) {
@@ -67,19 +71,24 @@ class Explaining {
                                              "name it: --policy FILE",
                                              Printable(file)),
                                  kExitFailed);
-        if (!JudgeAll()) return kExitFailed;  // says what is wrong with the policy, too
         const policy::FindSid findSid = SidsOf(environment);
-        auto read = ReadPolicyFile(file, findSid);
-        if (!read || !read->mistakes.empty())
+        const auto read = SharePolicyFile(file, findSid);  // what the library checks, too
+        if (!JudgeAll()) return kExitFailed;               // says what is wrong with the policy, too
+        if (!read || !read->mistakes.empty() || SharePolicyFile(file, findSid) != read)
             return session_.Fail(fmt::format("{}: changed meanwhile; try again", Printable(file)), kExitFailed);
-        const PolicyIndex index(std::move(read->policy));
+        const PolicyIndex index(read->policy);
+        const PolicyVariant policy{file, *text};
         for (const AskedUrl& one : asked_) {
             if (!session_.MayGoOn()) break;
-            ExplainOne(one, index, *text, findSid);
+            ExplainOne(one, index, policy, findSid);
         }
         if (environment.IsInterrupted()) return session_.Fail("stopped", kExitInterrupted);
         if (isContradicted_)
-            return session_.Fail("the library contradicts an explanation, which is a defect of tarnhost", kExitFailed);
+            return session_.Fail(
+                "the library says something else than the policy foretells; that may be where a managed client is "
+                "installed, companion modules of another kind stand, or a host reported attacks; else it is a defect "
+                "of tarnhost, which please report",
+                kExitFailed);
         return session_.End(mistakes_ == 0 ? kExitOk : kExitFailed, isFound_, isUnjudged_);
     }
 
@@ -121,23 +130,25 @@ class Explaining {
         return true;
     }
 
-    void ExplainOne(const AskedUrl& one, const PolicyIndex& index, const std::string& policyText,
+    void ExplainOne(const AskedUrl& one, const PolicyIndex& index, const PolicyVariant& policy,
                     const policy::FindSid& findSid) {
         Environment& environment = session_.environment;
         ScanQuestion question;
         question.asked = one.asked;
         environment.FindAccount({}, question.account);
-        question.now = session_.library.clock.value_or(environment.LocalTime());
+        question.now = *session_.library.clock;
         question.isUserListEmpty = session_.library.mode == TARN_START_FRESH;
         Explanation explanation = Explain(index, question, one.url, one.outcome);
+        explanation.remedy = FindRemedy(policy, index, question, Foretell(index, question), findSid);
         VariantLibrary variants(environment, session_.library);
         if (explanation.agrees)
-            explanation.proofs = Prove(policyText, index, question, findSid,
-                                       [&](const std::string& text, std::string& whyNot) -> std::optional<Outcome> {
-                                           const auto library = variants.Open(text, whyNot);
-                                           if (!library) return std::nullopt;
-                                           return Ask(*library, one);
-                                       });
+            explanation.proofs =
+                Prove(policy, index, question, findSid,
+                      [&](const PolicyVariant& variant, std::string& whyNot) -> std::optional<Outcome> {
+                          const auto library = variants.Open(variant, whyNot);
+                          if (!library) return std::nullopt;
+                          return Ask(*library, one);
+                      });
         isContradicted_ |= !explanation.agrees;
         for (const Proof& proof : explanation.proofs) isContradicted_ |= proof.state == Proof::State::kContradicted;
         Print(explanation);
@@ -155,7 +166,7 @@ class Explaining {
         WriteEvent(event, session_.out);
     }
 
-    const Session& session_;
+    Session session_;
     bool isReported_;
     std::optional<IpAddress> server_;
     std::vector<AskedUrl> asked_;

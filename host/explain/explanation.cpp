@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "host/explain/named_entries.h"
-#include "host/explain/remedy.h"
 #include "host/verdict_words.h"
 
 namespace tarn::host {
@@ -15,10 +14,14 @@ namespace {
 std::string WhyNotAsked(const ExplainedStep& decided) {
     if (decided.entries.empty()) return fmt::format("{} decided", decided.name);
     const DecidingEntry& entry = decided.entries.front();
-    return fmt::format("{} decided by line {}", decided.name, entry.line);
+    return fmt::format("{} decided by {}", decided.name, PlaceWords(entry));
 }
 
 }  // namespace
+
+std::string PlaceWords(const DecidingEntry& entry) {
+    return fmt::format("{}:{}", entry.file, entry.line);
+}
 
 std::string OutcomeWords(const Outcome& outcome) {
     if (!outcome.isVerdict) return "no verdict";
@@ -67,9 +70,11 @@ Explanation Explain(const PolicyIndex& index, const ScanQuestion& question, std:
         if (std::find(named.begin(), named.end(), entry) == named.end()) named.push_back(entry);
     for (const EntryRef& entry : named) {
         const bool matches = std::find(matching.begin(), matching.end(), entry) != matching.end();
-        explanation.named.push_back({index.Describe(entry), matches, foretold.decider == entry});
+        const auto state = matches                              ? NamedEntry::State::kMatches
+                           : IsLookedUp(index, question, entry) ? NamedEntry::State::kDoesNotMatch
+                                                                : NamedEntry::State::kNotLookedUp;
+        explanation.named.push_back({index.Describe(entry), state, foretold.decider == entry});
     }
-    explanation.remedy = FindRemedy(index, question, foretold);
     return explanation;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/explain/policy_variant.h"
 #include "host/explain/scan_steps.h"
 
 namespace tarn::host {
@@ -22,8 +23,9 @@ struct ExplainedStep {
 
 // An entry with the host, its "www." form, a domain above it or the address of the server.
 struct NamedEntry {
+    enum class State { kMatches, kDoesNotMatch, kNotLookedUp };
     DecidingEntry entry;
-    bool matches = false;  // what was asked, switched on or not
+    State state = State::kDoesNotMatch;  // not looked up: its list is off, or holds for somebody else
     bool isDecider = false;
 };
 
@@ -39,9 +41,10 @@ struct Proof {
 
 // What to write into the policy.
 struct Remedy {
-    bool allows = false;  // else it blocks
-    std::string text;     // of the policy; empty when only words help
-    std::string words;    // where it goes, or what to do
+    bool allows = false;   // else it blocks
+    std::string text;      // of the policy; empty when something is only taken out
+    std::string words;     // where it goes, or what to take out
+    PolicyVariant policy;  // with it
 };
 
 struct Explanation {
@@ -58,9 +61,11 @@ struct Explanation {
     std::optional<Remedy> remedy;
 };
 
-// All but the proofs.
+// All but the proofs and the remedy.
 Explanation Explain(const PolicyIndex& index, const ScanQuestion& question, std::string url, const Outcome& answer);
 
+// "tarn-policy.toml:12"
+std::string PlaceWords(const DecidingEntry& entry);
 // "BLOCKED 2 malicious site" and the like.
 std::string OutcomeWords(const Outcome& outcome);
 

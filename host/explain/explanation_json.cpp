@@ -1,3 +1,4 @@
+#include "host/event.h"
 #include "host/explain/explanation_report.h"
 #include "host/verdict_words.h"
 
@@ -6,10 +7,6 @@ namespace tarn::host {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-Json EntryJson(const DecidingEntry& entry) {
-    return {{"list", entry.list}, {"text", entry.text}, {"file", entry.file}, {"line", entry.line}};
-}
 
 Json OutcomeJson(const Outcome& outcome) {
     Json json{{"verdict", !outcome.isVerdict ? "none" : outcome.isBlocked ? "blocked" : "allowed"}};
@@ -45,6 +42,18 @@ const char* StateWord(Proof::State state) {
     return "not_proved";
 }
 
+const char* StateWord(NamedEntry::State state) {
+    switch (state) {
+        case NamedEntry::State::kMatches:
+            return "matches";
+        case NamedEntry::State::kDoesNotMatch:
+            return "does_not_match";
+        case NamedEntry::State::kNotLookedUp:
+            break;
+    }
+    return "not_looked_up";
+}
+
 template <class Items, class Make>
 Json ArrayOf(const Items& items, Make make) {
     Json array = Json::array();
@@ -55,19 +64,19 @@ Json ArrayOf(const Items& items, Make make) {
 Json StepJson(const ExplainedStep& step) {
     Json json{{"step", step.name}, {"found", StateWord(step.state)}};
     if (!step.note.empty()) json["note"] = step.note;
-    json["entries"] = ArrayOf(step.entries, EntryJson);
+    json["entries"] = ArrayOf(step.entries, EntryMember);
     return json;
 }
 
 Json NamedJson(const NamedEntry& named) {
-    Json json = EntryJson(named.entry);
-    json["matches"] = named.matches;
+    Json json = EntryMember(named.entry);
+    json["state"] = StateWord(named.state);
     json["decided"] = named.isDecider;
     return json;
 }
 
 Json ProofJson(const Proof& proof) {
-    Json json{{"without", ArrayOf(proof.without, EntryJson)}, {"state", StateWord(proof.state)}};
+    Json json{{"without", ArrayOf(proof.without, EntryMember)}, {"state", StateWord(proof.state)}};
     if (proof.answer) json["answer"] = OutcomeJson(*proof.answer);
     if (proof.state != Proof::State::kNotProved) json["foretold"] = OutcomeJson(proof.foretold);
     if (!proof.whyNot.empty()) json["why_not"] = proof.whyNot;
@@ -81,15 +90,16 @@ Json JsonOf(const Explanation& explanation) {
     json.update(OutcomeJson(explanation.outcome));
     json["agrees"] = explanation.agrees;
     if (!explanation.agrees) json["foretold"] = OutcomeJson(explanation.foretold);
-    if (explanation.decider) json["entry"] = EntryJson(*explanation.decider);
+    if (explanation.decider) json["entry"] = EntryMember(*explanation.decider);
     if (!explanation.whyDecided.empty()) json["why"] = explanation.whyDecided;
     json["steps"] = ArrayOf(explanation.steps, StepJson);
     json["named"] = ArrayOf(explanation.named, NamedJson);
     json["proofs"] = ArrayOf(explanation.proofs, ProofJson);
-    if (explanation.remedy)
-        json["remedy"] = {{"to", explanation.remedy->allows ? "allow" : "block"},
-                          {"write", explanation.remedy->text},
-                          {"where", explanation.remedy->words}};
+    if (explanation.remedy) {
+        json["remedy"] = {{"to", explanation.remedy->allows ? "allow" : "block"}};
+        if (!explanation.remedy->text.empty()) json["remedy"]["write"] = explanation.remedy->text;
+        json["remedy"]["where"] = explanation.remedy->words;
+    }
     return json;
 }
 

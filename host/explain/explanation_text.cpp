@@ -13,33 +13,36 @@ using State = ExplainedStep::State;
 constexpr std::size_t kNameWidth = 24;
 
 std::string EntryWords(const DecidingEntry& entry) {
-    return fmt::format("{}:{}  {}", Printable(entry.file), entry.line, Printable(entry.text));
+    return fmt::format("{}  {}", Printable(PlaceWords(entry)), Printable(entry.text));
+}
+
+void PrintEntries(const std::string& line, const ExplainedStep& step, std::ostream& out) {
+    for (std::size_t i = 0; i < step.entries.size(); ++i) {
+        const char* mark = step.state == State::kNotAsked            ? "  (would match)"
+                           : step.state == State::kDecided && i == 0 ? "  <- decided"
+                                                                     : "";
+        out << fmt::format("{}{}{}\n", i == 0 ? line : std::string(line.size(), ' '), EntryWords(step.entries[i]),
+                           mark);
+    }
 }
 
 void PrintSteps(const Explanation& explanation, std::ostream& out) {
     std::size_t number = 0;
-    std::size_t notAsked = 0;
+    bool isEnded = false;
     for (const ExplainedStep& step : explanation.steps) {
         ++number;
-        if (step.state == State::kNotAsked && ++notAsked > 1 && step.entries.empty()) continue;
-        std::string line = fmt::format("  {:>2} {:<{}}", number, step.name, kNameWidth);
-        const bool decided = step.state == State::kDecided;
+        const std::string line = fmt::format("  {:>2} {:<{}}", number, step.name, kNameWidth);
         if (step.state == State::kNotAsked) {
-            const bool isRest = notAsked == 1 && number < explanation.steps.size();
-            line = fmt::format("  {:<{}}",
-                               isRest ? fmt::format("{} to {}", number, explanation.steps.size())
-                                      : fmt::format("{:>2} {}", number, step.name),
-                               kNameWidth + 3);
-            out << fmt::format("{}not asked: {}\n", line, Printable(step.note));
-            if (isRest) continue;
+            const std::string steps = number == explanation.steps.size()
+                                          ? fmt::format("{:>2} {}", number, step.name)
+                                          : fmt::format("{} to {}", number, explanation.steps.size());
+            if (!isEnded) out << fmt::format("  {:<{}}not asked: {}\n", steps, kNameWidth + 3, Printable(step.note));
+            isEnded = true;
         } else if (step.entries.empty()) {
+            const bool decided = step.state == State::kDecided;
             out << fmt::format("{}{}{}\n", line, Printable(step.note), decided ? "  <- decided" : "");
         }
-        for (std::size_t i = 0; i < step.entries.size(); ++i) {
-            const bool isDecider = decided && i == 0;
-            std::string first = i == 0 && step.state != State::kNotAsked ? line : std::string(kNameWidth + 5, ' ');
-            out << fmt::format("{}{}{}\n", first, EntryWords(step.entries[i]), isDecider ? "  <- decided" : "");
-        }
+        PrintEntries(line, step, out);
     }
 }
 
@@ -50,28 +53,31 @@ void PrintNamed(const Explanation& explanation, std::ostream& out) {
     }
     out << "  entries that name it:\n";
     for (const NamedEntry& named : explanation.named) {
-        const char* mark = named.isDecider ? "  <- decided" : named.matches ? "" : "  (does not match or is off)";
+        const char* mark = named.isDecider                                   ? "  <- decided"
+                           : named.state == NamedEntry::State::kMatches      ? ""
+                           : named.state == NamedEntry::State::kDoesNotMatch ? "  (does not match)"
+                                                                             : "  (not looked up)";
         out << fmt::format("    {}:{}  {}  {}{}\n", Printable(named.entry.file), named.entry.line, named.entry.list,
                            Printable(named.entry.text), mark);
     }
 }
 
-std::string LinesOf(const std::vector<DecidingEntry>& entries) {
-    std::string text = entries.size() == 1 ? "line " : "lines ";
+std::string PlacesOf(const std::vector<DecidingEntry>& entries) {
+    std::string text;
     for (std::size_t i = 0; i < entries.size(); ++i)
-        text += fmt::format("{}{}", i == 0 ? "" : " and ", entries[i].line);
+        text += fmt::format("{}{}", i == 0 ? "" : " and ", Printable(PlaceWords(entries[i])));
     return text;
 }
 
 void PrintProof(const Proof& proof, std::ostream& out) {
-    const std::string lines = LinesOf(proof.without);
+    const std::string places = PlacesOf(proof.without);
     if (proof.state == Proof::State::kProved)
-        out << fmt::format("  proved: without {} the library says: {}\n", lines, OutcomeWords(proof.foretold));
+        out << fmt::format("  proved: without {} the library says: {}\n", places, OutcomeWords(proof.foretold));
     else if (proof.state == Proof::State::kContradicted)
-        out << fmt::format("  NOT SO: without {} the library says: {}; expected was: {}\n", lines,
+        out << fmt::format("  NOT SO: without {} the library says: {}; expected was: {}\n", places,
                            OutcomeWords(*proof.answer), OutcomeWords(proof.foretold));
     else
-        out << fmt::format("  not proved without {}: {}\n", lines, Printable(proof.whyNot));
+        out << fmt::format("  not proved without {}: {}\n", places, Printable(proof.whyNot));
 }
 
 void PrintRemedy(const Remedy& remedy, std::ostream& out) {

@@ -48,12 +48,12 @@ class Naming {
 
  private:
     [[nodiscard]] bool Names(std::string_view given) const {
-        const std::string listed = base::Lowered(WithoutWww(given));
+        const std::string listed = base::Lowered(given);
         if (listed.empty()) return false;
-        if (listed == server_) return true;
-        const std::string_view host = WithoutWww(host_);
-        if (!host.ends_with(listed)) return false;
-        return host.size() == listed.size() || host[host.size() - listed.size() - 1] == '.';
+        if (listed == server_ || WithoutWww(listed) == WithoutWww(host_)) return true;
+        // What stands for "www." stands for no other domain below.
+        return host_.size() > listed.size() && host_.ends_with(listed) &&
+               host_[host_.size() - listed.size() - 1] == '.';
     }
 
     template <class Items, class HostOfItem>

@@ -6,14 +6,20 @@
 #include <string>
 
 #include "host/explain/policy_entry.h"
-#include "policy/parental_reader.h"
+#include "host/explain/policy_variant.h"
 
 namespace tarn::host {
 
-// policy: what the text says. Nothing, with the reason, when the entry stands elsewhere or the text is written so that
-// it cannot be taken out alone: the result was read again and lacks exactly that entry. A schedule is switched off.
-std::optional<std::string> WithoutEntry(const std::string& text, const policy::Policy& policy, const EntryRef& entry,
-                                        const policy::FindSid& findSid, std::string& whyNot);
+struct EditedPolicy {
+    PolicyVariant variant;
+    policy::Policy says;  // what stands in it
+};
+
+// policy: what the variant says. Nothing, with the reason, when the text is written so that the entry cannot be taken
+// out alone: the result was read again and lacks exactly that entry. A schedule is switched off. Of an included list
+// the whole line goes, and what it hid further down counts then.
+std::optional<EditedPolicy> WithoutEntry(const PolicyVariant& variant, const policy::Policy& policy,
+                                         const EntryRef& entry, const policy::FindSid& findSid, std::string& whyNot);
 
 }  // namespace tarn::host
 

@@ -8,15 +8,15 @@
 #include <vector>
 
 #include "host/explain/explanation.h"
-#include "policy/parental_reader.h"
+#include "host/explain/policy_variant.h"
 
 namespace tarn::host {
 
-// What the library says to the question with the policy of that text; nothing, with the reason, when it cannot be
-// asked.
-using AskWithPolicy = std::function<std::optional<Outcome>(const std::string& policyText, std::string& whyNot)>;
+// What the library says to the question with that policy; nothing, with the reason, when it cannot be asked.
+using AskWithPolicy = std::function<std::optional<Outcome>(const PolicyVariant& policy, std::string& whyNot)>;
 
-std::vector<Proof> Prove(const std::string& policyText, const PolicyIndex& index, const ScanQuestion& question,
+// index: of what the policy says.
+std::vector<Proof> Prove(PolicyVariant policy, const PolicyIndex& index, const ScanQuestion& question,
                          const policy::FindSid& findSid, const AskWithPolicy& ask);
 
 }  // namespace tarn::host

@@ -5,72 +5,14 @@
 
 #include "base/text.h"
 #include "host/coverage.h"
+#include "host/explain/step_answers.h"
 #include "host/explain/week_times.h"
 
 namespace tarn::host {
 
 namespace {
 
-constexpr Outcome kAllowed{true, false, TARN_REASON_DEFAULT};
-constexpr Outcome kNoVerdict{};
-
-constexpr Outcome Blocked(std::uint32_t reason) {
-    return {true, true, reason};
-}
-
-StepAnswer Off(std::string why) {
-    StepAnswer answer;
-    answer.isOff = true;
-    answer.note = std::move(why);
-    return answer;
-}
-
-StepAnswer Nothing(std::string why) {
-    StepAnswer answer;
-    answer.note = std::move(why);
-    return answer;
-}
-
-// What holds without an entry of the policy.
-StepAnswer Ends(const Outcome& outcome, std::string why) {
-    StepAnswer answer;
-    answer.outcome = outcome;
-    answer.note = std::move(why);
-    return answer;
-}
-
-// Decides when something matches.
-StepAnswer Match(std::vector<EntryRef> entries, const Outcome& outcome) {
-    StepAnswer answer;
-    answer.entries = std::move(entries);
-    if (answer.entries.empty())
-        answer.note = "not listed";
-    else
-        answer.outcome = outcome;
-    return answer;
-}
-
-void Append(std::vector<EntryRef>& entries, PolicyList list, const EntryNumbers& numbers, std::uint32_t user = 0) {
-    for (const std::uint32_t number : numbers) entries.push_back({list, number, 0, user});
-}
-
-bool HasUsers(const policy::Policy& policy) {
-    return policy.parental.mode != TARN_PC_ABSENT && !policy.parental.users.empty();
-}
-
-bool IsOneForAll(const policy::Policy& policy) {
-    return policy.parental.mode == TARN_PC_ONE_FOR_ALL;
-}
-
-// With one for all the library takes over the first entry alone.
-std::uint32_t UsersThatCount(const policy::Policy& policy) {
-    if (!HasUsers(policy)) return 0;
-    return IsOneForAll(policy) ? 1 : static_cast<std::uint32_t>(policy.parental.users.size());
-}
-
-bool Contains(const std::vector<std::uint16_t>& categories, std::uint16_t category) {
-    return std::find(categories.begin(), categories.end(), category) != categories.end();
-}
+using namespace steps;
 
 StepAnswer Request(const PolicyIndex&, const ScanQuestion& question) {
     const AskedAddress& asked = question.asked;
@@ -179,28 +121,6 @@ StepAnswer PrivateAddress(const PolicyIndex&, const ScanQuestion& question) {
     return Ends(kAllowed, fmt::format("{} is a private address", FormatIpAddress(server)));
 }
 
-// The user's white list turns a block into an allowing reason.
-std::vector<EntryRef> UserListed(const PolicyIndex& index, const ScanQuestion& question) {
-    std::vector<EntryRef> entries;
-    if (!question.isUserListEmpty)
-        Append(entries, PolicyList::kUserWhiteList, index.UserWhiteList().Find(question.asked.hostAndPath));
-    return entries;
-}
-
-std::vector<EntryRef> InternallyListed(const PolicyIndex& index, const ScanQuestion& question) {
-    std::vector<EntryRef> entries;
-    Append(entries, PolicyList::kBrowsingProtection, index.BrowsingProtection().Find(question.asked.hostAndPath));
-    return entries;
-}
-
-StepAnswer LetPass(StepAnswer answer, const std::vector<EntryRef>& whiteListed, const Outcome& outcome) {
-    if (whiteListed.empty() || !answer.outcome) return answer;
-    answer.outcome = outcome;
-    answer.decider = whiteListed.front();
-    answer.entries.insert(answer.entries.end(), whiteListed.begin(), whiteListed.end());
-    return answer;
-}
-
 StepAnswer MaliciousSite(const PolicyIndex& index, const ScanQuestion& question) {
     constexpr std::size_t kMaxHost = 255;
     if (!index.Policy().features.browsingProtection) return Off("browsing_protection is off");
@@ -228,126 +148,51 @@ StepAnswer HttpsInspection(const PolicyIndex& index, const ScanQuestion& questio
     return Match(std::move(entries), Blocked(TARN_REASON_HTTPS_INSPECTION));
 }
 
-// Why categories are not looked up, or what ends the look-up; nothing when they are.
-std::optional<StepAnswer> WhyNoLookUp(const PolicyIndex& index, const ScanQuestion& question) {
-    const policy::Policy& policy = index.Policy();
-    const AskedAddress& asked = question.asked;
-    if (asked.url.empty()) return Ends(kAllowed, "nothing to look up: " + asked.whyNot);
-    if (!asked.isReported && !IsOneForAll(policy)) return Off("categories need parental.mode = 1");
-    if (!asked.isReported && !HasUsers(policy)) return Off("categories need an entry under parental.users");
-    const bool firstAsks = HasUsers(policy) && policy.parental.users.front().categories;
-    if (!firstAsks && !policy.features.browsingProtection && !policy.features.antiPhishing)
-        return Off("nothing that is on needs categories");
-    if (asked.url.starts_with('[')) return Ends(kNoVerdict, "no categories of an IPv6 address");
-    return std::nullopt;
-}
-
-// The entry of sites that counts, with its leading categories.
-struct SiteFound {
-    std::vector<EntryRef> entries;
-    std::vector<std::uint16_t> considered;
-    bool hasCategories = false;
-};
-
-SiteFound LookUp(const PolicyIndex& index, const AskedAddress& asked) {
-    SiteFound found;
-    const auto number = index.FindSite(asked.url);
-    if (!number) return found;
-    found.entries = {{PolicyList::kSites, *number}};
-    found.considered = Considered(index.Policy(), *number);
-    found.hasCategories = !index.Policy().sites[*number].categories.empty();
-    return found;
-}
-
-StepAnswer ThreatCategory(const PolicyIndex& index, const ScanQuestion& question, std::uint16_t category, bool isOn,
-                          std::uint32_t reason, std::uint32_t whiteListedReason) {
-    if (auto none = WhyNoLookUp(index, question)) return std::move(*none);
-    if (!isOn) return Off(category == TARN_CATEGORY_MALICIOUS ? "browsing_protection is off" : "anti_phishing is off");
-    SiteFound site = LookUp(index, question.asked);
-    if (!Contains(site.considered, category)) return Nothing(fmt::format("not in category {}", category));
-    StepAnswer answer = Match(std::move(site.entries), Blocked(reason));
-    answer = LetPass(std::move(answer), UserListed(index, question), {true, false, whiteListedReason});
-    return LetPass(std::move(answer), InternallyListed(index, question), kAllowed);
-}
-
-StepAnswer MaliciousCategory(const PolicyIndex& index, const ScanQuestion& question) {
-    return ThreatCategory(index, question, TARN_CATEGORY_MALICIOUS, index.Policy().features.browsingProtection,
-                          TARN_REASON_MALICIOUS_CATEGORY, TARN_REASON_MALICIOUS_WHITE_LISTED);
-}
-
-StepAnswer PhishingCategory(const PolicyIndex& index, const ScanQuestion& question) {
-    return ThreatCategory(index, question, TARN_CATEGORY_PHISHING, index.Policy().features.antiPhishing,
-                          TARN_REASON_PHISHING, TARN_REASON_PHISHING_WHITE_LISTED);
-}
-
-StepAnswer Patterns(const PolicyIndex& index, const ScanQuestion& question) {
-    if (auto none = WhyNoLookUp(index, question)) return std::move(*none);
-    if (!index.Policy().features.browsingProtection) return Off("browsing_protection is off");
-    const AskedAddress& asked = question.asked;
-    const bool hasCategories = LookUp(index, asked).hasCategories;
-    if (hasCategories != asked.isReported)
-        return Nothing(hasCategories ? "not for a site with categories" : "not for a site without categories");
-    std::vector<EntryRef> entries;
-    Append(entries, PolicyList::kPatterns, index.FindPatterns(asked.host + asked.path));
-    const Outcome whiteListed{true, false, TARN_REASON_MALICIOUS_WHITE_LISTED};
-    StepAnswer answer = Match(std::move(entries), Blocked(TARN_REASON_MALICIOUS));
-    answer = LetPass(std::move(answer), UserListed(index, question), whiteListed);
-    return LetPass(std::move(answer), InternallyListed(index, question), asked.isReported ? kAllowed : whiteListed);
-}
-
-StepAnswer BlockedCategories(const PolicyIndex& index, const ScanQuestion& question) {
-    if (auto none = WhyNoLookUp(index, question)) return std::move(*none);
-    const policy::Policy& policy = index.Policy();
-    const SiteFound site = LookUp(index, question.asked);
-    if (!site.hasCategories) return Nothing("a site without categories");
-    for (std::uint32_t i = 0; i < UsersThatCount(policy); ++i) {
-        if (question.asked.isReported && i != 0) break;  // the first entry alone
-        const policy::ParentalUser& user = policy.parental.users[i];
-        if (!user.categories || (!user.profile && !question.asked.isReported)) continue;
-        for (const std::uint16_t category : site.considered) {
-            if (category == TARN_CATEGORY_MALICIOUS || category == TARN_CATEGORY_PHISHING) continue;
-            if (!Contains(user.blockedCategories, category)) continue;
-            StepAnswer answer = Match(site.entries, Blocked(TARN_REASON_PARENTAL_CATEGORY));
-            answer.note = fmt::format("category {} is blocked", category);
-            return answer;
-        }
-    }
-    return Nothing("none of its categories is blocked");
-}
-
 StepAnswer NeedsParentalControl(const PolicyIndex& index, const ScanQuestion&) {
     if (index.Policy().parental.mode != TARN_PC_ABSENT) return Nothing("parental control is on");
     return Ends(kNoVerdict, "without parental control reported addresses get no verdict");
 }
 
+using List = PolicyList;
+constexpr List kWebSecurityLists[] = {List::kWebSecurity};
+constexpr List kAllowedLists[] = {List::kAllowedSites};
+constexpr List kScheduleLists[] = {List::kSchedule, List::kScheduleAllowedSites};
+constexpr List kBlockedLists[] = {List::kBlockedSites};
+constexpr List kMaliciousLists[] = {List::kMaliciousSites, List::kThreats, List::kUserWhiteList};
+constexpr List kPhishingLists[] = {List::kPhishingSites, List::kPhishingPaths, List::kUserWhiteList};
+constexpr List kInspectedLists[] = {List::kInspectedHosts};
+constexpr List kThreatLists[] = {List::kSites, List::kUserWhiteList, List::kBrowsingProtection};
+constexpr List kPatternLists[] = {List::kPatterns, List::kUserWhiteList, List::kBrowsingProtection};
+constexpr List kCategoryLists[] = {List::kSites};
+
 constexpr ScanStep kConnection[] = {
     {"the request", Request},
-    {"internal white list", WebSecurity},
+    {"internal white list", WebSecurity, kWebSecurityLists},
     {"management server", ManagementServer},
-    {"parental allowed list", AllowedSites},
-    {"parental schedule", Schedule},
+    {"parental allowed list", AllowedSites, kAllowedLists},
+    {"parental schedule", Schedule, kScheduleLists},
     {"video-sharing exception", VideoSharing},
-    {"parental block lists", BlockedSites},
+    {"parental block lists", BlockedSites, kBlockedLists},
     {"private address", PrivateAddress},
-    {"malicious list", MaliciousSite},
-    {"phishing list", PhishingSite},
+    {"malicious list", MaliciousSite, kMaliciousLists},
+    {"phishing list", PhishingSite, kPhishingLists},
     {"intrusion prevention", ReportedByHost},
-    {"HTTPS inspection", HttpsInspection},
-    {"malicious category", MaliciousCategory},
-    {"phishing category", PhishingCategory},
-    {"malicious patterns", Patterns},
-    {"blocked categories", BlockedCategories},
+    {"HTTPS inspection", HttpsInspection, kInspectedLists},
+    {"malicious category", MaliciousCategory, kThreatLists},
+    {"phishing category", PhishingCategory, kThreatLists},
+    {"malicious patterns", Patterns, kPatternLists},
+    {"blocked categories", BlockedCategories, kCategoryLists},
 };
 
 constexpr ScanStep kReported[] = {
     {"the address", Request},
     {"parental control", NeedsParentalControl},
-    {"parental allowed list", AllowedSites},
-    {"parental block list", ReportedBlockedSites},
-    {"malicious category", MaliciousCategory},
-    {"phishing category", PhishingCategory},
-    {"malicious patterns", Patterns},
-    {"blocked categories", BlockedCategories},
+    {"parental allowed list", AllowedSites, kAllowedLists},
+    {"parental block list", ReportedBlockedSites, kBlockedLists},
+    {"malicious category", MaliciousCategory, kThreatLists},
+    {"phishing category", PhishingCategory, kThreatLists},
+    {"malicious patterns", Patterns, kPatternLists},
+    {"blocked categories", BlockedCategories, kCategoryLists},
 };
 
 }  // namespace
@@ -360,6 +205,24 @@ Outcome OutcomeOf(const Judgement& judgement) {
 std::span<const ScanStep> StepsOf(const ScanQuestion& question) {
     if (question.asked.isReported) return kReported;
     return kConnection;
+}
+
+bool IsLookedUp(const PolicyIndex& index, const ScanQuestion& question, const EntryRef& entry) {
+    const policy::Policy& policy = index.Policy();
+    if (entry.list == PolicyList::kUserWhiteList && question.isUserListEmpty) return false;
+    if ((entry.list == PolicyList::kAllowedSites || entry.list == PolicyList::kScheduleAllowedSites) && entry.user != 0)
+        return false;  // of the first entry alone
+    if (entry.list == PolicyList::kBlockedSites) {
+        const policy::ParentalUser& user = policy.parental.users[entry.user];
+        const bool isForAll = question.asked.isReported || IsOneForAll(policy);
+        if (isForAll ? entry.user != 0 : user.sid != question.account.sid) return false;
+        if (!question.asked.isReported && (!user.blockList || !user.profile)) return false;
+    }
+    const std::span<const ScanStep> steps = StepsOf(question);
+    return std::any_of(steps.begin(), steps.end(), [&](const ScanStep& step) {
+        return std::find(step.lists.begin(), step.lists.end(), entry.list) != step.lists.end() &&
+               !step.ask(index, question).isOff;
+    });
 }
 
 Foretold Foretell(const PolicyIndex& index, const ScanQuestion& question) {

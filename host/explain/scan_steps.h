@@ -46,10 +46,14 @@ struct StepAnswer {
 struct ScanStep {
     std::string_view name;
     StepAnswer (*ask)(const PolicyIndex&, const ScanQuestion&);
+    std::span<const PolicyList> lists{};  // that it looks things up in
 };
 
 // Of a connection, or of an address that a browser's extension reports.
 std::span<const ScanStep> StepsOf(const ScanQuestion& question);
+
+// Whether any step asks the list of that entry: it is on, and holds for whoever asks.
+bool IsLookedUp(const PolicyIndex& index, const ScanQuestion& question, const EntryRef& entry);
 
 struct Foretold {
     Outcome outcome;

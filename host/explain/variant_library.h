@@ -1,4 +1,4 @@
-// The library opened again and again, each time with the policy of another text, which stands in a temporary file.
+// The library opened again and again, each time with another policy, which stands in a temporary file.
 // Its object owns the file. Only one library may be open at a time.
 #ifndef TARN_HOST_EXPLAIN_VARIANT_LIBRARY_H
 #define TARN_HOST_EXPLAIN_VARIANT_LIBRARY_H
@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "host/explain/policy_variant.h"
 #include "host/judge.h"
 
 namespace tarn::host {
@@ -20,7 +21,7 @@ class VariantLibrary {
     VariantLibrary& operator=(const VariantLibrary&) = delete;
 
     // Null, with the reason in mistake.
-    std::unique_ptr<Judge> Open(const std::string& policyText, std::string& mistake);
+    std::unique_ptr<Judge> Open(const PolicyVariant& policy, std::string& mistake);
 
  private:
     Environment& environment_;

@@ -129,8 +129,32 @@ std::string RandomPolicy::User(bool isFirst) {
     return text + AllowedSites("allowed_sites") + BlockedSites() + AllowedSites("schedule_allowed_sites");
 }
 
+std::string RandomPolicy::List() {
+    constexpr const char* kForms[] = {"{}\n", "0.0.0.0 {}\n", "||{}^\n", "@@||{}^\n", "# {}\n"};
+    std::string text;
+    for (std::uint32_t i = Below(5); i > 0; --i)
+        text += fmt::format(fmt::runtime(kForms[OneIn(2) ? 0 : Below(5)]), ListedHost());
+    return text;
+}
+
+// Before the first table.
+std::string RandomPolicy::Included() {
+    constexpr const char* kItems[] = {"\"lists/*.txt\"",
+                                      "{ files = \"lists/a.txt\", list = \"phishing_sites\" }",
+                                      "{ files = \"lists/b.txt\", list = \"sites\", categories = [2, 4] }",
+                                      "{ files = \"lists/*.txt\", list = \"white_lists.user\" }",
+                                      "{ files = \"lists/b.txt\", list = \"white_lists.web_security\" }",
+                                      "{ files = \"lists/a.txt\", list = \"https_inspection.blocked_hosts\" }"};
+    lists_ = {{"lists/a.txt", List()}, {"lists/b.txt", List()}};
+    std::string text = "include = [";
+    for (std::uint32_t i = 1 + Below(2); i > 0; --i) text += fmt::format("\n  {},", Pick(kItems, random_()));
+    return text + "]\n";
+}
+
 std::string RandomPolicy::Text() {
-    std::string text = Texts("malicious_patterns", &RandomPolicy::Pattern);
+    lists_.clear();
+    std::string text = OneIn(3) ? Included() : "";
+    text += Texts("malicious_patterns", &RandomPolicy::Pattern);
     text += fmt::format(
         "[features]\nbrowsing_protection = {}\nanti_phishing = {}\nintrusion_prevention = {}\nhttps_inspection = {}\n"
         "agent_status = {}\n",

@@ -4,6 +4,7 @@
 #define TARN_TESTS_HOST_RANDOM_POLICY_H
 
 #include <cstdint>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,6 +23,8 @@ class RandomPolicy {
     RandomPolicy(std::uint32_t seed, std::string ownAccount) : random_(seed), ownAccount_(std::move(ownAccount)) {}
 
     std::string Text();
+    // The files that the text includes, by name; of use after Text.
+    [[nodiscard]] const std::map<std::string, std::string>& Lists() const { return lists_; }
     RandomAddress Address();
     std::string Time();  // local
 
@@ -42,9 +45,12 @@ class RandomPolicy {
     std::string Times();
     std::string AllowedSites(const char* key);
     std::string BlockedSites();
+    std::string Included();
+    std::string List();
 
     std::mt19937 random_;
     std::string ownAccount_;
+    std::map<std::string, std::string> lists_;
 };
 
 }  // namespace tarn::host
