@@ -161,7 +161,9 @@ std::unique_ptr<VerdictReport> Session::Report() const {
 
 std::unique_ptr<EntryFinder> Session::Entries() const {
     if (!json && !library.verbose) return nullptr;
-    return std::make_unique<EntryFinder>(FinderFor(environment, library));
+    auto entries = std::make_unique<EntryFinder>(FinderFor(environment, library));
+    entries->Prepare();
+    return entries;
 }
 
 std::unique_ptr<Judge> Session::Library() const {

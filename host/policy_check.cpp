@@ -44,7 +44,9 @@ std::shared_ptr<const policy::ReadPolicy> SharePolicyFile(const std::string& fil
     static std::weak_ptr<const policy::ReadPolicy> read;  // nobody is made to keep a long policy
     const auto text = ReadPolicyText(file);
     if (!text) return nullptr;
-    Reading now{file, *text, ListFilesOnDisk(file).StateOf(policy::IncludePatterns(*text)), bool{findSid}};
+    std::error_code ignored;
+    const std::filesystem::path path = std::filesystem::absolute(ToPath(file), ignored).lexically_normal();
+    Reading now{FromPath(path), *text, ListFilesOnDisk(file).StateOf(policy::IncludePatterns(*text)), bool{findSid}};
     const std::lock_guard lock(mutex);
     auto shared = read.lock();
     if (shared && now == last) return shared;

@@ -45,7 +45,7 @@ class PolicyFollower {
     // Where the lists stand that the policy includes.
     [[nodiscard]] std::vector<std::string> ListFolders() const;
     // What the library works by.
-    [[nodiscard]] const policy::Policy& Used() const { return used_->policy; }
+    [[nodiscard]] std::shared_ptr<const policy::Policy> Used() const { return {used_, &used_->policy}; }
 
  private:
     struct SentNotice {

@@ -76,7 +76,7 @@ class Explaining {
         if (!JudgeAll()) return kExitFailed;               // says what is wrong with the policy, too
         if (!read || !read->mistakes.empty() || SharePolicyFile(file, findSid) != read)
             return session_.Fail(fmt::format("{}: changed meanwhile; try again", Printable(file)), kExitFailed);
-        const PolicyIndex index(read->policy);
+        const PolicyIndex index(std::shared_ptr<const policy::Policy>(read, &read->policy));
         const PolicyVariant policy{file, *text};
         for (const AskedUrl& one : asked_) {
             if (!session_.MayGoOn()) break;

@@ -199,9 +199,10 @@ int ReplayCaptures(const ReplayOptions& options, const Session& session) {
     if (!parsed) return kExitUsage;
     if (!options.expect.empty()) return ReplayIntoJunit(options, std::move(*parsed), session);
     if (!options.junit.empty()) return session.Fail("--junit wants --expect: results are differences", kExitUsage);
+    std::unique_ptr<EntryFinder> entries = session.Entries();  // first, for a long policy is read once then
     const std::unique_ptr<Judge> library = session.Library();
     if (!library) return kExitFailed;
-    Replaying replaying(session, *library, std::move(*parsed), session.Report(), session.Entries());
+    Replaying replaying(session, *library, std::move(*parsed), session.Report(), std::move(entries));
     ReplayInputs(replaying, options.captures, session);
     return replaying.End();
 }

@@ -192,7 +192,7 @@ EntryFinder::EntryFinder(policy::Policy policy, Account account)
 const PolicyIndex* EntryFinder::Index() {
     if (!isRead_) {
         isRead_ = true;
-        if (auto policy = read_()) index_ = std::make_unique<const PolicyIndex>(std::move(*policy));
+        if (auto policy = read_()) index_ = std::make_unique<const PolicyIndex>(std::move(policy));
     }
     return index_.get();
 }
@@ -244,10 +244,10 @@ std::optional<DecidingEntry> EntryFinder::Find(const PacketAttack& attack, base:
 EntryFinder FinderFor(Environment& environment, const LibraryOptions& options) {
     Account account;
     environment.FindAccount({}, account);
-    return {[&environment, options]() -> std::optional<policy::Policy> {
-                auto read = ReadPolicyFile(PolicyPath(environment, options), SidsOf(environment));
-                if (!read || !read->mistakes.empty()) return std::nullopt;
-                return std::move(read->policy);
+    return {[&environment, options]() -> std::shared_ptr<const policy::Policy> {
+                const auto read = SharePolicyFile(PolicyPath(environment, options), SidsOf(environment));
+                if (!read || !read->mistakes.empty()) return nullptr;
+                return {read, &read->policy};
             },
             std::move(account)};
 }

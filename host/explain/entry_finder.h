@@ -19,8 +19,8 @@ namespace tarn::host {
 
 class EntryFinder {
  public:
-    // Nothing when there is no policy of use: then nothing is ever found.
-    using ReadPolicy = std::function<std::optional<policy::Policy>()>;
+    // Null when there is no policy of use: then nothing is ever found.
+    using ReadPolicy = std::function<std::shared_ptr<const policy::Policy>()>;
     // account: whose requests are judged.
     EntryFinder(ReadPolicy read, Account account) : read_(std::move(read)), account_(std::move(account)) {}
     EntryFinder(policy::Policy policy, Account account);
@@ -30,6 +30,8 @@ class EntryFinder {
         read_ = std::move(read);
         Forget();
     }
+    // Reads it now. Who opens the library afterwards with the same policy need not read it again.
+    void Prepare() { Index(); }
     // Another state of the policy counts from now on.
     void Forget() {
         index_.reset();

@@ -25,7 +25,11 @@ bool IsRoot(std::string_view path) {
 }  // namespace
 
 PolicyIndex::PolicyIndex(policy::Policy policy)
-    : policy_(std::move(policy)),
+    : PolicyIndex(std::make_shared<const policy::Policy>(std::move(policy))) {}
+
+PolicyIndex::PolicyIndex(std::shared_ptr<const policy::Policy> policy)
+    : shared_(std::move(policy)),
+      policy_(*shared_),
       webSecurity_(policy_.whiteLists.webSecurity, true),
       browsingProtection_(policy_.whiteLists.browsingProtection, true),
       userWhiteList_(policy_.whiteLists.user, false),

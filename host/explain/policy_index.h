@@ -3,6 +3,7 @@
 #ifndef TARN_HOST_EXPLAIN_POLICY_INDEX_H
 #define TARN_HOST_EXPLAIN_POLICY_INDEX_H
 
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,7 @@ namespace tarn::host {
 class PolicyIndex {
  public:
     explicit PolicyIndex(policy::Policy policy);
+    explicit PolicyIndex(std::shared_ptr<const policy::Policy> policy);
     PolicyIndex(const PolicyIndex&) = delete;
     PolicyIndex& operator=(const PolicyIndex&) = delete;
 
@@ -44,7 +46,8 @@ class PolicyIndex {
     [[nodiscard]] const WhiteListIndex& UserWhiteList() const { return userWhiteList_; }
 
  private:
-    policy::Policy policy_;
+    std::shared_ptr<const policy::Policy> shared_;
+    const policy::Policy& policy_;
     WhiteListIndex webSecurity_;
     WhiteListIndex browsingProtection_;
     WhiteListIndex userWhiteList_;

@@ -206,9 +206,9 @@ TEST_F(EntryFinderTest, ReportedAddresses) {
 TEST(EntryFinder, ReadsThePolicyOnceAndAgainAfterAChange) {
     int reads = 0;
     EntryFinder finder(
-        [&]() -> std::optional<policy::Policy> {
+        [&] {
             ++reads;
-            return policy::ParsePolicy(kPolicy).policy;
+            return std::make_shared<const policy::Policy>(policy::ParsePolicy(kPolicy).policy);
         },
         {});
     EXPECT_EQ(reads, 0);

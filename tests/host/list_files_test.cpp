@@ -170,5 +170,23 @@ TEST(ListChanges, AreToldByTheNoticeOfTheListThatTheyGoTo) {
               "sites[a #2]: 1 entry, not the same, was 1 entry; mask 0x4");
 }
 
+// Whoever holds it shares it, as long as everything stays as it is.
+TEST(SharedPolicy, IsReadOnceUntilSomethingChanges) {
+    const TemporaryFile policy("mine.toml", std::string("include = [\"ads.txt\"]\n"));
+    const auto write = [&](const char* text) { std::ofstream(policy.Folder() + "/ads.txt") << text; };
+    write("ads.example\n");
+    const auto first = SharePolicyFile(policy.Path());
+    ASSERT_TRUE(first);
+    EXPECT_EQ(SharePolicyFile(policy.Path()), first);
+    write("ads.example\nmore.example\n");
+    const auto second = SharePolicyFile(policy.Path());
+    ASSERT_TRUE(second);
+    EXPECT_NE(second, first);
+    EXPECT_THAT(second->policy.maliciousSites, SizeIs(2));
+    const auto withAccounts = SharePolicyFile(policy.Path(), [](const std::string&, SidBytes&) { return false; });
+    EXPECT_NE(withAccounts, second);  // what one knows of accounts, the other does not
+    EXPECT_FALSE(SharePolicyFile(policy.Folder() + "/none.toml"));
+}
+
 }  // namespace
 }  // namespace tarn::host

@@ -111,7 +111,7 @@ TEST_F(WatchCommand, AnEntryThatDecidesNamesThePolicyThatItFollows) {
         PolicyFollower follower(path, {}, {}, out_, false);
         std::string mistake;
         EXPECT_TRUE(follower.Begin(mistake)) << mistake;
-        return follower.Used().files.at(0);
+        return follower.Used()->files.at(0);
     };
     EXPECT_EQ(follow(other.Path()), "pv.toml");
 }
