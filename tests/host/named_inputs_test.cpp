@@ -114,7 +114,7 @@ TEST(NamedInputs, VerdictsNameTheCaptureBelowItsFolder) {
     FakeEnvironment environment;
     std::set<std::string> captures;
     for (const auto& event : Events(RunWith(environment, {"--json", "replay", folder.Name()}), "verdict"))
-        captures.insert(event["capture"]);
+        captures.insert(event["capture"].get<std::string>());
     EXPECT_THAT(captures, ElementsAre("a/x.pcap", "b/x.pcap"));
 }
 
