@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <utility>
 
 #include "host/file_path.h"
 #include "host/printable_text.h"
@@ -28,8 +29,9 @@ bool WriteWholeFile(const std::string& file, std::string_view text) {
     fs::path path = ToPath(file);
     const fs::file_status status = fs::status(path, error);
     if (fs::exists(status) && !fs::is_regular_file(status)) return Write(path, text);
-    if (fs::exists(status)) path = fs::canonical(path, error);  // what a link names, not the link
-    if (path.empty()) return false;
+    // What a link names, not the link.
+    if (fs::path named = fs::exists(status) ? fs::canonical(path, error) : fs::path(); !error && !named.empty())
+        path = std::move(named);
     fs::path part = path;
     part += ".new";
     for (int number = 2; fs::exists(fs::symlink_status(part, error)); ++number) {
