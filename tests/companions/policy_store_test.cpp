@@ -51,10 +51,10 @@ class ScriptedFile : public PolicyFile {
         state = state_;
         return true;
     }
-    bool FindSid(const std::string& name, std::array<std::uint8_t, 68>& sid) override {
+    bool FindSid(const std::string& asked, std::array<std::uint8_t, 68>& sid) override {
         sid.fill(0);
         ++askedAccounts;
-        return name == account;
+        return asked == account;
     }
     std::uint64_t Now() override { return now_; }
     void Wait(std::uint64_t time) override {
