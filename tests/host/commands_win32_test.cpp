@@ -209,7 +209,7 @@ TEST(Watch, NeedsAPolicy) {
     install.Remove(kPolicy);
     const ProgramRun run = install.Run({"watch", "--once"});
     EXPECT_EQ(run.exitCode, 1u);
-    EXPECT_THAT(run.errors, HasSubstr("watch follows the policy that stands beside the modules"));
+    EXPECT_THAT(run.errors, HasSubstr("and watch follows the policy; name it: --policy FILE"));
     EXPECT_THAT(run.out, IsEmpty());
 }
 

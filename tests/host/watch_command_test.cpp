@@ -216,7 +216,7 @@ TEST_F(WatchCommand, NeedsAPolicyWithoutMistakesToBegin) {
     std::filesystem::remove(policy_.Path());
     const Ran missing = Run({});
     EXPECT_EQ(missing.code, 1);
-    EXPECT_THAT(missing.errors, HasSubstr("watch follows the policy that stands beside the modules"));
+    EXPECT_THAT(missing.errors, HasSubstr("and watch follows the policy; name it: --policy FILE"));
     EXPECT_THAT(machine_.opened, IsEmpty());
 }
 
