@@ -124,7 +124,7 @@ TEST(EntryRemovals, TakesOutALineOfAListAndShowsWhatItHid) {
     std::string whyNot;
     const auto edited = WithoutEntry(included.variant, read.policy, {PolicyList::kMaliciousSites, 1}, {}, whyNot);
     ASSERT_TRUE(edited) << whyNot;
-    EXPECT_THAT(MaliciousOf(edited->says), testing::ElementsAre("mine.toml:4 evil.example", "lists/a.txt:2 b.example",
+    EXPECT_THAT(MaliciousOf(edited->says), testing::ElementsAre("mine.toml:3 evil.example", "lists/a.txt:2 b.example",
                                                                   "lists/b.txt:2 ads.example"));
     EXPECT_EQ(edited->variant.text, Included::kText);
 }
