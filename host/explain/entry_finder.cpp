@@ -95,7 +95,8 @@ bool LetsThreatsPass(const PolicyIndex& index, const AskedAddress& asked) {
     const policy::Features& features = policy.features;
     if (features.browsingProtection && Contains(considered, TARN_CATEGORY_MALICIOUS)) return true;
     if (features.antiPhishing && Contains(considered, TARN_CATEGORY_PHISHING)) return true;
-    return asked.isReported && features.browsingProtection && !index.FindPatterns(asked.host + asked.path).empty();
+    return asked.isReported && features.browsingProtection && !policy.sites[*number].categories.empty() &&
+           !index.FindPatterns(asked.host + asked.path).empty();
 }
 
 // Why a request that is allowed without a reason is: the list that let it pass before other rules were asked, or let
@@ -113,7 +114,9 @@ Found OfUndecided(const PolicyIndex& index, const AskedAddress& asked, bool isOu
         found = First(PolicyList::kAllowedSites, Allowed(index.Users().front().allowed, asked));
     if (!found && hasUsers && isOutsideSchedule)
         found = First(PolicyList::kScheduleAllowedSites, Allowed(index.Users().front().scheduleAllowed, asked));
-    if (!found && hasUsers && LetsThreatsPass(index, asked))
+    // A reported address needs no entry under parental.users for this.
+    const bool isLookedUp = asked.isReported ? policy.parental.mode != TARN_PC_ABSENT : hasUsers;
+    if (!found && isLookedUp && LetsThreatsPass(index, asked))
         found = First(PolicyList::kBrowsingProtection, index.BrowsingProtection().Find(asked.hostAndPath));
     return found;
 }
