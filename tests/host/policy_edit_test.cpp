@@ -125,7 +125,7 @@ TEST(EntryRemovals, TakesOutALineOfAListAndShowsWhatItHid) {
     const auto edited = WithoutEntry(included.variant, read.policy, {PolicyList::kMaliciousSites, 1}, {}, whyNot);
     ASSERT_TRUE(edited) << whyNot;
     EXPECT_THAT(MaliciousOf(edited->says), testing::ElementsAre("mine.toml:3 evil.example", "lists/a.txt:2 b.example",
-                                                                  "lists/b.txt:2 ads.example"));
+                                                                "lists/b.txt:2 ads.example"));
     EXPECT_EQ(edited->variant.text, Included::kText);
 }
 
