@@ -40,6 +40,7 @@ def content():
     plain = hello(b'two.example', False)
     frames = [tcp(50000, 443, 1, hello(b'cover.example', True)), tcp(50001, 443, 1, plain[:40]),
               tcp(50001, 443, 41, plain[40:]), tcp(50002, 80, 1, b'PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n'),
+              tcp(50006, 445, 1, struct.pack('>II', 60, 0xFC534D42) + bytes(56)),
               udp(50003, 443), udp(50004, 123), ethernet(0x0800, ipv4(17, bytes(20), 0x2000)),
               ethernet(0x8864, bytes(30)), ethernet(0x0806, bytes(28)), ethernet(0x0800, b'\x45\0')]
     return pcap([(frame, None) for frame in frames] + [(udp(50005, 443), 1000)])

@@ -97,7 +97,8 @@ class Events(unittest.TestCase):
         ended = subprocess.run(cls.command([*folder, *map(str, arguments)]), capture_output=True, text=True, check=False,
                                stdin=subprocess.DEVNULL, cwd=ROOT)
         if ended.returncode != code:
-            raise AssertionError(f'{arguments}: ended with {ended.returncode}, not {code}\n{ended.stderr}')
+            raise AssertionError(f'{arguments}: ended with {ended.returncode}, not {code}\n'
+                                 f'{ended.stdout[-2000:]}\n{ended.stderr}')
         lines = ended.stdout.splitlines()
         if not lines:
             raise AssertionError(f'{arguments}: printed nothing')
