@@ -14,14 +14,29 @@
 
 namespace tarn::policy {
 
-class Lint {
+// What there is to look at, and what was found in it.
+struct Linted {
+    explicit Linted(const ReadPolicy& read)
+        : policy(read.policy), parental(WithLeftOut(read)), notes(read.parental), keys(read.keys) {}
+
+    static Parental WithLeftOut(const ReadPolicy& read) {
+        Parental all = read.policy.parental;
+        all.users.insert(all.users.end(), read.parental.leftOut.begin(), read.parental.leftOut.end());
+        std::stable_sort(all.users.begin(), all.users.end(),
+                         [](const auto& a, const auto& b) { return a.place.line < b.place.line; });
+        return all;
+    }
+
+    const Policy& policy;
+    const Parental parental;  // with the entries whose accounts this machine does not have
+    const ParentalNotes& notes;
+    const std::set<std::string>& keys;
+    std::vector<Finding> findings;
+};
+
+class Lint : public Linted {
  public:
-    Lint(const ReadPolicy& read, const AsciiHost& asciiHost)
-        : policy(read.policy),
-          parental(WithLeftOut(read)),
-          notes(read.parental),
-          keys(read.keys),
-          asciiHost_(asciiHost) {}
+    Lint(const ReadPolicy& read, const AsciiHost& asciiHost) : Linted(read), asciiHost_(asciiHost) {}
 
     void Warn(Place place, std::string text, std::optional<Repair> repair = {}) {
         findings.push_back({place, std::move(text), std::move(repair)});
@@ -44,21 +59,7 @@ class Lint {
                        : fmt::format("line {}", place.line);
     }
 
-    const Policy& policy;
-    const Parental parental;  // with the entries whose accounts this machine does not have
-    const ParentalNotes& notes;
-    const std::set<std::string>& keys;
-    std::vector<Finding> findings;
-
  private:
-    static Parental WithLeftOut(const ReadPolicy& read) {
-        Parental all = read.policy.parental;
-        all.users.insert(all.users.end(), read.parental.leftOut.begin(), read.parental.leftOut.end());
-        std::stable_sort(all.users.begin(), all.users.end(),
-                         [](const auto& a, const auto& b) { return a.place.line < b.place.line; });
-        return all;
-    }
-
     const AsciiHost& asciiHost_;
 };
 

@@ -85,9 +85,11 @@ class EntriesWithHosts {
     explicit EntriesWithHosts(const std::vector<HashedSite<Site>>& order) {
         std::size_t size = order.size() * sizeof(Entry);
         for (const HashedSite<Site>& one : order) size += one.site->host.size() + 1;
-        entries = reinterpret_cast<Entry*>(AllocateBlock(1, size));
-        next_ = reinterpret_cast<char*>(entries + (entries != nullptr ? order.size() : 0));
+        entries_ = reinterpret_cast<Entry*>(AllocateBlock(1, size));
+        next_ = reinterpret_cast<char*>(entries_ + (entries_ != nullptr ? order.size() : 0));
     }
+    // Null without memory.
+    [[nodiscard]] Entry* Entries() const { return entries_; }
     // Each host once, in the order of the entries.
     char* Copy(const std::string& host) {
         char* const copy = next_;
@@ -96,9 +98,8 @@ class EntriesWithHosts {
         return copy;
     }
 
-    Entry* entries;
-
  private:
+    Entry* entries_;
     char* next_;
 };
 
@@ -124,7 +125,7 @@ bool BuildThreatSites(const Policy& policy, ThreatSiteList& record) {
     const auto order = ByHash(policy.maliciousSites);
     if (order.empty()) return true;
     EntriesWithHosts<ThreatSiteEntry, MaliciousSite> room(order);
-    record.entries = room.entries;
+    record.entries = room.Entries();
     bool complete = record.entries != nullptr;
     std::vector<ThreatNode*> shared(policy.listThreats.size());  // by list: a million sites need not have each its own
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
@@ -169,7 +170,7 @@ bool BuildPhishingSites(const Policy& policy, PhishingSiteList& record) {
     const auto order = ByHash(policy.phishingSites);
     if (order.empty()) return true;
     EntriesWithHosts<PhishingSiteEntry, PhishingSite> room(order);
-    record.entries = room.entries;
+    record.entries = room.Entries();
     bool complete = record.entries != nullptr;
     for (std::size_t i = 0; complete && i < order.size(); ++i) {
         const PhishingSite& site = *order[i].site;

@@ -133,7 +133,7 @@ void PolicyStore::SayOnce(PolicyFile& file, std::uint32_t reason, const std::str
     saidReason_ = reason;
 }
 
-void PolicyStore::TakeOver(PolicyFile& file, Reading reading) {
+void PolicyStore::TakeOver(PolicyFile& file, const Reading& reading) {
     const bool isNew = seen_ != reading.state || seenLists_ != reading.lists;
     seen_ = reading.state;
     seenPatterns_ = reading.patterns;

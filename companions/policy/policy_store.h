@@ -90,7 +90,7 @@ class PolicyStore {
     Look ReadAtRest(PolicyFile& file, Reading& reading, std::uint32_t& error) const;
     static void LookAtLists(PolicyFile& file, Reading& reading);
     static bool ReadTexts(PolicyFile& file, Reading& reading, bool asTheyStand);
-    void TakeOver(PolicyFile& file, Reading reading);
+    void TakeOver(PolicyFile& file, const Reading& reading);
     void SayOnce(PolicyFile& file, std::uint32_t reason, const std::string& lines);
     [[nodiscard]] const char* WhatCounts() const;
 

@@ -202,7 +202,7 @@ int RunCompanionProbe() {
         LoadLibraryExW(ToWide(check.folder + neighbour).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     }
 #define TARN_PROBE(module, name, functions) \
-    if (facts->file == name) ProbeFile<module##Calls>(check, *facts, report);
+    if (facts->file == (name)) ProbeFile<module##Calls>(check, *facts, report);
     TARN_COMPANION_FILES(TARN_PROBE)
 #undef TARN_PROBE
     report.End();

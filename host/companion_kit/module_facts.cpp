@@ -33,9 +33,10 @@ constexpr ModuleFacts kModules[] = {
     {kAgentStatusReaderFile, false, false, "the agent status is 0", kAgentStatusReader},
 };
 
-#define TARN_ONE(module, file, functions) +1
-static_assert(std::size(kModules) == 0 TARN_COMPANION_FILES(TARN_ONE));
-#undef TARN_ONE
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kCompanionFiles[] = {TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
+static_assert(std::size(kModules) == std::size(kCompanionFiles));
 
 }  // namespace
 

@@ -231,6 +231,7 @@ std::string YesOrNo(bool isValid, std::uint8_t answer) {
 void AskInspection(const Probe& probe, const HttpsInspectionCalls& calls) {
     const std::vector<std::string> addresses = AddressesOf(probe.Check());
     std::vector<Frame> hellos;
+    hellos.reserve(addresses.size());
     for (const std::string& address : addresses) hellos.push_back(HelloTo(HostOf(address)));
     AskTogether(probe, "TiScanHttpsPacket", addresses.size(), [&](std::size_t i) {
         std::uint8_t block = 0;

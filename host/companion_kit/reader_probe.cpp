@@ -173,6 +173,7 @@ void ProbeSavedSessions(const Probe& probe, StatusReaderCalls& calls) {
 void Probe::FindLeak(std::string_view function, const std::function<void()>& round) const {
     constexpr int kWarmUp = 16;
     constexpr int kRounds = 50;  // twice: what grows once is no leak
+    constexpr std::uint64_t kBothHalves = 2 * std::uint64_t{kRounds};
     constexpr std::chrono::seconds kTime{5};
     HeapUse uses[3];
     const auto end = std::chrono::steady_clock::now() + kTime;
@@ -200,7 +201,7 @@ void Probe::FindLeak(std::string_view function, const std::function<void()>& rou
     if (!grows(1) || !grows(2)) return;
     Find(function,
          fmt::format("leaves {} bytes behind in each round ({} rounds, {} more blocks)",
-                     (uses[2].bytes - uses[0].bytes) / (2 * kRounds), 2 * kRounds, uses[2].blocks - uses[0].blocks),
+                     (uses[2].bytes - uses[0].bytes) / kBothHalves, kBothHalves, uses[2].blocks - uses[0].blocks),
          "the host process grows with each change of settings or each scan");
 }
 

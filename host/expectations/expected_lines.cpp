@@ -45,7 +45,7 @@ std::uint64_t CountIn(const Object& object, const char* key) {
 
 // What the totals of a run count apart.
 std::string KindOf(const Object& line) {
-    const std::string type = TypeOf(line);
+    std::string type = TypeOf(line);
     if (type != "verdict") return type;
     return line.contains("reason") ? fmt::format("{}/{}", type, CountIn(line, "reason")) : type;
 }

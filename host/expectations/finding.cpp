@@ -23,7 +23,7 @@ bool IsEntry(std::string_view wanted, const DecidingEntry& entry) {
            wanted == fmt::format("{}/{}", entry.list, entry.text);
 }
 
-std::string OrNone(std::string text) {
+std::string OrNone(const std::string& text) {
     return text.empty() ? "none" : text;
 }
 

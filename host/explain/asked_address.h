@@ -30,7 +30,7 @@ AskedAddress AskedOf(const JudgedRequest& request);
 // Of an https:// address that an extension reports.
 AskedAddress AskedOfReported(std::string_view url);
 // Of what a verdict says was asked: host and path, with or without a scheme.
-AskedAddress AskedOfText(std::string_view hostAndPath, const AskedAddress& like);
+AskedAddress AskedOfText(std::string_view text, const AskedAddress& like);
 
 }  // namespace tarn::host
 

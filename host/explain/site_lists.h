@@ -34,7 +34,7 @@ class AllowedSiteIndex {
     // kind: of the connection.
     [[nodiscard]] EntryNumbers FindHost(std::string_view host, std::string_view path, std::uint8_t kind) const;
     // A text that host and path stand in together, such as the address of a TLS connection.
-    [[nodiscard]] EntryNumbers FindText(std::string_view text, std::uint8_t kind) const;
+    [[nodiscard]] EntryNumbers FindText(std::string_view given, std::uint8_t kind) const;
 
  private:
     struct Entry {

@@ -18,14 +18,15 @@ class Collector {
         for (std::size_t i = 0; i < count; ++i) One(list, i, 0, user);
     }
     void One(PolicyList list, std::size_t number, std::size_t inner, std::size_t user) {
-        entries.push_back(Describe(policy_, {list, static_cast<std::uint32_t>(number),
-                                             static_cast<std::uint32_t>(inner), static_cast<std::uint32_t>(user)}));
+        entries_.push_back(Describe(policy_, {list, static_cast<std::uint32_t>(number),
+                                              static_cast<std::uint32_t>(inner), static_cast<std::uint32_t>(user)}));
     }
 
-    std::vector<DecidingEntry> entries;
+    std::vector<DecidingEntry> Take() { return std::move(entries_); }
 
  private:
     const policy::Policy& policy_;
+    std::vector<DecidingEntry> entries_;
 };
 
 void CollectThreats(const policy::Policy& policy, Collector& to) {
@@ -67,7 +68,7 @@ std::vector<DecidingEntry> EntriesOf(const policy::Policy& policy) {
     to.All(PolicyList::kPacketSignatures, policy.packetSignatures.size());
     for (std::size_t i = 0; i < policy.idsRules.size(); ++i)
         if (policy.idsRules[i].excluded) to.One(PolicyList::kIdsRules, i, 0, 0);  // others give texts alone
-    return std::move(to.entries);
+    return std::move(to.Take());
 }
 
 std::vector<DecidingEntry> NeverDecided(const std::vector<DecidingEntry>& all,

@@ -115,16 +115,17 @@ std::string LatencyChart(const std::vector<std::pair<std::string, LatencySummary
     const double from = std::floor(std::log10(static_cast<double>(least)));
     double to = std::max(std::ceil(std::log10(static_cast<double>(most))), from + 1);
     // At most five words fit below it on a phone: then every second power has one, the first and the last too.
-    const double step = to - from > 4 ? 2 : 1;
+    const int step = to - from > 4 ? 2 : 1;
     if (std::fmod(to - from, step) != 0) to += 1;
+    const int powers = static_cast<int>(to - from);
     const auto at = [&](std::uint64_t value) {
         return 1000 * (std::log10(static_cast<double>(std::max<std::uint64_t>(value, 1))) - from) / (to - from);
     };
     std::string rows;
     for (const auto& [kind, summary] : kinds) {
         std::string marks;
-        for (double power = from; power <= to; power += 1) {
-            const double x = std::clamp(1000 * (power - from) / (to - from), 1.0, 999.0);
+        for (int line = 0; line <= powers; ++line) {
+            const double x = std::clamp(1000.0 * line / powers, 1.0, 999.0);
             marks += fmt::format("<line class=\"grid\" x1=\"{:.4g}\" x2=\"{:.4g}\" y1=\"0\" y2=\"26\"/>", x, x);
         }
         marks += Rectangle("spread", at(summary.half), 9, at(summary.p99) - at(summary.half), 8);
@@ -139,9 +140,10 @@ std::string LatencyChart(const std::vector<std::pair<std::string, LatencySummary
             Html(kind), Html(label), marks);
     }
     std::string axis;
-    for (double power = from; power <= to; power += step)
-        axis +=
-            fmt::format("<span>{}</span>", DurationText(static_cast<std::uint64_t>(std::llround(std::pow(10, power)))));
+    for (int power = 0; power <= powers; power += step) {
+        const auto time = static_cast<std::uint64_t>(std::llround(std::pow(10, from + power)));
+        axis += fmt::format("<span>{}</span>", DurationText(time));
+    }
     return fmt::format(
         "<figure><ul class=\"legend\">{}{}{}</ul><div class=\"latency\">{}<div "
         "class=\"axis\">{}</div></div></figure>\n",

@@ -69,10 +69,9 @@ struct RunTotals {
     std::map<std::string, CallTimes> calls;  // by call
 };
 
-class ReportModel {
- public:
-    explicit ReportModel(std::size_t mostRows = kMostRows) : rows(mostRows) {}
-    void Add(const nlohmann::json& event);
+// What the sections of a report show.
+struct ReportFigures {
+    explicit ReportFigures(std::size_t mostRows) : rows(mostRows) {}
 
     std::uint64_t events = 0;
     std::uint64_t otherEvents = 0;  // of a type that a report says nothing of
@@ -97,6 +96,12 @@ class ReportModel {
     std::map<std::string, Latencies> latencies;              // by type of event
     RunTotals runs;
     ReportRows rows;
+};
+
+class ReportModel : public ReportFigures {
+ public:
+    explicit ReportModel(std::size_t mostRows = kMostRows) : ReportFigures(mostRows) {}
+    void Add(const nlohmann::json& event);
 
     // By the times of the packets; by the times of writing when no event has one of a packet.
     [[nodiscard]] TimeLine::Result Time() const { return (hasPacketTimes_ ? packetTimes_ : writtenTimes_).Stretches(); }
