@@ -172,7 +172,7 @@ std::shared_ptr<const Policy> PolicyStore::Get(PolicyFile& file, std::uint32_t& 
             saidReason_ = 0;
             break;
         case Look::kRead:
-            TakeOver(file, std::move(reading));
+            TakeOver(file, reading);
             failure = seenError_;
             break;
         case Look::kBusy:
