@@ -42,7 +42,8 @@ TEST(Documents, NameFilesThatExist) {
     std::size_t named = 0;
     for (const char* document :
          {"README.md", "CONTRIBUTING.md", "SECURITY.md", "docs/README.md", "docs/policy.md", "docs/architecture.md",
-          "docs/companions.md", "docs/integration.md", "docs/limits.md", "docs/performance.md", "examples/README.md"}) {
+          "docs/behaviour.md", "docs/companions.md", "docs/integration.md", "docs/limits.md", "docs/performance.md",
+          "examples/README.md"}) {
         const std::string text = TextOf(kRoot / document);
         ASSERT_FALSE(text.empty()) << document;
         for (const std::string& place : PlacesNamedIn(text)) {
