@@ -43,7 +43,7 @@ TEST(Documents, NameFilesThatExist) {
     for (const char* document :
          {"README.md", "CONTRIBUTING.md", "SECURITY.md", "docs/README.md", "docs/policy.md", "docs/architecture.md",
           "docs/behaviour.md", "docs/companions.md", "docs/integration.md", "docs/limits.md", "docs/performance.md",
-          "examples/README.md"}) {
+          "docs/security.md", "examples/README.md"}) {
         const std::string text = TextOf(kRoot / document);
         ASSERT_FALSE(text.empty()) << document;
         for (const std::string& place : PlacesNamedIn(text)) {
