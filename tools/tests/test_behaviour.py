@@ -69,7 +69,8 @@ class Project(unittest.TestCase):
         self.assertEqual(behaviour.check(self.root), ([], 2))
 
     def test_names_of_tests(self):
-        for held in ('`Lists.OverTwoLines`', '`Widths.Fit`', '`Modes.Each`', '`Both/Modes.Each`', '`Both/Modes.Each/1`'):
+        for held in ('`Lists.OverTwoLines`', '`Widths.Fit`', '`Modes.Each`', '`Both/Modes.Each`',
+                     '`Both/Modes.Each/1`'):
             self.assertEqual(self.of_row('another', held), [], held)
         for held, said in (('`Lists.Other`', 'Lists.Other is no test'),
                            ('`Lists.Commented`', 'Lists.Commented is no test'),

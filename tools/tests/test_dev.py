@@ -79,6 +79,7 @@ class Door(unittest.TestCase):
                                     (('soak', '--seconds', '9'), 'soak.sh --seconds 9'), (('demo',), 'demo.sh'),
                                     (('bench', 'native', '--x'), 'bench.sh native --x'),
                                     (('bench', 'replay', '50'), 'bench.sh replay 50'),
+                                    (('mutate', 'a.cpp', '--count', '4'), 'tools/mutate.py a.cpp --count 4'),
                                     (('test',), 'tools/test.py')):
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.dev(*arguments), 0, self.said)
