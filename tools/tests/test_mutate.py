@@ -158,8 +158,8 @@ class TinyTree(mutate.Tree):
         folder = self.out / 'tests'
         folder.mkdir(parents=True, exist_ok=True)
         built = self.out / 'built'
-        ended = subprocess.run(['g++', '-w', self.copy / 'src/base/age.cpp', self.copy / 'tests/age_test.cpp', '-o', built],
-                               capture_output=True, text=True, check=False)
+        sources = [self.copy / name for name in ('src/base/age.cpp', 'tests/age_test.cpp')]
+        ended = subprocess.run(['g++', '-w', *sources, '-o', built], capture_output=True, text=True, check=False)
         if ended.returncode != 0:
             return ended.stderr
         for program in programs:
