@@ -29,6 +29,9 @@ TEST(UrlPath, CaseTable) {
         {"/A/b", "/A/b"},
         {"/a?//b", "/a"},
         {":8080/x", "/:8080/x"},
+        // Taken as they stand.
+        {"/a/./b/../c", "/a/./b/../c"},
+        {"/%41%2F%2e", "/%41%2F%2e"},
     };
     for (const Case& c : cases) {
         UrlText out;
