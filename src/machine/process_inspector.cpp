@@ -4,7 +4,7 @@ namespace tarn::machine {
 
 bool DrivePathFromDevicePath(std::u16string_view devicePath, const DosDeviceQuery& dosDevice, base::PathBuffer& path) {
     // The device prefix has two components: the third backslash begins the path on the drive.
-    const std::size_t second = devicePath.size() < 2 ? std::u16string_view::npos : devicePath.find(u'\\', 1);
+    const std::size_t second = devicePath.find(u'\\', 1);
     if (second == std::u16string_view::npos) return false;
     const std::size_t third = devicePath.find(u'\\', second + 1);
     if (third == std::u16string_view::npos) return false;
