@@ -160,6 +160,15 @@ TEST_F(ScheduleWorkerTest, TheFlagFollowsTheClockAcrossABoundary) {
     EXPECT_TRUE(worker.Stop());
 }
 
+TEST_F(ScheduleWorkerTest, TheThreadSleepsUntilTheBoundary) {
+    TakeSchedule(0, {{11, 0, 13, 0}});
+    ASSERT_TRUE(Start());
+    clock.Set({2026, 3, 0, 1, 13, 0, 0, 0});
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_TRUE(Allows()) << "it looked at the clock before its hour was over";
+    EXPECT_TRUE(worker.Stop());
+}
+
 TEST_F(ScheduleWorkerTest, ReadersSeeTheFlagWhileTheThreadWritesIt) {
     TakeSchedule(0, {{11, 0, 13, 0}});
     std::atomic<bool> ended{false};
