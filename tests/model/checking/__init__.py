@@ -1,0 +1,1 @@
+"""Both sides of a script, and what differs between them."""

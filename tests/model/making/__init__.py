@@ -1,0 +1,1 @@
+"""Scripts from a seed: settings, traffic and the order of calls."""
