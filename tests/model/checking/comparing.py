@@ -53,6 +53,12 @@ def shortened(driver, steps, difference, attempts=60):
         return found if found is not None and found.signature() == wanted and \
             found.index == len(candidate) - 1 else None
 
+    # Mostly the last life alone is enough.
+    start = max((at for at, step in enumerate(steps) if step.get('do') == 'reset'), default=0)
+    candidate = [step for step in steps[:start] if step.get('do') == 'agent'] + steps[start:]
+    found = still(candidate)
+    if found is not None:
+        steps, difference = candidate, found
     size = max(1, len(steps) // 2)
     while attempts > 0:
         at, has_dropped = 0, False

@@ -109,7 +109,7 @@ def answer_of(step, line):
                 fields[name] = changed(step['data'] + SPARE, text)
             elif name == 'dns':
                 count, index, names = text.split(':')
-                fields[name] = (int(count), int(index), bytes.fromhex(names))
+                fields[name] = (int(count), int(index), b'' if names == '-' else bytes.fromhex(names))
             elif name == 'sessions':
                 count, records = text.split(':')
                 fields[name] = (int(count), bytes.fromhex(records))

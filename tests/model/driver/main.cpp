@@ -120,9 +120,11 @@ class Player {
         const script::Answers& answers = *ScriptAnswers();
         std::string text;
         if (journal.find("WriteDNSCacheSettings error") != std::string::npos)
-            text += " dns=" + std::to_string(answers.savedDnsCount) + ":" + std::to_string(answers.savedDnsIndex) +
-                    ":" +
-                    HexOf(reinterpret_cast<const std::uint8_t*>(answers.savedDnsNames), sizeof answers.savedDnsNames);
+            text +=
+                " dns=" + std::to_string(answers.savedDnsCount) + ":" + std::to_string(answers.savedDnsIndex) + ":" +
+                (answers.savedDnsHasEntries != 0
+                     ? HexOf(reinterpret_cast<const std::uint8_t*>(answers.savedDnsNames), sizeof answers.savedDnsNames)
+                     : "-");
         if (journal.find("WritePCSystemControlSettings ") != std::string::npos) {
             const std::size_t count = std::min<std::size_t>(answers.savedSessions, std::size(answers.savedRecords));
             text += " sessions=" + std::to_string(answers.savedSessions) + ":" +

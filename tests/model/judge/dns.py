@@ -66,7 +66,10 @@ def parse(data):
 
 
 class Ring:
-    def __init__(self):
+    """It is there from the load of the settings to their release; before and after, nothing is kept."""
+
+    def __init__(self, is_there):
+        self.is_there = is_there
         self.slots = {}
         self.index = 0
 
@@ -79,6 +82,8 @@ class Ring:
         self.index = saved.index if saved.index <= SLOTS else saved.index % SLOTS
 
     def store(self, name, found):
+        if not self.is_there:
+            return
         self.index %= SLOTS
         self.slots[self.index] = DnsAnswer(name, tuple(found[:2]), len(found))
         self.index += 1

@@ -54,7 +54,7 @@ class Library:
         self.phishing = ListedSites(settings.SiteList(False))
         self.packets.forget()
         self.parental = None
-        self.ring = Ring()
+        self.ring = Ring(False)
 
     def first_profile(self):
         return self.parental.first if self.parental else None
@@ -118,6 +118,7 @@ class Library:
 
     def load_settings(self, mode, cell):
         self.clear_settings()
+        self.ring = Ring(True)
         modules = self.modules
         if mode == 1:
             saved = modules.read('ReadDNSCacheSettings', cell)

@@ -126,14 +126,14 @@ class Modules:
         self.note('WriteDNSCacheSettings error 0')
         names = b''.join(settings.padded(ring.slots[slot].name, 256) if slot in ring.slots else bytes(256)
                          for slot in range(4))
-        self.saved['dns'] = (3000, ring.index, names)
+        self.saved['dns'] = (3000, ring.index, names) if ring.is_there else (0, 0, b'')
 
     def write_sessions(self, records):
         if not self.has('statrd.dll'):
             return False
         self.pass_on('WritePCSystemControlSettings')
         if self.byte('keepsSessions') != 0:
-            self.answers['systemControl'] = settings.SavedSessions(tuple(records[:KEPT_SESSIONS]))
+            self.answers['systemControl'] = settings.SavedSessions(tuple(records[:KEPT_SESSIONS]), True)
         self.saved['sessions'] = (len(records), b''.join(record.data() for record in records[:KEPT_SESSIONS]))
         self.note(f'WritePCSystemControlSettings {len(records)}')
         return self.result('WritePCSystemControlSettings') != 0

@@ -128,7 +128,7 @@ class Player:
     def scan(self, step, judge, refused):
         before = step['data']
         fields = {'verdict': bytes([PATTERN]) * 3870, 'prompt': bytes([PATTERN]) * 2, 'data': before + SPARE}
-        if any(argument in step['nulls'] for argument in refused):
+        if any(argument in step['nulls'] for argument in refused) or ('z' in refused and not before):
             return 0, fields
         process = self.library.machine.facts.process if step['process'] == 'self' else step['process']
         request = Request(process, step)

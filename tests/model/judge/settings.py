@@ -255,6 +255,7 @@ class SavedSession:
 @dataclass(frozen=True)
 class SavedSessions:
     records: tuple = ()
+    is_kept: bool = False  # as it was saved: it has an address, also without records
 
     def encode(self, memory):
         return counted(memory, len(self.records), 601, [(record.data(), {}) for record in self.records])
@@ -262,6 +263,8 @@ class SavedSessions:
 
 def is_empty(record):
     """Every byte of the record is 0, as a module that takes it back sees it."""
+    if getattr(record, 'is_kept', False):
+        return False
     data, pointers = record.encode(Memory())
     return not any(data) and not pointers
 

@@ -170,9 +170,10 @@ class Script:
         if self.chance(0.15):
             yield from self.clock()
         self.tags += 1
-        event = struct.pack('<II', code, rng.randrange(4)) + bytes(sid) + struct.pack('<I', self.tags)
-        event += name.encode('utf-16-le').ljust(520, b'\0')
-        for _ in range(62 if self.chance(0.03) else 1):
+        codes = (1,) + (0,) * 62 if self.chance(0.01) else (1, code) if self.chance(0.3) else (code,)
+        for code in codes:
+            event = struct.pack('<II', code, rng.randrange(4)) + bytes(sid) + struct.pack('<I', self.tags)
+            event += name.encode('utf-16-le').ljust(520, b'\0')
             yield {'call': 'WSScanLogonEventForPCCTRL', 'event': event, 'nulls': self.nulls('ev')}
 
     def add_url(self):
