@@ -205,7 +205,7 @@ const std::map<std::string, Caller> kCalls = {
 
 }  // namespace
 
-std::string Call(const std::string& name, Line& line, const Machine& machine) {
+std::string Call(const std::string& name, Line& line, Machine& machine) {
     const auto found = kCalls.find(name);
     if (found == kCalls.end()) throw std::runtime_error("there is no call " + name);
     return found->second(line, machine.Library());

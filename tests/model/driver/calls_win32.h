@@ -10,7 +10,7 @@
 namespace tarn::model {
 
 // Makes the call that the line names; the result, then NAME=VALUE for every record. Throws when there is no such call.
-std::string Call(const std::string& name, Line& line, const Machine& machine);
+std::string Call(const std::string& name, Line& line, Machine& machine);
 
 }  // namespace tarn::model
 

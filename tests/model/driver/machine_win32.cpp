@@ -121,6 +121,11 @@ void Machine::Load() {
         if (!patch.IsInPlace()) throw std::runtime_error("a call of the system is not in the script's hands");
 }
 
+const system_test::Exports& Machine::Library() {
+    if (library_ == nullptr) Load();
+    return library_->Functions();
+}
+
 void Machine::Unload() {
     if (library_ == nullptr) return;
     library_->Functions().WSDeinit(nullptr);

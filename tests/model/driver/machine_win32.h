@@ -27,7 +27,8 @@ class Machine {
     // The library is loaded afresh, with nothing of an earlier load.
     void Load();
     void Unload();
-    [[nodiscard]] const system_test::Exports& Library() const { return library_->Functions(); }
+    // A library that is not loaded is loaded for it.
+    const system_test::Exports& Library();
 
     void WriteFile(const std::string& name, const Bytes& bytes);
     void RemoveFile(const std::string& name);

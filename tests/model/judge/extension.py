@@ -16,6 +16,8 @@ class ExtensionScan:
         self.verdict.put(0, 'II', 1, 26)
         if self.request.kind != 3:
             return 1
+        if self.request.data is None:
+            return 0
         try:
             return self.judge()
         except Overflow:

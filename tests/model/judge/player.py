@@ -37,13 +37,11 @@ class Player:
     # ---- Steps between calls ----
 
     def load(self, _):
-        self.unload(_)
+        """An end of the library and its load; what it does at its end stays in the journal for the next answer."""
+        self.library.deinit([0])
         self.library.load()
 
-    def unload(self, _):
-        """The end of the library, unheard: its lines stay in the journal for the next answer."""
-        self.library.deinit([0])
-        self.library.worker.state = 'none'
+    unload = load  # whichever call comes next finds it loaded
 
     def reset(self, _):
         self.library.modules.reset()
@@ -123,7 +121,7 @@ class Player:
         return self.scan(step, self.library.scan_url, 'rdzvp')
 
     def WSWebExtScanUrl(self, step):
-        return self.scan(step, self.library.scan_extension, 'rdvp')
+        return self.scan(step, self.library.scan_extension, 'rvp')
 
     def scan(self, step, judge, refused):
         before = step['data']
@@ -132,6 +130,8 @@ class Player:
             return 0, fields
         process = self.library.machine.facts.process if step['process'] == 'self' else step['process']
         request = Request(process, step)
+        if 'd' in step['nulls']:
+            request.data = None
         result, scan = judge(request)
         fields['verdict'], fields['prompt'] = bytes(scan.verdict.bytes), bytes(scan.prompt.bytes)
         if judge == self.library.scan_url:

@@ -21,8 +21,8 @@ class Message:
         return struct.unpack('<' + form, self.part(offset, size))[0]
 
     def part(self, offset, size):
-        if offset + size > len(self.data):
-            raise Cut
+        if size != 0 and offset + size > len(self.data):
+            raise Cut  # what is empty lies nowhere
         return self.data[offset:offset + size]
 
 

@@ -50,6 +50,11 @@ def time_range(rng):
 
 
 def schedule(rng):
+    way = rng.randrange(12)
+    if way == 0:
+        return ((),) * 7
+    if way == 1:
+        return (((0, 0, 0, 1),),) + ((),) * 6
     return tuple(some(rng, time_range, 3) for _ in range(7))
 
 
@@ -76,7 +81,7 @@ def parental(rng, own_sid):
     profiles = tuple(profile(rng, own_sid) for _ in range(rng.randint(0, 1) if rng.random() < 0.2 else
                                                           rng.randint(1, 3)))
     return Parental(mode, bytes((31, 32)), rng.choice((0, 0, 1, 2, 3, 4)), profiles,
-                    0 if mode == 1 and rng.random() < 0.1 else -1)
+                    rng.randint(0, len(profiles)) if rng.random() < 0.1 else -1)
 
 
 def ids_rule(rng):
@@ -123,7 +128,7 @@ def all_answers(rng, own_sid):
         'bpPrompt': Plain(bytes((3, 4))), 'apPrompt': Plain(bytes((5, 6))), 'httpsBlock': flag(0.5),
         'bpSettings': SiteList(True, some(rng, threat_site, 4)),
         'apSettings': SiteList(False, some(rng, phishing_site, 4)),
-        'bpUserWhiteList': UrlList(some(rng, names.listed_url, 3)),
+        'bpUserWhiteList': UrlList(some(rng, names.listed_url, 6)),
         'bpInternalWhiteList': UrlList(some(rng, names.listed_url, 2)),
         'wsInternalWhiteList': UrlList(some(rng, names.listed_url, 2) if rng.random() < 0.5 else ()),
         'idsSettings': IdsRules(some(rng, ids_rule, 6), rng.randrange(2)), 'pcSettings': parental(rng, own_sid),

@@ -60,7 +60,7 @@ class Script:
         yield from self.clock()
         for field, value in answers.all_answers(rng, self.own_sid).items():
             yield {'do': 'answer', 'field': field, 'value': value}
-        self.is_whole = not self.chance(0.15)
+        self.is_whole = not self.chance(0.25)
         if not self.is_whole:
             yield from self.trouble()
         yield {'call': 'WSInit', 'mode': rng.choice((0, 1, 1, 1, 2)),
@@ -123,6 +123,11 @@ class Script:
             yield {'do': 'answer', 'field': 'packetVerdict', 'value': answers.packet_verdict(rng)}
         if self.chance(0.01):
             yield {'do': 'result', 'function': rng.choice(SCRIPTED_RESULTS), 'value': rng.choice((0, 1))}
+        if self.chance(0.01):
+            yield {'do': 'result', 'function': 'SCGetURLCategories', 'value': 0}
+            yield from self.scan_url()
+            yield from self.scan_extension()
+            yield {'do': 'result', 'function': 'SCGetURLCategories', 'value': 1}
         way = rng.choices((self.scan_url, self.scan_extension, self.scan_packet, self.smb, self.logon, self.add_url,
                            self.small, self.change), (50, 14, 10, 3, 8, 3, 3, 3))[0]
         yield from way()
@@ -140,9 +145,12 @@ class Script:
             data, port = traffic.dns(rng), 53
         else:
             data = {2: traffic.ftp, 3: traffic.hello}.get(kind, traffic.http)(rng)
-        yield {'call': 'WSScanUrl', 'process': 'self' if self.chance(0.93) else 0xFFFFFFF1, 'data': data,
-               'address': names.address(rng), 'port': port >> 8 | (port & 255) << 8,
-               'stop': rng.choice((0,) * 18 + (1, 2)), 'kind': kind, 'nulls': self.nulls('rdzvp')}
+        yield self.request(data, port, kind)
+
+    def request(self, data, port, kind):
+        return {'call': 'WSScanUrl', 'process': 'self' if self.chance(0.93) else 0xFFFFFFF1, 'data': data,
+                'address': names.address(self.rng), 'port': port >> 8 | (port & 255) << 8,
+                'stop': self.rng.choice((0,) * 18 + (1, 2)), 'kind': kind, 'nulls': self.nulls('rdzvp')}
 
     def scan_extension(self):
         rng = self.rng
@@ -186,11 +194,22 @@ class Script:
         text = rng.choice((b'', b'', host)) + names.path(rng) + rng.choice((b'', b'', b' HTTP/1.1', b'/ HTTP/1.0'))
         yield {'call': 'WSAddURLToIDSBlockedList', 'host': host[:1024],
                'text': text[:1024] if self.chance(0.95) else names.long_text(rng, 1023)}
+        for _ in range(rng.randrange(3)):
+            path = text.removeprefix(host).split(b' ', 1)[0] if self.chance(0.7) else names.path(rng)
+            yield self.request(b'GET ' + path + b' HTTP/1.1\r\nHost: ' + names.near(rng, host) + b'\r\n\r\n',
+                               80, rng.choice((1, 4)))
 
     def small(self):
         rng = self.rng
-        way = rng.randrange(6)
-        if way < 2:
+        way = rng.randrange(7)
+        if way == 6:
+            yield {'do': 'installed', 'value': 0}
+            yield {'call': 'WSSettingsChanged', 'kind': rng.choice((0, 1, 4, 6, 8)), 'passed': (1, 2, 3)}
+            yield {'call': 'WSUpdateSettingsChanged', 'mask': rng.choice((0, 4, 0x1000))}
+            if self.chance(0.3):
+                yield {'call': 'WSInit', 'mode': 1, 'cell': 0}
+            yield {'do': 'installed', 'value': 1}
+        elif way < 2:
             yield {'call': 'WSGetUrlScanFeatureStatus', 'nulls': 's' if self.chance(0.1) else '-'}
         elif way < 4:
             frame = frames.packet(rng)[0] if self.chance(0.95) else b''
@@ -208,7 +227,7 @@ class Script:
                 yield {'do': 'answer', 'field': field, 'value': fresh[field]}
         if self.chance(0.4):
             yield from self.clock()
-        if not self.is_whole and self.chance(0.3):
+        if not self.is_whole and self.chance(0.5):
             yield from self.trouble()
         if self.chance(0.35):
             mask = 0 if self.chance(0.05) else 1 << rng.choice((0, 1, 2, 3, 4, 5, 6, 7, 12))

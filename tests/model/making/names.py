@@ -5,6 +5,9 @@ HOSTS = (b'example.org', b'www.example.org', b'shop.example', b'a.b.c.example.ne
          b'203.0.113.5', b'youtube.com', b'x.org', b'manage.example', b'[2001:db8::1]', b'wwwexample.org', b'10.1.2.3')
 PATHS = (b'', b'/', b'/x', b'/x/y', b'/Login', b'/login/', b'/a//b', b'/x?q=1', b'/x#f', b'//x//y?q#f', b'/x.', b'?q',
          b'/watch', b'/deep/er/path')
+# Other forms of addresses, and texts that are nearly one.
+LITERALS = (b'0xc0000207', b'0xcb007105', b'192.0.519', b'0300.0.2.7', b'3221225991', b'203.0.113.256', b'1.2.3.4.5',
+            b'255.255.255.255', b'2001:db8::1', b'1:2', b'08.1.1.1', b'x' * 63 + b'.example', b'a.b.c.d.e.f.g.h.i.j.k.l.org')
 NUMBERS = (2, 3, 5, 7, 9, 40)
 
 
@@ -35,7 +38,7 @@ def near(rng, text):
 
 
 def host(rng):
-    return rng.choice(HOSTS)
+    return rng.choice(HOSTS) if rng.random() < 0.97 else rng.choice(LITERALS)
 
 
 def path(rng):
@@ -71,7 +74,7 @@ def listed_url(rng):
 
 
 def user_url(rng):
-    return UserUrl(b'' if rng.random() < 0.05 else near(rng, host(rng))[:256],
+    return UserUrl(b'' if rng.random() < 0.05 else rng.choice((near(rng, host(rng))[:256], b'203.0.113.5', b'203.0')),
                    rng.choice(PATHS) if rng.random() < 0.6 else b'/x/', rng.choice((0, 1, 1, 1, 2)),
                    rng.choice((0, 1, 1, 2, 2, 3)), rng.choice((0, 1, 1, 2)))
 
