@@ -49,9 +49,15 @@ class Modules:
     def reset(self):
         self.answers = dict(settings.EMPTY)
         self.results = {}
+        self.kept_sessions, self.kept_count = [], None
         self.refused.clear()
         self.hidden.clear()
         self.unreleased = 0
+
+    def set_answer(self, field, value):
+        self.answers[field] = value
+        if field == 'systemControl':
+            self.kept_count = None
 
     def note(self, line):
         self.lines.append(line if isinstance(line, bytes) else line.encode())
@@ -132,8 +138,14 @@ class Modules:
         if not self.has('statrd.dll'):
             return False
         self.pass_on('WritePCSystemControlSettings')
+        self.kept_sessions[:len(records)] = records
+        del self.kept_sessions[KEPT_SESSIONS:]
+        count = min(len(records), KEPT_SESSIONS)
         if self.byte('keepsSessions') != 0:
-            self.answers['systemControl'] = settings.SavedSessions(tuple(records[:KEPT_SESSIONS]), True)
+            self.kept_count = count
+        if self.kept_count is not None:
+            # The kept records stand where every save puts its own.
+            self.answers['systemControl'] = settings.SavedSessions(tuple(self.kept_sessions[:self.kept_count]), True)
         self.saved['sessions'] = (len(records), b''.join(record.data() for record in records[:KEPT_SESSIONS]))
         self.note(f'WritePCSystemControlSettings {len(records)}')
         return self.result('WritePCSystemControlSettings') != 0

@@ -49,7 +49,7 @@ class Player:
         self.library.modules.lines.clear()
 
     def answer(self, step):
-        self.library.modules.answers[step['field']] = step['value']
+        self.library.modules.set_answer(step['field'], step['value'])
 
     def result(self, step):
         self.library.modules.results[step['function']] = step['value']

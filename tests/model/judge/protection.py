@@ -65,6 +65,6 @@ class Protection:
         self.acted_on.add(facts.path)
         shown = ''.join(letter if ord(letter) < 128 else '?' for letter in facts.path)
         modules.note(f'ZRQuarantineFile 0 2 {shown}')
-        modules.note(b'for ' + url)
+        modules.note(b'for ' + bytes(byte if byte < 128 else ord('?') for byte in url))
         modules.saved['quarantine'] = b'\2\0\0\0\1\1' + REASON + bytes(200 - len(REASON))
         modules.unload('isolate.dll')

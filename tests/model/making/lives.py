@@ -37,6 +37,7 @@ class Script:
         self.own_sid = facts.sid
         self.own_file = facts.path.rsplit('\\', 1)[-1]
         self.tags = 0
+        self.is_whole = True  # every module is there and does what it is asked
 
     def steps(self):
         yield {'do': 'agent', 'name': 'HOSTASVC501.EXE'}
