@@ -10,6 +10,7 @@ LAYERS = ('base', 'machine', 'modules', 'network', 'parental', 'smb', 'lists', '
 ABOVE_THE_LIBRARY = ('companions', 'host', 'fuzz')
 ALWAYS = 'shape'  # the rules of the sources, in a second
 ALL = (*LAYERS, *ABOVE_THE_LIBRARY)
+ONLY_WINDOWS = ('tests/system/', 'tests/model/driver/')
 
 
 @dataclasses.dataclass
@@ -22,6 +23,11 @@ class Plan:
     def add(self, own, dependents=()):
         self.own += [folder for folder in own if folder not in self.own]
         self.dependents += [folder for folder in dependents if folder not in self.dependents]
+
+
+def is_model(path):
+    """Of the model itself, whose tests are among those of the tools."""
+    return path.startswith('tests/model/') and path.endswith('.py')
 
 
 def folder_of(path):
@@ -54,9 +60,9 @@ def plan_for(paths):
     plan = Plan()
     for path in sorted(paths):
         top = PurePosixPath(path).parts[0]
-        if top in ('tools', 'dev') or path == 'cmake/wine-run':
+        if top in ('tools', 'dev') or path == 'cmake/wine-run' or is_model(path):
             plan.tools = True
-        elif '_win32' in PurePosixPath(path).name or top in ('bench', 'examples') or path.startswith('tests/system/'):
+        elif '_win32' in PurePosixPath(path).name or top in ('bench', 'examples') or path.startswith(ONLY_WINDOWS):
             if path.endswith(('.cpp', '.c')):
                 plan.windows_only.append(path)
         elif path.endswith('.md'):

@@ -39,6 +39,7 @@ def windows_ring(tally):
             return
         if rings.ring(tally, 'windows', 'The library for Windows, under Wine'):
             rings.check(tally, 'No program passes with a Wine that runs nothing', rings.nothing_passes_without_wine)
+            python_tests(tally, 'The library against its model', 'model_tests')
             python_tests(tally, 'The commands and verdicts that the documents show', 'document_tests')
             rings.check_counted(tally, 'Pages in a real browser', browser.tests)
             python_tests(tally, 'Every line of JSON is an event by the schema', 'event_tests')

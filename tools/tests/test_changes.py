@@ -39,6 +39,12 @@ class PlanFor(unittest.TestCase):
     def test_a_header_of_windows_has_nothing_to_compile_by_itself(self):
         self.assertEqual(changes.plan_for(['src/api/platform_win32.h']).windows_only, [])
 
+    def test_the_model_is_tested_with_the_tools(self):
+        plan = changes.plan_for(['tests/model/judge/dns.py', 'tests/model/run.py'])
+        self.assertEqual((plan.own, plan.dependents, plan.tools), (['shape'], [], True))
+        plan = changes.plan_for(['tests/model/driver/line.cpp'])
+        self.assertEqual((plan.dependents, plan.windows_only), ([], ['tests/model/driver/line.cpp']))
+
     def test_words_concern_the_rules_of_sources_and_documents_only(self):
         plan = changes.plan_for(['README.md', 'src/url/README.md'])
         self.assertEqual((plan.own, plan.dependents, plan.tools), (['shape'], [], True))

@@ -12,7 +12,8 @@ def frame(rng, source, destination, source_port, destination_port, payload, prot
     head = bytes((2, 0, 0, 0, 0, 1, 2, 0, 0, 0, 0, rng.randrange(9))) + struct.pack('>H', ether)
     ip = bytes((0x45 + options // 4, 0)) + struct.pack('>H', 40 + options + tcp_options + len(payload)) + bytes(5)
     ip += bytes((proto, 0, 0)) + source + destination + bytes(options)
-    tcp = struct.pack('>HH', source_port, destination_port) + bytes(8) + bytes(((5 + tcp_options // 4) << 4, 24)) + bytes(6)
+    tcp = struct.pack('>HH', source_port, destination_port) + bytes(8)
+    tcp += bytes(((5 + tcp_options // 4) << 4, 24)) + bytes(6)
     return head + ip + tcp + bytes(tcp_options) + payload
 
 

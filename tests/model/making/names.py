@@ -7,7 +7,8 @@ PATHS = (b'', b'/', b'/x', b'/x/y', b'/Login', b'/login/', b'/a//b', b'/x?q=1', 
          b'/watch', b'/deep/er/path')
 # Other forms of addresses, and texts that are nearly one.
 LITERALS = (b'0xc0000207', b'0xcb007105', b'192.0.519', b'0300.0.2.7', b'3221225991', b'203.0.113.256', b'1.2.3.4.5',
-            b'255.255.255.255', b'2001:db8::1', b'1:2', b'08.1.1.1', b'x' * 63 + b'.example', b'a.b.c.d.e.f.g.h.i.j.k.l.org')
+            b'255.255.255.255', b'2001:db8::1', b'1:2', b'08.1.1.1', b'x' * 63 + b'.example',
+            b'a.b.c.d.e.f.g.h.i.j.k.l.org')
 NUMBERS = (2, 3, 5, 7, 9, 40)
 
 

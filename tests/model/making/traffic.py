@@ -36,7 +36,7 @@ def http(rng):
         target = rng.choice((b'FTP://', b'https://', b'HTTP://')) + names.flip_case(rng, host) + path
     elif way == 2:
         target = b'/' + names.long_text(rng, rng.choice((1022, 1023, 760, 765)))
-    method = rng.choice((b'GET ', b'GET ', b'GET ', b'GET ', b'POST ', b'PUT ', b'get ')) if rng.random() < 0.3 else b'GET '
+    method = rng.choice((b'POST ', b'POST ', b'PUT ', b'get ')) if rng.random() < 0.12 else b'GET '
     if rng.random() < 0.05:
         method, target = b'CONNECT ', rng.choice((host, host + b':443', host + b':443/x', host + path, b'/'))
     version = b' HTTP/1.1\r\n' if rng.random() < 0.97 else rng.choice((b' HTTP/2\r\n', b' http/1.1\r\n', b'\r\n'))
@@ -51,7 +51,7 @@ def ftp(rng):
         return damaged(rng, rng.choice((b'LIST', b'LIST -la\r\n', b' LIST\r\n', b'USER x\r\n', b'CWD\r\n')))
     if way == 1:
         return rng.choice((b' RETR /x\r\n', b'CWD /x\r\nRETR y\r\n', b'RETR \r\n', b'CWD '))
-    command = rng.choice((b'RETR ', b'CWD ', b'retr '))if way == 2 else rng.choice((b'RETR ', b'CWD '))
+    command = rng.choice((b'RETR ', b'CWD ', b'retr ')) if way == 2 else rng.choice((b'RETR ', b'CWD '))
     argument = rng.choice((b'', b'/')) + names.path(rng).lstrip(b'/')
     if way == 3:
         argument = rng.choice((b'', b'/')) + names.long_text(rng, rng.choice((1022, 1023)))
