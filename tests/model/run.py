@@ -3,6 +3,7 @@
 import argparse
 import json
 import random
+import subprocess
 import sys
 from pathlib import Path
 
@@ -57,7 +58,7 @@ def main():
             steps = steps[:found.index + 1]
             if not asked.as_it_is:
                 steps, found = shortened(driver, steps, found)
-    except (Broken, BadAnswer, OSError) as failure:
+    except (Broken, BadAnswer, OSError, subprocess.SubprocessError) as failure:
         print(json.dumps({'failure': str(failure)}) if asked.json else f'FAILED: {failure}')
         return 1
     lacking = outcomes.missing() if found is None else []

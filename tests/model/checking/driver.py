@@ -9,6 +9,7 @@ from judge.machine import Facts
 from .lines import answer_of, lines_of
 
 ROOT = Path(__file__).resolve().parents[3]
+ATTEMPTS = 3
 
 
 class Broken(Exception):
@@ -20,7 +21,15 @@ class Driver:
         self.program, self.library, self.limit = Path(program), Path(library), limit
 
     def run(self, lines):
-        """The answers' lines, and how the run ended."""
+        """The answers' lines, and how the run ended. Wine at times starts nothing: that is tried again, and a program
+        that has told about its process is never run twice."""
+        for _ in range(ATTEMPTS):
+            said, trouble = self.run_once(lines)
+            if said:
+                return said, trouble
+        raise Broken(f'{self.program} did not start: {trouble}')
+
+    def run_once(self, lines):
         with tempfile.TemporaryDirectory() as folder:
             script, answers = Path(folder) / 'script', Path(folder) / 'answers'
             script.write_text('\n'.join(lines) + '\n', encoding='ascii')
@@ -30,8 +39,6 @@ class Driver:
                                    timeout=self.limit)
             said = answers.read_text(encoding='ascii').splitlines() if answers.exists() else []
         trouble = ended.stderr.decode(errors='replace').strip() + f' (exit status {ended.returncode})'
-        if not said:
-            raise Broken(f'{self.program} did not start: {trouble}')
         return said, trouble
 
     def facts(self):
