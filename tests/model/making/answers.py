@@ -34,7 +34,7 @@ def rule_address(rng):
 
 
 def site_rule(rng):
-    return SiteRule(names.near(rng, names.host(rng)), rng.choice(names.PATHS), rng.choice((0, 1, 1, 2)),
+    return SiteRule(names.near(rng, names.host(rng))[:256], rng.choice(names.PATHS), rng.choice((0, 1, 1, 2)),
                     rng.choice((1, 1, 2, 3, 4)), rng.choice((0, 0, 1, 1, 2)), some(rng, rule_address, 2))
 
 
@@ -90,7 +90,7 @@ def ids_rule(rng):
 
 
 def dns_cache(rng):
-    answers = tuple(DnsAnswer(names.near(rng, names.host(rng)), (names.address(rng), names.address(rng)),
+    answers = tuple(DnsAnswer(names.near(rng, names.host(rng))[:256], (names.address(rng), names.address(rng)),
                               rng.choice((0, 1, 2, 3))) for _ in range(rng.randint(0, 4)))
     count = rng.choice((len(answers), len(answers), 0, 3001))
     return DnsCache(count if count <= 3000 else 3001, rng.choice((len(answers), 0, 3000, 3001, 2)),

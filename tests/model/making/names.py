@@ -9,6 +9,8 @@ PATHS = (b'', b'/', b'/x', b'/x/y', b'/Login', b'/login/', b'/a//b', b'/x?q=1', 
 LITERALS = (b'0xc0000207', b'0xcb007105', b'192.0.519', b'0300.0.2.7', b'3221225991', b'203.0.113.256', b'1.2.3.4.5',
             b'255.255.255.255', b'2001:db8::1', b'1:2', b'08.1.1.1', b'x' * 63 + b'.example',
             b'a.b.c.d.e.f.g.h.i.j.k.l.org')
+# About as long as the fields and buffers that they come into.
+LONG_HOSTS = tuple(b'l' * count for count in (251, 252, 254, 255, 256, 257, 259))
 NUMBERS = (2, 3, 5, 7, 9, 40)
 
 
@@ -39,7 +41,8 @@ def near(rng, text):
 
 
 def host(rng):
-    return rng.choice(HOSTS) if rng.random() < 0.97 else rng.choice(LITERALS)
+    way = rng.random()
+    return rng.choice(HOSTS) if way < 0.96 else rng.choice(LITERALS) if way < 0.985 else rng.choice(LONG_HOSTS)
 
 
 def path(rng):
