@@ -37,6 +37,7 @@ class Script:
         self.own_sid = facts.sid
         self.own_file = facts.path.rsplit('\\', 1)[-1]
         self.tags = 0
+        self.white = []  # what the user lets pass
         self.is_whole = True  # every module is there and does what it is asked
 
     def steps(self):
@@ -59,7 +60,9 @@ class Script:
             if self.chance(0.1):
                 yield from self.calls(2)
         yield from self.clock()
-        for field, value in answers.all_answers(rng, self.own_sid).items():
+        chosen = answers.all_answers(rng, self.own_sid)
+        self.white = [entry for entry in chosen['bpUserWhiteList'].entries if entry[:1] not in (b'', b'*')]
+        for field, value in chosen.items():
             yield {'do': 'answer', 'field': field, 'value': value}
         self.is_whole = not self.chance(0.25)
         if not self.is_whole:
@@ -155,7 +158,10 @@ class Script:
 
     def scan_extension(self):
         rng = self.rng
-        yield {'call': 'WSWebExtScanUrl', 'process': 'self', 'data': traffic.extension_url(rng), 'address': bytes(17),
+        data = traffic.extension_url(rng)
+        if self.white and self.chance(0.15):
+            data = b'https://' + rng.choice(self.white)[:1000] + rng.choice((b'', b'/', b'/x')) + b'\0'
+        yield {'call': 'WSWebExtScanUrl', 'process': 'self', 'data': data, 'address': bytes(17),
                'port': 0, 'stop': rng.choice((0, 1)), 'kind': 3 if self.chance(0.95) else rng.choice((1, 2, 4, 0)),
                'nulls': self.nulls('rdvp')}
 

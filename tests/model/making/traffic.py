@@ -94,7 +94,9 @@ def dns(rng):
     flags = rng.choice((0, 0x8000, 0x8180)) if rng.random() < 0.1 else 0x8180
     answers = []
     for _ in range(rng.choice((0, 1, 1, 1, 2, 3))):
-        owner = rng.choice((b'\xc0\x0c', b'\xc1\x0c')) if rng.random() < 0.8 else rng.choice((dns_name(name), b'\0', dns_name(b'other.example')))
+        owner = rng.choice((b'\xc0\x0c', b'\xc1\x0c'))
+        if rng.random() < 0.2:
+            owner = rng.choice((dns_name(name), b'\0', dns_name(b'other.example')))
         record = names.address(rng)
         kind, data = (28, record[1:]) if record[0] == 1 else (1, record[1:5])
         if rng.random() < 0.1:
