@@ -97,6 +97,12 @@ class Addresses(unittest.TestCase):
         self.assertFalse(sites.matches(tables, b'wwwshop.example', b'/a', PUBLIC, 1))
         self.assertFalse(sites.matches(tables, b'shop.example', b'/ab', PUBLIC, 1))
 
+    def test_a_port_behind_a_host(self):
+        tables = sites.SiteTables((SiteRule(b'[2001:db8::1]'), SiteRule(b'a.org')))
+        for host in (b'[2001:db8::1]:8443', b'a.org:80', b'www.a.org:80'):
+            self.assertTrue(sites.matches(tables, host, b'', bytes(17), 3), host)
+        self.assertFalse(sites.matches(tables, b'[2001:db8::2]:8443', b'', bytes(17), 3))
+
     def test_ring(self):
         message = struct.pack('>6H', 1, 0x8180, 1, 1, 0, 0) + b'\1a\1b\0\0\1\0\1'
         message += b'\xc0\x0c' + struct.pack('>HHIH', 1, 1, 0, 4) + PUBLIC[1:5]

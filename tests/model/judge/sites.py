@@ -99,7 +99,9 @@ def matches_exactly(tables, host, path, address, mode):
     if host:
         found = host_matches(tables, host, host, path, mode)
         if not found:
-            short = min((host.index(mark) for mark in (b':', b'/') if mark in host), default=len(host))
+            # The colons in the brackets of an IPv6 literal are no port's.
+            start = host.index(b']') if host.startswith(b'[') and b']' in host else 0
+            short = min((host.index(mark, start) for mark in (b':', b'/') if mark in host[start:]), default=len(host))
             if short < len(host) and found is not None:
                 found = host_matches(tables, host, host[:short], path, mode) or found
         if found or found is None:
