@@ -20,6 +20,8 @@ class Commands(unittest.TestCase):
         if not filecmp.cmp(documents.ROOT / 'companions' / 'tarn-policy.toml', BIN / 'tarn-policy.toml', shallow=False):
             raise AssertionError('the policy in build/windows/bin was edited, and the documents show the default one: '
                                  'cp companions/tarn-policy.toml build/windows/bin')
+        # A folder with results of an earlier build is refused.
+        shutil.rmtree(documents.ROOT / 'build' / 'corpus', ignore_errors=True)
         cls.blocks = [block for document in documents.all_documents()
                       for block in documents.split_blocks(document, documents.text_of(document))[0]]
 
