@@ -102,6 +102,7 @@ bool LetsThreatsPass(const PolicyIndex& index, const AskedAddress& asked) {
 // Why a request that is allowed without a reason is: the list that let it pass before other rules were asked, or let
 // the category pass.
 Found OfUndecided(const PolicyIndex& index, const AskedAddress& asked, bool isOutsideSchedule) {
+    if (asked.hasNoVerdict) return std::nullopt;  // a hello without a name is let pass before any list is asked
     const policy::Policy& policy = index.Policy();
     const bool hasUsers = policy.parental.mode != TARN_PC_ABSENT && !index.Users().empty();
     Found found;

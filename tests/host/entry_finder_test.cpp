@@ -169,6 +169,16 @@ TEST_F(EntryFinderTest, WhatLetsPass) {
     EXPECT_EQ(Find("http://any.example/", TARN_REASON_DEFAULT), "");
 }
 
+TEST_F(EntryFinderTest, NoListLetsAHelloWithoutANamePass) {
+    policy::ReadPolicy read = policy::ParsePolicy(
+        "[parental]\nmode = 1\n[[parental.users]]\n[[parental.users.allowed_sites]]\nhost = \"203.0.113.9\"\n");
+    ASSERT_TRUE(read.mistakes.empty());
+    read.policy.files = {"tarn-policy.toml"};
+    finder = EntryFinder(std::move(read.policy), {});
+    EXPECT_EQ(Find("http://203.0.113.9/", TARN_REASON_DEFAULT), "parental.users.allowed_sites:4 203.0.113.9");
+    EXPECT_EQ(Find("https://203.0.113.9/", TARN_REASON_DEFAULT), "");
+}
+
 TEST_F(EntryFinderTest, HttpsInspectionAndWhatNoEntryDecides) {
     EXPECT_EQ(Find("https://dot.example/", TARN_REASON_HTTPS_INSPECTION, "dot.example"),
               At("https_inspection.blocked_hosts", "blocked_hosts", "dot.example"));
