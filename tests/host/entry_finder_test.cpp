@@ -1,6 +1,7 @@
 // Which entry of the policy a verdict is put down to, and where the reports say so.
 #include "host/explain/entry_finder.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "host/composed_request.h"
@@ -211,6 +212,31 @@ TEST_F(EntryFinderTest, ReportedAddresses) {
     judgement.verdict.reason = TARN_REASON_PARENTAL_CATEGORY;
     EXPECT_EQ(Words(finder.FindReported("https://games.example/play", judgement)),
               At("sites", "[[sites]]\naddress = \"games", "games.example/play"));
+}
+
+// A white list lets a reported address pass without users, and a pattern's when its site has categories.
+TEST(EntryFinder, WhatLetsAReportedAddressPass) {
+    constexpr struct {
+        int mode;
+        const char* site;
+        bool isFound;
+    } kCases[] = {
+        {1, "categories = [2]", true},
+        {0, "categories = [2]", false},
+        {1, "categories = [40]", true},
+        {1, "categories = []", false},
+    };
+    for (const auto& [mode, site, isFound] : kCases) {
+        policy::ReadPolicy read = policy::ParsePolicy(
+            fmt::format("malicious_patterns = [\"cdn\"]\n[features]\nbrowsing_protection = true\n[white_lists]\n"
+                        "browsing_protection = [\"cdn.example\"]\n[parental]\nmode = {}\n"
+                        "[[sites]]\naddress = \"cdn.example\"\n{}\n",
+                        mode, site));
+        ASSERT_TRUE(read.mistakes.empty()) << read.mistakes.front().text;
+        EntryFinder finder(std::move(read.policy), {});
+        const auto entry = finder.FindReported("https://cdn.example/x", FakeLibrary::Allowed());
+        EXPECT_EQ(entry ? entry->list : "", isFound ? "white_lists.browsing_protection" : "") << mode << site;
+    }
 }
 
 TEST(EntryFinder, ReadsThePolicyOnceAndAgainAfterAChange) {
