@@ -115,7 +115,8 @@ class BlockedSites::Builder {
                 continue;
             }
             group.exactHost |= entry->exactHost == 1;
-            chains_.push_back(entry->paths);
+            const PathListNode* const paths = entry->paths;  // a copy: the record is packed
+            chains_.push_back(paths);
         }
         group.paths = sites_.paths_.Add(chains_, site, parts_);
         sites_.groups_.push_back(group);

@@ -205,7 +205,8 @@ void PhishingList::Publish(const PhishingSiteList& record) {
         chains.clear();
         for (const auto& named : runs[i]) {
             site.wholeSite |= named.entry->wholeSite == 1;
-            chains.push_back(named.entry->paths);
+            const PathListNode* const paths = named.entry->paths;  // a copy: the record is packed
+            chains.push_back(paths);
         }
         if (!site.wholeSite) site.paths = list.paths_.Add(chains, i, parts);
         list.sites_.push_back(site);

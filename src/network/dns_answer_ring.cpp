@@ -34,7 +34,7 @@ constexpr std::uint64_t TagOf(std::uint64_t entry) {
 
 // A way of a set together with what was seen there.
 struct Way {
-    std::atomic<std::uint64_t>* entry = nullptr;
+    base::Atomic<std::uint64_t>* entry = nullptr;
     std::uint64_t value = 0;
 };
 
@@ -62,12 +62,12 @@ bool Holds(const DnsAnswerEntry& entry, const IpAddressRecord& address) {
 
 }  // namespace
 
-// The entries stand in one block, the unit of the saved state. Scans touch its words only through atomic_ref.
+// The entries stand in one block, the unit of the saved state. Scans touch its words only through AtomicRef.
 struct DnsAnswerRing::Memory {
     std::array<std::uint32_t, kSlots * kWords> entries;
-    std::array<std::atomic<std::uint64_t>, kSlots> versions;  // 2 x stamp, odd while the slot is written
-    alignas(64) std::array<std::array<std::atomic<std::uint64_t>, kWays>, kSets> index;
-    std::array<std::atomic<std::uint64_t>, kSets> droppedUntil;  // below this stamp a set may lack a live address
+    std::array<base::Atomic<std::uint64_t>, kSlots> versions;  // 2 x stamp, odd while the slot is written
+    alignas(64) std::array<std::array<base::Atomic<std::uint64_t>, kWays>, kSets> index;
+    std::array<base::Atomic<std::uint64_t>, kSets> droppedUntil;  // below this stamp a set may lack a live address
 };
 
 DnsAnswerRing::DnsAnswerRing() = default;
@@ -135,7 +135,7 @@ std::uint64_t DnsAnswerRing::ClaimStamp() {
 // read again, so a reader that saw one new word also sees that the version changed.
 bool DnsAnswerRing::WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry) {
     const std::size_t slot = SlotOf(stamp);
-    std::atomic<std::uint64_t>& version = memory_->versions[slot];
+    base::Atomic<std::uint64_t>& version = memory_->versions[slot];
     std::uint64_t seen = version.load();
     // Only a store that was overtaken by a whole round of 3000 meets another one here: the newer answer stays, and one
     // that is being written is left to its writer.
@@ -146,19 +146,19 @@ bool DnsAnswerRing::WriteSlot(std::uint64_t stamp, const DnsAnswerEntry& entry) 
     std::memcpy(words.data(), &entry, sizeof entry);
     std::uint32_t* target = &memory_->entries[slot * kWords];
     for (std::size_t i = 0; i < kWords; ++i)
-        std::atomic_ref<std::uint32_t>(target[i]).store(words[i], std::memory_order_release);
+        base::AtomicRef<std::uint32_t>(target[i]).store(words[i], std::memory_order_release);
     version.store(stamp * 2, std::memory_order_release);
     return true;
 }
 
 bool DnsAnswerRing::ReadSlot(std::size_t slot, DnsAnswerEntry& entry) const {
-    const std::atomic<std::uint64_t>& version = memory_->versions[slot];
+    const base::Atomic<std::uint64_t>& version = memory_->versions[slot];
     const std::uint64_t before = version.load(std::memory_order_acquire);
     if ((before & 1) != 0) return false;
     std::array<std::uint32_t, kWords> words;
     std::uint32_t* source = &memory_->entries[slot * kWords];
     for (std::size_t i = 0; i < kWords; ++i)
-        words[i] = std::atomic_ref<std::uint32_t>(source[i]).load(std::memory_order_acquire);
+        words[i] = base::AtomicRef<std::uint32_t>(source[i]).load(std::memory_order_acquire);
     if (version.load(std::memory_order_relaxed) != before) return false;
     std::memcpy(&entry, words.data(), sizeof entry);
     return true;
@@ -203,7 +203,7 @@ void DnsAnswerRing::IndexAddress(std::uint64_t stamp, const IpAddressRecord& add
 
 // Until the answer of this stamp leaves the ring, its address may be missing in the set.
 void DnsAnswerRing::NoteDropped(std::size_t set, std::uint64_t stamp) {
-    std::atomic<std::uint64_t>& until = memory_->droppedUntil[set];
+    base::Atomic<std::uint64_t>& until = memory_->droppedUntil[set];
     const std::uint64_t leaves = stamp + kSlots;
     std::uint64_t now = until.load();
     while (now < leaves && !until.compare_exchange_weak(now, leaves)) continue;

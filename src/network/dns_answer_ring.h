@@ -3,13 +3,14 @@
 #ifndef TARN_NETWORK_DNS_ANSWER_RING_H
 #define TARN_NETWORK_DNS_ANSWER_RING_H
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
 #include "tarn/companions.h"
+
+#include "base/atomic.h"
 
 namespace tarn::network {
 
@@ -78,7 +79,7 @@ class DnsAnswerRing {
     bool Walk(const IpAddressRecord& address, std::uint16_t writeIndex, DnsAnswerEntry& entry) const;
 
     std::unique_ptr<Memory> memory_;
-    std::atomic<std::uint64_t> position_{Pack({kFirstStamp, 0})};
+    base::Atomic<std::uint64_t> position_{Pack({kFirstStamp, 0})};
     std::size_t firstSlot_ = 0;  // slot of kFirstStamp, the first store after Allocate or Restore
 };
 
