@@ -66,6 +66,10 @@ TEST(Sources, SystemHeadersStandInFilesNamedForThem) {
     EXPECT_THAT(CheckAll(CheckSystemHeaders), IsEmpty());
 }
 
+TEST(Sources, TheParserOfTheCommandLineIsIncludedWhereItIsUsed) {
+    EXPECT_THAT(CheckAll(CheckParserHeaders), IsEmpty());
+}
+
 TEST(Sources, NoHeaderIsIncludedByItsPlaceOnOneMachine) {
     EXPECT_THAT(CheckAll(CheckAbsoluteIncludes), IsEmpty());
 }

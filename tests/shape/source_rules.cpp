@@ -25,6 +25,9 @@ constexpr auto kSystemHeaders = std::to_array<std::string_view>(
      "userenv.h", "winbase.h",  "windef.h",   "windows.h", "winnt.h",    "winreg.h",   "winsock2.h",
      "winsvc.h",  "winternl.h", "winuser.h",  "winver.h",  "ws2tcpip.h", "wtsapi32.h", "versionhelpers.h"});
 
+constexpr auto kFilesOfTheParser =
+    std::to_array<std::string_view>({"host/command_line.cpp", "host/commands/options.cpp", "host/program_shape.cpp"});
+
 std::optional<int> HeightOf(std::string_view folder) {
     const auto* const layer = std::find_if(kLayers.begin(), kLayers.end(),
                                            [&](const Layer& candidate) { return candidate.folder == folder; });
@@ -240,6 +243,16 @@ Complaints CheckSystemHeaders(const SourceFile& file) {
         if (std::any_of(kSystemHeaders.begin(), kSystemHeaders.end(), isNamed))
             complaints.push_back(file.path + " includes " + include + ", which is for files named *_win32.cpp");
     }
+    return complaints;
+}
+
+Complaints CheckParserHeaders(const SourceFile& file) {
+    if (std::find(kFilesOfTheParser.begin(), kFilesOfTheParser.end(), file.path) != kFilesOfTheParser.end()) return {};
+    Complaints complaints;
+    for (const std::string& include : IncludesOf(file.text))
+        if (Named(include).starts_with("CLI/"))
+            complaints.push_back(file.path + " includes " + include +
+                                 "; host/commands/options.h has what commands need");
     return complaints;
 }
 

@@ -25,6 +25,9 @@ Complaints CheckLayers(const SourceFile& file);
 // Headers of the operating system stand only in the files named for it.
 Complaints CheckSystemHeaders(const SourceFile& file);
 
+// The headers of the command line's parser, which take long to compile, stand in three files of the host.
+Complaints CheckParserHeaders(const SourceFile& file);
+
 // No header by its place on one machine: the cross compiler breaks on the native system's headers.
 Complaints CheckAbsoluteIncludes(const SourceFile& file);
 

@@ -47,6 +47,16 @@ TEST(CheckSystemHeaders, StandInFilesNamedForThem) {
                 testing::SizeIs(2));
 }
 
+TEST(CheckParserHeaders, StandInThreeFiles) {
+    const std::string text = "#include <CLI/CLI.hpp>\n#include <map>\n";
+    for (const char* path : {"host/command_line.cpp", "host/commands/options.cpp", "host/program_shape.cpp"})
+        EXPECT_THAT(CheckParserHeaders({path, text}), IsEmpty()) << path;
+    for (const char* path : {"host/commands/options.h", "host/commands/url_command.cpp", "tests/host/shell_test.cpp"})
+        EXPECT_THAT(CheckParserHeaders({path, text}), ElementsAre(HasSubstr(path))) << path;
+    EXPECT_THAT(CheckParserHeaders({"host/a.cpp", "#include \"CLI/App.hpp\"\n"}), testing::SizeIs(1));
+    EXPECT_THAT(CheckParserHeaders({"host/a.cpp", "#include \"host/commands/options.h\"\n"}), IsEmpty());
+}
+
 TEST(CheckAbsoluteIncludes, RefusesRootsAndDrives) {
     EXPECT_THAT(CheckAbsoluteIncludes({"a.cpp", "#include </usr/include/fmt/core.h>\n"}), testing::SizeIs(1));
     EXPECT_THAT(CheckAbsoluteIncludes({"a.cpp", "#include \"C:/fmt/core.h\"\n"}), testing::SizeIs(1));
