@@ -255,6 +255,19 @@ TEST_F(LogonCheck, ANewDayHasItsWholeAllowance) {
     EXPECT_EQ(Only().blocked, 1) << "marked until a disconnect";
 }
 
+TEST_F(LogonCheck, AClockThatWasSetBackIsBelieved) {
+    settings = Settings({Entry(Sid(1), kGrid).AllowHour(kSaturday, 12)});
+    clock.Set(2026, 11, 21, 13);
+    ASSERT_TRUE(Scan(kLogon));
+    EXPECT_TRUE(IsBlock());
+    clock.Set(2026, 11, 21, 12, 59, 59);
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
+    EXPECT_FALSE(IsBlock());
+    clock.Set(2026, 11, 20, 12);
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
+    EXPECT_TRUE(IsBlock()) << "the day before has no hour";
+}
+
 TEST_F(LogonCheck, OneScheduleForAllJudgesAccountsThatAreNotListed) {
     settings = Settings({Entry(Sid(1), kGrid)}, TARN_PC_ONE_FOR_ALL);
     ASSERT_TRUE(Scan(kLogon, Sid(9)));

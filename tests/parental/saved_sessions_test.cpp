@@ -336,6 +336,20 @@ TEST_F(SavedSessions, ARestartOverMidnightResetsTheUsage) {
     }
 }
 
+TEST_F(SavedSessions, ARestartBehindAClockThatWasSetBackCountsByTheDay) {
+    clock.Set(2027, 1, 1, 12);
+    ASSERT_TRUE(Scan(kLogon));
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
+    clock.Set(2027, 1, 1, 0);
+    Restart();
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
+    EXPECT_EQ(table.Find(Sid(1))->usageTicks, 2U) << "the same day, though earlier than what was saved";
+    clock.Set(2026, 12, 31, 23, 59, 59);
+    Restart();
+    ASSERT_TRUE(Scan(TARN_EVENT_TICK));
+    EXPECT_EQ(table.Find(Sid(1))->usageTicks, 0U) << "another day, though it was over when the state was saved";
+}
+
 // The hour that the clock passes twice is the same day both times, whichever of its two times was saved.
 TEST_F(SavedSessions, ARestartInTheRepeatedHourKeepsTheUsage) {
     for (const std::int64_t second : {SummerTimeClock::kSummerEnds - 1800, SummerTimeClock::kSummerEnds + 1800}) {

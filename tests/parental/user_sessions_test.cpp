@@ -222,6 +222,36 @@ TEST_F(UserSessions, DayChange_ClockChangesCountAsOneDay) {
     }
 }
 
+TEST_F(UserSessions, DayChange_AClockSetBackWithinItsDayGoesOnCounting) {
+    clock.Set(2026, 12, 31, 23, 59, 59);
+    Use(10);
+    clock.Set(2026, 12, 31, 0, 0, 0);
+    ASSERT_TRUE(Record(TARN_EVENT_TICK));
+    EXPECT_EQ(Only().usageTicks, 11U);
+    clock.Set(2026, 12, 31, 23, 59, 59);
+    ASSERT_TRUE(Record(TARN_EVENT_TICK));
+    EXPECT_EQ(Only().usageTicks, 12U);
+}
+
+// The day before and the day that comes again are other days each.
+TEST_F(UserSessions, DayChange_AClockSetBackOverMidnightForgetsTheUseTwice) {
+    for (const std::array<std::uint16_t, 3>& today : {std::array<std::uint16_t, 3>{2027, 1, 1}, {2026, 3, 30}}) {
+        table.Forget();
+        clock.Set(today[0], today[1], today[2], 0, 0, 1);
+        const TarnSystemTime now = clock.Now();
+        Use(10);
+        clock.SetSeconds(*clock.ToSeconds(now) - 2);
+        ASSERT_NE(clock.Now().day, now.day);
+        ASSERT_TRUE(Record(TARN_EVENT_TICK));
+        EXPECT_EQ(Only().usageTicks, 0U);
+        ASSERT_TRUE(Record(TARN_EVENT_TICK));
+        EXPECT_EQ(Only().usageTicks, 1U);
+        clock.Set(now);
+        ASSERT_TRUE(Record(TARN_EVENT_TICK));
+        EXPECT_EQ(Only().usageTicks, 0U) << "what was used before the clock was set back is gone";
+    }
+}
+
 TEST_F(UserSessions, ADateOfTodayThatIsNoneFails) {
     Use(5);
     for (const auto& [year, month, day] :

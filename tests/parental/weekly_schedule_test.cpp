@@ -23,6 +23,8 @@ using Intervals = std::vector<Interval>;
 constexpr std::uint32_t kDay = 24 * 60;
 constexpr std::size_t kSunday = 0;
 constexpr std::size_t kMonday = 1;
+constexpr std::size_t kThursday = 4;
+constexpr std::size_t kFriday = 5;
 constexpr std::size_t kSaturday = 6;
 
 TimeRange From(std::uint32_t startHour, std::uint32_t startMinute, std::uint32_t endHour, std::uint32_t endMinute) {
@@ -244,6 +246,19 @@ TEST(WeeklySchedule, AnIntervalThatIsOverWaitsForTheNextWeek) {
     EXPECT_EQ(NextTurn(sunday, At(kSaturday, 23, 59, 59)), Closed(60 * 60 + 1));
     const Intervals oneMinute = {{60, 61}};
     EXPECT_EQ(NextTurn(oneMinute, At(kSunday, 1, 1)), Closed((kMinutesPerWeek - 1) * 60));
+}
+
+// The year's last day and the next one's first are a Thursday and a Friday as any other.
+TEST(WeeklySchedule, ANewYearIsTheNextDayOfTheWeek) {
+    const Intervals overMidnight = {{4 * kDay + 1380, 5 * kDay + 60}};
+    TarnSystemTime now = At(kThursday, 23, 59, 59);
+    now.year = 2026, now.month = 12, now.day = 31;
+    EXPECT_EQ(NextTurn(overMidnight, now), Open(60 * 60 + 1));
+    now = At(kFriday, 0, 0);
+    now.year = 2027, now.month = 1, now.day = 1;
+    EXPECT_EQ(NextTurn(overMidnight, now), Open(60 * 60));
+    now.hour = 1;
+    EXPECT_EQ(NextTurn(overMidnight, now), Closed((kMinutesPerWeek - 120) * 60));
 }
 
 TEST(WeeklySchedule, SaturdayNightIntoSunday) {
