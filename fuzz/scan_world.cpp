@@ -47,6 +47,58 @@ IdsBlockRequest BlockedAddress() {
 
 }  // namespace
 
+namespace {
+
+struct Field {
+    std::size_t at;
+    std::size_t size;
+};
+constexpr Field kUrl{offsetof(UrlVerdict, text), TARN_URL_CAPACITY};
+constexpr Field kThreat{offsetof(UrlVerdict, text), sizeof(ThreatText)};
+constexpr Field kThreatUrl{offsetof(UrlVerdict, text) + offsetof(ThreatText, url), TARN_URL_CAPACITY};
+constexpr Field kCategory{offsetof(UrlVerdict, categoryId),
+                          sizeof(UrlVerdict::categoryId) + sizeof(UrlVerdict::categoryName)};
+constexpr Field kUser{offsetof(UrlVerdict, userName), sizeof(UrlVerdict::userName)};
+constexpr Field kBlocked{offsetof(UrlVerdict, blockedPath),
+                         sizeof(UrlVerdict::blockedPath) + sizeof(UrlVerdict::blockedHost)};
+constexpr Field kTime{offsetof(UrlVerdict, localTime), sizeof(UrlVerdict::localTime)};
+
+struct WrittenFields {
+    std::uint32_t reason;
+    bool hasPrompt;
+    std::array<Field, 3> fields;
+};
+constexpr WrittenFields kWritten[] = {
+    {TARN_REASON_PHISHING, true, {kUrl}},
+    {TARN_REASON_PHISHING_WHITE_LISTED, true, {kUrl}},
+    {TARN_REASON_MALICIOUS, true, {kThreat}},
+    {TARN_REASON_MALICIOUS_WHITE_LISTED, true, {kThreat}},
+    {TARN_REASON_MALICIOUS_CATEGORY, true, {kThreatUrl}},
+    {TARN_REASON_SCHEDULE, true, {kUser, kTime}},
+    {TARN_REASON_PARENTAL_SITE, true, {kUrl, kUser}},
+    {TARN_REASON_PARENTAL_CATEGORY, true, {kUrl, kUser, kCategory}},
+    {TARN_REASON_HTTPS_INSPECTION, false, {kUrl, kUser}},
+    {TARN_REASON_IDS_BLOCKED, false, {kBlocked}},
+    {TARN_REASON_DEFAULT, false, {}},
+};
+
+// A verdict was full of one byte; beside the two numbers a rule writes the fields of its reason and no other.
+void RequireUnwritten(const ScanOutcome& outcome) {
+    const std::uint32_t reason = outcome.verdict.reason;  // a copy: the record is packed
+    const auto* const written = std::ranges::find(kWritten, reason, &WrittenFields::reason);
+    Require(written != std::end(kWritten), "the reason is known");
+    std::array<std::uint8_t, sizeof(UrlVerdict)> bytes;
+    std::memcpy(bytes.data(), &outcome.verdict, bytes.size());
+    std::fill_n(bytes.begin(), offsetof(UrlVerdict, text), kUnwrittenByte);
+    for (const Field& field : written->fields)
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(field.at), field.size, kUnwrittenByte);
+    Require(std::ranges::count(bytes, kUnwrittenByte) == std::ssize(bytes), "a reason writes its own fields alone");
+    Require(written->hasPrompt || (outcome.prompt.report == kUnwrittenByte && outcome.prompt.prompt == kUnwrittenByte),
+            "the prompt is written by its own reasons alone");
+}
+
+}  // namespace
+
 class ScanWorld::Modules final : public fakes::NoModules {
  public:
     void* Load(const char16_t*) override {
@@ -148,8 +200,8 @@ ScanOutcome ScanWorld::Run(Scan scan, const ScanChoice& choice, ExactBlock& data
     request.stopBeforeCategories = choice.stopBeforeCategories;
     request.kind = choice.kind;
     ScanOutcome outcome;
-    std::memset(&outcome.verdict, 0xCD, sizeof outcome.verdict);
-    outcome.prompt = {0xCD, 0xCD};
+    std::memset(&outcome.verdict, kUnwrittenByte, sizeof outcome.verdict);
+    outcome.prompt = {kUnwrittenByte, kUnwrittenByte};
     fakes::OneProgram processes;
     processes.userKnown = (facts_ & kUserKnown) != 0;
     processes.user.sid = {};
@@ -165,6 +217,7 @@ ScanOutcome ScanWorld::Run(Scan scan, const ScanChoice& choice, ExactBlock& data
 void RequireOutcome(const ScanOutcome& outcome) {
     if (!outcome.isValid) return;
     const UrlVerdict& verdict = outcome.verdict;
+    RequireUnwritten(outcome);
     constexpr std::array<std::uint32_t, 3> kAllows{TARN_BLOCK, TARN_ALLOW, TARN_STOPPED_BEFORE_CATEGORIES};
     const std::uint32_t allow = verdict.allow;  // a copy: the record is packed
     Require(std::ranges::find(kAllows, allow) != kAllows.end(), "the answer is known");

@@ -25,6 +25,9 @@ struct ScanChoice {
     explicit ScanChoice(Pieces& pieces);
 };
 
+// What a verdict and its prompt are full of before a scan.
+inline constexpr std::uint8_t kUnwrittenByte = 0xCD;
+
 struct ScanOutcome {
     bool isValid = false;
     UrlVerdict verdict;
@@ -51,7 +54,7 @@ class ScanWorld {
     std::uint8_t facts_ = 0;
 };
 
-// What holds for every outcome of a scan.
+// What holds for every outcome of a scan, the fields that it may not have written included.
 void RequireOutcome(const ScanOutcome& outcome);
 
 }  // namespace tarn::fuzz

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "captured_seeds.h"
+#include "made_seeds.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -160,7 +161,8 @@ Seeds Made(std::string_view target) {
                           "https://[2001:db8::1]:8443/", "HTTP://u:p@Shop.example:80", "http://a.example/%zz \x7F"});
     if (target == "url_scan") return ScanSeeds();
     if (target == "extension_scan") return ExtensionSeeds();
-    return {};
+    if (target == "policy_repair") return PolicySeeds();
+    return MadeSeeds(target);
 }
 
 }  // namespace

@@ -21,8 +21,9 @@ using ByteList = std::vector<std::uint8_t>;
 struct Target {
     std::string_view name;
     void (*run)(Bytes input);
-    std::size_t mostBytes;  // longer inputs tell nothing new; they are cut
-    std::size_t replays;    // how many beginnings and how many changed inputs the tests can afford
+    std::size_t mostBytes;             // longer inputs tell nothing new; they are cut
+    std::size_t replays;               // how many beginnings and how many changed inputs the tests can afford
+    std::string_view dictionary = {};  // a file of fuzz/dictionaries with words of the format
 };
 
 std::span<const Target> AllTargets();

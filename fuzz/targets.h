@@ -19,6 +19,12 @@ void SmbFrames(Bytes input);
 void AddressLiteral(Bytes input);
 void IdsBlocked(Bytes input);
 
+// From the wire, made right and broken in one place now and then.
+void MadeFrame(Bytes input);
+void MadeTlsHello(Bytes input);
+void MadeDnsMessage(Bytes input);
+void MadeSmb(Bytes input);
+
 // From the modules and from files.
 void SiteRules(Bytes input);
 void AllowedSites(Bytes input);
@@ -32,10 +38,20 @@ void PolicyFile(Bytes input);
 void ListFile(Bytes input);
 void CaptureFile(Bytes input);
 void ComposedUrl(Bytes input);
+void ModuleRecord(Bytes input);
+void MadeCapture(Bytes input);
+void ReplayedCapture(Bytes input);
+void EventLines(Bytes input);
+void CaseFile(Bytes input);
+void PolicyRepair(Bytes input);
+void CommandTexts(Bytes input);
 
 // Whole scans.
 void UrlScan(Bytes input);
 void ExtensionScan(Bytes input);
+
+// The library as hosts call it.
+void Exports(Bytes input);
 
 }  // namespace tarn::fuzz
 

@@ -1,4 +1,4 @@
-// Writes the first inputs of every target: FOLDER/target/number.
+// Writes the first inputs of every target: FOLDER/target/number. Prints their names, and behind each its dictionary.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -23,7 +23,8 @@ int main(int count, char** arguments) {
                 return 1;
             }
         }
-        std::printf("%.*s\n", static_cast<int>(target.name.size()), target.name.data());
+        std::printf("%.*s %.*s\n", static_cast<int>(target.name.size()), target.name.data(),
+                    static_cast<int>(target.dictionary.size()), target.dictionary.data());
     }
     return 0;
 }
