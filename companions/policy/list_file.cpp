@@ -25,7 +25,7 @@ std::string_view Trimmed(std::string_view text) {
 // The text up to the next blank; rest loses it.
 std::string_view NextField(std::string_view& rest) {
     rest = Trimmed(rest);
-    const std::size_t end = std::find_if(rest.begin(), rest.end(), IsBlank) - rest.begin();
+    const auto end = static_cast<std::size_t>(std::find_if(rest.begin(), rest.end(), IsBlank) - rest.begin());
     const std::string_view field = rest.substr(0, end);
     rest.remove_prefix(end);
     return field;

@@ -11,6 +11,8 @@
 
 #include "tarn/companions.h"
 
+#include "policy/serve_table.h"
+
 namespace tarn::policy {
 
 // Where an entry stands: one of Policy::files, and the line in it.
@@ -157,6 +159,7 @@ struct Policy {
     std::vector<ListedText> inspectedHosts;
     ManagedClient managedClient;
     Parental parental;
+    ServeTable serve;  // of the host, not of the modules
 };
 
 }  // namespace tarn::policy

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <unordered_set>
 
+#include "policy/serve_reader.h"
 #include "policy/values.h"
 
 namespace tarn::policy {
@@ -162,6 +163,7 @@ void ReadTop(Section& top, ReadPolicy& read, const FindSid& findSid, ListFiles* 
         ReadPrompt(section, "notice", policy.parental.prompt);
         ReadParental(section, policy.parental, findSid, read.warnings, read.parental);
     });
+    top.Table("serve", [&](Section& section) { ReadServe(section, policy.serve); });
     read.leavesOutAccounts = !read.warnings.empty();
     ReadIncludes(top, policy, files, read.lists, read.warnings);
 }

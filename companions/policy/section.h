@@ -42,7 +42,7 @@ class Section {
     void Read(std::string_view key, bool& out);
     template <class Number>
     void Read(std::string_view key, Number& out, std::int64_t least, std::int64_t most) {
-        std::int64_t value = out;
+        auto value = static_cast<std::int64_t>(out);
         ReadNumber(key, value, least, most);
         out = static_cast<Number>(value);
     }
