@@ -13,8 +13,11 @@ class Component:
     licence: str   # as SPDX names it
     inside: str    # which of our files contain it
     headers: str = ''  # its folder in cmake/header_libraries.cmake
+    text_file: str = ''  # beside this file, where the package's own text is about hundreds of files that are not inside
 
     def text(self, documents=DOCUMENTS):
+        if self.text_file:
+            return (Path(__file__).resolve().parent / self.text_file).read_text(encoding='utf-8')
         return (documents / self.package / 'copyright').read_text(encoding='utf-8')
 
     def version(self):
@@ -26,6 +29,8 @@ class Component:
 
 
 COMPONENTS = (
+    Component('Boost (Asio, Beast)', 'libboost-dev', 'BSL-1.0', 'tarnhost.exe', 'boost',
+              'BSL-1.0.txt'),
     Component('CLI11', 'libcli11-dev', 'BSD-3-Clause', 'tarnhost.exe', 'CLI'),
     Component('fmt', 'libfmt-dev', 'MIT', 'tarnhost.exe and the companion modules', 'fmt'),
     Component('JSON for Modern C++', 'nlohmann-json3-dev', 'MIT', 'tarnhost.exe', 'nlohmann'),

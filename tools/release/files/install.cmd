@@ -17,7 +17,7 @@ if "%target:~-1%"=="\" set "target=%target:~0,-1%"
 
 if not exist "%source%bin\tarn.dll" goto incomplete
 if /i "%source%"=="%target%\" goto register
-for %%d in (lib include docs examples share) do (
+for %%d in (lib include docs examples share extension) do (
     xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul
     if errorlevel 1 goto denied
 )
@@ -58,7 +58,7 @@ if defined left goto in_use
 rem Folders that are empty now, from the innermost outwards.
 for %%n in (1 2 3 4) do (
     for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
-    for %%d in (lib\cmake lib include docs examples share\man share bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
+    for %%d in (lib\cmake lib include docs examples share\man share extension\_locales extension bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
 )
 reg delete "%key%" /f >nul
 if errorlevel 1 goto denied
