@@ -48,6 +48,11 @@ constexpr Command kCommands[] = {
     {"watch", "Judge captures and follow changes of the policy meanwhile", AddWatchCommand, "--at",
      "  tarnhost watch --brief monday.pcapng\n"
      "  tarnhost watch --json -\n"},
+    {"serve", "Filter what browsers ask for: a proxy that judges it first", AddServeCommand,
+     "--brief --color --at --exit-verdict",
+     "  tarnhost serve\n"
+     "  tarnhost serve --proxy 127.0.0.1:3128 --socks off --events events.jsonl\n"
+     "  tarnhost serve --policy family.toml --keep-state state --unknown refuse\n"},
     {"policy", "Check a policy file of the reference companion modules", AddPolicyCommand,
      "--map --brief --quiet --color --policy --mode --keep-state --at --exit-verdict --verbose",
      "  tarnhost policy\n"
@@ -69,6 +74,9 @@ constexpr Command kCommands[] = {
      "--map --brief --quiet --color --mode --at --exit-verdict",
      "  tarnhost companions my-modules\n"
      "  tarnhost companions --module sitecls.dll --ask bad.example/setup my-modules\n"},
+    {"messaging", "Answer the extension of a browser, which starts this itself", AddMessagingCommand,
+     "--json --brief --quiet --color --columns --map --keep-state --at --exit-verdict",
+     "  tarnhost messaging --policy tarn-policy.toml chrome-extension://kcejamnmjkkjeefgdkbjniolkgkmbmen/\n", true},
     {"completion", "Print the script that completes this command line in a shell", AddCompletionCommand, kAllShared,
      "  tarnhost completion bash > tarnhost.bash\n"
      "  tarnhost completion powershell > tarnhost.ps1\n",
@@ -102,47 +110,52 @@ std::size_t ColumnsOfTerminal(const Environment& environment) {
     return columns == 0 ? 0 : std::clamp(columns, kLeastColumns, kMostColumns) - 1;
 }
 
-void AddSharedOptions(CLI::App& app, Session& session) {
-    app.add_flag("--json", session.json, "Print events, one JSON object a line, and one with the totals");
-    app.add_flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
-    app.add_flag("--quiet", session.quiet,
+void AddSharedOptions(CommandOptions program, Session& session) {
+    program.Flag("--json", session.json, "Print events, one JSON object a line, and one with the totals");
+    program.Flag("--brief", session.brief, "Leave out the requests that no rule decided; the totals have them");
+    program.Flag("--quiet", session.quiet,
                  "Print only what was blocked or found, and the totals, which have the rest, too");
-    app.add_option("--color", session.colour,
-                   "Colours: auto (default) on a terminal unless NO_COLOR is set, always or never")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    app.add_option("--columns", session.columns,
-                   "Fit text into so many columns: two lines for a verdict below 150. Without it the terminal's width, "
-                   "or that of COLUMNS; a file or pipe gets one line for each verdict. 0 fits nothing")
-        ->check(CLI::Range(std::size_t{0}, kMostColumns));
-    app.add_option("--map", session.replacements,
-                   "Judge requests with the first address replaced by the second (repeatable)")
-        ->type_name("ADDRESS=ADDRESS")
-        ->take_all()
-        ->allow_extra_args(false);
-    app.add_option("--install-folder", session.library.installFolder,
-                   "Folder of the companion modules, instead of the one that the registry names or tarnhost stands in")
-        ->type_name("FOLDER");
-    app.add_option("--policy", session.library.policyFile,
-                   "Policy file that the reference modules read, instead of the one beside them")
-        ->type_name("FILE");
-    app.add_option("--mode", session.library.mode,
-                   "How the library starts: 1 = as after a restart (default), 0 = fresh, which empties the user's "
-                   "white list")
-        ->check(CLI::Range(0, 1));
-    app.add_option("--keep-state", session.library.keepState,
-                   "Folder of what a run leaves for the next one: DNS answers, minutes of use, the reset of the user's "
-                   "white list; without it a run starts with none and leaves none")
-        ->type_name("FOLDER");
-    app.add_option("--at", session.at,
-                   "The local time at which is judged, for schedules and times of use: 2026-03-07T21:30, 21:30 (today) "
-                   "or now, which is the machine's clock. Replay takes the times of the capture without it, the other "
-                   "commands now")
-        ->type_name("TIME");
-    app.add_flag(
+    program
+        .Add("--color", session.colour, "Colours: auto (default) on a terminal unless NO_COLOR is set, always or never")
+        .OneOf({"auto", "always", "never"});
+    program
+        .Add("--columns", session.columns,
+             "Fit text into so many columns: two lines for a verdict below 150. Without it the terminal's width, "
+             "or that of COLUMNS; a file or pipe gets one line for each verdict. 0 fits nothing")
+        .Within(0u, std::uint32_t{kMostColumns});
+    program
+        .Add("--map", session.replacements, "Judge requests with the first address replaced by the second (repeatable)")
+        .Value("ADDRESS=ADDRESS")
+        .Repeatable();
+    program
+        .Add("--install-folder", session.library.installFolder,
+             "Folder of the companion modules, instead of the one that the registry names or tarnhost stands in")
+        .Value("FOLDER");
+    program
+        .Add("--policy", session.library.policyFile,
+             "Policy file that the reference modules read, instead of the one beside them")
+        .Value("FILE");
+    program
+        .Add("--mode", session.library.mode,
+             "How the library starts: 1 = as after a restart (default), 0 = fresh, which empties the user's "
+             "white list")
+        .Within(0, 1);
+    program
+        .Add("--keep-state", session.library.keepState,
+             "Folder of what a run leaves for the next one: DNS answers, minutes of use, the reset of the user's "
+             "white list; without it a run starts with none and leaves none")
+        .Value("FOLDER");
+    program
+        .Add("--at", session.at,
+             "The local time at which is judged, for schedules and times of use: 2026-03-07T21:30, 21:30 (today) "
+             "or now, which is the machine's clock. Replay takes the times of the capture without it, the other "
+             "commands now")
+        .Value("TIME");
+    program.Flag(
         "--exit-verdict", session.exitVerdict,
         "End with exit code 3 when something was blocked, refused or found, else with 4 when a request was not "
         "judged");
-    app.add_flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
+    program.Flag("--verbose", session.library.verbose, "Say more about each verdict and about what is loaded");
 }
 
 }  // namespace
@@ -166,7 +179,7 @@ std::unique_ptr<EntryFinder> Session::Entries() const {
     return entries;
 }
 
-std::unique_ptr<Judge> Session::Library() const {
+std::unique_ptr<Judge> Session::PlainLibrary() const {
     std::string mistake;
     SavedState found;
     if (!library.policyFile.empty() && !ReadPolicyText(library.policyFile)) {
@@ -181,11 +194,13 @@ std::unique_ptr<Judge> Session::Library() const {
     }
     if (!library.keepState.empty()) TellState(found);
     std::unique_ptr<Judge> judge = environment.OpenLibrary(library, mistake);
-    if (!judge) {
-        Fail(mistake, kExitFailed);
-        return nullptr;
-    }
-    if (!json) return judge;
+    if (!judge) Fail(mistake, kExitFailed);
+    return judge;
+}
+
+std::unique_ptr<Judge> Session::Library() const {
+    std::unique_ptr<Judge> judge = PlainLibrary();
+    if (!judge || !json) return judge;
     TellPolicy();
     return std::make_unique<TimedJudge>(std::move(judge));
 }
@@ -283,12 +298,12 @@ int RunCommandOf(std::vector<std::string> arguments, Environment& environment, s
     Session session{environment, out, errors, {}, {}, {}, false, false, false, false, {}, 0};
     session.colour = "auto";
     session.columns = ColumnsOfTerminal(environment);
-    AddSharedOptions(app, session);
+    AddSharedOptions(CommandOptions(app), session);
     RunCommand run;
     const Command* chosen = nullptr;
     for (const Command& command : kCommands) {
         CLI::App* const added = app.add_subcommand(command.name, command.description);
-        const RunCommand one = command.add(*added, session);
+        const RunCommand one = command.add(CommandOptions(*added), session);
         added->footer(FooterOf(*added, command));
         added->callback([&run, &chosen, &command, one] {
             chosen = &command;

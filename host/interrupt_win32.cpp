@@ -3,17 +3,32 @@
 #include <atomic>
 #include <windows.h>
 
+#include "host/urgent_end.h"
+
 namespace tarn::host {
 
 namespace {
 
+constexpr DWORD kMostWait = 30000;  // milliseconds; the system has limits of its own
+
 std::atomic<bool> isInterrupted{false};
+
+HANDLE EndedEvent() {
+    static HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
 
 // The system calls it on a thread of its own.
 BOOL WINAPI StopAtInterrupt(DWORD event) {
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
-    if (isInterrupted.exchange(true)) return FALSE;
-    SetEvent(InterruptEvent());
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+        // The system ends the process as soon as this returns, and after about five seconds in any case.
+        TellUrgentEnd();
+        Interrupt();
+        WaitForSingleObject(EndedEvent(), kMostWait);
+        return TRUE;
+    }
+    if (IsInterrupted()) return FALSE;
+    Interrupt();
     return TRUE;
 }
 
@@ -21,8 +36,22 @@ BOOL WINAPI StopAtInterrupt(DWORD event) {
 
 void CatchInterrupts() {
     InterruptEvent();
+    EndedEvent();
     SetConsoleCtrlHandler(nullptr, FALSE);  // a parent may have had it ignored
     SetConsoleCtrlHandler(StopAtInterrupt, TRUE);
+}
+
+void LeaveInterruptsToServices() {
+    SetConsoleCtrlHandler(StopAtInterrupt, FALSE);
+}
+
+void Interrupt() {
+    isInterrupted = true;
+    SetEvent(InterruptEvent());
+}
+
+void TellEnded() {
+    SetEvent(EndedEvent());
 }
 
 bool IsInterrupted() {

@@ -13,9 +13,20 @@ namespace {
 
 constexpr double kNanosecondsPerSecond = 1e9;
 
+// A proxy may have a client of one address family and a server of the other, which have no common identifier.
+Event FlowOfConnection(const JudgedRequest& request, bool isTcp) {
+    Flow connected{isTcp, *request.client, request.server};
+    if (request.connected) connected.server.address = *request.connected;
+    Event flow = FlowMember(connected);
+    if (connected.client.address.isIpv6 != connected.server.address.isIpv6) flow.erase("id");
+    if (request.connected) flow["server_mapped"] = FormatIpAddress(request.server.address);
+    return flow;
+}
+
 // A single address has a server alone.
 Event FlowOfRequest(const JudgedRequest& request) {
     const bool isTcp = request.protocol->name != "dns";
+    if (request.client) return FlowOfConnection(request, isTcp);
     if (!request.origin)
         return {{"transport", isTcp ? "tcp" : "udp"},
                 {"server", FormatIpAddress(request.server.address)},
@@ -36,14 +47,6 @@ Event FlowOfFile(const ShareFile& file) {
     return {{"transport", "tcp"},
             {"client", FormatIpAddress(AddressOf(file.event.destinationAddress))},
             {"server", FormatIpAddress(AddressOf(file.event.sourceAddress))}};
-}
-
-Event Percentiles(const LatencyHistogram& calls) {
-    return {{"calls", calls.Count()},
-            {"p50", calls.Percentile(50)},
-            {"p90", calls.Percentile(90)},
-            {"p99", calls.Percentile(99)},
-            {"max", calls.Max()}};
 }
 
 void AddLatency(const std::optional<std::uint64_t>& latency, Event& event) {
@@ -72,7 +75,16 @@ void JsonReport::Request(const JudgedRequest& request) {
     if (!isWanted && !changes_.IsUsed()) return;
     Event event = request.origin ? BeginFrameEvent("verdict", request.origin->frame, request.origin->timeNanoseconds)
                                  : BeginEvent("verdict");
+    AddVerdict(request, event);
+    if (isWanted) WriteEvent(event, out_);
+    if (!changes_.IsUsed()) return;
+    if (const auto change = changes_.Request(event)) WriteEvent(*change, out_);
+}
+
+void AddVerdict(const JudgedRequest& request, Event& event) {
+    const Judgement& judgement = request.judgement;
     if (request.protocol != nullptr) event["flow"] = FlowOfRequest(request);
+    if (request.processId != 0) event["process_id"] = request.processId;
     event["verdict"] = VerdictName(judgement);
     event["judged"] = ExtentWord(request.coverage.extent);
     if (!request.coverage.IsWhole()) event["why_not_whole"] = request.coverage.why;
@@ -96,9 +108,6 @@ void JsonReport::Request(const JudgedRequest& request) {
         event["report"] = judgement.prompt.report;
         event["prompt"] = judgement.prompt.prompt;
     }
-    if (isWanted) WriteEvent(event, out_);
-    if (!changes_.IsUsed()) return;
-    if (const auto change = changes_.Request(event)) WriteEvent(*change, out_);
 }
 
 void JsonReport::LocalGuess(const IpAddress& address) {
@@ -210,6 +219,14 @@ void JsonReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
     if (replay) AddReplay(*replay, event);
     AddLatencies(end.latencies, event);
     WriteEvent(event, out_);
+}
+
+Event Percentiles(const LatencyHistogram& calls) {
+    return {{"calls", calls.Count()},
+            {"p50", calls.Percentile(50)},
+            {"p90", calls.Percentile(90)},
+            {"p99", calls.Percentile(99)},
+            {"max", calls.Max()}};
 }
 
 Event BeginStats(const RunEnd& end) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/event.h"
+#include "host/latency_histogram.h"
 #include "host/verdict_change_events.h"
 #include "host/verdict_report.h"
 
@@ -40,6 +41,9 @@ class JsonReport : public VerdictReport {
 
 // The totals that every command has, to be added to.
 [[nodiscard]] Event BeginStats(const RunEnd& end);
+// What is told of a request, behind type, time and place.
+void AddVerdict(const JudgedRequest& request, Event& event);
+[[nodiscard]] Event Percentiles(const LatencyHistogram& calls);
 // How long the calls took, where they were measured.
 void AddLatencies(const CallLatencies* latencies, Event& event);
 

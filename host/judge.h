@@ -31,6 +31,15 @@ struct Judgement {
     PromptBytes prompt{};
 };
 
+// What a client of this machine sent first on a connection that is still open.
+struct ConnectionData {
+    std::uint8_t kind = 0;
+    base::Bytes data;
+    Endpoint client;
+    Endpoint server;
+    std::uint32_t processId = 0;  // of the client; 0 = not known
+};
+
 struct LogonJudgement {
     bool isValid = false;
     LogonVerdict verdict{};
@@ -42,6 +51,10 @@ class Judge {
     virtual ~Judge() = default;
     // The bytes that a client of this machine sent to server (with port 53: that server sent).
     virtual Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) = 0;
+    // The same of a real connection, whose client is another program. Any number of threads at once.
+    virtual Judgement ScanConnection(const ConnectionData& connection) {
+        return ScanUrl(connection.kind, connection.data, connection.server);
+    }
     // One Ethernet frame, with the number of the rule whose texts an attack gets.
     virtual PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) = 0;
     // The file event that the frame reports, if any.
@@ -51,7 +64,7 @@ class Judge {
     virtual bool DropConnection(base::Bytes frame) = 0;
     // Has a web address blocked from now on.
     virtual void BlockAddress(const std::string& host, const std::string& path) = 0;
-    // A whole URL, as a browser's extension reports it.
+    // A whole URL, as a browser's extension reports it. Any number of threads at once.
     virtual Judgement ScanExtensionUrl(std::uint8_t /*kind*/, const std::string& /*url*/) { return {}; }
     virtual LogonJudgement ScanLogonEvent(const LogonEvent& /*event*/) { return {}; }
     // From now on the library takes it to be that time.
@@ -139,6 +152,14 @@ class Environment {
     virtual std::vector<CompanionFinding> CheckCompanion(const CompanionCheck& check) {
         return {{check.module, "", "cannot be checked here", "nothing is known about it", false}};
     }
+    // The command serve as a service of the system. False with the reason.
+    virtual bool InstallService(std::string& mistake) {
+        mistake = "there are no services here";
+        return false;
+    }
+    virtual bool RemoveService(std::string& mistake) { return InstallService(mistake); }
+    // The command does now what it was started for.
+    virtual void TellServing() {}
     // Until the time is over.
     virtual void Pause(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
 };

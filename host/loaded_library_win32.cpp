@@ -1,5 +1,6 @@
 #include "host/loaded_library_win32.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
@@ -126,17 +127,22 @@ class LoadedLibrary : public Judge {
     }
 
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
+        return ScanConnection({kind, data, {}, server, GetCurrentProcessId()});
+    }
+
+    Judgement ScanConnection(const ConnectionData& connection) override {
         // The scan writes into the data and one byte behind it.
-        buffer_.assign(data.begin(), data.end());
-        buffer_.push_back(0);
+        std::vector<std::uint8_t> buffer(connection.data.size() + 1);
+        std::copy(connection.data.begin(), connection.data.end(), buffer.begin());
+        const Endpoint& server = connection.server;
         ScanRequest request{};
-        request.processId = GetCurrentProcessId();
-        request.data = buffer_.data();
-        request.dataLength = static_cast<std::uint32_t>(data.size());
+        request.processId = connection.processId;
+        request.data = buffer.data();
+        request.dataLength = static_cast<std::uint32_t>(connection.data.size());
         request.remoteAddress.family = server.address.isIpv6 ? TARN_FAMILY_IPV6 : TARN_FAMILY_IPV4;
         std::memcpy(request.remoteAddress.bytes, server.address.bytes.data(), server.address.bytes.size());
         request.remotePort = static_cast<std::uint16_t>(server.port >> 8 | server.port << 8);  // network byte order
-        request.kind = kind;
+        request.kind = connection.kind;
         Judgement judgement;
         judgement.isValid = scanUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
         return judgement;
@@ -168,10 +174,10 @@ class LoadedLibrary : public Judge {
     }
 
     Judgement ScanExtensionUrl(std::uint8_t kind, const std::string& url) override {
-        buffer_.assign(url.begin(), url.end());
-        buffer_.push_back(0);
+        std::vector<std::uint8_t> buffer(url.begin(), url.end());
+        buffer.push_back(0);
         ScanRequest request{};
-        request.data = buffer_.data();
+        request.data = buffer.data();
         request.kind = kind;
         Judgement judgement;
         judgement.isValid = scanExtensionUrl_(&request, &judgement.verdict, &judgement.prompt) != 0;
@@ -249,7 +255,6 @@ class LoadedLibrary : public Judge {
     decltype(&WSScanSMBPacket) scanSmb_ = nullptr;
     decltype(&WSDropConnection) drop_ = nullptr;
     decltype(&WSAddURLToIDSBlockedList) blockAddress_ = nullptr;
-    std::vector<std::uint8_t> buffer_;
     SmbScanResult smbResult_{};  // zero but for resultKind before each call: without an event that alone is written
 };
 

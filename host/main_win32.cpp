@@ -11,6 +11,8 @@
 #include "host/companion_kit/companion_run_win32.h"
 #include "host/interrupt_win32.h"
 #include "host/loaded_library_win32.h"
+#include "host/service_arguments.h"
+#include "host/service_win32.h"
 #include "host/standard_output_win32.h"
 #include "host/state_folder_win32.h"
 #include "host/this_machine_win32.h"
@@ -36,6 +38,7 @@ std::size_t ConsoleColumns() {
 
 class WindowsEnvironment : public tarn::host::Environment {
  public:
+    explicit WindowsEnvironment(const std::vector<std::string>& arguments) : arguments_(arguments) {}
     bool UseState(const tarn::host::LibraryOptions& options, tarn::host::SavedState& found,
                   std::string& mistake) override {
         if (!state_.Use(options.keepState, mistake)) return false;
@@ -84,8 +87,12 @@ class WindowsEnvironment : public tarn::host::Environment {
     std::vector<tarn::host::CompanionFinding> CheckCompanion(const tarn::host::CompanionCheck& check) override {
         return tarn::host::RunCompanionCheck(check);
     }
+    bool InstallService(std::string& mistake) override { return tarn::host::InstallService(arguments_, mistake); }
+    bool RemoveService(std::string& mistake) override { return tarn::host::RemoveService(mistake); }
+    void TellServing() override { tarn::host::TellServiceRuns(); }
 
  private:
+    std::vector<std::string> arguments_;
     tarn::host::StateFolder state_;
     bool isOutputTerminal_ = IsTerminal(stdout);
     bool isErrorTerminal_ = IsTerminal(stderr);
@@ -101,7 +108,12 @@ int wmain(int count, wchar_t** values) {
     std::ios::sync_with_stdio(false);
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i) arguments.push_back(tarn::host::FromWide(values[i]));
-    WindowsEnvironment environment;
+    WindowsEnvironment environment(arguments);
     std::ostream out(&environment.Output());
-    return tarn::host::RunCommandLine(std::move(arguments), environment, out, std::cerr);
+    const auto run = [&](std::ostream& errors) {
+        return tarn::host::RunCommandLine(arguments, environment, out, errors);
+    };
+    const int code = tarn::host::AsksToRunAsService(arguments) ? tarn::host::RunAsService(run) : run(std::cerr);
+    tarn::host::TellEnded();
+    return code;
 }

@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::uint32_t kNoKind = 0xFFFFFFFF;
 
+constexpr std::string_view kServe = "serve";  // the server reads it when it starts
+
 struct Notice {
     std::string_view key;  // with all keys below it
     std::uint32_t kind;
@@ -41,6 +43,7 @@ constexpr Notice kNotices[] = {
     {"ids_rules", kNoKind, TARN_UPDATED_IDS_RULES},
     {"features.cloud_lookup", kNoKind, 0},
     {"managed_client", kNoKind, 0},
+    {kServe, kNoKind, 0},
 };
 
 // What no single notice covers is read again with everything.
@@ -225,15 +228,23 @@ PolicyChanges ComparePolicies(std::string_view before, std::string_view after,
         std::erase_if(result.kinds, [](std::uint32_t kind) {
             return kind != TARN_SETTINGS_EVERYTHING && kind != TARN_SETTINGS_HTTPS_INSPECTION;
         });
-        result.updated &= ~(TARN_UPDATED_BROWSING_PROTECTION | TARN_UPDATED_CATEGORISATION | TARN_UPDATED_IDS_RULES);
+        constexpr std::uint32_t kTold =
+            TARN_UPDATED_BROWSING_PROTECTION | TARN_UPDATED_CATEGORISATION | TARN_UPDATED_IDS_RULES;
+        result.updated &= ~kTold;
     }
     std::sort(result.kinds.begin(), result.kinds.end());
     return result;
 }
 
+bool CountsAtRestart(const PolicyChange& change) {
+    return NoticeOf(change.key).key == kServe;
+}
+
 std::string DescribeChange(const PolicyChange& change) {
-    if (change.after == kAdded || change.after == kRemoved) return fmt::format("{}: {}", change.key, change.after);
-    return fmt::format("{}: {}, was {}", change.key, change.after, change.before);
+    const char* const when = CountsAtRestart(change) ? " (counts when serve starts again)" : "";
+    if (change.after == kAdded || change.after == kRemoved)
+        return fmt::format("{}: {}{}", change.key, change.after, when);
+    return fmt::format("{}: {}, was {}{}", change.key, change.after, change.before, when);
 }
 
 }  // namespace tarn::host

@@ -19,6 +19,9 @@ struct PolicyChange {
     std::string after;
 };
 
+// Whether it is one of the table [serve], which a running server read when it started.
+bool CountsAtRestart(const PolicyChange& change);
+
 struct PolicyChanges {
     std::vector<PolicyChange> changes;  // in the order of their keys
     std::vector<std::uint32_t> kinds;   // for WSSettingsChanged, in the order of the calls
@@ -31,7 +34,8 @@ PolicyChanges ComparePolicies(std::string_view before, std::string_view after,
                               const std::vector<policy::IncludedList>& listsBefore = {},
                               const std::vector<policy::IncludedList>& listsAfter = {});
 
-// "features.anti_phishing: false, was true", "malicious_sites[shop.example]: added"
+// "features.anti_phishing: false, was true", "malicious_sites[shop.example]: added",
+// "serve.unknown: 'refuse', was not set (counts when serve starts again)"
 std::string DescribeChange(const PolicyChange& change);
 
 }  // namespace tarn::host

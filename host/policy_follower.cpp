@@ -177,8 +177,11 @@ void PolicyFollower::PrintChanges(const PolicyChanges& changes, const std::vecto
     if (json_) {
         Event event = BeginPolicyEvent("changed", FileName());
         event["changes"] = Event::array();
-        for (const PolicyChange& change : changes.changes)
-            event["changes"].push_back({{"key", change.key}, {"before", change.before}, {"after", change.after}});
+        for (const PolicyChange& change : changes.changes) {
+            Event one = {{"key", change.key}, {"before", change.before}, {"after", change.after}};
+            if (CountsAtRestart(change)) one["at_restart"] = true;
+            event["changes"].push_back(std::move(one));
+        }
         event["notices"] = Event::array();
         for (const SentNotice& notice : notices)
             event["notices"].push_back({{"call", notice.call}, {"succeeded", notice.succeeded}});

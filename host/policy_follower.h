@@ -46,6 +46,8 @@ class PolicyFollower {
     [[nodiscard]] std::vector<std::string> ListFolders() const;
     // What the library works by.
     [[nodiscard]] std::shared_ptr<const policy::Policy> Used() const { return {used_, &used_->policy}; }
+    // Its text.
+    [[nodiscard]] const std::string& UsedText() const { return usedText_; }
 
  private:
     struct SentNotice {

@@ -1,5 +1,6 @@
 #include "host/program_shape.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
 #include <sstream>

@@ -2,11 +2,15 @@
 #ifndef TARN_HOST_PROGRAM_SHAPE_H
 #define TARN_HOST_PROGRAM_SHAPE_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+// The parser's.
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tarn::host {
 

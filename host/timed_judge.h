@@ -28,6 +28,9 @@ class TimedJudge : public Judge {
     Judgement ScanUrl(std::uint8_t kind, base::Bytes data, const Endpoint& server) override {
         return Measure(latencies_.url, [&] { return judge_->ScanUrl(kind, data, server); });
     }
+    Judgement ScanConnection(const ConnectionData& connection) override {
+        return Measure(latencies_.url, [&] { return judge_->ScanConnection(connection); });
+    }
     PacketVerdict ScanPacket(base::Bytes frame, std::uint16_t rule, bool inbound) override {
         return Measure(latencies_.packet, [&] { return judge_->ScanPacket(frame, rule, inbound); });
     }

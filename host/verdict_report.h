@@ -42,6 +42,9 @@ struct JudgedRequest {
     std::optional<DecidingEntry> entry{};    // that decided, as far as it is known
     std::string reportedUrl{};               // by an extension, whole
     std::optional<std::uint64_t> latency{};  // of the call, in nanoseconds, where it was measured
+    std::optional<Endpoint> client{};        // of a connection that no capture tells of
+    std::optional<IpAddress> connected{};    // of that connection, when server stands in its place
+    std::uint32_t processId = 0;             // of that client; 0 = not known
 };
 
 struct AddressReplacement {

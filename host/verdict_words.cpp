@@ -119,6 +119,16 @@ std::string RuleText(const UrlVerdict& verdict) {
     }
 }
 
+std::string ThreatName(const UrlVerdict& verdict) {
+    return verdict.reason == TARN_REASON_MALICIOUS ? Narrow(verdict.text.threat.name) : std::string();
+}
+
+std::string CategoryName(const UrlVerdict& verdict) {
+    if (verdict.reason != TARN_REASON_PARENTAL_CATEGORY) return {};
+    const std::string name = Wide<100>(&verdict.categoryName);
+    return name.empty() ? fmt::format("{}", +verdict.categoryId) : name;
+}
+
 std::string_view AttackWords(std::uint32_t reason) {
     for (const auto& [number, words] : kAttacks)
         if (number == reason) return words;

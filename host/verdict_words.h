@@ -25,6 +25,10 @@ std::string_view ReasonWords(std::uint32_t reason);
 // nothing.
 std::string RuleText(const UrlVerdict& verdict);
 
+// Of a malicious site, and of a blocked category (its number when it has no name); otherwise empty.
+std::string ThreatName(const UrlVerdict& verdict);
+std::string CategoryName(const UrlVerdict& verdict);
+
 // The user that a parental rule or HTTPS inspection names; otherwise empty.
 std::string RuleUser(const UrlVerdict& verdict);
 

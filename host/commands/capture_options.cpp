@@ -28,20 +28,19 @@ std::optional<CaptureOptions::Parsed> CaptureOptions::Parse(const Session& sessi
     return parsed;
 }
 
-CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options, DropOption drop) {
+CommandOption AddCaptureOptions(CommandOptions command, CaptureOptions& options, DropOption drop) {
     command
-        .add_option("--local", options.local,
-                    "An address of the machine that was captured (repeatable); without it the client of a capture's "
-                    "first connection counts")
-        ->type_name("ADDRESS")
-        ->take_all()
-        ->allow_extra_args(false);
+        .Add("--local", options.local,
+             "An address of the machine that was captured (repeatable); without it the client of a capture's "
+             "first connection counts")
+        .Value("ADDRESS")
+        .Repeatable();
     if (drop == kWithDrop)
-        command.add_flag("--drop", options.drop,
-                         "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
-    return command.add_option("CAPTURE", options.captures,
-                              "pcap or pcapng files, packed by gzip or not; a folder of them; @FILE, a list with one "
-                              "name a line; - is standard input");
+        command.Flag("--drop", options.drop,
+                     "Reset this machine's TCP connections that a captured attack belongs to, as a filter would");
+    return command.Add("CAPTURE", options.captures,
+                       "pcap or pcapng files, packed by gzip or not; a folder of them; @FILE, a list with one "
+                       "name a line; - is standard input");
 }
 
 int EndCaptures(const Session& session, VerdictReport& report, const ReplayTotals& read, const RunEnd& end,

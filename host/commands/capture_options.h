@@ -27,7 +27,7 @@ struct CaptureOptions {
 
 enum DropOption { kWithDrop, kWithoutDrop };
 // The argument for the captures comes back.
-CLI::Option* AddCaptureOptions(CLI::App& command, CaptureOptions& options, DropOption drop = kWithDrop);
+CommandOption AddCaptureOptions(CommandOptions command, CaptureOptions& options, DropOption drop = kWithDrop);
 
 // What a run over captures ends with: its summary, what the error output says of it, and the exit code.
 // message, code: why it ended early, if it did.

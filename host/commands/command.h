@@ -2,13 +2,15 @@
 #ifndef TARN_HOST_COMMANDS_COMMAND_H
 #define TARN_HOST_COMMANDS_COMMAND_H
 
-#include <CLI/CLI.hpp>
+#include <cstddef>
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/commands/options.h"
 #include "host/explain/entry_finder.h"
 #include "host/judge.h"
 #include "host/verdict_report.h"
@@ -47,6 +49,8 @@ struct Session {
     [[nodiscard]] std::unique_ptr<EntryFinder> Entries() const;
     // The library, or null after the reason was printed.
     [[nodiscard]] std::unique_ptr<Judge> Library() const;
+    // The same without measuring calls and without events, for several threads at once.
+    [[nodiscard]] std::unique_ptr<Judge> PlainLibrary() const;
     // One line on the error output, with --json an event, too; the exit code given comes back.
     // input: the capture, address or file that it happened with.
     int Fail(std::string_view message, ExitCode code, std::string_view input = {}) const;
@@ -65,7 +69,7 @@ struct Session {
 
 // Adds a command to the command line. The returned function runs it after the line was read.
 using RunCommand = std::function<int()>;
-using AddCommand = RunCommand (*)(CLI::App& command, Session& session);
+using AddCommand = RunCommand (*)(CommandOptions command, Session& session);
 
 struct Command {
     const char* name;
@@ -78,19 +82,21 @@ struct Command {
 // Of the command of that name.
 std::string_view OptionsWithoutUse(std::string_view command);
 
-RunCommand AddUrlCommand(CLI::App& command, Session& session);
-RunCommand AddReplayCommand(CLI::App& command, Session& session);
-RunCommand AddExplainCommand(CLI::App& command, Session& session);
-RunCommand AddExtensionCommand(CLI::App& command, Session& session);
-RunCommand AddLogonCommand(CLI::App& command, Session& session);
-RunCommand AddWatchCommand(CLI::App& command, Session& session);
-RunCommand AddPolicyCommand(CLI::App& command, Session& session);
-RunCommand AddImpactCommand(CLI::App& command, Session& session);
-RunCommand AddTestCommand(CLI::App& command, Session& session);
-RunCommand AddReportCommand(CLI::App& command, Session& session);
-RunCommand AddCompanionsCommand(CLI::App& command, Session& session);
-RunCommand AddCompletionCommand(CLI::App& command, Session& session);
-RunCommand AddManCommand(CLI::App& command, Session& session);
+RunCommand AddUrlCommand(CommandOptions command, Session& session);
+RunCommand AddReplayCommand(CommandOptions command, Session& session);
+RunCommand AddExplainCommand(CommandOptions command, Session& session);
+RunCommand AddExtensionCommand(CommandOptions command, Session& session);
+RunCommand AddLogonCommand(CommandOptions command, Session& session);
+RunCommand AddWatchCommand(CommandOptions command, Session& session);
+RunCommand AddServeCommand(CommandOptions command, Session& session);
+RunCommand AddPolicyCommand(CommandOptions command, Session& session);
+RunCommand AddImpactCommand(CommandOptions command, Session& session);
+RunCommand AddTestCommand(CommandOptions command, Session& session);
+RunCommand AddReportCommand(CommandOptions command, Session& session);
+RunCommand AddMessagingCommand(CommandOptions command, Session& session);
+RunCommand AddCompanionsCommand(CommandOptions command, Session& session);
+RunCommand AddCompletionCommand(CommandOptions command, Session& session);
+RunCommand AddManCommand(CommandOptions command, Session& session);
 
 }  // namespace tarn::host
 

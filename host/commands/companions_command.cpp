@@ -157,30 +157,27 @@ int CheckCompanions(const CompanionOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddCompanionsCommand(CLI::App& command, Session& session) {
+RunCommand AddCompanionsCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<CompanionOptions>();
-    command.add_option("FOLDER", options->folder,
-                       "Folder of the modules; without one that whose modules the other commands use");
+    command.Add("FOLDER", options->folder,
+                "Folder of the modules; without one that whose modules the other commands use");
     std::string names;
     for (const ModuleFacts& module : AllModules()) names += (names.empty() ? "" : ", ") + std::string(module.file);
-    command.add_option("--module", options->modules, fmt::format("Check this module alone (repeatable): {}", names))
-        ->type_name("NAME")
-        ->take_all()
-        ->allow_extra_args(false);
+    command.Add("--module", options->modules, fmt::format("Check this module alone (repeatable): {}", names))
+        .Value("NAME")
+        .Repeatable();
     command
-        .add_option("--ask", options->addresses,
-                    "Also ask about this address, host and path without a scheme, such as bad.example/setup "
-                    "(repeatable); name some that your modules know")
-        ->type_name("ADDRESS")
-        ->take_all()
-        ->allow_extra_args(false);
-    command
-        .add_option("--seconds", options->seconds, "A call that does not come back within so many seconds hangs (20)")
-        ->check(CLI::Range(kLeastSeconds, kMostSeconds));
-    command.add_flag("--write", options->writes,
-                     "Also call what saves: the DNS answers and sessions that were read, the cache of categories. "
-                     "The reference modules save into the folder of --keep-state, others where they like");
-    command.footer(
+        .Add("--ask", options->addresses,
+             "Also ask about this address, host and path without a scheme, such as bad.example/setup "
+             "(repeatable); name some that your modules know")
+        .Value("ADDRESS")
+        .Repeatable();
+    command.Add("--seconds", options->seconds, "A call that does not come back within so many seconds hangs (20)")
+        .Within(kLeastSeconds, kMostSeconds);
+    command.Flag("--write", options->writes,
+                 "Also call what saves: the DNS answers and sessions that were read, the cache of categories. "
+                 "The reference modules save into the folder of --keep-state, others where they like");
+    command.Notes(
         "Each module is loaded by a process of its own, called as the library calls it, and its answers are checked; "
         "a crash or a hang is a finding. No category is asked online.\n\n"
         "Exit code: 0 nothing was found; 1 something was; 2 the command line is wrong, or there is no such folder.");

@@ -3,26 +3,21 @@
 #include <memory>
 
 #include "base/text.h"
-#include "host/commands/command.h"
-#include "host/composed_request.h"
+#include "host/commands/url_options.h"
 #include "host/event.h"
 #include "host/explain/explanation_report.h"
 #include "host/explain/proof.h"
 #include "host/explain/remedy.h"
 #include "host/explain/variant_library.h"
-#include "host/named_inputs.h"
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
-#include "host/standard_input.h"
 
 namespace tarn::host {
 
 namespace {
 
-struct ExplainOptions {
-    std::vector<std::string> urls;
-    std::string server;
+struct ExplainOptions : UrlOptions {
     bool isReported = false;
 };
 
@@ -93,15 +88,10 @@ class Explaining {
     }
 
  private:
-    static constexpr std::size_t kShownUrl = 80;
-
     bool TakeConnection(AskedUrl& one, std::string& mistake) const {
-        const auto composed = ComposeRequest(
-            one.url, mistake, [this](const std::string& host) { return session_.environment.AsciiHost(host); });
+        const auto composed = ComposeRequestTo(server_, one.url, session_.environment, mistake);
         if (!composed) return false;
-        Endpoint server = composed->server;
-        if (server_ && !composed->isServerKnown) server.address = *server_;
-        one.request = {composed->protocol, composed->view, server, std::nullopt, {}, {}};
+        one.request = {composed->protocol, composed->view, composed->server, std::nullopt, {}, {}};
         one.data = composed->data;
         one.asked = AskedOf(one.request);
         return true;
@@ -179,35 +169,22 @@ class Explaining {
 
 int ExplainUrls(const ExplainOptions& options, const Session& session) {
     std::optional<IpAddress> server;
-    if (!options.server.empty()) {
-        server = ParseIpAddress(options.server);
-        if (!server)
-            return session.Fail(
-                fmt::format("--server {}: an address is wanted, such as 192.0.2.10", Printable(options.server)),
-                kExitUsage);
-    }
+    if (!options.ParseServer(session, server)) return kExitUsage;
     Explaining explaining(session, options, server);
-    StandardInput input(session.environment, session.out);
-    ForEachText(
-        options.urls, input, [&](const std::string& url) { return explaining.Take(url); },
+    options.ForEach(
+        session, [&](const std::string& url) { return explaining.Take(url); },
         [&](const std::string& mistake) { explaining.Complain(mistake); });
     return explaining.End();
 }
 
 }  // namespace
 
-RunCommand AddExplainCommand(CLI::App& command, Session& session) {
+RunCommand AddExplainCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<ExplainOptions>();
-    command
-        .add_option("URL", options->urls,
-                    "http:// and https:// addresses, without a scheme http:// is meant; - takes them from standard "
-                    "input and @FILE from a list, one a line")
-        ->required();
-    command.add_flag("--extension", options->isReported,
-                     "Explain what is said to the extension of a browser, which reports whole https:// addresses");
-    command.add_option("--server", options->server, "The address that the hosts of the URLs stand for")
-        ->type_name("ADDRESS");
-    command.footer(
+    command.Flag("--extension", options->isReported,
+                 "Explain what is said to the extension of a browser, which reports whole https:// addresses");
+    AddUrlOptions(command, *options);
+    command.Notes(
         "Shown are the steps of the scan in their order with what each finds in the policy, the entries that name the "
         "address, and what to write to have it otherwise. Proved is asked anew: the library judges the address by the "
         "policy without the entry that decided, and without the next one, too. It judges for the account that tarnhost "

@@ -3,11 +3,11 @@
 #include <memory>
 #include <optional>
 
-#include "base/text.h"
 #include "host/commands/command.h"
 #include "host/coverage.h"
 #include "host/named_inputs.h"
 #include "host/printable_text.h"
+#include "host/reported_url.h"
 #include "host/standard_input.h"
 #include "host/verdict_words.h"
 
@@ -19,21 +19,6 @@ constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
 constexpr std::size_t kStateWidth = 10;   // "no verdict"
 constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
-
-// The connection that a URL asks for.
-bool KindOfUrl(std::string_view url, std::uint8_t& kind, std::string& mistake) {
-    const std::string_view scheme = url.substr(0, url.find("://"));
-    if (scheme.size() == url.size())
-        mistake = "it has no scheme; a browser reports whole addresses, such as https://shop.example/";
-    else if (base::EqualIgnoringCase(scheme, "https"))
-        kind = TARN_KIND_TLS;
-    else if (base::EqualIgnoringCase(scheme, "http"))
-        kind = TARN_KIND_HTTP;
-    else
-        mistake = fmt::format("its scheme is \"{}\", and http:// and https:// are reported", Printable(scheme, 20));
-    if (mistake.empty() && url.find('\0') != std::string_view::npos) mistake = "it has a NUL inside";
-    return mistake.empty();
-}
 
 void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage,
                  const std::optional<DecidingEntry>& entry, std::ostream& out) {
@@ -76,7 +61,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         if (!session.MayGoOn()) return false;
         std::string mistake;
         std::uint8_t kind = 0;
-        if (!KindOfUrl(url, kind, mistake)) {
+        if (!KindOfReported(url, kind, mistake)) {
             complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session.MayGoOn();
         }
@@ -108,15 +93,14 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
 
 }  // namespace
 
-RunCommand AddExtensionCommand(CLI::App& command, Session& session) {
+RunCommand AddExtensionCommand(CommandOptions command, Session& session) {
     const auto urls = std::make_shared<std::vector<std::string>>();
     command
-        .add_option(
-            "URL", *urls,
-            "whole http:// and https:// addresses; - takes them from standard input and @FILE from a list, one a "
-            "line")
-        ->required();
-    command.footer(
+        .Add("URL", *urls,
+             "whole http:// and https:// addresses; - takes them from standard input and @FILE from a list, one a "
+             "line")
+        .Required();
+    command.Notes(
         "The library looks at https:// only here: what http:// asks for it sees on the connection. It takes the "
         "process that calls it for the browser, so none is named. Without parental control in the settings it gives "
         "no verdict.");

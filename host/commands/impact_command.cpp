@@ -140,21 +140,17 @@ int TellImpact(const ImpactOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddImpactCommand(CLI::App& command, Session& session) {
+RunCommand AddImpactCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<ImpactOptions>();
     AddCaptureOptions(command, options->captures, kWithoutDrop);
-    command.add_option("--before", options->before, "The policy as it is; without it the one in use")
-        ->type_name("FILE");
-    command.add_option("--after", options->after, "The policy as it would be")->required()->type_name("FILE");
-    command.add_option("--urls", options->urls, "Addresses to judge, too; @FILE is a list, one a line (repeatable)")
-        ->type_name("URL")
-        ->take_all()
-        ->allow_extra_args(false);
-    command.add_option("--samples", options->samples, "How many examples each entry gets (default 3)")
-        ->check(CLI::Range(0, 1000));
-    command.add_option("--expect", options->expect, "none: end with exit code 3 when a verdict would change")
-        ->check(CLI::IsMember({"none"}));
-    command.footer(
+    command.Add("--before", options->before, "The policy as it is; without it the one in use").Value("FILE");
+    command.Add("--after", options->after, "The policy as it would be").Required().Value("FILE");
+    command.Add("--urls", options->urls, "Addresses to judge, too; @FILE is a list, one a line (repeatable)")
+        .Value("URL")
+        .Repeatable();
+    command.Add("--samples", options->samples, "How many examples each entry gets (default 3)").Within(0, 1000);
+    command.Add("--expect", options->expect, "none: end with exit code 3 when a verdict would change").OneOf({"none"});
+    command.Notes(
         "Each input is judged twice, by a library of its own each time, and both begin with the same state. A verdict "
         "changes when what it says or its reason does. A change counts for the entry of the new policy that "
         "decides now, else for the one of the old policy that decided. A million requests take 16 MB; of those that no "

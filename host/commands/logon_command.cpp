@@ -200,20 +200,18 @@ int JudgeLogon(const LogonOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddLogonCommand(CLI::App& command, Session& session) {
+RunCommand AddLogonCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<LogonOptions>();
-    command.add_option("--user", options->user, "the account; without it the one that tarnhost runs as")
-        ->type_name("NAME");
+    command.Add("--user", options->user, "the account; without it the one that tarnhost runs as").Value("NAME");
     command
-        .add_option("--event", options->events,
-                    "what is reported: logon (default), tick, disconnect, logoff or a number from 0 to 9 (repeatable)")
-        ->type_name("EVENT")
-        ->take_all()
-        ->allow_extra_args(false);
-    command.add_option("--ticks", options->ticks, "then report so many ticks, one for each minute of use")
-        ->check(CLI::Range(0u, kMaxTicks));
-    command.add_option("--session", options->sessionId, "number of the session (default 1)");
-    command.footer(
+        .Add("--event", options->events,
+             "what is reported: logon (default), tick, disconnect, logoff or a number from 0 to 9 (repeatable)")
+        .Value("EVENT")
+        .Repeatable();
+    command.Add("--ticks", options->ticks, "then report so many ticks, one for each minute of use")
+        .Within(0u, kMaxTicks);
+    command.Add("--session", options->sessionId, "number of the session (default 1)");
+    command.Notes(
         "With --keep-state the minutes of use are kept for the rest of the day, over several runs. The library says "
         "whether it refuses; "
         "why is read from the policy beside the modules.");

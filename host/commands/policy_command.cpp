@@ -235,19 +235,19 @@ int CheckPolicy(const PolicyOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddPolicyCommand(CLI::App& command, Session& session) {
+RunCommand AddPolicyCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<PolicyOptions>();
-    command.add_option("FILE", options->file,
-                       "the policy file; without one that of the folder whose modules the other commands use");
+    command.Add("FILE", options->file,
+                "the policy file; without one that of the folder whose modules the other commands use");
     command
-        .add_option("--accounts", options->accounts,
-                    "machine = warn of accounts that this machine does not have (default), any = take every name, "
-                    "for the policy of another machine")
-        ->check(CLI::IsMember({"machine", "any"}));
-    command.add_option("--fix", options->fixed,
-                       "write a copy to this new file in which what can never match is mended where that is safe: "
-                       "\"www.\", schemes, \"xn--\" forms, entries that stand there twice; comments stay");
-    command.footer(
+        .Add("--accounts", options->accounts,
+             "machine = warn of accounts that this machine does not have (default), any = take every name, "
+             "for the policy of another machine")
+        .OneOf({"machine", "any"});
+    command.Add("--fix", options->fixed,
+                "write a copy to this new file in which what can never match is mended where that is safe: "
+                "\"www.\", schemes, \"xn--\" forms, entries that stand there twice; comments stay");
+    command.Notes(
         "Warnings name what is legal and surely not meant: entries that can never match, that another one hides, "
         "settings without effect. Exit code: 0 the policy would be used, with or without warnings; 1 it has mistakes "
         "or cannot be read, or the file of --fix cannot be written; 2 the command line is wrong.");

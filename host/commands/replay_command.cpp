@@ -209,17 +209,17 @@ int ReplayCaptures(const ReplayOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddReplayCommand(CLI::App& command, Session& session) {
+RunCommand AddReplayCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<ReplayOptions>();
-    AddCaptureOptions(command, options->captures)->required();
+    AddCaptureOptions(command, options->captures).Required();
     command
-        .add_option("--expect", options->expect,
-                    "Print only what differs from this file, which an earlier replay --json wrote; exit code 3 when "
-                    "something does. Its lines may be shorter: capture, frame and what is to be compared")
-        ->type_name("FILE");
-    command.add_option("--junit", options->junit, "With --expect: also write the result of each capture as JUnit XML")
-        ->type_name("FILE");
-    command.footer(
+        .Add("--expect", options->expect,
+             "Print only what differs from this file, which an earlier replay --json wrote; exit code 3 when "
+             "something does. Its lines may be shorter: capture, frame and what is to be compared")
+        .Value("FILE");
+    command.Add("--junit", options->junit, "With --expect: also write the result of each capture as JUnit XML")
+        .Value("FILE");
+    command.Notes(
         "What a client sends before the server answers is one request. Judged are HTTP requests, TLS hellos, the "
         "commands of FTP connections and DNS answers.\nEvery frame goes, as it was captured, through the packet scan, "
         "with the lower of its two ports as the number of the rule, and through the SMB monitor. An attack in a "

@@ -176,15 +176,15 @@ int MakeReportPage(const ReportOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddReportCommand(CLI::App& command, Session& session) {
+RunCommand AddReportCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<ReportOptions>();
     command
-        .add_option("EVENTS", options->inputs,
-                    "Files that tarnhost --json has printed, packed by gzip or not; @FILE is a list of such files, one "
-                    "a line, - standard input")
-        ->required();
-    command.add_option("-o,--output", options->output, "The page to write; - prints it")->type_name("FILE")->required();
-    command.footer(
+        .Add("EVENTS", options->inputs,
+             "Files that tarnhost --json has printed, packed by gzip or not; @FILE is a list of such files, one "
+             "a line, - standard input")
+        .Required();
+    command.Add("-o,--output", options->output, "The page to write; - prints it").Value("FILE").Required();
+    command.Notes(
         "The page needs no other file and fetches nothing; any browser shows it. With --policy it also lists the "
         "entries of that policy that decided nothing.\nA line that is no event is named and left out, and the exit "
         "code is 1. An event that stands in two of the files counts once.");

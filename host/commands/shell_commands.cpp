@@ -9,18 +9,16 @@ namespace tarn::host {
 
 namespace {
 
-ProgramShape ShapeAround(const CLI::App& command) {
-    return ShapeOf(*command.get_parent(), [](const std::string& name) { return OptionsWithoutUse(name); });
+ProgramShape ShapeAround(CommandOptions command) {
+    return ShapeOf(command.Program(), [](const std::string& name) { return OptionsWithoutUse(name); });
 }
 
 }  // namespace
 
-RunCommand AddCompletionCommand(CLI::App& command, Session& session) {
+RunCommand AddCompletionCommand(CommandOptions command, Session& session) {
     const auto shell = std::make_shared<std::string>();
-    command.add_option("SHELL", *shell, "The shell that is to complete")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "powershell"}));
-    return [shell, &command, &session] {
+    command.Add("SHELL", *shell, "The shell that is to complete").Required().OneOf({"bash", "zsh", "powershell"});
+    return [shell, command, &session] {
         const ProgramShape program = ShapeAround(command);
         if (*shell == "bash") session.out << BashCompletion(program);
         if (*shell == "zsh") session.out << ZshCompletion(program);
@@ -29,8 +27,8 @@ RunCommand AddCompletionCommand(CLI::App& command, Session& session) {
     };
 }
 
-RunCommand AddManCommand(CLI::App& command, Session& session) {
-    return [&command, &session] {
+RunCommand AddManCommand(CommandOptions command, Session& session) {
+    return [command, &session] {
         session.out << ManPage(ShapeAround(command), TARN_VERSION);
         return kExitOk;
     };

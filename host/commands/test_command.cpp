@@ -99,12 +99,11 @@ int TestCases(const TestOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddTestCommand(CLI::App& command, Session& session) {
+RunCommand AddTestCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<TestOptions>();
-    command.add_option("CASES", options->files, "TOML files with the cases")->required()->type_name("FILE");
-    command.add_option("--junit", options->junit, "Also write the results as JUnit XML, for a test server")
-        ->type_name("FILE");
-    command.footer(
+    command.Add("CASES", options->files, "TOML files with the cases").Required().Value("FILE");
+    command.Add("--junit", options->junit, "Also write the results as JUnit XML, for a test server").Value("FILE");
+    command.Notes(
         "A case is a [[case]] with one of url, extension, request, frame or logon, perhaps at (a local time), account "
         "and name, and what is wanted: expect, reason, entry. policy at the top names the policy, from the folder of "
         "the cases; --policy names another one. Each case is asked of a library of its own, and nothing is left for "

@@ -2,20 +2,12 @@
 #include <fmt/format.h>
 #include <memory>
 
-#include "host/commands/command.h"
-#include "host/composed_request.h"
-#include "host/named_inputs.h"
+#include "host/commands/url_options.h"
 #include "host/printable_text.h"
-#include "host/standard_input.h"
 
 namespace tarn::host {
 
 namespace {
-
-struct UrlOptions {
-    std::vector<std::string> urls;
-    std::string server;
-};
 
 class JudgingUrls {
  public:
@@ -26,8 +18,7 @@ class JudgingUrls {
     bool JudgeOne(const std::string& url) {
         if (!session_.MayGoOn()) return false;
         std::string mistake;
-        const std::optional<ComposedRequest> request = ComposeRequest(
-            url, mistake, [this](const std::string& host) { return session_.environment.AsciiHost(host); });
+        const std::optional<ComposedRequest> request = ComposeRequestTo(server_, url, session_.environment, mistake);
         if (!request) {
             Complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session_.MayGoOn();
@@ -37,12 +28,10 @@ class JudgingUrls {
             hasFailed_ = true;
             return false;
         }
-        Endpoint server = request->server;
-        if (server_ && !request->isServerKnown) server.address = *server_;
-        JudgedRequest judged{request->protocol, request->view, server, std::nullopt, {}, {}};
-        judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, server);
+        JudgedRequest judged{request->protocol, request->view, request->server, std::nullopt, {}, {}};
+        judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, request->server);
         judged.latency = library_->LastLatency();
-        judged.coverage = CoverageOf(*request->protocol, request->data, server, judged.judgement, false);
+        judged.coverage = CoverageOf(*request->protocol, request->data, request->server, judged.judgement, false);
         if (entries_) judged.entry = entries_->Find(judged);
         report_->Request(judged);
         return session_.MayGoOn();
@@ -73,8 +62,6 @@ class JudgingUrls {
     }
 
  private:
-    static constexpr std::size_t kShownUrl = 80;
-
     const Session& session_;
     std::unique_ptr<VerdictReport> report_;
     std::unique_ptr<EntryFinder> entries_;  // null when nobody sees them
@@ -86,33 +73,20 @@ class JudgingUrls {
 
 int JudgeUrls(const UrlOptions& options, const Session& session) {
     std::optional<IpAddress> server;
-    if (!options.server.empty()) {
-        server = ParseIpAddress(options.server);
-        if (!server)
-            return session.Fail(
-                fmt::format("--server {}: an address is wanted, such as 192.0.2.10", Printable(options.server)),
-                kExitUsage);
-    }
+    if (!options.ParseServer(session, server)) return kExitUsage;
     JudgingUrls judging(session, server);
-    StandardInput input(session.environment, session.out);
-    ForEachText(
-        options.urls, input, [&](const std::string& url) { return judging.JudgeOne(url); },
+    options.ForEach(
+        session, [&](const std::string& url) { return judging.JudgeOne(url); },
         [&](const std::string& mistake) { judging.Complain(mistake); });
     return judging.End();
 }
 
 }  // namespace
 
-RunCommand AddUrlCommand(CLI::App& command, Session& session) {
+RunCommand AddUrlCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<UrlOptions>();
-    command
-        .add_option("URL", options->urls,
-                    "http:// and https:// addresses, without a scheme http:// is meant; - takes them from standard "
-                    "input and @FILE from a list, one a line")
-        ->required();
-    command.add_option("--server", options->server, "The address that the hosts of the URLs stand for")
-        ->type_name("ADDRESS");
-    command.footer(
+    AddUrlOptions(command, *options);
+    command.Notes(
         "For http:// the library judges the GET request that a browser would send, for https:// the TLS ClientHello, "
         "which has the host name only. Nothing is sent or resolved: without --server the server of a name counts as a "
         "public address.\nAn address that cannot be judged is named, and the others are judged.");

@@ -171,11 +171,11 @@ int Watch(const WatchOptions& options, const Session& session) {
 
 }  // namespace
 
-RunCommand AddWatchCommand(CLI::App& command, Session& session) {
+RunCommand AddWatchCommand(CommandOptions command, Session& session) {
     const auto options = std::make_shared<WatchOptions>();
     AddCaptureOptions(command, options->captures);
-    command.add_flag("--once", options->once, "End after the captures instead of waiting for changes");
-    command.footer(
+    command.Flag("--once", options->once, "End after the captures instead of waiting for changes");
+    command.Notes(
         "When the policy beside the modules changes, no more is judged until the library has been told what changed. "
         "A policy with mistakes is told about and not used. Files are judged again after each change, and "
         "what is judged as before is only counted. Ctrl+C ends it, "

@@ -161,8 +161,7 @@ std::vector<Frame> Frames() {
     Frame request = {2,    0, 0, 0,  0, 1, 2,    0, 0,  0, 0, 2, 8,    0,                               // Ethernet
                      0x45, 0, 0, 56, 0, 1, 0x40, 0, 64, 6, 0, 0, 192,  0,    2,    7, 203, 0, 113, 5,   // IPv4
                      0xC0, 1, 0, 80, 0, 0, 0,    1, 0,  0, 0, 1, 0x50, 0x18, 0x20, 0, 0,   0, 0,   0};  // TCP
-    const std::string_view text = "GET / HTTP/1.1\r\n";
-    request.insert(request.end(), text.begin(), text.end());
+    for (const char c : std::string_view("GET / HTTP/1.1\r\n")) request.push_back(static_cast<std::uint8_t>(c));
     Frame question(60, 0);
     question[12] = 8;
     question[13] = 6;

@@ -17,6 +17,11 @@ constexpr std::uint8_t kSystems[] = {TARN_SYSTEM_5_0, TARN_SYSTEM_5_1, TARN_SYST
                                      TARN_SYSTEM_6_1, TARN_SYSTEM_6_2, TARN_SYSTEM_6_3, TARN_SYSTEM_10_0};
 constexpr const char* kNeverFound = "the entry is never found";
 
+// Of a text field; std::size would refer to the field, which stands at any address.
+constexpr std::size_t UnitsOf(std::size_t bytes) {
+    return bytes / sizeof(char16_t);
+}
+
 bool HasCapital(std::string_view text) {
     return std::ranges::any_of(text, [](char one) { return one >= 'A' && one <= 'Z'; });
 }
@@ -126,12 +131,12 @@ RecordFindings CheckRecord(const IdsSettingsRecord& record, const RecordMemory& 
     const IdsRule* const first = record.rules;
     for (const IdsRule& rule : walk.Array(first, record.ruleCount, "rules")) {
         const std::string what = fmt::format("rule {}", ++number);
-        walk.Field16(&rule.name, std::size(rule.name), what + ": the name");
-        walk.Field16(&rule.description, std::size(rule.description), what + ": the description");
-        walk.Field16(&rule.details, std::size(rule.details), what + ": the details field");
+        walk.Field16(&rule.name, UnitsOf(sizeof rule.name), what + ": the name");
+        walk.Field16(&rule.description, UnitsOf(sizeof rule.description), what + ": the description");
+        walk.Field16(&rule.details, UnitsOf(sizeof rule.details), what + ": the details field");
         CheckSystems(rule, what, walk);
         // One number may be that of several rules, each for other systems.
-        if (rule.systemCount == 0 && !numbers.insert(rule.id).second)
+        if (rule.systemCount == 0 && !numbers.insert(std::uint16_t{rule.id}).second)
             walk.Add(fmt::format("{}: an earlier rule has the number {}, too", what, std::uint16_t{rule.id}),
                      "the first of them counts");
     }
@@ -166,7 +171,7 @@ RecordFindings CheckRecord(const PcSystemControlRecord& record, const RecordMemo
     std::uint64_t number = 0;
     const SavedSessionRecord* const first = record.records;
     for (const SavedSessionRecord& session : walk.Array(first, record.count, "records"))
-        walk.Field16(&session.userName, std::size(session.userName), fmt::format("record {}: the name", ++number));
+        walk.Field16(&session.userName, UnitsOf(sizeof session.userName), fmt::format("record {}: the name", ++number));
     return walk.Take();
 }
 

@@ -1,6 +1,7 @@
 // Finds the entry of the policy that decided a verdict, from the verdict's reason and the lists of the policy. The
 // policy is read when it is asked for the first time, and again after it changed; a look-up costs the same however
-// long the lists are, but for patterns and signatures, which the companions walk too. Used by one thread.
+// long the lists are, but for patterns and signatures, which the companions walk too. Used by one thread, unless its
+// index is there.
 #ifndef TARN_HOST_EXPLAIN_ENTRY_FINDER_H
 #define TARN_HOST_EXPLAIN_ENTRY_FINDER_H
 
@@ -43,10 +44,10 @@ class EntryFinder {
     std::optional<DecidingEntry> Find(const PacketAttack& attack, base::Bytes frame);
     // Of an address that an extension reported.
     std::optional<DecidingEntry> FindReported(std::string_view url, const Judgement& judgement);
-
- private:
+    // The lists that are asked; null when there is no policy of use. Once it was called any thread may find entries.
     const PolicyIndex* Index();
 
+ private:
     ReadPolicy read_;
     Account account_;
     std::unique_ptr<const PolicyIndex> index_;

@@ -12,6 +12,7 @@ struct Interval {
 };
 
 constexpr std::uint32_t kMinutesPerDay = 24 * 60;
+constexpr std::uint32_t kMinutesPerWeek = 7 * kMinutesPerDay;
 
 void Insert(std::vector<Interval>& intervals, const Interval& added) {
     const auto next = std::lower_bound(intervals.begin(), intervals.end(), added.start,
@@ -29,9 +30,8 @@ void Insert(std::vector<Interval>& intervals, const Interval& added) {
     intervals.insert(next, added);
 }
 
-}  // namespace
-
-bool IsAllowedTime(const policy::ParentalUser& user, const TarnSystemTime& now) {
+// Ascending by their starts.
+std::vector<Interval> IntervalsOf(const policy::ParentalUser& user) {
     std::vector<Interval> intervals;
     for (std::uint32_t day = 0; day < user.times.size(); ++day)
         for (const TimeRange& range : user.times[day]) {
@@ -40,12 +40,38 @@ bool IsAllowedTime(const policy::ParentalUser& user, const TarnSystemTime& now) 
             if (range.endHour == 23 && range.endMinute == 59) ++end;  // midnight
             Insert(intervals, {start, end});
         }
-    const std::uint32_t minute = now.dayOfWeek * kMinutesPerDay + now.hour * 60U + now.minute;
+    return intervals;
+}
+
+std::uint32_t MinuteOf(const TarnSystemTime& now) {
+    return now.dayOfWeek * kMinutesPerDay + now.hour * 60U + now.minute;
+}
+
+bool IsIn(const std::vector<Interval>& intervals, std::uint32_t minute) {
     for (const Interval& one : intervals) {
         if (one.start > minute) return false;
         if (minute < one.end) return true;
     }
     return false;
+}
+
+}  // namespace
+
+bool IsAllowedTime(const policy::ParentalUser& user, const TarnSystemTime& now) {
+    return IsIn(IntervalsOf(user), MinuteOf(now));
+}
+
+std::optional<std::uint32_t> MinutesUntilAllowed(const policy::ParentalUser& user, const TarnSystemTime& now) {
+    const std::vector<Interval> intervals = IntervalsOf(user);
+    const std::uint32_t minute = MinuteOf(now);
+    if (IsIn(intervals, minute)) return 0;
+    std::optional<std::uint32_t> least;
+    for (const Interval& one : intervals) {
+        if (one.start >= one.end) continue;
+        const std::uint32_t wait = (one.start + kMinutesPerWeek - minute) % kMinutesPerWeek;
+        if (!least || wait < *least) least = wait;
+    }
+    return least;
 }
 
 }  // namespace tarn::host

@@ -68,7 +68,7 @@ std::vector<DecidingEntry> EntriesOf(const policy::Policy& policy) {
     to.All(PolicyList::kPacketSignatures, policy.packetSignatures.size());
     for (std::size_t i = 0; i < policy.idsRules.size(); ++i)
         if (policy.idsRules[i].excluded) to.One(PolicyList::kIdsRules, i, 0, 0);  // others give texts alone
-    return std::move(to.Take());
+    return to.Take();
 }
 
 std::vector<DecidingEntry> NeverDecided(const std::vector<DecidingEntry>& all,

@@ -1,0 +1,378 @@
+#include "host/serve/filter.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <fmt/format.h>
+#include <utility>
+
+#include "host/explain/explanation_report.h"
+#include "host/explain/remedy.h"
+#include "host/explain/week_times.h"
+#include "host/json_report.h"
+#include "host/logon_rule.h"
+#include "host/printable_text.h"
+#include "host/serve/client_process.h"
+#include "host/serve/judged_dns_answer.h"
+#include "host/session_events.h"
+#include "host/verdict_words.h"
+
+namespace tarn::host::serve {
+
+namespace {
+
+constexpr std::uint16_t kDnsPort = 53;
+
+std::string UrlOf(const Protocol& protocol, const RequestView& view) {
+    if (protocol.name == "http") return Printable("http://" + view.host + view.path);
+    if (protocol.name == "tls") return Printable("https://" + view.host + "/");
+    if (protocol.name == "ftp") return Printable("ftp: " + view.path);
+    return Printable(view.host);
+}
+
+// The row of the table for a DNS message that a server sent.
+const Protocol& DnsProtocol() {
+    static const Protocol& dns = *ChooseProtocol({{}, kDnsPort, false, false});
+    return dns;
+}
+
+base::Bytes BytesOf(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+constexpr Coverage kCutTarget{Extent::kPart, "request target longer than 1,023 characters: its beginning is judged"};
+constexpr Coverage kUnknownUser{Extent::kPart, "the client's process is not known: rules for users are not asked"};
+
+// Whether users have rules of their own that need to know who asks.
+bool NeedsUsers(const PolicyIndex* index) {
+    if (index == nullptr || index->Policy().parental.mode == TARN_PC_ONE_FOR_ALL) return false;
+    const auto& users = index->Policy().parental.users;
+    return std::any_of(users.begin(), users.end(), [](const policy::ParentalUser& user) {
+        return user.profile &&
+               ((user.blockList && !user.siteRules.empty()) || (user.categories && !user.blockedCategories.empty()));
+    });
+}
+
+// Of a DNS message: one without records tells nobody a way to anything.
+bool HasAnswers(base::Bytes message) {
+    constexpr std::size_t kAnswerCount = 6;
+    base::ByteReader reader(message);
+    std::uint16_t count = 0;
+    return !reader.Skip(kAnswerCount) || !reader.Be(count) || count != 0;
+}
+
+std::uint64_t NanosecondsSince(std::chrono::steady_clock::time_point begin) {
+    const auto took = std::chrono::steady_clock::now() - begin;
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(took).count());
+}
+
+}  // namespace
+
+Filter::Filter(Parts parts) : parts_(std::move(parts)) {
+    entries_ = std::make_shared<EntryFinder>(policy::Policy{}, parts_.account);
+}
+
+Endpoint Filter::AsJudged(const Endpoint& server) const {
+    for (const AddressReplacement& one : parts_.settings.replacements)
+        if (one.from == server.address) return {one.to, server.port};
+    return server;
+}
+
+std::optional<std::uint32_t> Filter::MinutesToWait(const Judgement& judgement) const {
+    if (!judgement.isValid || judgement.verdict.reason != TARN_REASON_SCHEDULE) return std::nullopt;
+    const PolicyIndex* const index = entries_->Index();
+    if (index == nullptr || index->Policy().parental.users.empty()) return std::nullopt;
+    return MinutesUntilAllowed(index->Policy().parental.users.front(), judgement.verdict.localTime);
+}
+
+void Filter::Count(const JudgedRequest& request, std::uint64_t latency) {
+    const std::lock_guard lock(mutex_);
+    ++counters_.judged;
+    if (request.client && request.processId == 0) ++counters_.unknownProcess;
+    counters_.latency.Add(latency);
+    if (!request.judgement.isValid) {
+        ++counters_.withoutVerdict;
+        return;
+    }
+    ++(IsBlocked(request.judgement) ? counters_.blocked : counters_.allowed);
+    ++counters_.byReason[request.judgement.verdict.reason];
+}
+
+// Of what the library does not block.
+std::string Filter::WhyRefused(const Asked& asked, const JudgedRequest& request) const {
+    if (!parts_.settings.refusesUnknown || (asked.protocol == &DnsProtocol() && !HasAnswers(asked.data))) return {};
+    const bool isUnknown = !request.judgement.isValid || request.coverage.extent == Extent::kNone ||
+                           request.coverage.why == kUnknownUser.why;
+    if (!isUnknown) return {};
+    return request.coverage.IsWhole() ? "the library gave no verdict" : std::string(request.coverage.why);
+}
+
+Answer Filter::Decide(const Asked& asked, const JudgedRequest& request) {
+    Count(request, request.latency.value_or(0));
+    Answer answer;
+    answer.isJudged = request.judgement.isValid;
+    answer.isBlocked = IsBlocked(request.judgement);
+    answer.judgement = request.judgement;
+    answer.entry = request.entry;
+    answer.coverage = request.coverage;
+    answer.host = request.view.host;
+    if (!answer.isBlocked) answer.whyRefused = WhyRefused(asked, request);
+    if (!answer.whyRefused.empty()) {
+        answer.isBlocked = true;
+        const std::lock_guard lock(mutex_);
+        ++counters_.refusedUnknown;
+    }
+    std::optional<Unexamined> hidden;
+    if (!answer.isBlocked && asked.protocol == &TlsProtocol()) {
+        if (asked.isCut)
+            hidden = Unexamined::kHelloSplit;
+        else if (HidesHello(asked.data))
+            hidden = Unexamined::kEch;
+    }
+    if (hidden && parts_.settings.refusesUnknown) {
+        answer.isBlocked = true;
+        answer.whyRefused = asked.isCut ? "a hello that is not whole" : "a hello that may hide the name that is meant";
+    }
+    Event event = BeginEvent("verdict");
+    AddVerdict(request, event);
+    event["passed"] = !answer.isBlocked;
+    parts_.events.Write(std::move(event));
+    if (hidden) PassUnexamined(*hidden, asked.client, asked.server, asked.isCut ? std::string() : request.view.host);
+    return answer;
+}
+
+Answer Filter::Refuse(const char* what) {
+    CountError(what);
+    Answer answer;
+    answer.whyRefused = "an internal error";
+    return answer;
+}
+
+void Filter::CountError(const char* what) {
+    {
+        const std::lock_guard lock(mutex_);
+        ++counters_.internalErrors;
+    }
+    try {
+        TellError(fmt::format("a connection was refused because of an internal error: {}", what));
+    } catch (const std::exception&) {  // it is counted
+        return;
+    }
+}
+
+JudgedRequest Filter::Ask(const Asked& asked, base::Bytes data, const Endpoint& server) {
+    JudgedRequest request;
+    request.protocol = asked.protocol;
+    request.view = asked.protocol->view(data);
+    request.client = asked.client;
+    request.processId = asked.processId;
+    request.server = AsJudged(server);
+    if (request.server != server) request.connected = server.address;
+    const auto begin = std::chrono::steady_clock::now();
+    request.judgement =
+        parts_.library.ScanConnection({asked.protocol->kind, data, asked.client, request.server, asked.processId});
+    if (asked.processId == 0 && !IsBlocked(request.judgement)) AskForUnknownProcess(asked, data, request);
+    request.latency = NanosecondsSince(begin);
+    request.coverage = CoverageOf(*asked.protocol, data, request.server, request.judgement, asked.isCut);
+    return request;
+}
+
+// The library has rules that need the user of the process. Where all users have the same ones, this program stands in:
+// what would act on a process, a malicious address, was blocked by the first question.
+void Filter::AskForUnknownProcess(const Asked& asked, base::Bytes data, JudgedRequest& request) {
+    const PolicyIndex* const index = entries_->Index();
+    const bool isForAll = index != nullptr && !index->Policy().parental.users.empty() &&
+                          index->Policy().parental.mode == TARN_PC_ONE_FOR_ALL;
+    // An inspection of HTTPS that blocks wants the user, too, and gives no verdict without one.
+    const bool mayBeInspected = asked.protocol == &TlsProtocol() && !request.judgement.isValid;
+    if (!isForAll && !mayBeInspected) return;
+    const Judgement judgement =
+        parts_.library.ScanConnection({asked.protocol->kind, data, asked.client, request.server, OwnProcessId()});
+    if (IsBlocked(judgement) && (isForAll || judgement.verdict.reason == TARN_REASON_HTTPS_INSPECTION))
+        request.judgement = judgement;
+}
+
+JudgedRequest Filter::AskAll(const Asked& asked) {
+    JudgedRequest decided = Ask(asked, asked.data, asked.server);
+    const auto counts = [&](const Judgement& judgement, bool byName) {
+        const bool isTimeAlone = byName && asked.isAlsoAnAddress && judgement.verdict.reason == TARN_REASON_SCHEDULE;
+        return IsBlocked(judgement) && !isTimeAlone;
+    };
+    const auto askAlso = [&](base::Bytes data, const Endpoint& server, bool decides, bool byName = false) {
+        if (IsBlocked(decided.judgement)) return;
+        const std::uint64_t before = decided.latency.value_or(0);
+        JudgedRequest other = Ask(asked, data, server);
+        const std::uint64_t both = before + other.latency.value_or(0);
+        if (decides || counts(other.judgement, byName)) decided = std::move(other);
+        decided.latency = both;
+    };
+    base::Bytes data = asked.data;
+    if (!asked.standIn.empty() && decided.coverage.extent == Extent::kNone) {
+        data = BytesOf(asked.standIn);
+        askAlso(data, asked.server, true);
+        if (asked.isStandInCut && decided.coverage.IsWhole()) decided.coverage = kCutTarget;
+    }
+    for (const Endpoint& server : asked.alsoAt) askAlso(data, server, false);
+    for (const std::string& other : asked.alsoAs) {
+        askAlso(BytesOf(other), asked.server, false, true);
+        for (const Endpoint& server : asked.alsoAt) askAlso(BytesOf(other), server, false, true);
+    }
+    if (asked.processId == 0 && decided.coverage.IsWhole() && !IsBlocked(decided.judgement) &&
+        asked.protocol != &DnsProtocol() && NeedsUsers(entries_->Index()))
+        decided.coverage = kUnknownUser;
+    decided.entry = entries_->Find(decided);
+    return decided;
+}
+
+Answer Filter::Judge(const Asked& asked) {
+    try {
+        JudgedRequest request;
+        std::optional<std::uint32_t> wait;
+        gate_.Scan([&] {
+            request = AskAll(asked);
+            wait = MinutesToWait(request.judgement);
+        });
+        if (asked.isAgain && !IsBlocked(request.judgement)) {
+            Answer passing;
+            passing.isBlocked = false;
+            passing.isJudged = request.judgement.isValid;
+            return passing;
+        }
+        Answer answer = Decide(asked, request);
+        answer.url = UrlOf(*asked.protocol, request.view);
+        answer.minutesUntilAllowed = wait;
+        return answer;
+    } catch (const std::exception& error) {
+        return Refuse(error.what());
+    }
+}
+
+Answer Filter::JudgeDnsAnswer(base::Bytes message, const Endpoint& client, const Endpoint& server,
+                              std::uint32_t processId) {
+    const std::vector<std::uint8_t> judged = JudgedDnsAnswer(message);
+    return Judge({&DnsProtocol(), judged, client, {server.address, kDnsPort}, processId});
+}
+
+nlohmann::ordered_json Filter::Explain(const std::string& url) {
+    std::string mistake;
+    const auto composed = ComposeRequest(url, mistake, parts_.toAscii);
+    if (!composed) return {{"error", mistake}};
+    const JudgedRequest request{composed->protocol, composed->view, composed->server, std::nullopt, {}, {}};
+    std::shared_ptr<EntryFinder> entries;
+    std::shared_ptr<const PolicyVariant> written;
+    Judgement judgement;
+    gate_.Scan([&] {
+        entries = entries_;
+        written = written_;
+        judgement = parts_.library.ScanUrl(composed->protocol->kind, composed->data, composed->server);
+    });
+    // Outside the gate: it takes its time, and others want to change the settings meanwhile.
+    const PolicyIndex* const index = entries->Index();
+    if (index == nullptr) return {{"error", "there is no policy to explain by"}};
+    ScanQuestion question;
+    question.asked = AskedOf(request);
+    question.account = parts_.account;
+    question.now = parts_.localTime();
+    Explanation explanation = host::Explain(*index, question, url, OutcomeOf(judgement));
+    if (written)
+        explanation.remedy = FindRemedy(*written, *index, question, Foretell(*index, question), parts_.findSid);
+    return JsonOf(explanation);
+}
+
+bool Filter::PassUnexamined(Unexamined kind, const Endpoint& client, const Endpoint& server,
+                            const std::string& outerName, bool mayPass) {
+    const bool passes = mayPass && !parts_.settings.refusesUnknown;
+    {
+        const std::lock_guard lock(mutex_);
+        ++counters_.notExamined[static_cast<std::size_t>(kind)];
+        if (!passes) ++counters_.refusedUnknown;
+    }
+    Event event = BeginEvent("not_examined");
+    event["what"] = UnexaminedName(kind);
+    event["flow"] = FlowMember({kind != Unexamined::kQuic, client, server});
+    if (client.address.isIpv6 != server.address.isIpv6) event["flow"].erase("id");
+    if (!outerName.empty()) event["outer_name"] = outerName;
+    event["passed"] = passes;
+    parts_.events.Write(std::move(event));
+    return passes;
+}
+
+void Filter::TellError(const std::string& text, const std::string& input) {
+    Event event = BeginEvent("error");
+    event["text"] = text;
+    if (!input.empty()) event["input"] = input;
+    parts_.events.Write(std::move(event));
+}
+
+void Filter::SessionEvent(std::uint32_t event, const Account& account, std::uint32_t sessionId) {
+    LogonRule rule;
+    LogonJudgement judgement;
+    gate_.Scan([&] {
+        judgement = parts_.library.ScanLogonEvent(ComposeLogonEvent(event, account, sessionId));
+        if (const PolicyIndex* const index = entries_->Index())
+            rule = FindLogonRule(index->Policy(), account.sid, parts_.localTime());
+    });
+    if (event == TARN_EVENT_TICK) {
+        const std::lock_guard lock(mutex_);
+        std::string& last = lastTick_[account.name];
+        const std::string now(VerdictName(judgement));
+        if (std::exchange(last, now) == now) return;
+    }
+    std::string why;
+    if (!judgement.isValid)
+        why = "the library knows no session of the account";
+    else if (judgement.verdict.action == TARN_BLOCK)
+        why = RefusalWords(rule);
+    Event told = BeginEvent("logon");
+    told["account"] = account.name;
+    told["sid"] = FormatSid(account.sid);
+    told["event"] = SessionEventName(event);
+    told["verdict"] = VerdictName(judgement);
+    if (judgement.isValid) told["reason"] = std::uint32_t{judgement.verdict.reason};
+    told["reason_text"] = why;
+    told["rule"] = RuleName(rule);
+    told["rule_text"] = RuleWords(rule);
+    parts_.events.Write(std::move(told));
+}
+
+void Filter::UsePolicy(std::shared_ptr<const policy::Policy> policy, std::shared_ptr<const PolicyVariant> written) {
+    auto entries = std::make_shared<EntryFinder>([policy = std::move(policy)] { return policy; }, parts_.account);
+    entries->Prepare();
+    gate_.Notify([&] {
+        std::swap(entries_, entries);
+        std::swap(written_, written);
+    });
+}
+
+bool Filter::SettingsChanged(std::uint32_t kind) {
+    return gate_.Notify([&] { return parts_.library.SettingsChanged(kind); });
+}
+
+bool Filter::UpdateSettingsChanged(std::uint32_t mask) {
+    return gate_.Notify([&] { return parts_.library.UpdateSettingsChanged(mask); });
+}
+
+Counters Filter::Snapshot() const {
+    const std::lock_guard lock(mutex_);
+    return counters_;
+}
+
+void Filter::TellTotals(bool isStopped) {
+    const Counters counters = Snapshot();
+    Event event = BeginStats({0, isStopped, nullptr});
+    event["requests"] = counters.judged;
+    event["allowed"] = counters.allowed;
+    event["blocked"] = counters.blocked;
+    event["without_verdict"] = counters.withoutVerdict;
+    event["by_reason"] = Event::object();
+    for (const auto& [reason, count] : counters.byReason) event["by_reason"][fmt::format("{}", reason)] = count;
+    event["refused_unknown"] = counters.refusedUnknown;
+    event["internal_errors"] = counters.internalErrors;
+    event["unknown_process"] = counters.unknownProcess;
+    for (std::size_t i = 0; i < kUnexaminedKinds; ++i)
+        event["not_examined"][std::string(UnexaminedName(static_cast<Unexamined>(i)))] = counters.notExamined[i];
+    if (counters.latency.Count() != 0) event["latency_ns"] = {{"url", Percentiles(counters.latency)}};
+    parts_.events.Write(std::move(event));
+}
+
+}  // namespace tarn::host::serve

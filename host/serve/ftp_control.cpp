@@ -1,0 +1,375 @@
+#include "host/serve/ftp_control.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <iterator>
+#include <optional>
+#include <utility>
+
+#include "base/text.h"
+#include "host/serve/first_bytes.h"
+#include "host/serve/ftp_folder.h"
+#include "host/serve/ftp_line.h"
+#include "host/serve/named_server.h"
+#include "host/serve/tunnel.h"
+#include "host/verdict_words.h"
+
+namespace tarn::host::serve {
+
+namespace {
+
+constexpr std::size_t kReadAtOnce = 4096;
+constexpr std::uint16_t kFtpPort = 21;
+constexpr std::uint16_t kOtherFtpPort = 2121;
+
+const Protocol& FtpProtocol() {
+    static const Protocol& ftp = *ChooseProtocol({{}, kFtpPort, true, true});
+    return ftp;
+}
+
+base::Bytes BytesOf(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+// The server's word decides, so nothing behind it is sent before.
+bool AsksForTls(const FtpCommand& command) {
+    constexpr std::string_view kMechanisms[] = {"TLS", "TLS-C", "SSL", "TLS-P"};
+    return command.verb == "AUTH" &&
+           std::any_of(std::begin(kMechanisms), std::end(kMechanisms),
+                       [&](std::string_view one) { return base::EqualIgnoringCase(command.argument, one); });
+}
+
+class FtpControl : public Connection, public std::enable_shared_from_this<FtpControl> {
+ public:
+    FtpControl(Services& services, ClientSide client, Target target, std::shared_ptr<FtpDataPorts> data)
+        : services_(services),
+          client_(std::move(client)),
+          target_(std::move(target)),
+          data_(std::move(data)),
+          strand_(client_.socket->get_executor()),
+          timer_(strand_),
+          commands_(client_.said.begin(), client_.said.end()) {}
+
+    void Start() {
+        client_.place.Belong(shared_from_this());
+        services_.upstream.Resolve(target_, client_.client, strand_,
+                                   [self = shared_from_this()](const Resolved& resolved) { self->Connect(resolved); });
+    }
+
+    void StartWith(std::shared_ptr<Socket> server, const FtpGreeting& greeting) {
+        client_.place.Belong(shared_from_this());
+        server_ = std::move(server);
+        ErrorCode error;
+        const auto remote = server_->remote_endpoint(error);
+        if (error) return End();
+        endpoint_ = EndpointOf(remote);
+        Touch();
+        WatchIdle();
+        Notice(greeting.told);
+        Notice(greeting.held);
+        if (greeting.told.size() >= kMostHeard) owed_ = 0;  // its end is not among what is known of it
+        if (greeting.held.empty()) {
+            ReadServer();
+        } else {
+            isServerHeldBack_ = true;
+            Tell(greeting.held);
+        }
+        Hear();
+    }
+
+    // What was begun is answered; between two commands it ends.
+    void Drain() override {
+        asio::post(strand_, [self = shared_from_this()] {
+            self->isDraining_ = true;
+            if (!self->hasEnded_) self->EndIfDrained();
+        });
+    }
+    void Close() override {
+        asio::post(strand_, [self = shared_from_this()] { self->End(); });
+    }
+
+ private:
+    void Connect(const Resolved& resolved) {
+        if (hasEnded_) return;
+        if (resolved.endpoints.empty()) return Refuse("421 The server is not known.");
+        const NamedServer named{target_, resolved.endpoints, client_.client, client_.processId};
+        if (JudgeName(services_.filter, named).isBlocked) return Refuse("421 The server is blocked.");
+        services_.upstream.Connect(
+            resolved.endpoints, strand_,
+            [self = shared_from_this()](std::shared_ptr<Socket> server, Endpoint endpoint, const std::string&) {
+                if (self->hasEnded_) return;
+                if (!server) return self->Refuse("421 The server does not answer.");
+                self->server_ = std::move(server);
+                self->endpoint_ = endpoint;
+                self->Touch();
+                self->WatchIdle();
+                self->ReadServer();
+                self->Hear();
+            });
+    }
+
+    void Touch() {
+        active_ = std::chrono::steady_clock::now();
+        BeActive();
+    }
+
+    void WatchIdle() {
+        timer_.expires_at(active_ + services_.settings.idle);
+        timer_.async_wait([self = shared_from_this()](ErrorCode error) {
+            if (error || self->hasEnded_) return;
+            if (std::chrono::steady_clock::now() - self->active_ >= self->services_.settings.idle) return self->End();
+            self->WatchIdle();
+        });
+    }
+
+    // ---- from the client ----
+
+    void ReadClient() {
+        client_.socket->async_read_some(asio::buffer(fromClient_),
+                                        [self = shared_from_this()](ErrorCode error, std::size_t count) {
+                                            if (self->hasEnded_ || self->isEnding_) return;
+                                            if (error) return self->EndOfClient();
+                                            self->Touch();
+                                            self->commands_.append(self->fromClient_.data(), count);
+                                            self->Hear();
+                                        });
+    }
+
+    // Everything that is there whole; then what may go on goes on, and more is read. A refusal waits for the answers to
+    // the commands before it, as clients take answers in order, and nothing behind it is heard before; nor behind a
+    // command whose answer says how to take what follows.
+    void Hear() {
+        if (isSealed_) return HearHello();
+        if (BeginsLikeHello(BytesOf(commands_))) return Refuse("500 The server did not agree to TLS.");
+        std::string allowed;
+        while (refusal_.empty() && !awaited_ && !BeginsLikeHello(BytesOf(commands_))) {
+            const auto line = TakeFtpLine(commands_);
+            if (!line) break;
+            const std::string_view text = std::string_view(*line).substr(0, line->size() - 2);
+            const FtpLine kind = line->size() > kMostFtpLine ? FtpLine::kBroken : KindOfFtpLine(text);
+            if (kind == FtpLine::kBroken) return Refuse("500 This is no command that can be judged.");
+            const FtpCommand command = ReadFtpCommand(*line);
+            if (kind == FtpLine::kJudged) refusal_ = RefusalOf(command);
+            if (!refusal_.empty()) break;
+            if (FtpFolder::IsToldBy(command) || AsksForTls(command)) awaited_ = command;
+            allowed += *line;
+            ++owed_;
+        }
+        if (refusal_.empty() && !awaited_ && commands_.size() > kMostFtpLine)
+            return Refuse("500 The command is too long.");
+        if (allowed.empty()) return HearOnWhenInOrder();
+        isSending_ = true;
+        toServer_ = std::move(allowed);
+        asio::async_write(*server_, asio::buffer(toServer_), [self = shared_from_this()](ErrorCode error, std::size_t) {
+            if (self->hasEnded_) return;
+            if (error) return self->End();
+            self->Touch();
+            self->isSending_ = false;
+            self->HearOnWhenInOrder();
+        });
+    }
+
+    // The answer to a blocked command, empty for the others.
+    std::string RefusalOf(const FtpCommand& command) {
+        std::vector<std::string> forms = folder_.JudgedForms(command);
+        const std::string first = std::exchange(forms.front(), {});
+        forms.erase(forms.begin());
+        Asked asked{&FtpProtocol(), BytesOf(first), client_.client, endpoint_, client_.processId};
+        asked.alsoAs = std::move(forms);
+        const Answer answer = services_.filter.Judge(asked);
+        if (!answer.isBlocked) return {};
+        const std::string why =
+            answer.whyRefused.empty() ? std::string(ReasonWords(answer.judgement.verdict.reason)) : answer.whyRefused;
+        return fmt::format("550 Blocked: {}.\r\n", why);
+    }
+
+    // A client that reads no answers is not heard.
+    void HearOnWhenInOrder() {
+        if (isSending_ || isEnding_) return;
+        isOutOfOrder_ = owed_ > 0 && (awaited_ || !refusal_.empty());
+        if (isOutOfOrder_) return;
+        if (!refusal_.empty()) Tell(std::exchange(refusal_, {}));
+        EndIfDrained();
+        if (isEnding_) return;
+        if (!isTelling_) return HearOn();
+        isHeldBack_ = true;
+    }
+
+    void HearOn() {
+        const bool isHello = BeginsLikeHello(BytesOf(commands_));
+        if (isSealed_ || isHello || commands_.find('\n') != std::string::npos)
+            Hear();
+        else
+            ReadClient();
+    }
+
+    // The server agreed to TLS: nothing else can be meant from here on.
+    void HearHello() {
+        if (commands_.empty()) return ReadClient();
+        if (!BeginsLikeHello(BytesOf(commands_))) return Refuse("500 The server waits for TLS.");
+        const Speech speech = Recognise(BytesOf(commands_));
+        if (speech == Speech::kMore) return ReadClient();
+        if (speech != Speech::kTls && speech != Speech::kTlsCut) return End();
+        if (isTelling_) {  // the answer to AUTH may be told already, and this thread not know it yet
+            isHeldBack_ = true;
+            return;
+        }
+        const NamedServer named{target_, {endpoint_}, client_.client, client_.processId};
+        const std::vector<std::uint8_t> hello = JoinHello(BytesOf(commands_));
+        const bool isCut = speech == Speech::kTlsCut;
+        if (JudgeHello(services_.filter, named, hello, isCut).isBlocked) return End();
+        timer_.cancel();
+        hasEnded_ = true;
+        ErrorCode ignored;
+        server_->cancel(ignored);  // the reading of answers; the tunnel goes on with it
+        client_.said.assign(commands_.begin(), commands_.end());
+        StartTunnel(services_, std::move(client_), server_, {}, HelloAgain(services_.filter, named, hello, isCut));
+    }
+
+    void EndOfClient() {
+        ErrorCode ignored;
+        server_->shutdown(Tcp::socket::shutdown_send, ignored);
+    }
+
+    // ---- from the server ----
+
+    void ReadServer() {
+        server_->async_read_some(asio::buffer(fromServer_),
+                                 [self = shared_from_this()](ErrorCode error, std::size_t count) {
+                                     if (self->hasEnded_) return;
+                                     if (error) return self->EndOfServer();
+                                     self->Touch();
+                                     const std::string_view said(self->fromServer_.data(), count);
+                                     self->Notice(said);
+                                     self->isServerHeldBack_ = true;
+                                     self->Tell(said);
+                                     if (self->isOutOfOrder_ && self->owed_ == 0) self->HearOnWhenInOrder();
+                                     self->EndIfDrained();
+                                 });
+    }
+
+    // Answers, and the ports that it offers for transfers.
+    void Notice(std::string_view said) {
+        for (const char c : said) {
+            if (c == '\n') {
+                if (const auto port = OfferedFtpPort(reply_, endpoint_.address))
+                    data_->Offer(client_.client.address, {endpoint_.address, *port});
+                if (replies_.EndsAnswer(reply_) && owed_ > 0 && --owed_ == 0) LastAnswer();
+                reply_.clear();
+            } else if (reply_.size() < kMostFtpLine) {
+                reply_ += c;
+            }
+        }
+    }
+
+    // To everything that was sent.
+    void LastAnswer() {
+        if (!awaited_) return;
+        const FtpCommand command = *std::exchange(awaited_, std::nullopt);
+        if (AsksForTls(command))
+            isSealed_ = reply_.starts_with("234");
+        else
+            folder_.Answered(command, reply_);
+    }
+
+    void EndOfServer() {
+        isEnding_ = true;
+        if (!isTelling_) End();
+    }
+
+    // ---- to the client ----
+
+    void Tell(std::string_view text) {
+        waiting_ += text;
+        if (!isTelling_) TellOn();
+    }
+
+    void TellOn() {
+        isTelling_ = true;
+        toClient_ = std::exchange(waiting_, {});
+        asio::async_write(*client_.socket, asio::buffer(toClient_),
+                          [self = shared_from_this()](ErrorCode error, std::size_t) {
+                              if (self->hasEnded_) return;
+                              if (error) return self->End();
+                              self->Told();
+                          });
+    }
+
+    void Told() {
+        if (!waiting_.empty()) return TellOn();
+        isTelling_ = false;
+        if (isEnding_) return End();
+        if (std::exchange(isServerHeldBack_, false)) ReadServer();
+        if (std::exchange(isHeldBack_, false)) HearOn();
+    }
+
+    void EndIfDrained() {
+        if (!isDraining_ || isEnding_) return;
+        if (!server_) return End();
+        if (owed_ == 0 && !isSending_ && refusal_.empty()) Refuse("421 The filter ends.");
+    }
+
+    void Refuse(std::string_view text) {
+        isEnding_ = true;
+        Tell(fmt::format("{}\r\n", text));
+    }
+
+    void End() {
+        if (hasEnded_) return;
+        hasEnded_ = true;
+        timer_.cancel();
+        CloseSocket(*client_.socket);
+        if (server_) CloseSocket(*server_);
+        client_.place.Leave();
+    }
+
+    Services& services_;
+    ClientSide client_;
+    Target target_;
+    std::shared_ptr<FtpDataPorts> data_;
+    Strand strand_;  // of the socket, which goes on to somebody else
+    Timer timer_;
+    std::shared_ptr<Socket> server_;
+    Endpoint endpoint_;
+    std::chrono::steady_clock::time_point active_;
+    std::array<char, kReadAtOnce> fromClient_{};
+    std::array<char, kReadAtOnce> fromServer_{};
+    std::string commands_;  // of the client, not judged yet
+    std::string toServer_;
+    std::string refusal_;                // not told yet
+    std::optional<FtpCommand> awaited_;  // sent last; its answer says how to take what follows
+    FtpFolder folder_;
+    std::string reply_;  // the server's line so far
+    FtpReplies replies_;
+    std::size_t owed_ = 1;  // answers of the server to what it was sent, and its greeting
+    std::string waiting_;
+    std::string toClient_;
+    bool isSending_ = false;  // to the server
+    bool isTelling_ = false;
+    bool isSealed_ = false;      // the server agreed to TLS
+    bool isOutOfOrder_ = false;  // what is heard next waits for answers
+    bool isDraining_ = false;
+    bool isHeldBack_ = false;        // the client, until it has read what it was told
+    bool isServerHeldBack_ = false;  // the server, for the same reason
+    bool isEnding_ = false;          // once the client has been told everything
+    bool hasEnded_ = false;
+};
+
+}  // namespace
+
+void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<FtpDataPorts> data) {
+    std::make_shared<FtpControl>(services, std::move(client), target, std::move(data))->Start();
+}
+
+void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<Socket> server,
+                     const FtpGreeting& greeting, std::shared_ptr<FtpDataPorts> data) {
+    std::make_shared<FtpControl>(services, std::move(client), target, std::move(data))
+        ->StartWith(std::move(server), greeting);
+}
+
+bool IsFtpPort(std::uint16_t port) {
+    return port == kFtpPort || port == kOtherFtpPort;
+}
+
+}  // namespace tarn::host::serve

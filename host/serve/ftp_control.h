@@ -1,0 +1,32 @@
+// An FTP control connection: each command is judged before the server gets it, and a blocked one is answered here.
+// The connection owns itself and works on the strand of the client's socket.
+#ifndef TARN_HOST_SERVE_FTP_CONTROL_H
+#define TARN_HOST_SERVE_FTP_CONTROL_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/serve/ftp_data.h"
+#include "host/serve/opening.h"
+
+namespace tarn::host::serve {
+
+// On these ports a connection is FTP from the beginning: the usual one, and where servers stand that may not have it.
+bool IsFtpPort(std::uint16_t port);
+
+// The server speaks first, so it is connected at once. data is told of the ports that it offers.
+void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<FtpDataPorts> data);
+
+// What a server said before it was known to be one of FTP.
+struct FtpGreeting {
+    std::string told;  // to the client, too
+    std::string held;
+};
+// The same with a server that is open.
+void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<Socket> server,
+                     const FtpGreeting& greeting, std::shared_ptr<FtpDataPorts> data);
+
+}  // namespace tarn::host::serve
+
+#endif

@@ -1,0 +1,17 @@
+# Writes OUTPUT, a C++ source with the files of the pages in FOLDER.  cmake -DFOLDER=… -DOUTPUT=… -P embed_files.cmake
+set(source "// Made by embed_files.cmake.\n#include \"host/serve/pages/page_files.h\"\n\n")
+string(APPEND source "namespace tarn::host::serve {\n\n")
+function(append name file)
+  file(READ "${FOLDER}/${file}" text)
+  string(SHA256 hash "${text}")
+  string(APPEND source "const PageFile ${name}{R\"page(${text})page\", \"${hash}\"};\n")
+  set(source "${source}" PARENT_SCOPE)
+endfunction()
+
+append(kBlockTemplate block_page.html)
+append(kBlockStyle block_page.css)
+append(kStatusTemplate status_page.html)
+append(kStatusStyle status_page.css)
+append(kStatusScript status_page.js)
+string(APPEND source "\n}  // namespace tarn::host::serve\n")
+file(WRITE "${OUTPUT}" "${source}")
