@@ -88,6 +88,30 @@ INSTANTIATE_TEST_SUITE_P(
                              "--map 10.0.0.1=192.0.2.2: this address has been replaced"},
                     WrongUse{{"url", "http://a.example:99999/"}, "cannot be judged"}));
 
+TEST(CommandLine, TheHelpShowsWhatAnOptionTakesAndNothingElseIsTaken) {
+    const struct {
+        const char* command;  // none for an option of the program
+        const char* shown;
+        const char* wrong;
+    } cases[] = {
+        {"", "--columns UINT:UINT in [0 - 10000]", "10001"},  {"", "--mode UINT:INT in [0 - 1]", "-1"},
+        {"", "--color TEXT:{auto,always,never}", "red"},      {"impact", "--samples UINT:INT in [0 - 1000]", "1001"},
+        {"logon", "--ticks UINT:UINT in [0 - 1440]", "1441"}, {"companions", "--seconds UINT:UINT in [10 - 600]", "9"},
+        {"policy", "--accounts TEXT:{machine,any}", "all"}};
+    for (const auto& [command, shown, wrong] : cases) {
+        SCOPED_TRACE(shown);
+        FakeEnvironment environment;
+        const bool isShared = *command == '\0';
+        const std::vector<std::string> help =
+            isShared ? std::vector<std::string>{"--help"} : std::vector<std::string>{command, "--help"};
+        EXPECT_THAT(RunWith(environment, help).out, HasSubstr(std::string("\n  ") + shown));
+        const std::string option(shown, std::string_view(shown).find(' '));
+        const Ran run = RunWith(environment, {isShared ? "url" : command, option, wrong});
+        EXPECT_EQ(run.code, kUsage);
+        EXPECT_THAT(run.errors, AllOf(StartsWith(option + ": "), HasSubstr(wrong)));
+    }
+}
+
 TEST(CommandLine, AWrongUrlIsNamedAndTheOthersAreJudged) {
     for (const char* command : {"url", "extension"}) {
         FakeEnvironment environment;

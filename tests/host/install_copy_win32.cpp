@@ -67,6 +67,7 @@ std::vector<nlohmann::json> ProgramRun::Events(const char* type) const {
 InstallCopy::InstallCopy(const std::set<std::string>& without) {
     static unsigned counter = 0;
     folder_ = OwnFolder() / ("host-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter));
+    fs::remove_all(folder_);  // of a run that was ended, whose number came again
     fs::create_directories(folder_);
     const fs::path built = OwnFolder().parent_path() / "bin";
     // The programs are large, and nobody writes into them.

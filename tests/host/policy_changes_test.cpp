@@ -101,6 +101,16 @@ TEST(PolicyChanges, NameTheEntryAndWhatChangedInIt) {
                             "malicious_sites[c.test]: added"));
 }
 
+TEST(PolicyChanges, OfServeCountWhenItStartsAgain) {
+    const auto changes = ComparePolicies("", "[serve]\nunknown = \"refuse\"\n[features]\nanti_phishing = true\n");
+    ASSERT_THAT(changes.changes, SizeIs(2));
+    EXPECT_FALSE(CountsAtRestart(changes.changes[0]));
+    EXPECT_TRUE(CountsAtRestart(changes.changes[1]));
+    EXPECT_EQ(DescribeChange(changes.changes[1]),
+              "serve.unknown: 'refuse', was not set (counts when serve starts again)");
+    EXPECT_THAT(changes.kinds, ElementsAre(0));
+}
+
 TEST(PolicyChanges, NameEntriesOfEveryKind) {
     EXPECT_THAT(Described("",
                           "malicious_patterns = [\"/x\"]\n[[ids_rules]]\nid = 22\n[[packet_signatures]]\nhex = "

@@ -86,6 +86,16 @@ TEST_F(WatchCommand, JsonHasAnEventForEachNewWarning) {
     EXPECT_EQ(lines[2]["line"], 4);
 }
 
+// A running server read the table when it started.
+TEST_F(WatchCommand, JsonMarksWhatCountsAtRestart) {
+    ThenPolicy("[features]\nanti_phishing = false\n[serve]\nunknown = \"refuse\"\n");
+    const auto lines = JsonLines(Run({"--json"}).out);
+    ASSERT_THAT(lines, SizeIs(Gt(1U)));
+    ASSERT_THAT(lines[1]["changes"], SizeIs(2));
+    EXPECT_FALSE(lines[1]["changes"][0].contains("at_restart"));
+    EXPECT_EQ(lines[1]["changes"][1]["at_restart"], true);
+}
+
 // As the option names it, in every line.
 TEST_F(WatchCommand, NamesThePolicyThatItFollows) {
     const TemporaryFile other("pv.toml",

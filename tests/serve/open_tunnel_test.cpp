@@ -1,0 +1,148 @@
+// Open tunnels: they end when what they carry is blocked meanwhile.
+#include <gmock/gmock.h>
+
+#include "host/composed_request.h"
+#include "serve/running_server.h"
+
+namespace tarn::host::serve {
+namespace {
+
+using testing::HasSubstr;
+using testing::SizeIs;
+using testing::StartsWith;
+
+void Echo(Peer& peer) {
+    for (std::string part = peer.ReadBytes(1); !part.empty(); part = peer.ReadBytes(1)) peer.Send(part);
+}
+
+std::string Hello(const std::string& name) {
+    const auto bytes = ComposeClientHello(name);
+    return {bytes.begin(), bytes.end()};
+}
+
+// A tunnel to host that carries what is said in it.
+struct Tunnel {
+    Peer client;
+    Tunnel(const RunningServer& server, const std::string& host, std::uint16_t port, const std::string& said)
+        : client(server.Port()) {
+        client.Send("CONNECT " + host + ":" + std::to_string(port) + " HTTP/1.1\r\nHost: a\r\n\r\n");
+        EXPECT_THAT(client.ReadUntil("\r\n\r\n"), StartsWith("HTTP/1.1 200"));
+        EXPECT_TRUE(Carries(said));
+    }
+    bool Carries(const std::string& text) { return client.Send(text) && client.ReadBytes(text.size()) == text; }
+};
+
+TEST(OpenTunnel, EndsWhenItsHelloIsBlockedMeanwhile) {
+    Origin origin(Echo);
+    RunningServer server;
+    Tunnel first(server, "site.example", origin.Port(), Hello("later.example"));
+    Tunnel second(server, "site.example", origin.Port(), Hello("site.example"));
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(first.Carries("more"));
+    EXPECT_TRUE(second.Carries("more"));
+    server.library.Block("later");
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(first.client.IsClosed());
+    EXPECT_TRUE(second.Carries("still more"));
+    const auto told = server.Events("verdict");
+    ASSERT_THAT(told, SizeIs(3)) << "nothing is told of what goes on";
+    EXPECT_EQ(told[2]["verdict"], "blocked");
+    EXPECT_EQ(told[2]["host"], "later.example");
+    EXPECT_EQ(server.TheFilter().Snapshot().judged, 3U);
+}
+
+TEST(OpenTunnel, OfAnotherProtocolIsJudgedByItsName) {
+    Origin origin(Echo);
+    RunningServer server;
+    Tunnel first(server, "other.example", origin.Port(), "SSH-2.0-client\r\n");
+    Tunnel second(server, "site.example", origin.Port(), "SSH-2.0-client\r\n");
+    server.library.Block("other.example");
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(first.client.IsClosed());
+    EXPECT_TRUE(second.Carries("more"));
+}
+
+TEST(OpenTunnel, OfAClientThatWasSilentIsJudgedByWhatItSaidThen) {
+    Origin origin(Echo);
+    RunningServer server;
+    Peer client(server.Port());
+    client.Send("CONNECT site.example:" + std::to_string(origin.Port()) + " HTTP/1.1\r\nHost: a\r\n\r\n");
+    client.ReadUntil("\r\n\r\n");
+    ASSERT_TRUE(server.HasEvents("not_examined", 1));  // the server was opened
+    const std::string hello = Hello("later.example");
+    client.Send(hello);
+    EXPECT_EQ(client.ReadBytes(hello.size()), hello);
+    server.library.Block("later");
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(client.IsClosed());
+}
+
+TEST(OpenTunnel, BehindAuthTlsIsJudgedByItsHello) {
+    Origin origin([](Peer& peer) {
+        peer.Send("220 ready\r\n");
+        peer.ReadUntil("\r\n");
+        peer.Send("234 go on\r\n");
+        Echo(peer);
+    });
+    RunningServer server;
+    Peer client(server.Port());
+    client.Send("CONNECT site.example:" + std::to_string(origin.Port()) + " HTTP/1.1\r\nHost: a\r\n\r\nAUTH TLS\r\n");
+    EXPECT_THAT(client.ReadUntil("234 go on\r\n"), HasSubstr("220 ready"));
+    const std::string hello = Hello("later.example");
+    client.Send(hello);
+    EXPECT_EQ(client.ReadBytes(hello.size()), hello);
+    server.library.Block("later");
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(client.IsClosed());
+}
+
+TEST(OpenTunnel, OfAWebSocketIsJudgedByItsRequest) {
+    Origin origin([](Peer& peer) {
+        peer.ReadUntil("\r\n\r\n");
+        peer.Send("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n\r\n");
+        Echo(peer);
+    });
+    RunningServer server;
+    const auto open = [&](Peer& client, const std::string& path) {
+        const std::string host = "site.example:" + std::to_string(origin.Port());
+        client.Send("GET http://" + host + path + " HTTP/1.1\r\nHost: " + host +
+                    "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n\r\n");
+        EXPECT_THAT(client.ReadUntil("\r\n\r\n"), StartsWith("HTTP/1.1 101"));
+    };
+    Peer first(server.Port());
+    open(first, "/game");
+    Peer second(server.Port());
+    open(second, "/chat");
+    server.library.Block("/game");
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(first.IsClosed());
+    second.Send("more");
+    EXPECT_EQ(second.ReadBytes(4), "more");
+}
+
+// Schedules begin without anybody telling.
+TEST(OpenTunnel, IsJudgedAgainFromTimeToTime) {
+    Origin origin(Echo);
+    ServeSettings settings = TestSettings();
+    settings.again = std::chrono::milliseconds(50);
+    RunningServer server(settings);
+    Tunnel tunnel(server, "site.example", origin.Port(), Hello("later.example"));
+    EXPECT_TRUE(tunnel.Carries("more"));
+    server.library.Block("later");
+    EXPECT_TRUE(tunnel.client.IsClosed());
+}
+
+TEST(OpenTunnel, IsReachedAmongMany) {
+    Origin origin(Echo);
+    RunningServer server;
+    std::vector<std::unique_ptr<Peer>> others;
+    for (int i = 0; i < 120; ++i) others.push_back(std::make_unique<Peer>(server.Port()));
+    Tunnel tunnel(server, "site.example", origin.Port(), Hello("later.example"));
+    server.library.Block("later");
+    server.TheServer().JudgeAgain();
+    server.TheServer().JudgeAgain();  // begins anew
+    EXPECT_TRUE(tunnel.client.IsClosed());
+}
+
+}  // namespace
+}  // namespace tarn::host::serve
