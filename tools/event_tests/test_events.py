@@ -2,6 +2,8 @@
 import json
 import os
 import shutil
+import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -143,6 +145,8 @@ class Events(unittest.TestCase):
         run('judge', code=2)
         run('replay', '--what', code=2)
         cls.watch_changes()
+        cls.write_policy((ROOT / 'companions' / 'tarn-policy.toml').read_text(encoding='utf-8'))
+        cls.serve()
         cls.write_policy(GRID.format(account=account))
         run('logon', '--ticks', '1')
 
@@ -183,6 +187,31 @@ class Events(unittest.TestCase):
             cls.lines += [line.rstrip('\n') for line in watch.stdout]
         if watch.returncode != 0:
             raise AssertionError(f'watch ended with {watch.returncode}')
+
+    @classmethod
+    def serve(cls):
+        """A request that is blocked, one that cannot be judged, and the end by Ctrl+C."""
+        arguments = ['--install-folder', cls.folder, 'serve', '--proxy', '127.0.0.1:0', '--socks', 'off', '--status', 'off']
+        with subprocess.Popen(cls.command(arguments), stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True,
+                              cwd=ROOT) as server:
+            for line in server.stdout:
+                cls.lines.append(line.rstrip('\n'))
+                if json.loads(line)['type'] == 'serve':
+                    break
+            else:
+                raise AssertionError('serve ended before it listened')
+            host, port = json.loads(cls.lines[-1])['proxy'].rsplit(':', 1)
+            for request in [b'GET http://lantern.example/redirect HTTP/1.1\r\nHost: lantern.example\r\n\r\n',
+                            f'CONNECT {host}:9 HTTP/1.1\r\nHost: x\r\n\r\nSSH-2.0-none\r\n'.encode()]:
+                with socket.create_connection((host, int(port)), timeout=30) as client:
+                    client.sendall(request)
+                    client.shutdown(socket.SHUT_WR)
+                    while client.recv(65536):
+                        pass
+            server.send_signal(signal.SIGINT)
+            cls.lines += [line.rstrip('\n') for line in server.stdout]
+        if server.returncode != 0:
+            raise AssertionError(f'serve ended with {server.returncode}')
 
     def enumerated(self, definition, member):
         return SCHEMA['definitions'][definition]['properties'][member]['enum']
