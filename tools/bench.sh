@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs the benchmarks.  bench.sh [native [ARGS…] | dll [ENTRIES [BATCHES]] | replay [MEGABYTES]]
+# Builds and runs the benchmarks.
+#   bench.sh [native [ARGS…] | dll [ENTRIES [BATCHES]] | replay [MEGABYTES] | serve [SECONDS]]
 source tools/common.sh
 
 NativeBench() {
@@ -62,16 +63,25 @@ ReplayBench() {
     Peer ndpiReader -q -i "$made/mixed.pcap"
 }
 
+ServeBench() {
+    tools/setup.sh build serve_bench
+    Build windows products tarnhost
+    WarmWine >/dev/null
+    python3 tools/serve_bench.py "$@"
+}
+
 which=${1:-}
 (($#)) && shift
 case $which in
 native) NativeBench "$@" ;;
 dll) DllBench "$@" ;;
 replay) ReplayBench "$@" ;;
+serve) ServeBench "$@" ;;
 '')
     NativeBench
     DllBench
     ReplayBench
+    ServeBench
     ;;
-*) Fail "./dev bench [native [ARGS…] | dll [ENTRIES [BATCHES]] | replay [MEGABYTES]]" ;;
+*) Fail "./dev bench [native [ARGS…] | dll [ENTRIES [BATCHES]] | replay [MEGABYTES] | serve [SECONDS]]" ;;
 esac

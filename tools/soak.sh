@@ -1,6 +1,12 @@
 #!/usr/bin/env bash
-# Many lives of the library under Wine, or many threads in one.  soak.sh [CYCLES | --seconds N]
+# Many lives of the library under Wine, or many threads in one.  soak.sh [CYCLES | --seconds N | serve [MINUTES]]
 source tools/common.sh
+if [[ ${1:-} == serve ]]; then
+    tools/setup.sh build serve
+    Build windows products tarnhost
+    WarmWine >/dev/null
+    exec python3 tools/serve_soak.py "${@:2}"
+fi
 tools/setup.sh build
 Build windows products soak
 WarmWine >/dev/null
