@@ -7,7 +7,7 @@ from pathlib import Path, PurePosixPath
 
 # From the lowest layer to the highest; a change concerns its own folder first, then every layer above.
 LAYERS = ('base', 'machine', 'modules', 'network', 'parental', 'smb', 'lists', 'url', 'api')
-ABOVE_THE_LIBRARY = ('companions', 'host', 'fuzz')
+ABOVE_THE_LIBRARY = ('companions', 'host', 'fuzz', 'order')
 ALWAYS = 'shape'  # the rules of the sources, in a second
 ALL = (*LAYERS, *ABOVE_THE_LIBRARY)
 ONLY_WINDOWS = ('tests/system/', 'tests/model/driver/')
@@ -43,6 +43,8 @@ def _add_source(plan, path):
         layer = parts[1]
         above = LAYERS[LAYERS.index(layer) + 1:] if layer in LAYERS else LAYERS
         plan.add([layer], (*above, *ABOVE_THE_LIBRARY))
+    elif path.startswith('tests/order/'):
+        plan.add(['order'])
     elif top == 'tests' and len(parts) > 2 and folder_of(path) in (*ALL, ALWAYS):
         # A header of one folder's tests serves others too.
         plan.add([folder_of(path)], ALL if path.endswith('.h') else ())

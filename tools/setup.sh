@@ -19,6 +19,7 @@ wine                                 wine
 /usr/include/nlohmann/json.hpp       nlohmann-json3-dev
 /usr/include/toml++/toml.h           libtomlplusplus-dev
 /usr/include/fmt/core.h              libfmt-dev
+/usr/include/boost/beast.hpp         libboost-dev
 /usr/include/zlib.h                  zlib1g-dev
 /usr/x86_64-w64-mingw32/include/zlib.h libz-mingw-w64-dev
 TABLE
@@ -44,6 +45,17 @@ TABLE
 chromium                             chromium
 node                                 nodejs
 npm                                  npm
+openssl                              openssl
+TABLE
+        ;;
+    serve) cat <<'TABLE'
+curl                                 curl
+wget                                 wget
+git                                  git
+openssl                              openssl
+dig                                  bind9-dnsutils
+kdig                                 knot-dnsutils
+/usr/lib/python3/dist-packages/websockets/__init__.py python3-websockets
 TABLE
         ;;
     corpus) cat <<'TABLE'
@@ -59,6 +71,15 @@ TABLE
 /usr/lib/postgresql                  postgresql
 /usr/sbin/rsyslogd                   rsyslog
 /usr/lib/x86_64-linux-gnu/rsyslog/ompgsql.so rsyslog-pgsql
+TABLE
+        ;;
+    serve_bench) cat <<'TABLE'
+curl                                 curl
+wrk                                  wrk
+/usr/sbin/nginx                      nginx-light
+/usr/sbin/squid                      squid
+/usr/sbin/privoxy                    privoxy
+/usr/sbin/e2guardian                 e2guardian
 TABLE
         ;;
     bench) echo "/usr/include/benchmark/benchmark.h   libbenchmark-dev" ;;

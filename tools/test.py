@@ -46,6 +46,7 @@ def windows_ring(tally):
             python_tests(tally, 'The package, and the project inside another one', 'package_tests')
             python_tests(tally, 'A corpus of captures on many machines', 'corpus_tests')
             python_tests(tally, 'The events of a fleet', 'fleet_tests')
+            python_tests(tally, 'Clients of tarnhost serve', 'serve_tests')
 
 
 def main():
@@ -53,6 +54,7 @@ def main():
     python_tests(tally, 'Tools', 'tests')
     rings.check(tally, 'Format', lambda: sources.has_form(sources.all_sources()))
     rings.ring(tally, 'native', 'Core on this machine, with AddressSanitizer and UBSan')
+    python_tests(tally, 'Broken orders of threads are found', 'order_tests')
     rings.ring(tally, 'tsan', 'Threads on this machine, with ThreadSanitizer', ['thread_tests'])
     windows_ring(tally)
     rings.check(tally, 'Lint (clang-tidy)', lint)

@@ -11,7 +11,7 @@ class PlanFor(unittest.TestCase):
     def test_a_layer_and_all_above_it(self):
         plan = changes.plan_for(['src/smb/tree_table.cpp'])
         self.assertEqual(plan.own, ['smb', 'shape'])
-        self.assertEqual(plan.dependents, ['lists', 'url', 'api', 'companions', 'host', 'fuzz'])
+        self.assertEqual(plan.dependents, ['lists', 'url', 'api', 'companions', 'host', 'fuzz', 'order'])
 
     def test_tests_concern_only_their_own_folder(self):
         plan = changes.plan_for(['tests/url/url_scan_test.cpp', 'tests/smb/CMakeLists.txt'])
@@ -22,6 +22,12 @@ class PlanFor(unittest.TestCase):
         plan = changes.plan_for(['tests/modules/fake_modules.h'])
         self.assertEqual(plan.own, ['modules', 'shape'])
         self.assertIn('api', plan.dependents)
+
+    def test_the_orders_concern_nobody_else(self):
+        for path in ('tests/order/lock_order_test.cpp', 'tests/order/explorer/world.h', 'tests/order/broken.json'):
+            with self.subTest(path=path):
+                plan = changes.plan_for([path])
+                self.assertEqual((plan.own, plan.dependents), (['order', 'shape'], []))
 
     def test_what_everything_includes_concerns_every_folder(self):
         for path in ('include/tarn/tarn.h', 'CMakeLists.txt', 'tests/CMakeLists.txt', 'cmake/warnings.cmake',

@@ -67,8 +67,10 @@ class Door(unittest.TestCase):
     def test_refuses_what_a_command_does_not_know(self):
         wrong = [(command, 'now') for command in NO_ARGUMENT]
         wrong += [('package', '--fast'), ('package', '--check', 'more'), ('soak', 'long'), ('soak', '--seconds'),
-                  ('bench', 'nativ'), ('check', '--all'), ('model', 'x'), ('model', '--calls'), ('model', '1', '--calls', '0'),
-                   ('build', '--fast'), ('lint', '-x'), ('fuzz', '--help-me')]
+                  ('bench', 'nativ'), ('check', '--all'), ('model', 'x'), ('model', '--calls'),
+                  ('model', '1', '--calls', '0'), ('order', '--all'), ('order', 'lock', 'ring'),
+                  ('build', '--fast'), ('lint', '-x'),
+                  ('fuzz', '--help-me'), ('fuzz', '--all'), ('fuzz', '--all', '0'), ('fuzz', 'smb_frames', 'x')]
         for arguments in wrong:
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.dev(*arguments), 2)
@@ -81,9 +83,14 @@ class Door(unittest.TestCase):
                                     (('bench', 'native', '--x'), 'bench.sh native --x'),
                                     (('bench', 'replay', '50'), 'bench.sh replay 50'),
                                     (('mutate', 'a.cpp', '--count', '4'), 'tools/mutate.py a.cpp --count 4'),
+                                    (('order',), 'tools/order.py'), (('order', 'ring'), 'tools/order.py ring'),
                                     (('model',), 'tools/model.py'), (('model', '7'), 'tools/model.py 7'),
                                     (('model', '--calls', '50'), 'tools/model.py --calls 50'),
                                     (('model', '7', '--calls', '50', '--json'), 'model.py 7 --calls 50 --json'),
+                                    (('fuzz',), 'tools/fuzz.py'), (('fuzz', '600'), 'tools/fuzz.py 600'),
+                                    (('fuzz', 'made_smb', '600'), 'tools/fuzz.py made_smb 600'),
+                                    (('fuzz', '--all', '90', '--jobs', '2', '--json', 'a b.json'),
+                                     'tools/fuzz.py --all 90 --jobs 2 --json a b.json'),
                                     (('test',), 'tools/test.py')):
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.dev(*arguments), 0, self.said)
