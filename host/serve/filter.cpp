@@ -14,6 +14,7 @@
 #include "host/printable_text.h"
 #include "host/serve/client_process.h"
 #include "host/serve/judged_dns_answer.h"
+#include "host/serve/refusal.h"
 #include "host/session_events.h"
 #include "host/verdict_words.h"
 
@@ -41,7 +42,7 @@ base::Bytes BytesOf(const std::string& text) {
 }
 
 constexpr Coverage kCutTarget{Extent::kPart, "request target longer than 1,023 characters: its beginning is judged"};
-constexpr Coverage kUnknownUser{Extent::kPart, "the client's process is not known: rules for users are not asked"};
+constexpr Coverage kNotAsked{Extent::kNone, "an internal error kept it from being judged"};
 
 // Whether users have rules of their own that need to know who asks.
 bool NeedsUsers(const PolicyIndex* index) {
@@ -51,14 +52,6 @@ bool NeedsUsers(const PolicyIndex* index) {
         return user.profile &&
                ((user.blockList && !user.siteRules.empty()) || (user.categories && !user.blockedCategories.empty()));
     });
-}
-
-// Of a DNS message: one without records tells nobody a way to anything.
-bool HasAnswers(base::Bytes message) {
-    constexpr std::size_t kAnswerCount = 6;
-    base::ByteReader reader(message);
-    std::uint16_t count = 0;
-    return !reader.Skip(kAnswerCount) || !reader.Be(count) || count != 0;
 }
 
 std::uint64_t NanosecondsSince(std::chrono::steady_clock::time_point begin) {
@@ -85,66 +78,73 @@ std::optional<std::uint32_t> Filter::MinutesToWait(const Judgement& judgement) c
     return MinutesUntilAllowed(index->Policy().parental.users.front(), judgement.verdict.localTime);
 }
 
-void Filter::Count(const JudgedRequest& request, std::uint64_t latency) {
+void Filter::Count(const JudgedRequest& request, bool isRefused) {
     const std::lock_guard lock(mutex_);
     ++counters_.judged;
     if (request.client && request.processId == 0) ++counters_.unknownProcess;
-    counters_.latency.Add(latency);
-    if (!request.judgement.isValid) {
+    counters_.latency.Add(request.latency.value_or(0));
+    if (request.judgement.isValid) ++counters_.byReason[request.judgement.verdict.reason];
+    if (isRefused)
+        ++counters_.refusedUnknown;
+    else if (!request.judgement.isValid)
         ++counters_.withoutVerdict;
-        return;
-    }
-    ++(IsBlocked(request.judgement) ? counters_.blocked : counters_.allowed);
-    ++counters_.byReason[request.judgement.verdict.reason];
-}
-
-// Of what the library does not block.
-std::string Filter::WhyRefused(const Asked& asked, const JudgedRequest& request) const {
-    if (!parts_.settings.refusesUnknown || (asked.protocol == &DnsProtocol() && !HasAnswers(asked.data))) return {};
-    const bool isUnknown = !request.judgement.isValid || request.coverage.extent == Extent::kNone ||
-                           request.coverage.why == kUnknownUser.why;
-    if (!isUnknown) return {};
-    return request.coverage.IsWhole() ? "the library gave no verdict" : std::string(request.coverage.why);
+    else
+        ++(IsBlocked(request.judgement) ? counters_.blocked : counters_.allowed);
 }
 
 Answer Filter::Decide(const Asked& asked, const JudgedRequest& request) {
-    Count(request, request.latency.value_or(0));
     Answer answer;
     answer.isJudged = request.judgement.isValid;
-    answer.isBlocked = IsBlocked(request.judgement);
     answer.judgement = request.judgement;
     answer.entry = request.entry;
     answer.coverage = request.coverage;
     answer.host = request.view.host;
-    if (!answer.isBlocked) answer.whyRefused = WhyRefused(asked, request);
-    if (!answer.whyRefused.empty()) {
-        answer.isBlocked = true;
-        const std::lock_guard lock(mutex_);
-        ++counters_.refusedUnknown;
-    }
-    std::optional<Unexamined> hidden;
-    if (!answer.isBlocked && asked.protocol == &TlsProtocol()) {
-        if (asked.isCut)
-            hidden = Unexamined::kHelloSplit;
-        else if (HidesHello(asked.data))
-            hidden = Unexamined::kEch;
-    }
-    if (hidden && parts_.settings.refusesUnknown) {
-        answer.isBlocked = true;
-        answer.whyRefused = asked.isCut ? "a hello that is not whole" : "a hello that may hide the name that is meant";
-    }
-    Event event = BeginEvent("verdict");
-    AddVerdict(request, event);
-    event["passed"] = !answer.isBlocked;
-    parts_.events.Write(std::move(event));
-    if (hidden) PassUnexamined(*hidden, asked.client, asked.server, asked.isCut ? std::string() : request.view.host);
+    answer.url = UrlOf(*asked.protocol, request.view);
+    const bool isBlocked = IsBlocked(request.judgement);
+    const std::optional<Unread> unread = isBlocked ? std::nullopt : UnreadOf(asked);
+    if (!isBlocked) answer.whyRefused = WhyRefused(asked, unread, request, parts_.settings);
+    answer.isBlocked = isBlocked || !answer.whyRefused.empty();
+    Count(request, !answer.whyRefused.empty());
+    TellVerdict(request, answer);
+    if (unread) TellUnread(*unread, asked, request, !answer.isBlocked);
     return answer;
 }
 
-Answer Filter::Refuse(const char* what) {
+void Filter::TellVerdict(const JudgedRequest& request, const Answer& answer) {
+    Event event = BeginEvent("verdict");
+    AddVerdict(request, event);
+    event["passed"] = !answer.isBlocked;
+    if (!answer.whyRefused.empty()) event["why_refused"] = answer.whyRefused;
+    parts_.events.Write(std::move(event));
+}
+
+void Filter::TellUnread(const Unread& unread, const Asked& asked, const JudgedRequest& request, bool passes) {
+    {
+        const std::lock_guard lock(mutex_);
+        ++counters_.notExamined[static_cast<std::size_t>(unread.kind)];
+    }
+    Event event = BeginEvent("not_examined");
+    event["what"] = UnexaminedName(unread.kind);
+    event["flow"] = FlowMember({unread.kind != Unexamined::kQuic, asked.client, asked.server});
+    if (asked.client.address.isIpv6 != asked.server.address.isIpv6) event["flow"].erase("id");
+    if (unread.kind == Unexamined::kEch && !request.view.host.empty()) event["outer_name"] = request.view.host;
+    event["passed"] = passes;
+    parts_.events.Write(std::move(event));
+}
+
+Answer Filter::RefuseAfterError(const Asked& asked, const char* what) {
     CountError(what);
     Answer answer;
     answer.whyRefused = "an internal error";
+    try {
+        JudgedRequest request = RequestOf(asked, asked.data, asked.server);
+        request.coverage = kNotAsked;
+        answer.host = request.view.host;
+        answer.url = UrlOf(*asked.protocol, request.view);
+        TellVerdict(request, answer);
+    } catch (const std::exception&) {  // it is refused and counted
+        return answer;
+    }
     return answer;
 }
 
@@ -160,7 +160,7 @@ void Filter::CountError(const char* what) {
     }
 }
 
-JudgedRequest Filter::Ask(const Asked& asked, base::Bytes data, const Endpoint& server) {
+JudgedRequest Filter::RequestOf(const Asked& asked, base::Bytes data, const Endpoint& server) const {
     JudgedRequest request;
     request.protocol = asked.protocol;
     request.view = asked.protocol->view(data);
@@ -168,6 +168,11 @@ JudgedRequest Filter::Ask(const Asked& asked, base::Bytes data, const Endpoint& 
     request.processId = asked.processId;
     request.server = AsJudged(server);
     if (request.server != server) request.connected = server.address;
+    return request;
+}
+
+JudgedRequest Filter::Ask(const Asked& asked, base::Bytes data, const Endpoint& server) {
+    JudgedRequest request = RequestOf(asked, data, server);
     const auto begin = std::chrono::steady_clock::now();
     request.judgement =
         parts_.library.ScanConnection({asked.protocol->kind, data, asked.client, request.server, asked.processId});
@@ -239,11 +244,10 @@ Answer Filter::Judge(const Asked& asked) {
             return passing;
         }
         Answer answer = Decide(asked, request);
-        answer.url = UrlOf(*asked.protocol, request.view);
         answer.minutesUntilAllowed = wait;
         return answer;
     } catch (const std::exception& error) {
-        return Refuse(error.what());
+        return RefuseAfterError(asked, error.what());
     }
 }
 
@@ -277,24 +281,6 @@ nlohmann::ordered_json Filter::Explain(const std::string& url) {
     if (written)
         explanation.remedy = FindRemedy(*written, *index, question, Foretell(*index, question), parts_.findSid);
     return JsonOf(explanation);
-}
-
-bool Filter::PassUnexamined(Unexamined kind, const Endpoint& client, const Endpoint& server,
-                            const std::string& outerName, bool mayPass) {
-    const bool passes = mayPass && !parts_.settings.refusesUnknown;
-    {
-        const std::lock_guard lock(mutex_);
-        ++counters_.notExamined[static_cast<std::size_t>(kind)];
-        if (!passes) ++counters_.refusedUnknown;
-    }
-    Event event = BeginEvent("not_examined");
-    event["what"] = UnexaminedName(kind);
-    event["flow"] = FlowMember({kind != Unexamined::kQuic, client, server});
-    if (client.address.isIpv6 != server.address.isIpv6) event["flow"].erase("id");
-    if (!outerName.empty()) event["outer_name"] = outerName;
-    event["passed"] = passes;
-    parts_.events.Write(std::move(event));
-    return passes;
 }
 
 void Filter::TellError(const std::string& text, const std::string& input) {

@@ -13,7 +13,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/account.h"
@@ -24,30 +23,13 @@
 #include "host/explain/policy_variant.h"
 #include "host/judge.h"
 #include "host/latency_histogram.h"
-#include "host/protocol_choice.h"
+#include "host/serve/asked.h"
 #include "host/serve/event_hub.h"
 #include "host/serve/scan_gate.h"
 #include "host/serve/serve_settings.h"
 #include "host/unexamined.h"
 
 namespace tarn::host::serve {
-
-// What a client wants, before anything of it goes to a server. It is blocked when any of the questions in it is; they
-// make one verdict, one event and one count.
-struct Asked {
-    const Protocol* protocol = nullptr;
-    base::Bytes data;  // the client's first bytes: a whole head, hello or command
-    Endpoint client;
-    Endpoint server;                    // as it is connected, or would be
-    std::uint32_t processId = 0;        // of a client on this machine; 0 = not known
-    bool isCut = false;                 // more belongs to it, which did not come or is too long
-    std::vector<Endpoint> alsoAt{};     // that may be connected instead of server
-    std::vector<std::string> alsoAs{};  // other forms of data, by other names of the server
-    bool isAlsoAnAddress = false;       // those names are one: it is on no list of sites that are allowed at any time
-    std::string standIn{};              // asked when the library does not read data
-    bool isStandInCut = false;
-    bool isAgain = false;  // of what is open: nothing is counted or told unless it is blocked now
-};
 
 struct Answer {
     bool isBlocked = true;  // also of what is not judged when the settings refuse that, and after an internal error
@@ -62,12 +44,12 @@ struct Answer {
 };
 
 struct Counters {
-    std::uint64_t judged = 0;
+    std::uint64_t judged = 0;  // each is one of the following four
     std::uint64_t allowed = 0;
     std::uint64_t blocked = 0;
-    std::uint64_t withoutVerdict = 0;
-    std::uint64_t refusedUnknown = 0;  // because it could not be judged
-    std::uint64_t internalErrors = 0;  // each was refused
+    std::uint64_t withoutVerdict = 0;  // and passed
+    std::uint64_t refusedUnknown = 0;  // not blocked, and refused because it could not be judged
+    std::uint64_t internalErrors = 0;  // beside them; each was refused
     std::uint64_t unknownProcess = 0;  // judged for a client whose process is not known
     std::map<std::uint32_t, std::uint64_t> byReason{};
     std::array<std::uint64_t, kUnexaminedKinds> notExamined{};
@@ -88,7 +70,7 @@ class Filter {
     };
     explicit Filter(Parts parts);
 
-    // With an event. Never throws.
+    // With one event that says what becomes of it, and one more of what is not looked into. Never throws.
     Answer Judge(const Asked& asked);
     // A server's DNS message; blocked when the name is refused. The library gets it in the form that it reads
     // (judged_dns_answer.h). Without a process whose user it knows it refuses no name.
@@ -96,9 +78,6 @@ class Filter {
     // Why an address is judged as it is, in the form of the command explain; "error" when it cannot be.
     nlohmann::ordered_json Explain(const std::string& url);
 
-    // Traffic that no scan looks into; true when the settings let it pass. mayPass: false where none passes.
-    bool PassUnexamined(Unexamined kind, const Endpoint& client, const Endpoint& server,
-                        const std::string& outerName = {}, bool mayPass = true);
     void TellError(const std::string& text, const std::string& input = {});
     // Something that must not happen, after which a connection was closed.
     void CountError(const char* what);
@@ -127,11 +106,13 @@ class Filter {
     JudgedRequest AskAll(const Asked& asked);
     // What the library says of a client whose process is not known. Under the gate.
     void AskForUnknownProcess(const Asked& asked, base::Bytes data, JudgedRequest& request);
-    // With what becomes of it; the event says both.
     Answer Decide(const Asked& asked, const JudgedRequest& request);
-    [[nodiscard]] std::string WhyRefused(const Asked& asked, const JudgedRequest& request) const;
-    Answer Refuse(const char* what);
-    void Count(const JudgedRequest& request, std::uint64_t latency);
+    Answer RefuseAfterError(const Asked& asked, const char* what);
+    void Count(const JudgedRequest& request, bool isRefused);
+    void TellVerdict(const JudgedRequest& request, const Answer& answer);
+    void TellUnread(const Unread& unread, const Asked& asked, const JudgedRequest& request, bool passes);
+    // As far as it is known before it is asked.
+    [[nodiscard]] JudgedRequest RequestOf(const Asked& asked, base::Bytes data, const Endpoint& server) const;
     [[nodiscard]] Endpoint AsJudged(const Endpoint& server) const;
     [[nodiscard]] std::optional<std::uint32_t> MinutesToWait(const Judgement& judgement) const;
 

@@ -84,9 +84,9 @@ std::string AddressOf(const Event& event) {
 
 std::string TextOfVerdict(const Event& event) {
     const bool isBlocked = event.value("verdict", "") == "blocked";
-    const std::string why = event.value(isBlocked ? "reason_text" : "why_not_whole", "");
-    std::string line = fmt::format("{}  {}  {}", isBlocked ? "BLOCKED" : "REFUSED", Printable(AddressOf(event)),
-                                   why.empty() ? "no verdict" : Printable(why));
+    const std::string why = event.value(isBlocked ? "reason_text" : "why_refused", "");
+    std::string line =
+        fmt::format("{}  {}  {}", isBlocked ? "BLOCKED" : "REFUSED", Printable(AddressOf(event)), Printable(why));
     if (event.contains("entry"))
         line += fmt::format("  ({}:{})", Printable(event["entry"].value("file", "")), event["entry"].value("line", 0));
     return line + '\n';
@@ -187,8 +187,9 @@ std::string TextForPeople(const Event& event, bool quiet) {
     if (type == "serve") return TextOfStart(event);
     if (type == "error") return Printable(event.value("text", "")) + '\n';
     if (type != "stats") return {};
-    return fmt::format("{} requests: {} allowed, {} blocked, {} without a verdict\n", event.value("requests", 0),
-                       event.value("allowed", 0), event.value("blocked", 0), event.value("without_verdict", 0));
+    return fmt::format("{} requests: {} allowed, {} blocked, {} refused, {} without a verdict\n",
+                       event.value("requests", 0), event.value("allowed", 0), event.value("blocked", 0),
+                       event.value("refused_unknown", 0), event.value("without_verdict", 0));
 }
 
 }  // namespace tarn::host::serve

@@ -31,9 +31,11 @@ std::string HelloFor(std::string_view name) {
 
 }  // namespace
 
-Answer JudgeHello(Filter& filter, const NamedServer& server, base::Bytes hello, bool isCut) {
+Answer JudgeHello(Filter& filter, const NamedServer& server, base::Bytes hello, bool isCut,
+                  std::optional<Unread> unread) {
     Asked asked = AskedOf(server, TlsProtocol(), hello);
     asked.isCut = isCut;
+    asked.unread = unread;
     const std::string said = ViewTlsHello(hello).host;
     const std::string_view name = WithoutOuterDots(said);
     constexpr std::size_t kMostName = 255;
@@ -50,9 +52,11 @@ Answer JudgeRequest(Filter& filter, const NamedServer& server, const PlannedRequ
     return filter.Judge(asked);
 }
 
-Answer JudgeName(Filter& filter, const NamedServer& server) {
+Answer JudgeName(Filter& filter, const NamedServer& server, std::optional<Unread> unread) {
     const std::string head = ConnectHead(server.target);
-    return filter.Judge(AskedOf(server, HttpProtocol(), BytesOf(head)));
+    Asked asked = AskedOf(server, HttpProtocol(), BytesOf(head));
+    asked.unread = unread;
+    return filter.Judge(asked);
 }
 
 std::function<bool()> HelloAgain(Filter& filter, NamedServer server, std::vector<std::uint8_t> hello, bool isCut) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "host/serve/filter.h"
@@ -28,10 +29,11 @@ struct NamedServer {
 };
 
 // A hello in one record.
-Answer JudgeHello(Filter& filter, const NamedServer& server, base::Bytes hello, bool isCut);
+Answer JudgeHello(Filter& filter, const NamedServer& server, base::Bytes hello, bool isCut,
+                  std::optional<Unread> unread = std::nullopt);
 Answer JudgeRequest(Filter& filter, const NamedServer& server, const PlannedRequest& plan);
 // The name alone, for what the library does not read.
-Answer JudgeName(Filter& filter, const NamedServer& server);
+Answer JudgeName(Filter& filter, const NamedServer& server, std::optional<Unread> unread = std::nullopt);
 
 // The same of what is open: whether it is blocked by what counts when that is asked. With an event only when it is.
 std::function<bool()> HelloAgain(Filter& filter, NamedServer server, std::vector<std::uint8_t> hello, bool isCut);

@@ -22,6 +22,10 @@ constexpr std::uint16_t kSilentPorts[] = {80, 443, 3000, 8000, 8008, 8080, 8443,
 // Of servers that speak nothing but HTTP/1.
 constexpr std::uint16_t kWebPorts[] = {80, 8080};
 
+constexpr std::string_view kNoHttp = "on this port a web server could take it for a request, which is not judged";
+constexpr std::string_view kLate = "it may become a request or a hello, and was not whole in time";
+constexpr std::string_view kUnexpected = "a server that speaks first takes no such beginning";
+
 std::vector<std::uint8_t> HelloIn(base::Bytes said) {
     return JoinHello(said.subspan(LeadingLineEnds(said)));
 }
@@ -103,7 +107,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         if (!client_.said.empty()) return RefuseLate();
         if (IsSilentPort()) return End();
         // A transfer that an FTP server offered belongs to a command that was judged.
-        if (waiting_ == Waiting::kForClient && !MayPass(services_, Speech::kOther, {}, Server(), false)) return End();
+        if (waiting_ == Waiting::kForClient && !NameMayPass(services_.filter, Speech::kOther, Server())) return End();
         Connect([self = shared_from_this()](std::shared_ptr<Socket> server) {
             StartTunnel(self->services_, self->Release(), std::move(server), {},
                         QuestionAbout(self->services_.filter, self->Server(), {}, Speech::kOther),
@@ -114,15 +118,14 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
     // What was begun may still become a request or a hello, and would do so unseen if it went on.
     void RefuseLate() {
         const bool isTls = BeginsLikeHello(client_.said);
-        const NamedServer server = Server();
-        services_.filter.PassUnexamined(isTls ? Unexamined::kHelloSplit : Unexamined::kUnknownProtocol, server.client,
-                                        server.First(), {}, false);
+        JudgeName(services_.filter, Server(),
+                  Unread{isTls ? Unexamined::kHelloSplit : Unexamined::kUnknownProtocol, kLate});
         Refuse(isTls);
     }
 
     // By what it was judged the first time: its hello, or the name of its server alone.
     static IsBlockedNow QuestionAbout(Filter& filter, NamedServer server, base::Bytes said, Speech speech) {
-        if (speech != Speech::kTls && speech != Speech::kTlsCut) return NameAgain(filter, std::move(server));
+        if (!IsTls(speech)) return NameAgain(filter, std::move(server));
         return HelloAgain(filter, std::move(server), HelloIn(said), speech == Speech::kTlsCut);
     }
 
@@ -138,20 +141,23 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
                                base::Bytes said, std::string_view heard, IsBlockedNow& isBlockedNow) {
             const Speech speech = Recognise(said);
             if (speech == Speech::kMore) return Held::kMore;
-            if (speech == Speech::kHttp) return heard.empty() ? Held::kTakeOver : Held::kRefuse;
+            if (speech == Speech::kHttp && heard.empty()) return Held::kTakeOver;
             if (speech == Speech::kOther && (!isTransfer || !heard.empty()) && SpeaksFtp(heard, base::TextOf(said))) {
                 greeting->told = heard;
                 return Held::kTakeBoth;
             }
-            if (!MayPass(services, speech, said, server, true)) return Held::kRefuse;
             // A server that greets in plain text takes no hello before a command; what stands behind it it would take.
-            const bool isTls = speech == Speech::kTls || speech == Speech::kTlsCut;
-            if (!isTls || heard.empty()) {
-                isBlockedNow = QuestionAbout(services.filter, server, said, speech);
-                return Held::kPass;
+            if (!heard.empty() && (speech == Speech::kHttp || IsTls(speech))) {
+                const Unread unread{Unexamined::kUnknownProtocol, kUnexpected};
+                if (IsTls(speech))
+                    JudgeHello(services.filter, server, HelloIn(said), speech == Speech::kTlsCut, unread);
+                else
+                    JudgeName(services.filter, server, unread);
+                return Held::kRefuse;
             }
-            services.filter.PassUnexamined(Unexamined::kUnknownProtocol, server.client, server.First(), {}, false);
-            return Held::kRefuse;
+            if (!MayPass(services.filter, speech, said, server, true)) return Held::kRefuse;
+            isBlockedNow = QuestionAbout(services.filter, server, said, speech);
+            return Held::kPass;
         };
         inspection.takeOver = [&services, target](ClientSide side) { StartHttp(services, std::move(side), target); };
         inspection.takeBoth = [&services, target, greeting](ClientSide side, std::shared_ptr<Socket> server,
@@ -162,18 +168,20 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         return inspection;
     }
 
-    // isTold: that the protocol is not known; the name was judged then.
-    static bool MayPass(Services& services, Speech speech, base::Bytes said, const NamedServer& server, bool isTold) {
-        Filter& filter = services.filter;
-        if (speech == Speech::kTls || speech == Speech::kTlsCut)
-            return !JudgeHello(filter, server, HelloIn(said), speech == Speech::kTlsCut).isBlocked;
-        if (isTold && speech != Speech::kHttp2) return true;
-        if (!isTold && JudgeName(filter, server).isBlocked) return false;
-        // What a web server would take for a request nevertheless is not judged.
+    static bool IsTls(Speech speech) { return speech == Speech::kTls || speech == Speech::kTlsCut; }
+
+    // isJudged: the name was judged, as that of a protocol that is not known.
+    static bool MayPass(Filter& filter, Speech speech, base::Bytes said, const NamedServer& server, bool isJudged) {
+        if (IsTls(speech)) return !JudgeHello(filter, server, HelloIn(said), speech == Speech::kTlsCut).isBlocked;
+        return (isJudged && speech != Speech::kHttp2) || NameMayPass(filter, speech, server);
+    }
+
+    // What a web server would take for a request nevertheless is not judged.
+    static bool NameMayPass(Filter& filter, Speech speech, const NamedServer& server) {
         const bool isWeb =
             std::find(std::begin(kWebPorts), std::end(kWebPorts), server.target.port) != std::end(kWebPorts);
         const Unexamined kind = speech == Speech::kHttp2 ? Unexamined::kHttp2 : Unexamined::kUnknownProtocol;
-        return filter.PassUnexamined(kind, server.client, server.First(), {}, !isWeb);
+        return !JudgeName(filter, server, Unread{kind, isWeb ? kNoHttp : std::string_view()}).isBlocked;
     }
 
     void Hear(Speech speech) {
@@ -188,8 +196,8 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
             const Target target = target_;
             return StartFtpControl(services, Release(), target, services.ftpData);
         }
-        if (!MayPass(services_, speech, client_.said, Server(), waiting_ == Waiting::kForServer))
-            return Refuse(speech == Speech::kTls || speech == Speech::kTlsCut);
+        if (!MayPass(services_.filter, speech, client_.said, Server(), waiting_ == Waiting::kForServer))
+            return Refuse(IsTls(speech));
         Connect([self = shared_from_this(), speech](std::shared_ptr<Socket> server) {
             auto isBlockedNow = QuestionAbout(self->services_.filter, self->Server(), self->client_.said, speech);
             StartTunnel(self->services_, self->Release(), std::move(server), {}, std::move(isBlockedNow));

@@ -26,8 +26,7 @@ Event CountersOf(const Filter& filter, const ConnectionSet& connections, const C
     return {{"connections", connections.Count()},
             {"unknown_clients", clients.unknown + clients.remote},
             {"turned_away", connections.Refused() + connections.GivenBack()},
-            {"refused_unknown", counters.refusedUnknown},
-            {"refused", counters.internalErrors}};
+            {"internal_errors", counters.internalErrors}};
 }
 
 }  // namespace

@@ -50,6 +50,23 @@ TEST(StatusFeed, Verdicts_AreCountedByKindReasonAndSite) {
     EXPECT_EQ(state["sites"][0]["count"], 3);
 }
 
+TEST(StatusFeed, Refused_AreCountedApartFromAllowedOnes) {
+    StatusFeed feed;
+    for (const char* verdict : {"allowed", "none", "blocked", "allowed"}) {
+        Event event = Verdict(verdict, "odd.example");
+        event["passed"] = false;
+        feed.Add(event);
+    }
+    Event passed = Verdict("none", "odd.example");
+    passed["passed"] = true;
+    feed.Add(passed);
+    const Event state = feed.State();
+    EXPECT_EQ(state["refused"], 3);
+    EXPECT_EQ(state["blocked"], 1);
+    EXPECT_EQ(state["allowed"], 0);
+    EXPECT_EQ(state["none"], 1);
+}
+
 TEST(StatusFeed, Sites_AreCountedWithoutTheirPorts) {
     const auto sites = [&](const std::vector<std::string>& hosts) {
         StatusFeed counting;

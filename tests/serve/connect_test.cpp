@@ -44,6 +44,19 @@ void Echo(Peer& peer) {
     for (std::string part = peer.ReadBytes(1); !part.empty(); part = peer.ReadBytes(1)) peer.Send(part);
 }
 
+// All that was judged so far was refused, and each says why.
+void ExpectRefused(RunningServer& server, std::size_t count, const std::string& why) {
+    const auto verdicts = server.Events("verdict");
+    EXPECT_THAT(verdicts, SizeIs(count));
+    for (const auto& event : verdicts) {
+        EXPECT_EQ(event["passed"], false) << event;
+        EXPECT_THAT(event.value("why_refused", ""), HasSubstr(why)) << event;
+    }
+    const Counters counters = server.TheFilter().Snapshot();
+    EXPECT_EQ(counters.refusedUnknown, count);
+    EXPECT_EQ(counters.allowed, 0U);
+}
+
 TEST(Connect, JudgesAHelloBeforeTheServerIsOpened) {
     Origin origin(Echo);
     RunningServer server;
@@ -122,7 +135,7 @@ TEST(Connect, RefusesWhatItsClientBeginsAndDoesNotEndInTime) {
     EXPECT_EQ(told[0]["what"], "hello_split");
     EXPECT_EQ(told[1]["what"], "unknown_protocol");
     for (const auto& event : told) EXPECT_EQ(event["passed"], false);
-    EXPECT_EQ(server.TheFilter().Snapshot().refusedUnknown, 2U);
+    ExpectRefused(server, 2, "not whole in time");
 }
 
 TEST(Connect, RefusesWhatIsNoRequestOnPortsOfTheWeb) {
@@ -138,6 +151,7 @@ TEST(Connect, RefusesWhatIsNoRequestOnPortsOfTheWeb) {
     const auto told = server.Events("not_examined");
     ASSERT_THAT(told, SizeIs(4));
     for (const auto& event : told) EXPECT_EQ(event["passed"], false) << event;
+    ExpectRefused(server, 4, "on this port");
 }
 
 TEST(Connect, JudgesAHelloBehindLineEnds) {
@@ -197,7 +211,7 @@ TEST(Connect, FollowsTheSettingsWithWhatIsNeitherTlsNorHttp) {
     Opened refused(refusing, origin.Port());
     refused.client.Send("SSH-2.0-client\r\n");
     EXPECT_TRUE(refused.client.IsClosed());
-    EXPECT_EQ(refusing.TheFilter().Snapshot().refusedUnknown, 1U);
+    ExpectRefused(refusing, 1, "a protocol that is not judged");
     EXPECT_EQ(origin.Accepted(), 3U);
 }
 
@@ -216,6 +230,14 @@ TEST(Connect, LetsAServerSpeakFirstAndJudgesTheClientNevertheless) {
     sly.client.Send(Hello("blocked.example"));
     EXPECT_TRUE(sly.client.IsClosed());
     EXPECT_EQ(server.Events("verdict").back()["verdict"], "blocked");
+    for (const std::string& said : {Hello("site.example"), std::string("GET / HTTP/1.1\r\nHost: a\r\n\r\n")}) {
+        Opened odd(server, origin.Port());
+        EXPECT_EQ(odd.client.ReadBytes(11), "220 ready\r\n");
+        odd.client.Send(said);
+        EXPECT_TRUE(odd.client.IsClosed());
+        EXPECT_EQ(server.Events("verdict").back()["passed"], false) << said;
+        EXPECT_EQ(server.Events("verdict").back()["why_refused"], "a server that speaks first takes no such beginning");
+    }
 }
 
 TEST(Connect, JudgesHttpOfAClientThatWasSilentForLong) {

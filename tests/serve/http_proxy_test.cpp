@@ -136,6 +136,13 @@ TEST(HttpProxy, RefusesWhatAnInternalErrorKeepsFromBeingJudged) {
     EXPECT_EQ(origin.Accepted(), 0U);
     EXPECT_EQ(server.TheFilter().Snapshot().internalErrors, 1U);
     EXPECT_THAT(server.Events("error"), SizeIs(1));
+    ASSERT_THAT(server.Events("verdict"), SizeIs(1));
+    const auto told = server.Events("verdict")[0];
+    EXPECT_EQ(told["verdict"], "none");
+    EXPECT_EQ(told["judged"], "none");
+    EXPECT_EQ(told["host"], "internal-error.example:" + std::to_string(origin.Port()));
+    EXPECT_EQ(told["passed"], false);
+    EXPECT_EQ(told["why_refused"], "an internal error");
 }
 
 TEST(HttpProxy, FollowsTheSettingsWithoutAVerdict) {
@@ -153,9 +160,12 @@ TEST(HttpProxy, FollowsTheSettingsWithoutAVerdict) {
     EXPECT_THAT(other.ReadAnswer(), StartsWith("HTTP/1.1 403"));
     EXPECT_EQ(refusing.Events("verdict").at(0)["verdict"], "none");
     EXPECT_EQ(refusing.Events("verdict").at(0)["passed"], false);
+    EXPECT_EQ(refusing.Events("verdict").at(0)["why_refused"], "the library gave no verdict");
+    EXPECT_EQ(refusing.TheFilter().Snapshot().withoutVerdict, 0U);
     other.Send(Get("blocked.example", origin.Port()));
     EXPECT_THAT(other.ReadAnswer(), StartsWith("HTTP/1.1 403"));
     EXPECT_EQ(refusing.Events("verdict").at(1)["passed"], false);
+    EXPECT_FALSE(refusing.Events("verdict").at(1).contains("why_refused")) << "it is blocked";
     EXPECT_EQ(refusing.TheFilter().Snapshot().refusedUnknown, 1U);
 }
 

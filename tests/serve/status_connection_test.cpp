@@ -83,8 +83,9 @@ TEST_F(StatusConnection, StreamTellsVerdictsAsTheyAreGiven) {
         Browse(host);
         EXPECT_THAT(peer.ReadUntil("\n\n"), AllOf(StartsWith("event: verdict\ndata: {"), HasSubstr(host)));
     }
-    const Endpoint end{*ParseIpAddress("192.0.2.1"), 443};
-    server_.TheFilter().PassUnexamined(Unexamined::kEch, end, end, "outer.example");
+    Event unread = BeginEvent("not_examined");
+    unread["outer_name"] = "outer.example";
+    server_.TheFilter().Events().Write(unread);
     EXPECT_THAT(peer.ReadUntil("\n\n"), AllOf(StartsWith("event: not_examined\ndata: {"), HasSubstr("outer.example")));
 }
 

@@ -37,13 +37,15 @@ TEST(TextForPeople, NamesTheAddressOnce) {
     EXPECT_EQ(told("ftp", "", "RETR /a"), "BLOCKED  RETR /a  malicious site\n");
 }
 
-TEST(TextForPeople, TellsWhatTheSettingsRefuse) {
+TEST(TextForPeople, TellsWhatIsRefused) {
     Event event = Verdict("http", "odd.example", "/");
     event["verdict"] = "none";
-    EXPECT_EQ(TextForPeople(event, false), "REFUSED  odd.example/  no verdict\n");
+    event["why_refused"] = "the library gave no verdict";
+    EXPECT_EQ(TextForPeople(event, false), "REFUSED  odd.example/  the library gave no verdict\n");
     event["verdict"] = "allowed";
-    event["why_not_whole"] = "too long";
-    EXPECT_EQ(TextForPeople(event, false), "REFUSED  odd.example/  too long\n");
+    event["reason_text"] = "no rule";
+    event["why_refused"] = "a protocol that is not judged";
+    EXPECT_EQ(TextForPeople(event, false), "REFUSED  odd.example/  a protocol that is not judged\n");
     EXPECT_EQ(TextForPeople(event, true), "");
     event["passed"] = true;
     EXPECT_EQ(TextForPeople(event, false), "");
@@ -51,6 +53,16 @@ TEST(TextForPeople, TellsWhatTheSettingsRefuse) {
     Event error = BeginEvent("error");
     error["text"] = "something\nelse";
     EXPECT_EQ(TextForPeople(error, true), Printable("something\nelse") + '\n');
+}
+
+TEST(TextForPeople, CountsWhatIsRefusedApart) {
+    Event totals = BeginEvent("stats");
+    totals["requests"] = 10;
+    totals["allowed"] = 4;
+    totals["blocked"] = 3;
+    totals["refused_unknown"] = 2;
+    totals["without_verdict"] = 1;
+    EXPECT_EQ(TextForPeople(totals, false), "10 requests: 4 allowed, 3 blocked, 2 refused, 1 without a verdict\n");
 }
 
 TEST(EventHub, GivesLinesAndEventsInOneOrder) {
@@ -124,10 +136,12 @@ TEST_F(HiddenHello, IsRefusedWhereNothingUnknownPasses) {
     EXPECT_THAT(Say(server, HidingHello("site.example"), 100), SizeIs(7)) << "access denied";
     EXPECT_EQ(server.Events("verdict").at(0)["verdict"], "allowed");
     EXPECT_EQ(server.Events("verdict").at(0)["passed"], false);
+    EXPECT_EQ(server.Events("verdict").at(0)["why_refused"], "a hello that may hide the name that is meant");
     ASSERT_THAT(server.Events("not_examined"), SizeIs(1));
     EXPECT_EQ(server.Events("not_examined")[0]["what"], "ech");
     EXPECT_EQ(server.Events("not_examined")[0]["passed"], false);
     EXPECT_EQ(server.TheFilter().Snapshot().refusedUnknown, 1U) << "once";
+    EXPECT_EQ(server.TheFilter().Snapshot().allowed, 0U);
     EXPECT_EQ(origin_.Accepted(), 0U);
 }
 

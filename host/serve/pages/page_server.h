@@ -30,8 +30,7 @@ struct PageRequest {
 bool TakesLong(const PageRequest& request);
 
 struct PageSources {
-    // Further members of the state: "connections", "unknown_clients", "refused_unknown",
-    // "turned_away", "refused".
+    // Further members of the state: "connections", "unknown_clients", "turned_away", "internal_errors".
     std::function<Event()> counters;
     // Of a URL, as docs/explain.md says; with "error" in words when it cannot be explained.
     std::function<Event(const std::string& url)> explain;

@@ -76,7 +76,8 @@ void StatusFeed::Add(const SharedEvent& event) {
 void StatusFeed::CountVerdict(const Event& event) {
     const std::string verdict = TextOf(event, "verdict");
     if (verdict != "blocked" && verdict != "allowed" && verdict != "none") return;
-    ++verdicts_[verdict];
+    const bool isRefused = verdict != "blocked" && !event.value("passed", true);
+    ++verdicts_[isRefused ? "refused" : verdict];
     if (verdict != "blocked") return;
     const auto reason = event.find("reason");
     if (reason != event.end() && reason->is_number_unsigned() && reasons_.size() < kMostNotes) {
@@ -138,6 +139,7 @@ Event StatusFeed::State() const {
     state["blocked"] = count("blocked");
     state["allowed"] = count("allowed");
     state["none"] = count("none");
+    state["refused"] = count("refused");
     state["reasons"] = Event::array();
     for (const auto& [number, reason] : reasons_)
         state["reasons"].push_back({{"reason", number}, {"reason_text", reason.text}, {"count", reason.count}});

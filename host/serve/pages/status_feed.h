@@ -59,7 +59,7 @@ class StatusFeed {
     mutable std::mutex mutex_;
     std::uint64_t nextNumber_ = 0;
     std::deque<Kept> kept_;
-    std::map<std::string, std::uint64_t> verdicts_;  // by "blocked", "allowed" and "none"
+    std::map<std::string, std::uint64_t> verdicts_;  // by "blocked", "refused", "allowed" and "none"
     struct Reason {
         std::string text;
         std::uint64_t count = 0;

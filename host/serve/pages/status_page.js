@@ -63,9 +63,9 @@
   }
 
   function fillState(state) {
-    at('requests').textContent = number(state.blocked + state.allowed + state.none);
-    for (const id of ['blocked', 'allowed', 'none', 'connections', 'unknown_clients', 'refused_unknown',
-      'turned_away', 'refused'])
+    at('requests').textContent = number(state.blocked + state.allowed + state.none + state.refused);
+    for (const id of ['blocked', 'allowed', 'none', 'refused', 'connections', 'unknown_clients', 'turned_away',
+      'internal_errors'])
       at(id).textContent = number(state[id]);
     fillCounts('reasons', state.reasons.slice().sort((a, b) => b.count - a.count),
       row => [reason(row.reason, row.reason_text), row.count]);
@@ -104,10 +104,10 @@
     return path.startsWith('/') ? `http://${host}${path}` : host;
   }
 
-  // Of what the library does not block, but the settings.
+  // Of what is refused without being blocked, too.
   function rowReason(event) {
     if (event.type === 'not_examined') return say(`status.unexamined.${event.what}`);
-    if (event.verdict !== 'blocked' && event.passed === false) return event.why_not_whole || say('status.noVerdict');
+    if (event.verdict !== 'blocked' && event.passed === false) return event.why_refused;
     return event.reason === undefined ? event.why_not_whole : reason(event.reason, event.reason_text);
   }
 
@@ -126,7 +126,7 @@
     const row = make('tr', undefined, isRefused ? 'blocked' : verdictName);
     const time = make('td', new Date(event.written).toLocaleTimeString(language));
     const verdict = make('td');
-    verdict.append(isRefused ? make('span', say('status.refusedWord'), 'word blocked') : word(verdictName));
+    verdict.append(isRefused ? make('span', say('status.refused'), 'word blocked') : word(verdictName));
     const address = isUnexamined ? unexaminedAddress(event) : verdictAddress(event);
     row.append(time, verdict, make('td', address || event.protocol), make('td', rowReason(event)),
       make('td', place(event.entry)));
