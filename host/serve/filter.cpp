@@ -174,8 +174,13 @@ JudgedRequest Filter::RequestOf(const Asked& asked, base::Bytes data, const Endp
 JudgedRequest Filter::Ask(const Asked& asked, base::Bytes data, const Endpoint& server) {
     JudgedRequest request = RequestOf(asked, data, server);
     const auto begin = std::chrono::steady_clock::now();
-    request.judgement =
-        parts_.library.ScanConnection({asked.protocol->kind, data, asked.client, request.server, asked.processId});
+    const auto scan = [&](std::uint32_t processId) {
+        return parts_.library.ScanConnection({asked.protocol->kind, data, asked.client, request.server, processId});
+    };
+    // Of what is open nothing is held against the program: it was allowed when it asked. Without a process the library
+    // acts against none; what is left to be blocked with one are rules for users, which do not act.
+    if (asked.isAgain && asked.processId != 0) request.judgement = scan(0);
+    if (!IsBlocked(request.judgement)) request.judgement = scan(asked.processId);
     if (asked.processId == 0 && !IsBlocked(request.judgement)) AskForUnknownProcess(asked, data, request);
     request.latency = NanosecondsSince(begin);
     request.coverage = CoverageOf(*asked.protocol, data, request.server, request.judgement, asked.isCut);

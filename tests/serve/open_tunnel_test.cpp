@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "host/composed_request.h"
+#include "host/serve/named_server.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -130,6 +131,37 @@ TEST(OpenTunnel, IsJudgedAgainFromTimeToTime) {
     EXPECT_TRUE(tunnel.Carries("more"));
     server.library.Block("later");
     EXPECT_TRUE(tunnel.client.IsClosed());
+}
+
+// As the library does with the program that asked for a malicious site.
+TEST(OpenTunnel, IsEndedWithoutAnActionAgainstItsProgram) {
+    constexpr std::uint32_t kProgram = 7;
+    RunningServer server;
+    std::atomic<bool> isMalicious = false;
+    std::atomic<bool> isOnAUsersList = false;
+    std::vector<std::uint32_t> actedOn;
+    server.library.answer = [&](const ConnectionData& connection) {
+        if (isOnAUsersList && connection.processId == kProgram) return FakeLibrary::Malicious("of a user", "");
+        if (!isMalicious) return FakeLibrary::Allowed();
+        if (connection.processId != 0) actedOn.push_back(connection.processId);
+        return FakeLibrary::Malicious("Test.Threat", "");
+    };
+    const Endpoint endpoint{*ParseIpAddress("203.0.113.9"), 443};
+    const NamedServer named{{"later.example", 443}, {endpoint}, {}, kProgram};
+    const auto hello = ComposeClientHello("later.example");
+    Filter& filter = server.TheFilter();
+    ASSERT_FALSE(JudgeHello(filter, named, hello, false).isBlocked);
+    const auto isBlockedNow = HelloAgain(filter, named, hello, false);
+    EXPECT_FALSE(isBlockedNow());
+    isMalicious = true;
+    EXPECT_TRUE(isBlockedNow());
+    EXPECT_THAT(actedOn, SizeIs(0));
+    EXPECT_EQ(server.Events("verdict").back()["process_id"], kProgram);
+    EXPECT_TRUE(JudgeHello(filter, named, hello, false).isBlocked);
+    EXPECT_THAT(actedOn, testing::ElementsAre(kProgram)) << "a new one is asked for by the program itself";
+    isMalicious = false;
+    isOnAUsersList = true;
+    EXPECT_TRUE(isBlockedNow()) << "rules for users count";
 }
 
 TEST(OpenTunnel, IsReachedAmongMany) {
