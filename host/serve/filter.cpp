@@ -329,18 +329,26 @@ void Filter::SessionEvent(std::uint32_t event, const Account& account, std::uint
 void Filter::UsePolicy(std::shared_ptr<const policy::Policy> policy, std::shared_ptr<const PolicyVariant> written) {
     auto entries = std::make_shared<EntryFinder>([policy = std::move(policy)] { return policy; }, parts_.account);
     entries->Prepare();
-    gate_.Notify([&] {
+    Change([&] {
         std::swap(entries_, entries);
         std::swap(written_, written);
+        return true;
     });
 }
 
 bool Filter::SettingsChanged(std::uint32_t kind) {
-    return gate_.Notify([&] { return parts_.library.SettingsChanged(kind); });
+    return Change([&] { return parts_.library.SettingsChanged(kind); });
 }
 
 bool Filter::UpdateSettingsChanged(std::uint32_t mask) {
-    return gate_.Notify([&] { return parts_.library.UpdateSettingsChanged(mask); });
+    return Change([&] { return parts_.library.UpdateSettingsChanged(mask); });
+}
+
+// Counted when it is done: whoever saw the count before it is judged again.
+bool Filter::Change(const std::function<bool()>& change) {
+    const bool succeeded = gate_.Notify(change);
+    ++changes_;
+    return succeeded;
 }
 
 Counters Filter::Snapshot() const {

@@ -91,6 +91,8 @@ class Filter {
     // A notice of changed settings: waits until no scan runs.
     bool SettingsChanged(std::uint32_t kind);
     bool UpdateSettingsChanged(std::uint32_t mask);
+    // How often the settings have changed. What was judged when there were fewer changes may be blocked by now.
+    [[nodiscard]] std::uint64_t Changes() const { return changes_; }
 
     [[nodiscard]] Counters Snapshot() const;
     // One line of the events at its end: the totals.
@@ -111,6 +113,8 @@ class Filter {
     void Count(const JudgedRequest& request, bool isRefused);
     void TellVerdict(const JudgedRequest& request, const Answer& answer);
     void TellUnread(const Unread& unread, const Asked& asked, const JudgedRequest& request, bool passes);
+    // When no scan runs.
+    bool Change(const std::function<bool()>& change);
     // As far as it is known before it is asked.
     [[nodiscard]] JudgedRequest RequestOf(const Asked& asked, base::Bytes data, const Endpoint& server) const;
     [[nodiscard]] Endpoint AsJudged(const Endpoint& server) const;
@@ -120,7 +124,8 @@ class Filter {
     ScanGate gate_;
     std::shared_ptr<EntryFinder> entries_;          // under the gate
     std::shared_ptr<const PolicyVariant> written_;  // under the gate
-    mutable std::mutex mutex_;                      // of what follows
+    std::atomic<std::uint64_t> changes_{0};
+    mutable std::mutex mutex_;  // of what follows
     Counters counters_;
     std::map<std::string, std::string> lastTick_;  // by account
 };

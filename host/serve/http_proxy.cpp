@@ -121,6 +121,7 @@ class HttpConnection : public Connection,
         const bool isResolved = !resolved_.endpoints.empty();
         if (plan_.isConnect && isResolved) return OpenTunnel();  // what is said in it is judged
         const NamedServer server{plan_.target, resolved_.endpoints, client_.client, client_.processId};
+        client_.judgedAt = services_.filter.Changes();
         const Answer answer = JudgeRequest(services_.filter, server, plan_);
         if (answer.isBlocked) return AnswerBlocked(answer);
         if (!isResolved) return AnswerItself(502, resolved_.mistake + ".");

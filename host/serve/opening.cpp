@@ -106,6 +106,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         BeBusy();
         if (!client_.said.empty()) return RefuseLate();
         if (IsSilentPort()) return End();
+        client_.judgedAt = services_.filter.Changes();
         // A transfer that an FTP server offered belongs to a command that was judged.
         if (waiting_ == Waiting::kForClient && !NameMayPass(services_.filter, Speech::kOther, Server())) return End();
         Connect([self = shared_from_this()](std::shared_ptr<Socket> server) {
@@ -196,6 +197,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
             const Target target = target_;
             return StartFtpControl(services, Release(), target, services.ftpData);
         }
+        client_.judgedAt = services_.filter.Changes();
         if (!MayPass(services_.filter, speech, client_.said, Server(), waiting_ == Waiting::kForServer))
             return Refuse(IsTls(speech));
         Connect([self = shared_from_this(), speech](std::shared_ptr<Socket> server) {

@@ -20,6 +20,7 @@ struct ClientSide {
     Endpoint listener;
     std::uint32_t processId = 0;
     ConnectionSet::Place place;
+    std::uint64_t judgedAt = 0;  // Filter::Changes() before what it says was judged
 };
 
 enum class Waiting {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/serve/filter.h"
 #include "host/serve/first_bytes.h"
 #include "host/serve/serve_settings.h"
 
@@ -34,6 +35,7 @@ class Tunnel : public Connection, public std::enable_shared_from_this<Tunnel> {
 
     void Start(std::vector<std::uint8_t> serverSaid) {
         client_.place.Belong(shared_from_this());
+        if (services_.filter.Changes() != client_.judgedAt && isBlockedNow_ && isBlockedNow_()) return End();
         Touch();
         WatchIdle();
         Begin(up_, inspection_.judge ? std::vector<std::uint8_t>() : std::exchange(client_.said, {}));

@@ -33,8 +33,9 @@ struct Inspection {
     std::function<void(ClientSide, std::shared_ptr<Socket> server, std::vector<std::uint8_t> serverSaid)> takeBoth;
 };
 
-// client.said goes to the server first, serverSaid to the client. isBlockedNow is asked after each change of the policy
-// and from time to time, on the strand of the client's socket; without it nobody asks.
+// client.said goes to the server first, serverSaid to the client. isBlockedNow is asked at the start when the policy
+// has changed since client.judgedAt, after each change and from time to time, on the strand of the client's socket;
+// without it nobody asks.
 void StartTunnel(Services& services, ClientSide client, std::shared_ptr<Socket> server,
                  std::vector<std::uint8_t> serverSaid = {}, IsBlockedNow isBlockedNow = {}, Inspection inspection = {});
 

@@ -167,6 +167,31 @@ class Origin {
     std::vector<std::thread> threads_;
 };
 
+// A server whose queue is full until it is told to go on: connecting to it neither succeeds nor fails.
+class FullServer {
+ public:
+    FullServer() : acceptor_(io_), filler_(io_) {
+        acceptor_.open(Tcp::v4());
+        acceptor_.bind({asio::ip::address_v4::loopback(), 0});
+        acceptor_.listen(0);
+        filler_.connect(acceptor_.local_endpoint());
+    }
+    [[nodiscard]] std::uint16_t Port() const { return acceptor_.local_endpoint().port(); }
+    // Takes the one that fills the queue, and then the next one. What comes first on it is what it returns.
+    std::string TakeNext() {
+        Tcp::socket filling(io_);
+        acceptor_.accept(filling);
+        acceptor_.accept(next_.Raw());
+        return next_.ReadBytes(1);
+    }
+
+ private:
+    asio::io_context io_;
+    Tcp::acceptor acceptor_;
+    Tcp::socket filler_;
+    Peer next_;
+};
+
 // Reads requests and answers each with "path|body", until the client closes.
 inline void EchoRequests(Peer& peer) {
     while (true) {

@@ -121,6 +121,47 @@ TEST(OpenTunnel, OfAWebSocketIsJudgedByItsRequest) {
     EXPECT_EQ(second.ReadBytes(4), "more");
 }
 
+TEST(OpenTunnel, IsJudgedAgainWhenThePolicyChangesWhileItIsOpened) {
+    FullServer full;
+    RunningServer server;
+    Peer client(server.Port());
+    client.Send("CONNECT site.example:" + std::to_string(full.Port()) + " HTTP/1.1\r\nHost: a\r\n\r\n");
+    client.ReadUntil("\r\n\r\n");
+    client.Send(Hello("later.example"));
+    ASSERT_TRUE(server.HasEvents("verdict", 1));
+    server.library.Block("later");
+    server.TheFilter().SettingsChanged(0);
+    server.TheServer().JudgeAgain();
+    EXPECT_EQ(full.TakeNext(), "") << "nothing of it reaches the server";
+    EXPECT_TRUE(client.IsClosed());
+    ASSERT_THAT(server.Events("verdict"), SizeIs(2));
+    EXPECT_EQ(server.Events("verdict")[1]["verdict"], "blocked");
+}
+
+TEST(OpenTunnel, OfAWebSocketIsJudgedAgainWhenThePolicyChangesBeforeItIsAnswered) {
+    std::atomic<bool> mayAnswer = false;
+    Origin origin([&](Peer& peer) {
+        peer.ReadUntil("\r\n\r\n");
+        mayAnswer.wait(false);
+        peer.Send("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n\r\n");
+        Echo(peer);
+    });
+    RunningServer server;
+    Peer client(server.Port());
+    const std::string host = "site.example:" + std::to_string(origin.Port());
+    client.Send("GET http://" + host + "/game HTTP/1.1\r\nHost: " + host +
+                "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n\r\n");
+    ASSERT_TRUE(server.HasEvents("verdict", 1));
+    server.library.Block("/game");
+    server.TheFilter().SettingsChanged(0);
+    server.TheServer().JudgeAgain();
+    mayAnswer = true;
+    mayAnswer.notify_all();
+    EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 101"));
+    ASSERT_THAT(server.Events("verdict"), SizeIs(2));
+    EXPECT_EQ(server.Events("verdict")[1]["verdict"], "blocked");
+}
+
 // Schedules begin without anybody telling.
 TEST(OpenTunnel, IsJudgedAgainFromTimeToTime) {
     Origin origin(Echo);
