@@ -52,7 +52,7 @@ class Connection {
  protected:
     void BeIdle(Clock::time_point since = Clock::now()) { idleSince_ = since.time_since_epoch().count(); }
     // Idle once nothing has passed for a while.
-    void BeActive() { BeIdle(Clock::now() + kRest); }
+    void BeActive(std::chrono::seconds rest = kRest) { BeIdle(Clock::now() + rest); }
     void BeBusy() { idleSince_ = 0; }
 
  private:

@@ -112,6 +112,12 @@ class HttpBytes {
         socket.set_option(asio::socket_base::linger(true, 0), ignored);
     }
 
+    static void Give(const std::vector<std::uint8_t>& bytes, Buffer& buffer) {
+        const auto room = buffer.prepare(bytes.size());
+        std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(room.data()));
+        buffer.commit(bytes.size());
+    }
+
     static std::vector<std::uint8_t> Taken(Buffer& buffer) {
         const auto* const bytes = static_cast<const std::uint8_t*>(buffer.data().data());
         std::vector<std::uint8_t> taken(bytes, bytes + buffer.size());

@@ -34,10 +34,7 @@ class HttpConnection : public Connection,
 
     void Start() {
         client_.place.Belong(shared_from_this());
-        const auto room = fromClient_.prepare(client_.said.size());
-        std::copy(client_.said.begin(), client_.said.end(), static_cast<std::uint8_t*>(room.data()));
-        fromClient_.commit(client_.said.size());
-        client_.said = {};
+        Give(std::exchange(client_.said, {}), fromClient_);
         NextRequest();
     }
 
@@ -194,11 +191,14 @@ class HttpConnection : public Connection,
                 if (error) return self.EndBody();  // the server wants no more of it
                 self.SendBody();
             });
-        if (!request_->is_done())
+        if (!request_->is_done()) {
+            BeActive(services_.settings.body);
             return ReadSome(client_.socket, fromClient_, [](HttpConnection& self, ErrorCode error) {
                 if (error) return self.End();
+                self.BeBusy();
                 self.SendBody();
             });
+        }
         WriteEnd(server_, plan_.isChunked, [](HttpConnection& self, ErrorCode error) {
             self.isRequestSent_ = !error;
             self.EndBody();

@@ -32,6 +32,7 @@ struct ServeSettings {
     std::chrono::seconds head{15};              // within which a head or hello has to be there
     std::chrono::seconds silence{3};            // after which a client counts as one that waits for the server
     std::chrono::seconds idle{300};             // after which a connection without traffic is closed
+    std::chrono::seconds body{10};              // after which a client that sends no more of its body counts as idle
     std::chrono::milliseconds again{60000};     // after which open tunnels are judged again, because of times of day
     std::size_t connections = 5000;             // at once, of all listeners together
     std::string eventsFile;                     // empty = none

@@ -189,6 +189,38 @@ TEST(HostileClient, HoldsNoPlaceWithASilentConnect) {
     EXPECT_GE(server.TheServer().Shared().connections.GivenBack(), 1U);
 }
 
+TEST(HostileClient, HoldsNoPlaceWithABodyThatDoesNotCome) {
+    Origin origin(EchoRequests);
+    ServeSettings settings = TestSettings();
+    settings.connections = 3;
+    settings.body = std::chrono::seconds(0);
+    RunningServer server(settings);
+    const std::string head = "POST http://site.example:" + std::to_string(origin.Port()) + "/ HTTP/1.1\r\nHost: x\r\n";
+    std::vector<std::unique_ptr<Peer>> silent;
+    for (const char* rest : {"Content-Length: 9\r\n\r\n", "Content-Length: 9\r\n\r\nbegin",
+                             "Transfer-Encoding: chunked\r\n\r\n5\r\nbegin"}) {
+        silent.push_back(std::make_unique<Peer>(server.Port()));
+        silent.back()->Send(head + rest);
+    }
+    EXPECT_TRUE(IsServed(server, origin.Port()));
+    EXPECT_GE(server.TheServer().Shared().connections.GivenBack(), 1U);
+}
+
+TEST(HostileClient, KeepsItsPlaceWhileItsBodyMayComeYet) {
+    Origin origin(EchoRequests);
+    ServeSettings settings = TestSettings();
+    settings.connections = 1;
+    RunningServer server(settings);
+    Peer client(server.Port());
+    client.Send("POST http://site.example:" + std::to_string(origin.Port()) +
+                "/ HTTP/1.1\r\nHost: x\r\nContent-Length: 9\r\n\r\nbegin");
+    ASSERT_TRUE(server.HasEvents("verdict", 1));
+    Peer second(server.Port());
+    EXPECT_TRUE(second.IsClosed());
+    client.Send(" end");
+    EXPECT_THAT(client.ReadAnswer(), EndsWith("|begin end"));
+}
+
 TEST(HostileClient, HoldsNoPlaceWithAGreetingOfSocks) {
     Origin origin(EchoRequests);
     ServeSettings settings = TestSettings();
