@@ -1,5 +1,6 @@
 #include "host/serve/client_process.h"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -13,8 +14,6 @@ using Ends = std::pair<Endpoint, Endpoint>;
 using SharedTimer = asio::steady_timer;
 
 constexpr std::chrono::milliseconds kSlow{10};  // of a reading; Windows itself takes less
-constexpr unsigned kVain = 20;                  // so many slow readings in vain are enough
-constexpr std::chrono::seconds kLookAgain{1};   // whether somebody is known now
 
 }  // namespace
 
@@ -28,12 +27,14 @@ struct ClientProcesses::Waiting {
 };
 
 ClientProcesses::ClientProcesses(asio::io_context& io, ReadConnections read, KnowsUser knowsUser,
-                                 std::chrono::milliseconds limit, bool mayGiveUp)
+                                 std::chrono::milliseconds limit, bool mayGiveUp,
+                                 std::function<Clock::time_point()> now)
     : io_(io),
       read_(std::move(read)),
       knowsUser_(std::move(knowsUser)),
       limit_(limit),
       mayGiveUp_(mayGiveUp),
+      now_(std::move(now)),
       reader_([this] { Work(); }) {}
 
 ClientProcesses::~ClientProcesses() {
@@ -64,7 +65,7 @@ void ClientProcesses::Find(const Endpoint& client, const Endpoint& listener, std
             return one->call(0);
         }
         waiting_.push_back(one);
-        one->timer.expires_after(limit_);
+        one->timer.expires_after(Limit());
         one->timer.async_wait([this, one](ErrorCode error) {
             if (!error) Tell(one, 0, true);
         });
@@ -72,51 +73,65 @@ void ClientProcesses::Find(const Endpoint& client, const Endpoint& listener, std
     wake_.notify_all();
 }
 
-void ClientProcesses::Tell(const std::shared_ptr<Waiting>& one, std::uint32_t processId, bool isLate) {
+bool ClientProcesses::Tell(const std::shared_ptr<Waiting>& one, std::uint32_t processId, bool isLate) {
     std::function<void(std::uint32_t)> call;
     {
         const std::lock_guard lock(mutex_);
         call = std::exchange(one->call, nullptr);
-        if (!call) return;
+        if (!call) return false;
         ++(processId != 0 ? counters_.found : counters_.unknown);
         if (isLate) ++counters_.late;
         one->timer.cancel();
         one->work.reset();
     }
     asio::post(io_, [call = std::move(call), processId] { call(processId); });
+    return true;
 }
 
 void ClientProcesses::Work() {
     std::vector<OwnedConnection> connections;
     for (;;) {
-        std::vector<std::shared_ptr<Waiting>> waiting;
-        {
-            std::unique_lock lock(mutex_);
-            wake_.wait(lock, [this] { return isEnding_ || !waiting_.empty(); });
-            if (isEnding_ && waiting_.empty()) return;
-            waiting.swap(waiting_);
-        }
+        const std::vector<std::shared_ptr<Waiting>> waiting = WaitForSomebody();
+        if (waiting.empty()) return;
         // The connections stand in a table that is read from here on.
         connections.clear();
-        const auto begin = std::chrono::steady_clock::now();
         const bool isKnown = read_(connections);
-        const auto took = std::chrono::steady_clock::now() - begin;
+        const Clock::time_point end = now_();
         std::map<Ends, std::uint32_t> owners;
         if (isKnown)
             for (const OwnedConnection& connection : connections)
                 owners.emplace(Ends{connection.local, connection.remote}, connection.processId);
-        bool hasFound = false;
+        bool hasTold = false;
         std::map<std::uint32_t, bool> users;  // of this reading alone: numbers come to other processes
         for (const auto& one : waiting) {
             const auto owner = owners.find(one->ends);
             const std::uint32_t processId = owner == owners.end() ? 0 : owner->second;
-            hasFound = hasFound || processId != 0;
             if (processId != 0 && !users.contains(processId)) users.emplace(processId, knowsUser_(processId));
             const bool isHidden = processId != 0 && !users.at(processId);
             if (isHidden) CountHidden();
-            Tell(one, isHidden ? 0 : processId, false);
+            const bool isInTime = Tell(one, isHidden ? 0 : processId, false);
+            hasTold = hasTold || (isInTime && processId != 0);
         }
-        Judge(took, hasFound);
+        EndReading(end, hasTold);
+    }
+}
+
+// Those whom a reading that begins now may serve; none at the end.
+std::vector<std::shared_ptr<ClientProcesses::Waiting>> ClientProcesses::WaitForSomebody() {
+    for (;;) {
+        std::vector<std::shared_ptr<Waiting>> waiting;
+        {
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, [this] { return isEnding_ || !waiting_.empty(); });
+            waiting.swap(waiting_);
+            std::erase_if(waiting, [](const auto& one) { return !one->call; });  // it was told meanwhile
+            if (waiting.empty() && isEnding_) return waiting;
+            if (!waiting.empty() && !KnowsNobody()) {
+                begin_ = now_();
+                return waiting;
+            }
+        }
+        for (const auto& one : waiting) Tell(one, 0, true);
     }
 }
 
@@ -126,15 +141,24 @@ void ClientProcesses::CountHidden() {
 }
 
 bool ClientProcesses::KnowsNobody() const {
-    return mayGiveUp_ && vainReadings_ >= kVain && std::chrono::steady_clock::now() - lastReading_ < kLookAgain;
+    if (!mayGiveUp_) return false;
+    const Clock::time_point now = now_();
+    if (!begin_) return vain_ >= kVain && now - lastEnd_ < kRests * lastTook_;
+    return !isAnswering_ && vain_ + (now - *begin_) >= kVain;
 }
 
-void ClientProcesses::Judge(std::chrono::steady_clock::duration took, bool hasFound) {
+std::chrono::milliseconds ClientProcesses::Limit() const {
+    return mayGiveUp_ && !isAnswering_ ? std::min<std::chrono::milliseconds>(limit_, kVain) : limit_;
+}
+
+void ClientProcesses::EndReading(Clock::time_point end, bool hasTold) {
     const std::lock_guard lock(mutex_);
+    lastTook_ = end - *std::exchange(begin_, std::nullopt);
+    lastEnd_ = end;
     counters_.readings.Add(
-        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(took).count()));
-    lastReading_ = std::chrono::steady_clock::now();
-    vainReadings_ = took < kSlow || hasFound ? 0 : vainReadings_ + 1;
+        static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(lastTook_).count()));
+    vain_ = lastTook_ < kSlow || hasTold ? Clock::duration() : vain_ + lastTook_;
+    isAnswering_ = hasTold || (isAnswering_ && vain_ < kVain);
 }
 
 ProcessCounters ClientProcesses::Snapshot() const {

@@ -1,10 +1,10 @@
 // Which program of this machine a connection comes from, by the system's table of connections.
 // Reading the table may take long, so it happens on a thread of its own: one reading answers everybody who waits, and
 // who has waited too long is told that nobody knows. Where the system has clients that its table never knows (Wine,
-// with clients outside of it), and the table is slow and has known nobody for long, it is read once a second and nobody
-// waits for it. A program whose user may not be asked for counts as unknown: the library would hold it to no list of a
-// user, and cannot quarantine it. Find and Snapshot are for any thread; the end comes after the last thread of the
-// io_context.
+// with clients outside of it), and the table has told nobody anything in a second of reading, nobody waits for it any
+// more, and it rests five times as long as its last reading took before it is read again. A program whose user may not
+// be asked for counts as unknown: the library would hold it to no list of a user, and cannot quarantine it. Find and
+// Snapshot are for any thread; the end comes after the last thread of the io_context.
 #ifndef TARN_HOST_SERVE_CLIENT_PROCESS_H
 #define TARN_HOST_SERVE_CLIENT_PROCESS_H
 
@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -54,9 +55,14 @@ struct ProcessCounters {
 
 class ClientProcesses {
  public:
-    // mayGiveUp: when the table is slow and has known nobody for long. Else who makes it so would be unknown.
+    using Clock = std::chrono::steady_clock;
+    // So long is a table that tells nothing read, in one reading or in several.
+    static constexpr std::chrono::seconds kVain{1};
+    static constexpr int kRests = 5;  // of its last reading's time
+
+    // limit: of who waits. mayGiveUp: when the table is slow and tells nothing. Else who makes it so would be unknown.
     ClientProcesses(asio::io_context& io, ReadConnections read, KnowsUser knowsUser, std::chrono::milliseconds limit,
-                    bool mayGiveUp);
+                    bool mayGiveUp, std::function<Clock::time_point()> now = Clock::now);
     ~ClientProcesses();
     ClientProcesses(const ClientProcesses&) = delete;
     ClientProcesses& operator=(const ClientProcesses&) = delete;
@@ -69,8 +75,11 @@ class ClientProcesses {
     struct Waiting;
     void Work();
     [[nodiscard]] bool KnowsNobody() const;
-    void Judge(std::chrono::steady_clock::duration took, bool hasFound);
-    void Tell(const std::shared_ptr<Waiting>& one, std::uint32_t processId, bool isLate);
+    [[nodiscard]] std::chrono::milliseconds Limit() const;
+    [[nodiscard]] std::vector<std::shared_ptr<Waiting>> WaitForSomebody();
+    void EndReading(Clock::time_point end, bool hasTold);
+    // False when that one was told before.
+    bool Tell(const std::shared_ptr<Waiting>& one, std::uint32_t processId, bool isLate);
     void CountHidden();
 
     asio::io_context& io_;
@@ -78,12 +87,16 @@ class ClientProcesses {
     const KnowsUser knowsUser_;
     const std::chrono::milliseconds limit_;
     const bool mayGiveUp_;
+    const std::function<Clock::time_point()> now_;
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     std::vector<std::shared_ptr<Waiting>> waiting_;
     ProcessCounters counters_;
-    unsigned vainReadings_ = 0;  // slow ones in a row that knew nobody
-    std::chrono::steady_clock::time_point lastReading_{};
+    Clock::duration vain_{};  // of slow readings in a row that told nobody anything
+    Clock::duration lastTook_{};
+    Clock::time_point lastEnd_{};
+    std::optional<Clock::time_point> begin_;  // of the reading that goes on
+    bool isAnswering_ = false;                // somebody was told something, and not too much was in vain since
     bool isEnding_ = false;
     std::thread reader_;
 };

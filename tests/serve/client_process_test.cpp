@@ -15,6 +15,44 @@ bool KnowsAll(std::uint32_t) {
     return true;
 }
 
+// A table whose readings take as long as a test says, by a clock of its own. It knows the client at port 4000 or
+// nobody.
+class SlowTable {
+ public:
+    explicit SlowTable(std::chrono::milliseconds reading = 0ms) : reading_(reading) {}
+
+    ReadConnections Read() {
+        return [this](std::vector<OwnedConnection>& connections) {
+            ++readings;
+            std::unique_lock lock(mutex_);
+            wake_.wait(lock, [this] { return !isHeld_; });
+            Pass(reading_);
+            if (isKnown) connections = {{Loopback(4000), Loopback(8080), 77}};
+            return true;
+        };
+    }
+    std::function<ClientProcesses::Clock::time_point()> Now() {
+        return [this] { return ClientProcesses::Clock::time_point(std::chrono::milliseconds(now_)); };
+    }
+    void Pass(std::chrono::milliseconds time) { now_ += time.count(); }
+    // Whether readings go on until they may end.
+    void Hold(bool isHeld) {
+        const std::lock_guard lock(mutex_);
+        isHeld_ = isHeld;
+        wake_.notify_all();
+    }
+
+    std::atomic<bool> isKnown{false};
+    std::atomic<int> readings{0};
+
+ private:
+    const std::chrono::milliseconds reading_;
+    std::atomic<std::chrono::milliseconds::rep> now_{1000};
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool isHeld_ = false;
+};
+
 class ClientProcessTest : public testing::Test {
  protected:
     ClientProcessTest() : thread_([this] { io_.run(); }) {}
@@ -127,40 +165,81 @@ TEST_F(ClientProcessTest, OneReadingAnswersAllThatWait) {
 }
 
 TEST_F(ClientProcessTest, KeepsNobodyWaitingForATableThatIsSlowAndKnowsNobody) {
-    std::atomic<bool> isKnown{false};
-    ClientProcesses processes(
-        io_,
-        [&](std::vector<OwnedConnection>& connections) {
-            std::this_thread::sleep_for(12ms);  // as long as a slow system takes
-            if (isKnown) connections = {{Loopback(4000), Loopback(8080), 77}};
-            return true;
-        },
-        KnowsAll, 60s, true);
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 0U);
-    ASSERT_TRUE(Eventually([&] { return processes.Snapshot().readings.Count() == 20; }));
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 0U);
-    EXPECT_EQ(processes.Snapshot().readings.Count(), 20U);
-    EXPECT_EQ(processes.Snapshot().unasked, 5U);
-    // It is looked at again now and then, and once it knows somebody, it is asked for everybody.
-    isKnown = true;
-    EXPECT_TRUE(Eventually([&] { return Find(processes, Loopback(4000), Loopback(8080)) == 77; }));
-    const std::uint64_t unasked = processes.Snapshot().unasked;
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 77U);
-    EXPECT_EQ(processes.Snapshot().unasked, unasked);
+    SlowTable table(100ms);
+    ClientProcesses processes(io_, table.Read(), KnowsAll, 60s, true, table.Now());
+    const auto find = [&] { return Find(processes, Loopback(4000), Loopback(8080)); };
+    const auto hasRead = [&](std::uint64_t count) {
+        return Eventually([&] { return processes.Snapshot().readings.Count() == count; });
+    };
+    for (std::uint64_t i = 1; i <= 10; ++i) {
+        EXPECT_EQ(find(), 0U);
+        ASSERT_TRUE(hasRead(i));
+    }
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(find(), 0U);
+    EXPECT_EQ(processes.Snapshot().unasked, 5U) << "a second was in vain";
+    table.Pass(499ms);
+    EXPECT_EQ(find(), 0U);
+    EXPECT_EQ(processes.Snapshot().unasked, 6U);
+    // It is read again after five times its time, and once it knows somebody, it is asked for everybody.
+    table.Pass(1ms);
+    table.isKnown = true;
+    EXPECT_EQ(find(), 77U);
+    ASSERT_TRUE(hasRead(11));
+    for (std::uint64_t i = 12; i < 17; ++i) {
+        EXPECT_EQ(find(), 77U);
+        ASSERT_TRUE(hasRead(i));
+    }
+    EXPECT_EQ(processes.Snapshot().unasked, 6U);
+}
+
+TEST_F(ClientProcessTest, GivesUpAReadingThatGoesOnForLong) {
+    SlowTable table;
+    table.Hold(true);
+    ClientProcesses processes(io_, table.Read(), KnowsAll, 60s, true, table.Now());
+    std::promise<std::uint32_t> first;
+    processes.Find(Loopback(4000), Loopback(8080), [&](std::uint32_t id) { first.set_value(id); });
+    ASSERT_TRUE(Eventually([&] { return table.readings == 1; }));
+    table.Pass(1s);
+    EXPECT_EQ(Find(processes, Loopback(4001), Loopback(8080)), 0U);
+    EXPECT_EQ(processes.Snapshot().unasked, 1U);
+    EXPECT_EQ(first.get_future().get(), 0U) << "who waits is told after a second";
+    EXPECT_EQ(processes.Snapshot().late, 1U);
+    table.Pass(59s);
+    table.isKnown = true;
+    table.Hold(false);
+    ASSERT_TRUE(Eventually([&] { return processes.Snapshot().readings.Count() == 1; }));
+    table.Pass(299s);
+    EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 0U) << "what it tells comes too late";
+    EXPECT_EQ(table.readings, 1);
+    table.Pass(1s);
+    EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 77U);
+    EXPECT_EQ(table.readings, 2);
+}
+
+TEST_F(ClientProcessTest, WaitsForATableThatAnswers) {
+    SlowTable table;
+    table.isKnown = true;
+    ClientProcesses processes(io_, table.Read(), KnowsAll, 60s, true, table.Now());
+    EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 77U);
+    ASSERT_TRUE(Eventually([&] { return processes.Snapshot().readings.Count() == 1; }));
+    table.Hold(true);
+    std::promise<std::uint32_t> first;
+    processes.Find(Loopback(4000), Loopback(8080), [&](std::uint32_t id) { first.set_value(id); });
+    ASSERT_TRUE(Eventually([&] { return table.readings == 2; }));
+    table.Pass(2s);
+    std::promise<std::uint32_t> second;
+    processes.Find(Loopback(4000), Loopback(8080), [&](std::uint32_t id) { second.set_value(id); });
+    table.Hold(false);
+    EXPECT_EQ(first.get_future().get(), 77U);
+    EXPECT_EQ(second.get_future().get(), 77U);
+    EXPECT_EQ(processes.Snapshot().unasked, 0U);
 }
 
 TEST_F(ClientProcessTest, AsksATableForEverybodyHoweverSlowItIs) {
-    std::atomic<bool> isKnown{false};
-    ClientProcesses processes(
-        io_,
-        [&](std::vector<OwnedConnection>& connections) {
-            std::this_thread::sleep_for(12ms);  // as long as a slow system takes
-            if (isKnown) connections = {{Loopback(4000), Loopback(8080), 77}};
-            return true;
-        },
-        KnowsAll, 60s, false);
+    SlowTable table(100ms);
+    ClientProcesses processes(io_, table.Read(), KnowsAll, 60s, false, table.Now());
     for (int i = 0; i < 25; ++i) EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 0U);
-    isKnown = true;
+    table.isKnown = true;
     EXPECT_EQ(Find(processes, Loopback(4000), Loopback(8080)), 77U) << "at once";
     EXPECT_EQ(processes.Snapshot().unasked, 0U);
 }
