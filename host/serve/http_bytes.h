@@ -107,6 +107,16 @@ class HttpBytes {
                           });
     }
 
+    // Reads on to the end of the connection and forgets it.
+    void ReadRest(const std::shared_ptr<Socket>& socket, Buffer& from) {
+        from.consume(from.size());
+        ReadSome(socket, from, [socket, &from](Derived& self, ErrorCode error) {
+            self.lingered_ += from.size();
+            if (error || self.lingered_ > kMostLingering) return self.End();
+            self.ReadRest(socket, from);
+        });
+    }
+
     static void ResetAtClose(Socket& socket) {
         ErrorCode ignored;
         socket.set_option(asio::socket_base::linger(true, 0), ignored);
@@ -161,6 +171,7 @@ class HttpBytes {
     std::string outText_;  // a head, or an answer of the server's own
     std::string upFrame_;
     std::string downFrame_;
+    std::size_t lingered_ = 0;
     bool hasEnded_ = false;
     // NOLINTEND(misc-non-private-member-variables-in-classes)
 

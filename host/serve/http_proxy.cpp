@@ -12,6 +12,7 @@
 #include "host/serve/plain_page.h"
 #include "host/serve/status_pages.h"
 #include "host/serve/tunnel.h"
+#include "host/serve/watched_connect.h"
 
 namespace tarn::host::serve {
 
@@ -132,17 +133,20 @@ class HttpConnection : public Connection,
 
     void ConnectServer() {
         CloseServer();
-        services_.upstream.Connect(
-            resolved_.endpoints, client_.socket->get_executor(),
-            [self = shared_from_this()](std::shared_ptr<Socket> server, Endpoint, const std::string& mistake) {
-                if (self->hasEnded_) return;
-                if (!server)
-                    return self->AnswerItself(
-                        502, fmt::format("{} cannot be reached: {}.", Printable(self->plan_.target.Text()), mistake));
-                self->server_ = std::move(server);
-                self->serverTarget_ = self->plan_.target;
-                self->SendHead();
-            });
+        ConnectWatching(services_.upstream, resolved_.endpoints, client_.socket,
+                        fromClient_.max_size() - fromClient_.size(),
+                        [self = shared_from_this()](WatchedConnection connected) {
+                            if (self->hasEnded_) return;
+                            Give(connected.said, self->fromClient_);
+                            self->client_.hasEnded |= connected.hasClientEnded;
+                            if (!connected.server)
+                                return self->AnswerItself(
+                                    502, fmt::format("{} cannot be reached: {}.", Printable(self->plan_.target.Text()),
+                                                     connected.mistake));
+                            self->server_ = std::move(connected.server);
+                            self->serverTarget_ = self->plan_.target;
+                            self->SendHead();
+                        });
     }
 
     void OpenTunnel() {
@@ -192,6 +196,7 @@ class HttpConnection : public Connection,
                 self.SendBody();
             });
         if (!request_->is_done()) {
+            if (client_.hasEnded) return End();
             BeActive(services_.settings.body);
             return ReadSome(client_.socket, fromClient_, [](HttpConnection& self, ErrorCode error) {
                 if (error) return self.End();
@@ -208,7 +213,7 @@ class HttpConnection : public Connection,
     void EndBody() {
         isSendingBody_ = false;
         Chunk().swap(up_);
-        if (isLingering_) return ReadRest();
+        if (isLingering_) return ReadRest(client_.socket, fromClient_);
         if (isResponseSent_) isRequestSent_ ? FinishExchange() : Linger();
     }
 
@@ -251,8 +256,8 @@ class HttpConnection : public Connection,
         const bool isUntilEnd = response_->need_eof() && !response_->is_done();
         isChunked_ = !response_->is_done() && response_->chunked() && version == 11;
         isServerLast_ = isUntilEnd || !response_->keep_alive();
-        isLast_ = isDraining_ || isUntilEnd || (response_->chunked() && version != 11) ||
-                  !request_->get().keep_alive() || !request_->is_done();
+        isLast_ = isDraining_ || (client_.hasEnded && fromClient_.size() == 0) || isUntilEnd ||
+                  (response_->chunked() && version != 11) || !request_->get().keep_alive() || !request_->is_done();
         Write(AnswerHead(answer, isChunked_, isLast_, version), [](HttpConnection& self, ErrorCode error) {
             if (error) return self.End();
             if (self.response_->is_done()) return self.FinishAnswer();
@@ -379,16 +384,7 @@ class HttpConnection : public Connection,
         client_.socket->shutdown(Tcp::socket::shutdown_send, ignored);
         isLingering_ = true;
         Watch(kLinger, Limit::kFixed);
-        if (!isSendingBody_) ReadRest();
-    }
-
-    void ReadRest() {
-        fromClient_.consume(fromClient_.size());
-        ReadSome(client_.socket, fromClient_, [](HttpConnection& self, ErrorCode error) {
-            self.lingered_ += self.fromClient_.size();
-            if (error || self.lingered_ > kMostLingering) return self.End();
-            self.ReadRest();
-        });
+        if (!isSendingBody_) ReadRest(client_.socket, fromClient_);
     }
 
     // Where nothing but the end of the connection tells the body's end, a reset tells that it is not all of it.
@@ -421,7 +417,6 @@ class HttpConnection : public Connection,
     Target serverTarget_;
     Chunk up_;
     Chunk down_;
-    std::size_t lingered_ = 0;
 
     bool isFirst_ = true;
     bool isIdle_ = false;

@@ -9,6 +9,7 @@
 #include "host/serve/http_proxy.h"
 #include "host/serve/named_server.h"
 #include "host/serve/tunnel.h"
+#include "host/serve/watched_connect.h"
 
 namespace tarn::host::serve {
 
@@ -200,10 +201,22 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         client_.judgedAt = services_.filter.Changes();
         if (!MayPass(services_.filter, speech, client_.said, Server(), waiting_ == Waiting::kForServer))
             return Refuse(IsTls(speech));
-        Connect([self = shared_from_this(), speech](std::shared_ptr<Socket> server) {
-            auto isBlockedNow = QuestionAbout(self->services_.filter, self->Server(), self->client_.said, speech);
+        const std::vector<std::uint8_t> judged = client_.said;
+        const auto start = [self = shared_from_this(), speech, judged](std::shared_ptr<Socket> server) {
+            auto isBlockedNow = QuestionAbout(self->services_.filter, self->Server(), judged, speech);
             StartTunnel(self->services_, self->Release(), std::move(server), {}, std::move(isBlockedNow));
-        });
+        };
+        // A client that brings a file over FTP may end its side at once.
+        if (waiting_ == Waiting::kForServer) return Connect(start);
+        ConnectWatching(services_.upstream, resolved_.endpoints, client_.socket, kMostHello,
+                        [self = shared_from_this(), start](WatchedConnection connected) {
+                            if (self->hasEnded_) return;
+                            if (!connected.server) return self->End();
+                            std::vector<std::uint8_t>& said = self->client_.said;
+                            said.insert(said.end(), connected.said.begin(), connected.said.end());
+                            self->client_.hasEnded = connected.hasClientEnded;
+                            start(std::move(connected.server));
+                        });
     }
 
     void Connect(std::function<void(std::shared_ptr<Socket>)> call) {

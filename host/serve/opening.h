@@ -21,6 +21,7 @@ struct ClientSide {
     std::uint32_t processId = 0;
     ConnectionSet::Place place;
     std::uint64_t judgedAt = 0;  // Filter::Changes() before what it says was judged
+    bool hasEnded = false;       // it says nothing more
 };
 
 enum class Waiting {

@@ -38,6 +38,7 @@ class Tunnel : public Connection, public std::enable_shared_from_this<Tunnel> {
         if (services_.filter.Changes() != client_.judgedAt && isBlockedNow_ && isBlockedNow_()) return End();
         Touch();
         WatchIdle();
+        up_.isLast = client_.hasEnded;  // an end is read once: a second read would wait for ever
         Begin(up_, inspection_.judge ? std::vector<std::uint8_t>() : std::exchange(client_.said, {}));
         Begin(down_, std::move(serverSaid));
     }
@@ -154,7 +155,7 @@ class Tunnel : public Connection, public std::enable_shared_from_this<Tunnel> {
         if (BeginsLikeHello(client_.said)) return End();
         inspection_ = {};
         up_.buffer = std::exchange(client_.said, {});
-        up_.isLast = true;  // an end is read once: a second read would wait for ever
+        up_.isLast = true;
         Write(up_, up_.buffer.size());
     }
 

@@ -51,6 +51,11 @@ class Connecting : public std::enable_shared_from_this<Connecting> {
         Next();
     }
 
+    void GiveUp() {
+        call_ = [](const std::shared_ptr<Socket>&, const Endpoint&, const std::string&) {};
+        End(nullptr, {});
+    }
+
  private:
     void Next() {
         if (!call_ || sockets_.size() == endpoints_.size()) return;
@@ -162,9 +167,13 @@ void Upstream::Resolve(const Target& target, const Endpoint& client, const Stran
     });
 }
 
-void Upstream::Connect(const std::vector<Endpoint>& endpoints, const Strand& strand,
-                       std::function<void(std::shared_ptr<Socket>, Endpoint, std::string)> call) {
-    std::make_shared<Connecting>(strand, endpoints, std::move(call))->Begin();
+std::function<void()> Upstream::Connect(const std::vector<Endpoint>& endpoints, const Strand& strand,
+                                        std::function<void(std::shared_ptr<Socket>, Endpoint, std::string)> call) {
+    const auto connecting = std::make_shared<Connecting>(strand, endpoints, std::move(call));
+    connecting->Begin();
+    return [weak = std::weak_ptr(connecting)] {
+        if (const auto living = weak.lock()) living->GiveUp();
+    };
 }
 
 }  // namespace tarn::host::serve

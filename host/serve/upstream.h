@@ -40,9 +40,10 @@ class Upstream {
     // Both call back on the executor that the handler's owner gives.
     void Resolve(const Target& target, const Endpoint& client, const Strand& strand,
                  std::function<void(Resolved)> call);
-    // The first endpoint that answers, in 20 s. connected: empty when none did, with the reason.
-    void Connect(const std::vector<Endpoint>& endpoints, const Strand& strand,
-                 std::function<void(std::shared_ptr<Socket>, Endpoint, std::string mistake)> call);
+    // The first endpoint that answers, in 20 s. connected: empty when none did, with the reason. What it returns gives
+    // up, on the strand: nobody is called back then.
+    std::function<void()> Connect(const std::vector<Endpoint>& endpoints, const Strand& strand,
+                                  std::function<void(std::shared_ptr<Socket>, Endpoint, std::string mistake)> call);
 
     // What the library is asked with when a name has no address: one that belongs to nobody.
     static Endpoint Unresolved(const Target& target);

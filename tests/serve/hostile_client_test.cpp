@@ -221,6 +221,33 @@ TEST(HostileClient, KeepsItsPlaceWhileItsBodyMayComeYet) {
     EXPECT_THAT(client.ReadAnswer(), EndsWith("|begin end"));
 }
 
+// A client that has gone is not waited for until its server answers.
+TEST(HostileClient, HoldsNoPlaceWhenItHasGoneBeforeItsServerAnswers) {
+    FullServer full;
+    RunningServer server;
+    ConnectionSet& connections = server.TheServer().Shared().connections;
+    const std::string connect =
+        "CONNECT site.example:" + std::to_string(full.Port()) + " HTTP/1.1\r\nHost: site.example\r\n\r\n";
+    for (const std::string& said : {Get("site.example", full.Port()), connect + "SSH-2.0-client\r\n"})
+        for (const bool isReset : {true, false}) {
+            const std::size_t told = server.Events("verdict").size();
+            Peer client(server.Port());
+            client.Send(said);
+            ASSERT_TRUE(server.HasEvents("verdict", told + 1));
+            isReset ? client.Reset() : client.Close();
+            EXPECT_TRUE(connections.WaitUntilEmpty(std::chrono::seconds(10))) << said << isReset;
+        }
+}
+
+TEST(HostileClient, MayEndItsSideAndGetItsAnswer) {
+    Origin origin(EchoRequests);
+    RunningServer server;
+    Peer client(server.Port());
+    client.Send(Get("site.example", origin.Port(), "/last"));
+    client.EndSending();
+    EXPECT_THAT(client.ReadAll(), EndsWith("GET /last HTTP/1.1|"));
+}
+
 TEST(HostileClient, HoldsNoPlaceWithAGreetingOfSocks) {
     Origin origin(EchoRequests);
     ServeSettings settings = TestSettings();
