@@ -220,7 +220,7 @@ TEST(Connect, LetsAServerSpeakFirstAndJudgesTheClientNevertheless) {
         peer.Send("220 ready\r\n");
         Echo(peer);
     });
-    RunningServer server;
+    RunningServer server(SilentClientSettings());
     Opened talking(server, origin.Port());
     EXPECT_EQ(talking.client.ReadBytes(11), "220 ready\r\n");
     talking.client.Send("EHLO me\r\n");
@@ -242,7 +242,7 @@ TEST(Connect, LetsAServerSpeakFirstAndJudgesTheClientNevertheless) {
 
 TEST(Connect, JudgesHttpOfAClientThatWasSilentForLong) {
     Origin origin(EchoRequests);
-    RunningServer server;
+    RunningServer server(SilentClientSettings());
     Opened opened(server, origin.Port());
     ASSERT_TRUE(server.HasEvents("not_examined", 1));  // the server was opened
     opened.client.Send("GET /1 HTTP/1.1\r\nHost: site.example\r\n\r\n");

@@ -65,7 +65,7 @@ TEST(OpenTunnel, OfAnotherProtocolIsJudgedByItsName) {
 
 TEST(OpenTunnel, OfAClientThatWasSilentIsJudgedByWhatItSaidThen) {
     Origin origin(Echo);
-    RunningServer server;
+    RunningServer server(SilentClientSettings());
     Peer client(server.Port());
     client.Send("CONNECT site.example:" + std::to_string(origin.Port()) + " HTTP/1.1\r\nHost: a\r\n\r\n");
     client.ReadUntil("\r\n\r\n");
