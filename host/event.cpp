@@ -37,8 +37,12 @@ Event BeginEvent(std::string_view type) {
     return event;
 }
 
+std::string EventLine(const Event& event) {
+    return event.dump(-1, ' ', false, Event::error_handler_t::replace);
+}
+
 void WriteEvent(const Event& event, std::ostream& out) {
-    out << event.dump(-1, ' ', false, Event::error_handler_t::replace) << '\n';
+    out << EventLine(event) << '\n';
 }
 
 Event FlowMember(const Flow& flow) {

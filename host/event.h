@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "host/deciding_entry.h"
@@ -18,7 +19,8 @@ using Event = nlohmann::ordered_json;
 // With what every event has: its type, the version of the schema, and the time by the machine's clock.
 [[nodiscard]] Event BeginEvent(std::string_view type);
 
-// As one line. Bytes that are no UTF-8 become U+FFFD.
+// As one line, without its end. Bytes that are no UTF-8 become U+FFFD.
+[[nodiscard]] std::string EventLine(const Event& event);
 void WriteEvent(const Event& event, std::ostream& out);
 
 // As members of events.

@@ -1,21 +1,8 @@
 #include "host/serve/event_hub.h"
 
-#include <sstream>
 #include <utility>
 
 namespace tarn::host::serve {
-
-namespace {
-
-std::string LineOf(const Event& event) {
-    std::ostringstream out;
-    WriteEvent(event, out);
-    std::string line = out.str();
-    line.pop_back();
-    return line;
-}
-
-}  // namespace
 
 EventHub::Subscription& EventHub::Subscription::operator=(Subscription&& other) noexcept {
     End();
@@ -53,7 +40,7 @@ void EventHub::Write(Event event) {
         const std::lock_guard lock(mutex_);
         wantsLines = !lines_.empty();
     }
-    Send(wantsLines ? LineOf(*shared) : std::string(), shared);
+    Send(wantsLines ? EventLine(*shared) : std::string(), shared);
 }
 
 void EventHub::WriteLine(const std::string& line) {

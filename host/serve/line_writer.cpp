@@ -4,7 +4,6 @@
 #include <deque>
 #include <fmt/format.h>
 #include <mutex>
-#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -17,11 +16,7 @@ namespace {
 std::string MissingLine(std::uint64_t count) {
     Event event = BeginEvent("error");
     event["text"] = fmt::format("{} events are missing here: they came faster than they were taken", count);
-    std::ostringstream out;
-    WriteEvent(event, out);
-    std::string line = out.str();
-    line.pop_back();
-    return line;
+    return EventLine(event);
 }
 
 }  // namespace

@@ -99,8 +99,7 @@ TEST(Connect, PutsAHelloTogetherThatComesInManyRecordsAndSegments) {
 
 TEST(Connect, TellsOfAHelloThatIsTooLong) {
     Origin origin(Echo);
-    ServeSettings settings = TestSettings();
-    RunningServer passing(settings);
+    RunningServer passing;
     const std::string part = std::string("\x16\x03\x01\x3F\xFF\x01\x01\x00\x00", 9) + std::string(100, 'x');
     Opened passed(passing, origin.Port());
     passed.client.Send(part);
@@ -109,8 +108,7 @@ TEST(Connect, TellsOfAHelloThatIsTooLong) {
     EXPECT_EQ(passing.Events("not_examined")[0]["what"], "hello_split");
     EXPECT_EQ(passing.Events("not_examined")[0]["passed"], true);
 
-    settings.refusesUnknown = true;
-    RunningServer refusing(settings);
+    RunningServer refusing(RefusingSettings());
     Opened refused(refusing, origin.Port());
     refused.client.Send(part);
     EXPECT_THAT(refused.client.ReadAll(), SizeIs(7));
@@ -195,8 +193,7 @@ TEST(Connect, JudgesEachRequestOfHttpInside) {
 
 TEST(Connect, FollowsTheSettingsWithWhatIsNeitherTlsNorHttp) {
     Origin origin(Echo);
-    ServeSettings settings = TestSettings();
-    RunningServer passing(settings);
+    RunningServer passing;
     for (const std::string& said : {std::string("SSH-2.0-client\r\n"), std::string("\x01\x02\x03"),
                                     std::string("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n")}) {
         Opened passed(passing, origin.Port());
@@ -206,8 +203,7 @@ TEST(Connect, FollowsTheSettingsWithWhatIsNeitherTlsNorHttp) {
     ASSERT_TRUE(passing.HasEvents("not_examined", 3));
     EXPECT_EQ(passing.Events("not_examined")[2]["what"], "http2");
     EXPECT_EQ(passing.Events("not_examined")[0]["what"], "unknown_protocol");
-    settings.refusesUnknown = true;
-    RunningServer refusing(settings);
+    RunningServer refusing(RefusingSettings());
     Opened refused(refusing, origin.Port());
     refused.client.Send("SSH-2.0-client\r\n");
     EXPECT_TRUE(refused.client.IsClosed());

@@ -10,6 +10,20 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+// Asks again and again until it is served: a client that comes while all of the others are still taken in is turned
+// away. each: before each time.
+bool IsServed(
+    const RunningServer& server, std::uint16_t port, const std::function<void()>& each = [] {}) {
+    const auto end = std::chrono::steady_clock::now() + kTestLimit;
+    while (std::chrono::steady_clock::now() < end) {
+        each();
+        Peer client(server.Port());
+        client.Send(Get("site.example", port));
+        if (client.ReadAnswer().starts_with("HTTP/1.1 200")) return true;
+    }
+    return false;
+}
+
 TEST(HostileClient, IsRefusedWithAHeadThatIsTooLong) {
     RunningServer server;
     Peer client(server.Port());
@@ -42,11 +56,9 @@ TEST(HostileClient, IsClosedWhenItsHeadDripsIn) {
     settings.head = std::chrono::seconds(1);
     RunningServer server(settings);
     Peer client(server.Port());
-    const auto begin = std::chrono::steady_clock::now();
-    while (client.Send("X") && client.IsSilent(std::chrono::milliseconds(100))) {
-    }
+    std::size_t sent = 0;
+    while (client.Send("X") && client.IsSilent(std::chrono::milliseconds(100))) ASSERT_LT(++sent, 150U);
     EXPECT_TRUE(client.IsClosed());
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
 TEST(HostileClient, IsClosedWhenItSaysNothing) {
@@ -81,12 +93,14 @@ TEST(HostileClient, MaySendARequestByteByByte) {
     EXPECT_THAT(client.ReadAnswer(), EndsWith("GET /slow HTTP/1.1|"));
 }
 
+// The first piece comes with the request before, so that it has been read when that is answered.
 TEST(HostileClient, MayEndAHeadWithoutFieldsInTwoPieces) {
     Origin origin(EchoRequests);
     RunningServer server;
     Peer client(server.Port());
-    client.Send("GET http://site.example:" + std::to_string(origin.Port()) + "/bare HTTP/1.0\r\n");
-    EXPECT_TRUE(client.IsSilent(std::chrono::milliseconds(200)));
+    client.Send(Get("site.example", origin.Port(), "/first") +
+                "GET http://site.example:" + std::to_string(origin.Port()) + "/bare HTTP/1.0\r\n");
+    EXPECT_THAT(client.ReadAnswer(), EndsWith("GET /first HTTP/1.1|"));
     client.Send("\r\n");
     EXPECT_THAT(client.ReadAll(), EndsWith("GET /bare HTTP/1.0|"));
 }
@@ -152,25 +166,7 @@ TEST(HostileClient, HoldsNoPlaceWithHalfARequest) {
         halves.push_back(std::make_unique<Peer>(server.Port()));
         halves.back()->Send("GET http://site.example/ HT");
     }
-    // A client that comes before the server has begun to read from the others is turned away.
-    bool isServed = false;
-    for (int i = 0; i < 1000 && !isServed; ++i) {
-        Peer client(server.Port());
-        client.Send(Get("site.example", origin.Port()));
-        isServed = client.ReadAnswer().starts_with("HTTP/1.1 200");
-    }
-    EXPECT_TRUE(isServed);
-}
-
-// Asks again and again: a client that comes while all of them are still taken in is turned away.
-bool IsServed(const RunningServer& server, std::uint16_t port) {
-    bool isServed = false;
-    for (int i = 0; i < 1000 && !isServed; ++i) {
-        Peer client(server.Port());
-        client.Send(Get("site.example", port));
-        isServed = client.ReadAnswer().starts_with("HTTP/1.1 200");
-    }
-    return isServed;
+    EXPECT_TRUE(IsServed(server, origin.Port()));
 }
 
 TEST(HostileClient, HoldsNoPlaceWithASilentConnect) {
@@ -283,16 +279,10 @@ TEST(HostileClient, HoldsNoPlaceWithATunnelThatRests) {
         EXPECT_TRUE(speak(*tunnels.back()));
     }
     // The first two carry something all the time.
-    bool isServed = false;
-    for (int i = 0; i < 100 && !isServed; ++i) {
-        EXPECT_TRUE(tunnels[1]->IsSilent(std::chrono::milliseconds(100)));
-        ASSERT_TRUE(speak(*tunnels[0]));
-        ASSERT_TRUE(speak(*tunnels[1]));
-        Peer client(server.Port());
-        client.Send(Get("site.example", web.Port()));
-        isServed = client.ReadAnswer().starts_with("HTTP/1.1 200");
-    }
-    EXPECT_TRUE(isServed);
+    EXPECT_TRUE(IsServed(server, web.Port(), [&] {
+        EXPECT_TRUE(speak(*tunnels[0]));
+        EXPECT_TRUE(speak(*tunnels[1]));
+    }));
     EXPECT_TRUE(tunnels[2]->IsClosed());
     EXPECT_TRUE(speak(*tunnels[0]));
     EXPECT_TRUE(speak(*tunnels[1]));

@@ -147,14 +147,12 @@ TEST(HttpProxy, RefusesWhatAnInternalErrorKeepsFromBeingJudged) {
 
 TEST(HttpProxy, FollowsTheSettingsWithoutAVerdict) {
     Origin origin(EchoRequests);
-    ServeSettings settings = TestSettings();
-    RunningServer passing(settings);
+    RunningServer passing;
     Peer client(passing.Port());
     client.Send(Get("no-verdict.example", origin.Port()));
     EXPECT_THAT(client.ReadAnswer(), StartsWith("HTTP/1.1 200"));
     EXPECT_EQ(passing.Events("verdict").at(0)["passed"], true);
-    settings.refusesUnknown = true;
-    RunningServer refusing(settings);
+    RunningServer refusing(RefusingSettings());
     Peer other(refusing.Port());
     other.Send(Get("no-verdict.example", origin.Port()));
     EXPECT_THAT(other.ReadAnswer(), StartsWith("HTTP/1.1 403"));

@@ -281,9 +281,7 @@ TEST_F(UnknownProcess, IsNotJudgedWhereUsersHaveListsOfTheirOwn) {
     EXPECT_EQ(server_.Events("verdict")[0]["judged"], "part");
     EXPECT_EQ(server_.Events("verdict")[0]["passed"], true);
     EXPECT_EQ(known_, 0U) << "rules of another user do not count";
-    ServeSettings settings = TestSettings();
-    settings.refusesUnknown = true;
-    RunningServer refusing(settings);
+    RunningServer refusing(RefusingSettings());
     Use(refusing, TARN_PC_ONE_PER_USER);
     Peer client(refusing.Port());
     client.Send(Get("site.example", origin_.Port()));

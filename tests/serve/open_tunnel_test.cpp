@@ -33,6 +33,13 @@ struct Tunnel {
     bool Carries(const std::string& text) { return client.Send(text) && client.ReadBytes(text.size()) == text; }
 };
 
+// A tunnel that carries the text.
+void ExpectEndWhenBlocked(RunningServer& server, Peer& client, const std::string& text) {
+    server.library.Block(text);
+    server.TheServer().JudgeAgain();
+    EXPECT_TRUE(client.IsClosed());
+}
+
 TEST(OpenTunnel, EndsWhenItsHelloIsBlockedMeanwhile) {
     Origin origin(Echo);
     RunningServer server;
@@ -41,9 +48,7 @@ TEST(OpenTunnel, EndsWhenItsHelloIsBlockedMeanwhile) {
     server.TheServer().JudgeAgain();
     EXPECT_TRUE(first.Carries("more"));
     EXPECT_TRUE(second.Carries("more"));
-    server.library.Block("later");
-    server.TheServer().JudgeAgain();
-    EXPECT_TRUE(first.client.IsClosed());
+    ExpectEndWhenBlocked(server, first.client, "later");
     EXPECT_TRUE(second.Carries("still more"));
     const auto told = server.Events("verdict");
     ASSERT_THAT(told, SizeIs(3)) << "nothing is told of what goes on";
@@ -57,9 +62,7 @@ TEST(OpenTunnel, OfAnotherProtocolIsJudgedByItsName) {
     RunningServer server;
     Tunnel first(server, "other.example", origin.Port(), "SSH-2.0-client\r\n");
     Tunnel second(server, "site.example", origin.Port(), "SSH-2.0-client\r\n");
-    server.library.Block("other.example");
-    server.TheServer().JudgeAgain();
-    EXPECT_TRUE(first.client.IsClosed());
+    ExpectEndWhenBlocked(server, first.client, "other.example");
     EXPECT_TRUE(second.Carries("more"));
 }
 
@@ -73,9 +76,7 @@ TEST(OpenTunnel, OfAClientThatWasSilentIsJudgedByWhatItSaidThen) {
     const std::string hello = Hello("later.example");
     client.Send(hello);
     EXPECT_EQ(client.ReadBytes(hello.size()), hello);
-    server.library.Block("later");
-    server.TheServer().JudgeAgain();
-    EXPECT_TRUE(client.IsClosed());
+    ExpectEndWhenBlocked(server, client, "later");
 }
 
 TEST(OpenTunnel, BehindAuthTlsIsJudgedByItsHello) {
@@ -92,9 +93,7 @@ TEST(OpenTunnel, BehindAuthTlsIsJudgedByItsHello) {
     const std::string hello = Hello("later.example");
     client.Send(hello);
     EXPECT_EQ(client.ReadBytes(hello.size()), hello);
-    server.library.Block("later");
-    server.TheServer().JudgeAgain();
-    EXPECT_TRUE(client.IsClosed());
+    ExpectEndWhenBlocked(server, client, "later");
 }
 
 TEST(OpenTunnel, OfAWebSocketIsJudgedByItsRequest) {
@@ -114,9 +113,7 @@ TEST(OpenTunnel, OfAWebSocketIsJudgedByItsRequest) {
     open(first, "/game");
     Peer second(server.Port());
     open(second, "/chat");
-    server.library.Block("/game");
-    server.TheServer().JudgeAgain();
-    EXPECT_TRUE(first.IsClosed());
+    ExpectEndWhenBlocked(server, first, "/game");
     second.Send("more");
     EXPECT_EQ(second.ReadBytes(4), "more");
 }

@@ -67,6 +67,12 @@ inline ServeSettings TestSettings() {
     return settings;
 }
 
+inline ServeSettings RefusingSettings() {
+    ServeSettings settings = TestSettings();
+    settings.refusesUnknown = true;
+    return settings;
+}
+
 // For clients that let the server speak first. With the others a test that is held up for a moment would count as one.
 inline ServeSettings SilentClientSettings() {
     ServeSettings settings = TestSettings();

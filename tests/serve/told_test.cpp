@@ -130,9 +130,7 @@ TEST_F(HiddenHello, PassesAndIsTold) {
 }
 
 TEST_F(HiddenHello, IsRefusedWhereNothingUnknownPasses) {
-    ServeSettings settings = TestSettings();
-    settings.refusesUnknown = true;
-    RunningServer server(settings);
+    RunningServer server(RefusingSettings());
     EXPECT_THAT(Say(server, HidingHello("site.example"), 100), SizeIs(7)) << "access denied";
     EXPECT_EQ(server.Events("verdict").at(0)["verdict"], "allowed");
     EXPECT_EQ(server.Events("verdict").at(0)["passed"], false);

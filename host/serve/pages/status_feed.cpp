@@ -32,8 +32,7 @@ void CutTexts(Event& value) {
 
 // As server-sent events have it.
 std::string MessageOf(const Event& event) {
-    return fmt::format("event: {}\ndata: {}\n\n", TextOf(event, "type"),
-                       event.dump(-1, ' ', false, Event::error_handler_t::replace));
+    return fmt::format("event: {}\ndata: {}\n\n", TextOf(event, "type"), EventLine(event));
 }
 
 // As the page counts it: those of one host together, whatever port was asked for. What is no port stays.
