@@ -93,6 +93,17 @@ TEST_F(SettingsChange, AFailedReadOfAStatusEndsTheKindAndTurnsTheFeatureOff) {
     EXPECT_EQ(library->settings.idsIpsStatus, 0);
 }
 
+TEST_F(SettingsChange, ListsThatCannotBeReadDoNotFailAChangeOfEverything) {
+    Start();
+    ASSERT_EQ(library->settings.bpStatus, 1);
+    ASSERT_EQ(library->settings.bpSettings.count + 0, 1U);
+    Modules().failing = {"ReadBPSettings", "ReadBPStatus", "ReadPCSettings"};
+    EXPECT_TRUE(Change(TARN_SETTINGS_EVERYTHING));
+    EXPECT_EQ(library->settings.bpStatus, 0);
+    EXPECT_EQ(library->settings.bpSettings.count + 0, 0U);
+    EXPECT_THAT(library->parental.Settings().Entries(), IsEmpty());
+}
+
 TEST_F(SettingsChange, EverythingRestartsTheWorker) {
     Start();
     ASSERT_TRUE(library->scheduleWorker.IsRunning());

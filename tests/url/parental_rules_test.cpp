@@ -151,6 +151,26 @@ TEST_F(ParentalRules, OutsideTheScheduleASiteIsBlockedWithTheLocalTime) {
     EXPECT_EQ(static_cast<unsigned char>(verdict.text.url[0]), 0xCD) << "reason 5 carries no URL";
 }
 
+TEST_F(ParentalRules, OutsideTheScheduleARequestThatDoesNotParseIsBlockedToo) {
+    TakeProfiles({ProfileShape{}});
+    const std::string request = "HEAD / HTTP/1.1\r\nHost: news.example\r\n\r\n";
+    EXPECT_TRUE(Scan(request));
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
+    allows.Write([](bool& flag) { flag = false; });
+    EXPECT_TRUE(Scan(request));
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
+}
+
+TEST_F(ParentalRules, OutsideTheScheduleAHelloThatNobodyCanNameIsAllowed) {
+    TakeProfiles({ProfileShape{}});
+    allows.Write([](bool& flag) { flag = false; });
+    kind = TARN_KIND_TLS;
+    EXPECT_TRUE(Scan(TlsHello("news.example")));
+    EXPECT_THAT(Verdict(), Blocks(TARN_REASON_SCHEDULE));
+    EXPECT_TRUE(Scan(TlsHello("")));
+    EXPECT_THAT(Verdict(), Allows(TARN_REASON_DEFAULT));
+}
+
 TEST_F(ParentalRules, OutsideTheScheduleAFailedUserLookUpLeavesTheNameEmpty) {
     TakeProfiles({ProfileShape{}});
     allows.Write([](bool& flag) { flag = false; });

@@ -123,6 +123,22 @@ TEST(HttpRequest, HostIsSearchedFromTheStart) {
     EXPECT_EQ(out.host.View(), "x http/1.1");
 }
 
+TEST(HttpRequest, OnlyTheFirstRequestOfTheDataCounts) {
+    ParsedRequest out;
+    ASSERT_TRUE(
+        ParseHttp(Request("GET /first HTTP/1.1", "one.example") + Request("GET /second HTTP/1.1", "two.example"), out));
+    EXPECT_EQ(out.host.View(), "one.example");
+    EXPECT_EQ(out.path.View(), "/first");
+}
+
+TEST(HttpRequest, AHostLineOfTheBodyCountsWhenTheHeadersHoldNone) {
+    ParsedRequest out;
+    ASSERT_TRUE(ParseHttp("POST /x HTTP/1.1\r\nContent-Length: 21\r\n\r\nHost: body.example\r\n", out));
+    EXPECT_EQ(out.host.View(), "body.example");
+    ASSERT_TRUE(ParseHttp(Request("POST /x HTTP/1.1", "head.example") + "Host: body.example\r\n", out));
+    EXPECT_EQ(out.host.View(), "head.example");
+}
+
 TEST(HttpRequest, RootKeepsTheDotsOfTheHost) {
     ParsedRequest out;
     ASSERT_TRUE(ParseHttp(Request("GET / HTTP/1.1", ".Example.org."), out));
@@ -252,6 +268,16 @@ TEST(FtpCommand, RetrBehindCwdIsRefused) {
     EXPECT_FALSE(ParseFtp("CWD a\r\nRETR b\r\n", matchPath, displayPath));
     EXPECT_TRUE(ParseFtp("RETR b\r\nCWD a\r\n", matchPath, displayPath));
     EXPECT_EQ(matchPath.View(), "/b");
+}
+
+TEST(FtpCommand, BytesPastTheLimitAreNotSeen) {
+    UrlText matchPath;
+    UrlText displayPath;
+    const std::string command = "CWD a\r\n";
+    const std::string rest(kMaxRequestLength - command.size() - 4, ' ');
+    EXPECT_TRUE(ParseFtp(command + rest + "RETR b\r\n", matchPath, displayPath)) << "its blank is past the limit";
+    EXPECT_EQ(matchPath.View(), "/a");
+    EXPECT_FALSE(ParseFtp(command + rest.substr(1) + "RETR b\r\n", matchPath, displayPath));
 }
 
 TEST(FtpCommand, CommandWithoutLineEndIsCopiedAsItStands) {
