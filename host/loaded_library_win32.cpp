@@ -15,6 +15,7 @@
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/private_registry_win32.h"
+#include "host/registered_folder.h"
 #include "host/this_machine_win32.h"
 #include "host/utf8_win32.h"
 
@@ -213,7 +214,8 @@ class LoadedLibrary : public Judge {
                 return {};
             }
         } else if (std::wstring registered = RegisteredInstallFolder(); !registered.empty()) {
-            return registered;
+            mistake = RegisteredFolderMistake(FromWide(registered));
+            return mistake.empty() ? registered : std::wstring();
         }
         unsigned long error = 0;
         if (registry_.Create(folder, error)) return folder;

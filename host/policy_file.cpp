@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "host/file_path.h"
+#include "host/registered_folder.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
@@ -11,7 +12,10 @@ namespace tarn::host {
 std::string PolicyPath(const Environment& environment, const LibraryOptions& options) {
     if (!options.policyFile.empty()) return options.policyFile;
     if (std::string named = environment.Variable(kPolicyVariable); !named.empty()) return named;
-    return environment.InstallFolder(options) + std::string(policy::kPolicyFile);
+    const std::string folder = environment.InstallFolder(options);
+    // A registered one without its backslash is named when the library is opened.
+    const bool isWhole = RegisteredFolderMistake(folder).empty();
+    return folder + (isWhole ? "" : "\\") + std::string(policy::kPolicyFile);
 }
 
 std::optional<std::string> ReadPolicyText(const std::string& file) {

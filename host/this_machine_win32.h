@@ -11,7 +11,7 @@
 
 namespace tarn::host {
 
-// With a backslash at its end, as the library is opened with these options.
+// As the library is opened with these options, with a backslash at its end; a registered one as it stands in the registry.
 std::wstring InstallFolderFor(const LibraryOptions& options);
 
 bool FindMachineAccount(const std::string& name, Account& account);

@@ -10,6 +10,7 @@
 #include "host/file_path.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
+#include "host/registered_folder.h"
 
 namespace tarn::host {
 
@@ -132,6 +133,9 @@ int CheckCompanions(const CompanionOptions& options, const Session& session) {
                                             "--help names them",
                                             Printable(name)),
                                 kExitUsage);
+    if (const std::string mistake = RegisteredFolderMistake(session.environment.InstallFolder(session.library));
+        options.folder.empty() && !mistake.empty())
+        return session.Fail(mistake, kExitFailed);
     std::error_code ignored;
     const std::string given =
         options.folder.empty() ? session.environment.InstallFolder(session.library) : options.folder;

@@ -14,6 +14,7 @@
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/printable_text.h"
+#include "host/registered_folder.h"
 #include "host/verdict_words.h"
 #include "policy/policy_fix.h"
 
@@ -184,6 +185,13 @@ int FixInto(const std::string& file, const PolicyInput& input, const Session& se
 }
 
 int CheckPolicy(const PolicyOptions& options, const Session& session) {
+    // A policy that is named by the line or by the variable is none of the folder's.
+    const bool isOfFolder = options.file.empty() && session.environment.Variable(kPolicyVariable).empty();
+    if (const std::string mistake = RegisteredFolderMistake(session.environment.InstallFolder(session.library));
+        isOfFolder && !mistake.empty())
+        return session.FailWithTotals(mistake, kExitFailed, [&] {
+            if (session.json) WriteEvent(BeginStats({1, false}), session.out);
+        });
     const std::filesystem::path given =
         ToPath(options.file.empty() ? PolicyPath(session.environment, session.library) : options.file);
     std::string path = AbsolutePath(given);

@@ -203,6 +203,22 @@ class ByScript(Installation):
         self.assertEqual(steps, ['/setowner', '/reset', '/inheritance:r'])
         self.assertFalse([line for line in lines if 'S-1-3-4:' in line])  # the rights of the owner, whoever it is
 
+    def test_a_registration_without_its_last_backslash(self):
+        """What the host says of it, and that the removal finds the folder all the same."""
+        self.script()
+        self.windows.register(FOLDER + r'\bin')
+        for command in (('url', 'http://lantern.example/redirect'), ('policy',), ('companions',), ('watch', '--once')):
+            status, said = self.windows.run(FOLDER + r'\bin\tarnhost.exe', *command)
+            self.assertEqual(status, 1, said)
+            self.assertIn(rf'folder, {FOLDER}\bin, has no backslash at its end', said)
+            self.assertIn(rf'/v Path /d "{FOLDER}\bin\\" /f', said)
+            self.assertNotIn('lacks', said)
+        status, said = self.windows.run(FOLDER + r'\bin\tarnhost.exe', 'url', '--install-folder', FOLDER + r'\bin',
+                                        'http://lantern.example/redirect')
+        self.assertEqual(status, 0, said)
+        self.assertIn('is removed', self.script('/remove'))
+        self.expect_removed()
+
     def test_refuses_what_it_does_not_know(self):
         self.assertIn('/remove', self.script('one', 'two', expected=2))
         self.assertFalse(self.folder.exists())

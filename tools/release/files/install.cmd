@@ -49,6 +49,7 @@ exit /b 0
 
 :remove
 for /f "tokens=2,*" %%a in ('reg query "%key%" /v Path 2^>nul') do if "%%a"=="REG_SZ" set "registered=%%b"
+if defined registered if not "%registered:~-1%"=="\" set "registered=%registered%\"
 if defined registered set "target=%registered:~0,-5%"
 if not exist "%target%\SHA256SUMS" goto absent
 set "left="
