@@ -203,6 +203,49 @@ class ByScript(Installation):
         self.assertEqual(steps, ['/setowner', '/reset', '/inheritance:r'])
         self.assertFalse([line for line in lines if 'S-1-3-4:' in line])  # the rights of the owner, whoever it is
 
+    def link(self, folder, target):
+        """A link in the place of a folder, as a junction is; what it leads to has a file of somebody else."""
+        place = self.windows.path(folder)
+        elsewhere = self.windows.path(target)
+        place.parent.mkdir(parents=True, exist_ok=True)
+        if place.exists():
+            shutil.move(place, elsewhere)
+        elsewhere.mkdir(exist_ok=True)
+        (elsewhere / 'theirs').write_text('theirs', encoding='utf-8')
+        place.symlink_to(elsewhere)
+        return elsewhere
+
+    def test_refuses_to_write_through_a_link(self):
+        for folder in (STATE, FOLDER, FOLDER + r'\docs'):
+            elsewhere = self.link(folder, r'C:\elsewhere')
+            said = self.script(expected=1)
+            self.assertIn(f'Not done: "{folder}" is a link', said)
+            self.assertIn(f'rmdir "{folder}"', said)
+            self.assertEqual([path.name for path in elsewhere.rglob('*')], ['theirs'], folder)
+            self.assertIsNone(self.windows.registered_folder())
+            self.windows.path(folder).unlink()
+            shutil.rmtree(elsewhere)
+        shutil.rmtree(self.folder)
+        self.script()
+        self.expect_installed()
+
+    def test_deletes_nothing_through_a_link(self):
+        self.script()
+        for folder in (FOLDER, FOLDER + r'\bin', FOLDER + r'\lib\cmake'):
+            before = self.files()
+            elsewhere = self.link(folder, r'C:\elsewhere')
+            moved = sorted(elsewhere.rglob('*'))
+            said = self.script('/remove', expected=1)
+            self.assertIn(f'Not done: "{folder}" is a link', said)
+            self.assertEqual(sorted(elsewhere.rglob('*')), moved)
+            self.assertEqual(self.windows.registered_folder(), FOLDER + '\\bin\\')
+            self.windows.path(folder).unlink()
+            (elsewhere / 'theirs').unlink()
+            shutil.move(elsewhere, self.windows.path(folder))
+            self.assertEqual(self.files(), before)
+        self.assertIn('is removed', self.script('/remove'))
+        self.expect_removed()
+
     def test_a_registration_without_its_last_backslash(self):
         """What the host says of it, and that the removal finds the folder all the same."""
         self.script()

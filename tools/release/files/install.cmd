@@ -2,8 +2,9 @@
 rem Installs tarn @VERSION@ without the installer package, or removes it again. Run it as an administrator.
 rem   install.cmd [FOLDER]   copies these files into FOLDER, by default Program Files\tarn, and registers its bin folder
 rem   install.cmd /remove    removes the files that it copied and the registration
-rem A policy that stands in the folder already is kept. Removal leaves ProgramData\tarn, where state is kept.
+rem A policy that stands in the folder already is kept; a folder that is a link is refused. Removal leaves ProgramData\tarn, where state is kept.
 setlocal
+set "link="
 set "source=%~dp0"
 set "key=HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\App Paths\CoreScan.exe"
 set "target=%ProgramFiles%\tarn"
@@ -16,6 +17,10 @@ if not "%~1"=="" set "target=%~f1"
 if "%target:~-1%"=="\" set "target=%target:~0,-1%"
 
 if not exist "%source%bin\tarn.dll" goto incomplete
+rem What a link leads to is somebody else's: nothing is written, deleted or given rights through one.
+for %%d in ("" \bin \lib \include \docs \examples \share \extension) do call :look "%target%%%~d"
+call :look "%ProgramData%\tarn"
+if defined link goto linked
 if /i "%source%"=="%target%\" goto register
 for %%d in (lib include docs examples share extension) do (
     xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul
@@ -44,6 +49,9 @@ icacls "%ProgramData%\tarn" /reset /t /l >nul
 if errorlevel 1 goto denied
 icacls "%ProgramData%\tarn" /inheritance:r /grant:r "*S-1-5-18:(OI)(CI)F" "*S-1-5-32-544:(OI)(CI)F" "*S-1-5-32-545:(OI)(CI)RX" >nul
 if errorlevel 1 goto denied
+rem Until now somebody else may have had the right to put a link in its place.
+call :look "%ProgramData%\tarn"
+if defined link goto linked
 echo tarn @VERSION@ is installed in "%target%"
 exit /b 0
 
@@ -52,6 +60,9 @@ for /f "tokens=2,*" %%a in ('reg query "%key%" /v Path 2^>nul') do if "%%a"=="RE
 if defined registered if not "%registered:~-1%"=="\" set "registered=%registered%\"
 if defined registered set "target=%registered:~0,-5%"
 if not exist "%target%\SHA256SUMS" goto absent
+call :look "%target%"
+for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :above "%%b"
+if defined link goto linked
 set "left="
 for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :delete "%%b"
 rem With the list and the registration in place, removal can be tried again.
@@ -66,6 +77,28 @@ if errorlevel 1 goto denied
 echo tarn is removed from "%target%"
 rem In one line, since this file may be the last one to go.
 del /f /q "%target%\SHA256SUMS" "%target%\install.cmd" & rmdir "%target%" 2>nul & exit /b 0
+
+rem Sets link to a folder that is a link or a junction: "l" stands among its attributes.
+:look
+set "attributes="
+for %%f in ("%~1") do set "attributes=%%~af"
+if not defined attributes exit /b 0
+if not "%attributes:l=%"=="%attributes%" set "link=%~1"
+exit /b 0
+
+rem Looks at the folders between a file of the list and the target.
+:above
+set "folder=%~1"
+for %%f in ("%target%\%folder:/=\%") do set "folder=%%~dpf"
+if "%folder%"=="%looked%" exit /b 0
+set "looked=%folder%"
+:higher
+if defined link exit /b 0
+if /i "%folder%"=="%target%\" exit /b 0
+set "folder=%folder:~0,-1%"
+call :look "%folder%"
+for %%f in ("%folder%") do set "folder=%%~dpf"
+goto higher
 
 rem The list has slashes.
 :delete
@@ -86,6 +119,11 @@ exit /b 0
 
 :in_use
 echo Not all of tarn is removed. End every host that uses it, then run install.cmd /remove again as an administrator.
+exit /b 1
+
+:linked
+echo Not done: "%link%" is a link to another folder, and nothing is written or deleted through one.
+echo See where it leads (dir /al) and who made it, take it away (rmdir "%link%" leaves what it leads to) and run this again.
 exit /b 1
 
 :incomplete
