@@ -134,6 +134,18 @@ TEST(LogonExport, AnAllowanceIsUsedUpOverSeveralRuns) {
     EXPECT_EQ(alone.Json().back()["used_minutes"], 20);
 }
 
+TEST(LogonExport, APolicyOfTimesAloneSaysNothingOfUrlScanning) {
+    const InstallCopy install;
+    install.Write(kPolicy, "[parental]\nmode = 2\n[[parental.users]]\naccount = \"" + CurrentUser() +
+                               "\"\ncontrolled = true\n" + kOneHour);
+    const ProgramRun logon = install.Run({"logon", "--json"});
+    EXPECT_EQ(logon.exitCode, 0u);
+    EXPECT_EQ(logon.errors, "");
+    EXPECT_EQ(logon.Json().back()["allowed_minutes"], 60);
+    EXPECT_THAT(install.Run({"url", "http://a.example/"}).errors,
+                HasSubstr("the settings switch every URL-scanning feature off"));
+}
+
 TEST(LogonExport, AnUnknownAccountIsNamed) {
     const InstallCopy install;
     const ProgramRun run = install.Run({"logon", "--user", "nobody of that name"});

@@ -123,6 +123,15 @@ TEST_F(LogonCommand, ReportsALogonOfTheAccountThatItRunsAs) {
     EXPECT_EQ(std::uint32_t{machine_.told.events[0].eventCode}, 1u);
 }
 
+// A policy of times of use has nothing to scan URLs by, and that is no mistake.
+TEST_F(LogonCommand, SaysNothingOfUrlScanning) {
+    Run({});
+    RunWith(machine_, {"url", "http://a.example/"});
+    ASSERT_THAT(machine_.opened, SizeIs(2));
+    EXPECT_FALSE(machine_.opened[0].judgesUrls);
+    EXPECT_TRUE(machine_.opened[1].judgesUrls);
+}
+
 TEST_F(LogonCommand, ARefusalBySpentAllowanceNamesTheTick) {
     machine_.told.onLogon = [&](const LogonEvent&) {
         return ToldLibrary::Logon(machine_.told.events.size() > 120 ? TARN_BLOCK : TARN_ALLOW);
