@@ -9,7 +9,8 @@ namespace tarn::host {
 
 namespace {
 
-constexpr DWORD kMostWait = 30000;  // milliseconds; the system has limits of its own
+constexpr DWORD kMostWait = 30000;      // milliseconds; the system has limits of its own
+constexpr UINT kInterruptedCode = 130;  // that of a run which the first Ctrl+C ended, too
 
 std::atomic<bool> isInterrupted{false};
 
@@ -27,7 +28,8 @@ BOOL WINAPI StopAtInterrupt(DWORD event) {
         WaitForSingleObject(EndedEvent(), kMostWait);
         return TRUE;
     }
-    if (IsInterrupted()) return FALSE;
+    // What the first one could not end. Nothing is saved, and what hangs is not waited for.
+    if (IsInterrupted()) TerminateProcess(GetCurrentProcess(), kInterruptedCode);
     Interrupt();
     return TRUE;
 }

@@ -12,7 +12,8 @@ void Close(HANDLE& handle) {
 
 }  // namespace
 
-RunningProgram::RunningProgram(const InstallCopy& install, const std::vector<std::string>& arguments) {
+RunningProgram::RunningProgram(const InstallCopy& install, const std::vector<std::string>& arguments,
+                               const PseudoConsole* console) {
     HANDLE itsInput = nullptr;
     HANDLE itsOutput = nullptr;
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
@@ -20,20 +21,25 @@ RunningProgram::RunningProgram(const InstallCopy& install, const std::vector<std
     EXPECT_TRUE(CreatePipe(&output_, &itsOutput, &inherited, 0));
     SetHandleInformation(input_, HANDLE_FLAG_INHERIT, 0);
     SetHandleInformation(output_, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
+    STARTUPINFOEXW extended{};
+    extended.lpAttributeList = console != nullptr ? console->Attributes() : nullptr;
+    STARTUPINFOW& startup = extended.StartupInfo;
+    startup.cb = console != nullptr ? sizeof extended : sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = itsInput;
     startup.hStdOutput = itsOutput;
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    const DWORD flags = console != nullptr ? EXTENDED_STARTUPINFO_PRESENT : 0;
     PROCESS_INFORMATION process{};
     std::wstring line = CommandLine(install.File("tarnhost.exe"), arguments);
-    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+    EXPECT_TRUE(
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, flags, nullptr, nullptr, &startup, &process))
         << "error " << GetLastError();
     Close(itsInput);
     Close(itsOutput);
     Close(process.hThread);
     process_ = process.hProcess;
+    processId_ = process.dwProcessId;
 }
 
 RunningProgram::~RunningProgram() {
@@ -85,6 +91,14 @@ nlohmann::json RunningProgram::NextLine(const std::string& type) {
         nlohmann::json line = NextLine();
         if (!line.is_object() || line.value("type", "") == type) return line;
     }
+}
+
+void RunningProgram::PressCtrlC() const {
+    PseudoConsole::PressCtrlC(processId_);
+}
+
+bool RunningProgram::EndsWithin(unsigned long milliseconds) const {
+    return WaitForSingleObject(process_, milliseconds) == WAIT_OBJECT_0;
 }
 
 unsigned long RunningProgram::End() {

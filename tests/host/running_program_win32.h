@@ -10,12 +10,15 @@
 #include <windows.h>
 
 #include "host/install_copy_win32.h"
+#include "host/pseudo_console_win32.h"
 
 namespace tarn::host {
 
 class RunningProgram {
  public:
-    RunningProgram(const InstallCopy& install, const std::vector<std::string>& arguments);
+    // Without a console it has the test's.
+    RunningProgram(const InstallCopy& install, const std::vector<std::string>& arguments,
+                   const PseudoConsole* console = nullptr);
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
@@ -29,6 +32,10 @@ class RunningProgram {
     nlohmann::json NextLine();
     // The next line of that type; those before it are passed over.
     nlohmann::json NextLine(const std::string& type);
+    // In its console.
+    void PressCtrlC() const;
+    // Whether it has ended, waited for so many milliseconds at most; its output is not read.
+    [[nodiscard]] bool EndsWithin(unsigned long milliseconds) const;
     // Its exit code, waited for.
     unsigned long End();
 
@@ -36,6 +43,7 @@ class RunningProgram {
     HANDLE input_ = nullptr;
     HANDLE output_ = nullptr;
     HANDLE process_ = nullptr;
+    unsigned long processId_ = 0;
     std::string read_;
     std::future<void> writing_;
 };
