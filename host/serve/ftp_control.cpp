@@ -9,11 +9,10 @@
 
 #include "base/text.h"
 #include "host/serve/first_bytes.h"
-#include "host/serve/ftp_folder.h"
-#include "host/serve/ftp_line.h"
+#include "host/serve/ftp_data.h"
+#include "host/serve/ftp_judge.h"
 #include "host/serve/named_server.h"
 #include "host/serve/tunnel.h"
-#include "host/verdict_words.h"
 
 namespace tarn::host::serve {
 
@@ -22,11 +21,6 @@ namespace {
 constexpr std::size_t kReadAtOnce = 4096;
 constexpr std::uint16_t kFtpPort = 21;
 constexpr std::uint16_t kOtherFtpPort = 2121;
-
-const Protocol& FtpProtocol() {
-    static const Protocol& ftp = *ChooseProtocol({{}, kFtpPort, true, true});
-    return ftp;
-}
 
 base::Bytes BytesOf(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -63,9 +57,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         ErrorCode error;
         const auto remote = server_->remote_endpoint(error);
         if (error) return End();
-        endpoint_ = EndpointOf(remote);
-        Touch();
-        WatchIdle();
+        Open(EndpointOf(remote));
         Notice(greeting.told);
         Notice(greeting.held);
         if (greeting.told.size() >= kMostHeard) owed_ = 0;  // its end is not among what is known of it
@@ -88,6 +80,14 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     void Close() override {
         asio::post(strand_, [self = shared_from_this()] { self->End(); });
     }
+    void JudgeAgain() override {
+        asio::post(strand_, [self = shared_from_this()] {
+            if (self->hasEnded_ || !self->judge_ || !self->judge_->IsBlockedNow()) return;
+            if (self->isTelling_) return self->End();  // who does not read would keep it open
+            CloseSocket(*self->server_);
+            self->Refuse("421 The server is blocked by now.");
+        });
+    }
 
  private:
     void Connect(const Resolved& resolved) {
@@ -101,12 +101,17 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
                 if (self->hasEnded_) return;
                 if (!server) return self->Refuse("421 The server does not answer.");
                 self->server_ = std::move(server);
-                self->endpoint_ = endpoint;
-                self->Touch();
-                self->WatchIdle();
+                self->Open(endpoint);
                 self->ReadServer();
                 self->Hear();
             });
+    }
+
+    void Open(const Endpoint& endpoint) {
+        endpoint_ = endpoint;
+        judge_.emplace(services_.filter, NamedServer{target_, {endpoint}, client_.client, client_.processId});
+        Touch();
+        WatchIdle();
     }
 
     void Touch() {
@@ -150,7 +155,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
             const FtpLine kind = line->size() > kMostFtpLine ? FtpLine::kBroken : KindOfFtpLine(text);
             if (kind == FtpLine::kBroken) return Refuse("500 This is no command that can be judged.");
             const FtpCommand command = ReadFtpCommand(*line);
-            if (kind == FtpLine::kJudged) refusal_ = RefusalOf(command);
+            if (kind == FtpLine::kJudged) refusal_ = judge_->RefusalOf(command);
             if (!refusal_.empty()) break;
             if (FtpFolder::IsToldBy(command) || AsksForTls(command)) awaited_ = command;
             allowed += *line;
@@ -168,20 +173,6 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
             self->isSending_ = false;
             self->HearOnWhenInOrder();
         });
-    }
-
-    // The answer to a blocked command, empty for the others.
-    std::string RefusalOf(const FtpCommand& command) {
-        std::vector<std::string> forms = folder_.JudgedForms(command);
-        const std::string first = std::exchange(forms.front(), {});
-        forms.erase(forms.begin());
-        Asked asked{&FtpProtocol(), BytesOf(first), client_.client, endpoint_, client_.processId};
-        asked.alsoAs = std::move(forms);
-        const Answer answer = services_.filter.Judge(asked);
-        if (!answer.isBlocked) return {};
-        const std::string why =
-            answer.whyRefused.empty() ? std::string(ReasonWords(answer.judgement.verdict.reason)) : answer.whyRefused;
-        return fmt::format("550 Blocked: {}.\r\n", why);
     }
 
     // A client that reads no answers is not heard.
@@ -270,7 +261,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         if (AsksForTls(command))
             isSealed_ = reply_.starts_with("234");
         else
-            folder_.Answered(command, reply_);
+            judge_->Answered(command, reply_);
     }
 
     void EndOfServer() {
@@ -339,8 +330,8 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     std::string toServer_;
     std::string refusal_;                // not told yet
     std::optional<FtpCommand> awaited_;  // sent last; its answer says how to take what follows
-    FtpFolder folder_;
-    std::string reply_;  // the server's line so far
+    std::optional<FtpJudge> judge_;      // once the server is open
+    std::string reply_;                  // the server's line so far
     FtpReplies replies_;
     std::size_t owed_ = 1;  // answers of the server to what it was sent, and its greeting
     std::string waiting_;

@@ -1,13 +1,9 @@
 // Ways around the judgement of FTP commands, and the end of a connection.
-#include <array>
 #include <future>
 #include <gtest/gtest.h>
-#include <map>
-#include <mutex>
 #include <string>
 
 #include "host/composed_request.h"
-#include "host/serve/ftp_line.h"
 #include "serve/ftp_world.h"
 
 namespace tarn::host::serve {
@@ -17,43 +13,6 @@ std::string Hello(const std::string& name) {
     const auto bytes = ComposeClientHello(name);
     return {bytes.begin(), bytes.end()};
 }
-
-// A server whose answers a test gives by the command's first word; it keeps what it was told.
-class ToldServer {
- public:
-    using Answers = std::map<std::string, std::string>;
-    explicit ToldServer(Answers answers = {}) : answers_(std::move(answers)) {}
-    [[nodiscard]] Endpoint Address() const { return server_.Address(); }
-    [[nodiscard]] std::string Told() {
-        const std::lock_guard lock(mutex_);
-        return told_;
-    }
-    [[nodiscard]] bool WasTold(const std::string& text) { return Told().find(text) != std::string::npos; }
-
- private:
-    void Serve(Tcp::socket& socket) {
-        asio::write(socket, asio::buffer(std::string("220 ready\r\n")));
-        std::string said;
-        for (std::array<char, 4096> part{};;) {
-            const std::size_t count = socket.read_some(asio::buffer(part));
-            {
-                const std::lock_guard lock(mutex_);
-                told_.append(part.data(), count);
-            }
-            said.append(part.data(), count);
-            for (std::size_t end = 0; (end = said.find("\r\n")) != std::string::npos; said.erase(0, end + 2)) {
-                const auto answer = answers_.find(ReadFtpCommand(said).verb);
-                const std::string text = answer == answers_.end() ? "200 fine" : answer->second;
-                if (!text.empty()) asio::write(socket, asio::buffer(text + "\r\n"));
-            }
-        }
-    }
-
-    std::mutex mutex_;
-    std::string told_;
-    Answers answers_;
-    BlockingServer server_{[this](Tcp::socket& socket) { Serve(socket); }};
-};
 
 TEST_F(FtpControlTest, TakesNoHelloThatNobodyAskedFor) {
     ToldServer server(ToldServer::Answers{{"AUTH", "502 no"}});

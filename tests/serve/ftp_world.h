@@ -2,11 +2,15 @@
 #ifndef TARN_TESTS_SERVE_FTP_WORLD_H
 #define TARN_TESTS_SERVE_FTP_WORLD_H
 
+#include <array>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "host/serve/ftp_control.h"
+#include "host/serve/ftp_line.h"
 #include "host/serve/listener.h"
 #include "serve/serve_world.h"
 
@@ -50,6 +54,11 @@ class FtpControlTest : public ListenedTest {
             StartOpening(world_.services, std::move(client), {"server.example", server.port});
         });
     }
+    // As after a change of the policy.
+    void JudgeAgain() {
+        for (const auto& one : world_.connections.All())
+            if (const auto connection = one.lock()) connection->JudgeAgain();
+    }
     std::shared_ptr<FtpDataPorts> data_ = std::make_shared<FtpDataPorts>();
 };
 
@@ -62,6 +71,43 @@ inline void Repeat(Tcp::socket& socket) {
         said.erase(0, length);
     }
 }
+
+// A server whose answers a test gives by the command's first word; it keeps what it was told.
+class ToldServer {
+ public:
+    using Answers = std::map<std::string, std::string>;
+    explicit ToldServer(Answers answers = {}) : answers_(std::move(answers)) {}
+    [[nodiscard]] Endpoint Address() const { return server_.Address(); }
+    [[nodiscard]] std::string Told() {
+        const std::lock_guard lock(mutex_);
+        return told_;
+    }
+    [[nodiscard]] bool WasTold(const std::string& text) { return Told().find(text) != std::string::npos; }
+
+ private:
+    void Serve(Tcp::socket& socket) {
+        asio::write(socket, asio::buffer(std::string("220 ready\r\n")));
+        std::string said;
+        for (std::array<char, 4096> part{};;) {
+            const std::size_t count = socket.read_some(asio::buffer(part));
+            {
+                const std::lock_guard lock(mutex_);
+                told_.append(part.data(), count);
+            }
+            said.append(part.data(), count);
+            for (std::size_t end = 0; (end = said.find("\r\n")) != std::string::npos; said.erase(0, end + 2)) {
+                const auto answer = answers_.find(ReadFtpCommand(said).verb);
+                const std::string text = answer == answers_.end() ? "200 fine" : answer->second;
+                if (!text.empty()) asio::write(socket, asio::buffer(text + "\r\n"));
+            }
+        }
+    }
+
+    std::mutex mutex_;
+    std::string told_;
+    Answers answers_;
+    BlockingServer server_{[this](Tcp::socket& socket) { Serve(socket); }};
+};
 
 }  // namespace tarn::host::serve
 

@@ -1,0 +1,37 @@
+// Judges one FTP session: each command before the server gets it, and the session again while it is open.
+// Used by one connection, on its strand.
+#ifndef TARN_HOST_SERVE_FTP_JUDGE_H
+#define TARN_HOST_SERVE_FTP_JUDGE_H
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/serve/ftp_folder.h"
+#include "host/serve/ftp_line.h"
+#include "host/serve/named_server.h"
+
+namespace tarn::host::serve {
+
+class FtpJudge {
+ public:
+    // server: as it is connected, with one address.
+    FtpJudge(Filter& filter, NamedServer server) : filter_(filter), server_(std::move(server)) {}
+
+    // What the client is told when the server may not get the command; empty for the others.
+    [[nodiscard]] std::string RefusalOf(const FtpCommand& command) const;
+    // reply: the last line of the answer to a command by which FtpFolder is told.
+    void Answered(const FtpCommand& command, std::string_view reply) { folder_.Answered(command, reply); }
+
+    // By the name of the server. With an event only when it is.
+    [[nodiscard]] bool IsBlockedNow() const;
+
+ private:
+    Filter& filter_;
+    NamedServer server_;
+    FtpFolder folder_;
+};
+
+}  // namespace tarn::host::serve
+
+#endif
