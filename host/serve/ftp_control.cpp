@@ -19,8 +19,6 @@ namespace tarn::host::serve {
 namespace {
 
 constexpr std::size_t kReadAtOnce = 4096;
-constexpr std::uint16_t kFtpPort = 21;
-constexpr std::uint16_t kOtherFtpPort = 2121;
 
 base::Bytes BytesOf(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -357,10 +355,6 @@ void StartFtpControl(Services& services, ClientSide client, const Target& target
                      const FtpGreeting& greeting, std::shared_ptr<FtpDataPorts> data) {
     std::make_shared<FtpControl>(services, std::move(client), target, std::move(data))
         ->StartWith(std::move(server), greeting);
-}
-
-bool IsFtpPort(std::uint16_t port) {
-    return port == kFtpPort || port == kOtherFtpPort;
 }
 
 }  // namespace tarn::host::serve

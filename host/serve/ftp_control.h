@@ -3,7 +3,6 @@
 #ifndef TARN_HOST_SERVE_FTP_CONTROL_H
 #define TARN_HOST_SERVE_FTP_CONTROL_H
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -11,9 +10,6 @@
 #include "host/serve/opening.h"
 
 namespace tarn::host::serve {
-
-// On these ports a connection is FTP from the beginning: the usual one, and where servers stand that may not have it.
-bool IsFtpPort(std::uint16_t port);
 
 // The server speaks first, so it is connected at once. data is told of the ports that it offers.
 void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<FtpDataPorts> data);

@@ -48,6 +48,10 @@ std::optional<std::uint16_t> ExtendedPassive(std::string_view text) {
 
 }  // namespace
 
+bool IsFtpPort(std::uint16_t port) {
+    return port == kFtpPort || port == kOtherFtpPort;
+}
+
 std::optional<std::uint16_t> OfferedFtpPort(std::string_view reply, const IpAddress& server) {
     std::optional<std::uint16_t> port;
     if (reply.starts_with("227 ")) port = Passive(reply, server);

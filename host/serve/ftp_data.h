@@ -1,4 +1,5 @@
-// The ports that FTP servers offered for their transfers (RFC 959, RFC 2428): who connects there waits for the server.
+// The ports of FTP: those of its servers, and those that servers offered for their transfers (RFC 959, RFC 2428). Who
+// connects to one of these waits for the server.
 // Any thread may call it. An offer counts once, for the client that got it, and not for long.
 #ifndef TARN_HOST_SERVE_FTP_DATA_H
 #define TARN_HOST_SERVE_FTP_DATA_H
@@ -14,6 +15,11 @@
 #include "host/capture/transport_view.h"
 
 namespace tarn::host::serve {
+
+// On these ports a connection is FTP from the beginning: the usual one, and where servers stand that may not have it.
+inline constexpr std::uint16_t kFtpPort = 21;
+inline constexpr std::uint16_t kOtherFtpPort = 2121;
+bool IsFtpPort(std::uint16_t port);
 
 // The port that a server's reply of one line offers on its own address; nothing for other replies, for another address,
 // and for the ports of well-known services.

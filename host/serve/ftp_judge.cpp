@@ -4,13 +4,12 @@
 #include <utility>
 #include <vector>
 
+#include "host/serve/ftp_data.h"
 #include "host/verdict_words.h"
 
 namespace tarn::host::serve {
 
 namespace {
-
-constexpr std::uint16_t kFtpPort = 21;
 
 const Protocol& FtpProtocol() {
     static const Protocol& ftp = *ChooseProtocol({{}, kFtpPort, true, true});

@@ -119,6 +119,8 @@ class HttpConnection : public Connection,
         const bool isResolved = !resolved_.endpoints.empty();
         if (plan_.isConnect && isResolved) return OpenTunnel();  // what is said in it is judged
         const NamedServer server{plan_.target, resolved_.endpoints, client_.client, client_.processId};
+        if (!plan_.isConnect && IsClosedToRequests(services_.filter, server))
+            return AnswerItself(403, "The port is one of FTP, where a request could hide commands.");
         client_.judgedAt = services_.filter.Changes();
         const Answer answer = JudgeRequest(services_.filter, server, plan_);
         if (answer.isBlocked) return AnswerBlocked(answer);

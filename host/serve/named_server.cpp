@@ -2,6 +2,7 @@
 
 #include "host/composed_request.h"
 #include "host/request_view.h"
+#include "host/serve/ftp_data.h"
 
 namespace tarn::host::serve {
 
@@ -57,6 +58,12 @@ Answer JudgeName(Filter& filter, const NamedServer& server, std::optional<Unread
     Asked asked = AskedOf(server, HttpProtocol(), BytesOf(head));
     asked.unread = unread;
     return filter.Judge(asked);
+}
+
+bool IsClosedToRequests(Filter& filter, const NamedServer& server) {
+    if (!IsFtpPort(server.target.port)) return false;
+    filter.PassUnexamined(Unexamined::kUnknownProtocol, server.client, server.First(), {}, false);
+    return true;
 }
 
 std::function<bool()> HelloAgain(Filter& filter, NamedServer server, std::vector<std::uint8_t> hello, bool isCut) {

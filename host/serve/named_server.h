@@ -35,6 +35,9 @@ Answer JudgeRequest(Filter& filter, const NamedServer& server, const PlannedRequ
 // The name alone, for what the library does not read.
 Answer JudgeName(Filter& filter, const NamedServer& server, std::optional<Unread> unread = std::nullopt);
 
+// Whether requests do not go to its port, because an FTP server would read their bodies as commands. An event tells it.
+bool IsClosedToRequests(Filter& filter, const NamedServer& server);
+
 // The same of what is open: whether it is blocked by what counts when that is asked. With an event only when it is.
 std::function<bool()> HelloAgain(Filter& filter, NamedServer server, std::vector<std::uint8_t> hello, bool isCut);
 std::function<bool()> RequestAgain(Filter& filter, NamedServer server, PlannedRequest plan);
