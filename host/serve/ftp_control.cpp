@@ -1,13 +1,10 @@
 #include "host/serve/ftp_control.h"
 
-#include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <iterator>
 #include <optional>
 #include <utility>
 
-#include "base/text.h"
 #include "host/serve/first_bytes.h"
 #include "host/serve/ftp_data.h"
 #include "host/serve/ftp_judge.h"
@@ -19,17 +16,10 @@ namespace tarn::host::serve {
 namespace {
 
 constexpr std::size_t kReadAtOnce = 4096;
+constexpr std::size_t kMostUnended = 2048;  // of a line whose end is missing
 
 base::Bytes BytesOf(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-// The server's word decides, so nothing behind it is sent before.
-bool AsksForTls(const FtpCommand& command) {
-    constexpr std::string_view kMechanisms[] = {"TLS", "TLS-C", "SSL", "TLS-P"};
-    return command.verb == "AUTH" &&
-           std::any_of(std::begin(kMechanisms), std::end(kMechanisms),
-                       [&](std::string_view one) { return base::EqualIgnoringCase(command.argument, one); });
 }
 
 class FtpControl : public Connection, public std::enable_shared_from_this<FtpControl> {
@@ -149,17 +139,16 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         while (refusal_.empty() && !awaited_ && !BeginsLikeHello(BytesOf(commands_))) {
             const auto line = TakeFtpLine(commands_);
             if (!line) break;
-            const std::string_view text = std::string_view(*line).substr(0, line->size() - 2);
-            const FtpLine kind = line->size() > kMostFtpLine ? FtpLine::kBroken : KindOfFtpLine(text);
+            const FtpLine kind = KindOfFtpLine(*line);
             if (kind == FtpLine::kBroken) return Refuse("500 This is no command that can be judged.");
             const FtpCommand command = ReadFtpCommand(*line);
-            if (kind == FtpLine::kJudged) refusal_ = judge_->RefusalOf(command);
+            refusal_ = judge_->RefusalOf(kind, command);
             if (!refusal_.empty()) break;
             if (FtpFolder::IsToldBy(command) || AsksForTls(command)) awaited_ = command;
             allowed += *line;
             ++owed_;
         }
-        if (refusal_.empty() && !awaited_ && commands_.size() > kMostFtpLine)
+        if (refusal_.empty() && !awaited_ && commands_.size() > kMostUnended)
             return Refuse("500 The command is too long.");
         if (allowed.empty()) return HearOnWhenInOrder();
         isSending_ = true;
@@ -246,7 +235,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
                     data_->Offer(client_.client.address, {endpoint_.address, *port});
                 if (replies_.EndsAnswer(reply_) && owed_ > 0 && --owed_ == 0) LastAnswer();
                 reply_.clear();
-            } else if (reply_.size() < kMostFtpLine) {
+            } else if (reply_.size() < kMostFtpReply) {
                 reply_ += c;
             }
         }

@@ -1,6 +1,8 @@
 #include "host/serve/ftp_judge.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -11,9 +13,19 @@ namespace tarn::host::serve {
 
 namespace {
 
+// With an address and a scheme in front of it a name has to fit the 1,023 characters that a scan takes.
+constexpr std::size_t kMostForm = 960;
+
 const Protocol& FtpProtocol() {
     static const Protocol& ftp = *ChooseProtocol({{}, kFtpPort, true, true});
     return ftp;
+}
+
+// What follows such a command is in a form that is not read (RFC 2228). TLS has a hello.
+bool HidesCommands(const FtpCommand& command) {
+    constexpr std::string_view kVerbs[] = {"ADAT", "CONF", "ENC", "MIC"};
+    return (command.verb == "AUTH" && !AsksForTls(command)) ||
+           std::find(std::begin(kVerbs), std::end(kVerbs), command.verb) != std::end(kVerbs);
 }
 
 std::string RefusalFor(const Answer& answer) {
@@ -24,8 +36,16 @@ std::string RefusalFor(const Answer& answer) {
 
 }  // namespace
 
-std::string FtpJudge::RefusalOf(const FtpCommand& command) const {
+std::string FtpJudge::RefusalOf(FtpLine kind, const FtpCommand& command) const {
+    if (kind == FtpLine::kUnclear) return "501 Servers read this line in different ways.\r\n";
+    if (HidesCommands(command)) return "504 Only TLS is taken for protection.\r\n";
+    return kind == FtpLine::kJudged ? RefusalOfForms(command) : std::string();
+}
+
+std::string FtpJudge::RefusalOfForms(const FtpCommand& command) const {
     std::vector<std::string> forms = folder_.JudgedForms(command);
+    if (std::any_of(forms.begin(), forms.end(), [](const std::string& form) { return form.size() > kMostForm; }))
+        return "501 The name is too long to be judged.\r\n";
     const std::string first = std::exchange(forms.front(), {});
     forms.erase(forms.begin());
     const base::Bytes data{reinterpret_cast<const std::uint8_t*>(first.data()), first.size()};

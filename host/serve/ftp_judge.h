@@ -19,7 +19,7 @@ class FtpJudge {
     FtpJudge(Filter& filter, NamedServer server) : filter_(filter), server_(std::move(server)) {}
 
     // What the client is told when the server may not get the command; empty for the others.
-    [[nodiscard]] std::string RefusalOf(const FtpCommand& command) const;
+    [[nodiscard]] std::string RefusalOf(FtpLine kind, const FtpCommand& command) const;
     // reply: the last line of the answer to a command by which FtpFolder is told.
     void Answered(const FtpCommand& command, std::string_view reply) { folder_.Answered(command, reply); }
 
@@ -27,6 +27,8 @@ class FtpJudge {
     [[nodiscard]] bool IsBlockedNow() const;
 
  private:
+    [[nodiscard]] std::string RefusalOfForms(const FtpCommand& command) const;
+
     Filter& filter_;
     NamedServer server_;
     FtpFolder folder_;

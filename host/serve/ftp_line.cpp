@@ -12,8 +12,8 @@ namespace {
 
 // Of RFC 959, 2228, 2389, 2428, 4217 and 7151.
 constexpr std::string_view kSessionCommands[] = {
-    "ABOR", "ACCT", "ADAT", "ALLO", "AUTH", "CCC",  "CDUP", "CONF", "ENC",  "EPRT", "EPSV", "FEAT",
-    "HELP", "HOST", "LANG", "MIC",  "MODE", "NOOP", "OPTS", "PASS", "PASV", "PBSZ", "PORT", "PROT",
+    "ABOR", "ACCT", "ALLO", "AUTH", "CCC",  "CDUP", "EPRT", "EPSV", "FEAT", "HELP",
+    "HOST", "LANG", "MODE", "NOOP", "OPTS", "PASS", "PASV", "PBSZ", "PORT", "PROT",
     "PWD",  "QUIT", "REIN", "REST", "STRU", "SYST", "TYPE", "USER", "XCUP", "XPWD",
 };
 constexpr std::size_t kLongestCommand = 8;
@@ -28,6 +28,11 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+// Servers leave them out, take them for a blank or for the end of the line; 0xFF is a sign of the terminal protocol.
+bool IsControl(char c) {
+    return static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == kSign;
+}
+
 char ToCapital(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -35,10 +40,11 @@ char ToCapital(char c) {
 }  // namespace
 
 FtpLine KindOfFtpLine(std::string_view line) {
-    // A request for a web server says the same to everybody. Signs inside of a name are left out by some servers.
-    constexpr std::string_view kControls{"\0\r\n\xFF", 4};
-    if (line.find_first_of(kControls) != std::string_view::npos || line.find(" HTTP/1.") != std::string_view::npos)
-        return FtpLine::kBroken;
+    const bool isLong = line.size() > kMostFtpLine;
+    if (line.ends_with("\r\n")) line.remove_suffix(2);
+    // A request for a web server says the same to everybody.
+    if (line.find(" HTTP/1.") != std::string_view::npos) return FtpLine::kBroken;
+    if (isLong || std::any_of(line.begin(), line.end(), IsControl)) return FtpLine::kUnclear;
     const std::string_view command = line.substr(0, line.find(' '));
     if (command.empty() || command.size() > kLongestCommand || !std::all_of(command.begin(), command.end(), IsLetter))
         return FtpLine::kBroken;
@@ -70,11 +76,19 @@ FtpCommand ReadFtpCommand(std::string_view line) {
     return command;
 }
 
+bool AsksForTls(const FtpCommand& command) {
+    constexpr std::string_view kMechanisms[] = {"TLS", "TLS-C", "SSL", "TLS-P"};
+    return command.verb == "AUTH" &&
+           std::any_of(std::begin(kMechanisms), std::end(kMechanisms),
+                       [&](std::string_view one) { return base::EqualIgnoringCase(one, command.argument); });
+}
+
 bool SpeaksFtp(std::string_view greeting, std::string_view said) {
     constexpr std::string_view kMail[] = {"EHLO", "HELO", "LHLO"};
-    said.remove_prefix(std::min(said.find_first_not_of("\r\n"), said.size()));
+    said.remove_prefix(std::min(said.find_first_not_of("\r\n\t "), said.size()));
     while (said.size() >= 2 && said.front() == kSign) said.remove_prefix(2);
-    const std::string_view line = said.substr(0, said.find_first_of("\r\n"));
+    said = said.substr(0, kMostFtpLine);
+    const std::string_view line(said.begin(), std::find_if(said.begin(), said.end(), IsControl));
     const FtpLine kind = KindOfFtpLine(line);
     const FtpCommand command = ReadFtpCommand(line);
     if (kind == FtpLine::kBroken || std::find(std::begin(kMail), std::end(kMail), command.verb) != std::end(kMail))

@@ -10,15 +10,17 @@
 
 namespace tarn::host::serve {
 
-inline constexpr std::size_t kMostFtpLine = 2048;  // as much as a scan looks at
+inline constexpr std::size_t kMostFtpLine = 512;    // with its end; some servers take the rest for a line of its own
+inline constexpr std::size_t kMostFtpReply = 2048;  // of a server's line as much is read
 
 enum class FtpLine {
     kSession,  // who the client is and how it wants to be served: names no file, and may hold a password
     kJudged,   // everything else
-    kBroken    // no command that one server takes as another does
+    kUnclear,  // a command that one server takes for another than the next does
+    kBroken    // no command at all
 };
 
-// line: without its end. Signs of the terminal protocol in front of it do not count.
+// line: with or without its end. Signs of the terminal protocol in front of it do not count.
 FtpLine KindOfFtpLine(std::string_view line);
 
 // A command taken apart. Servers read its first word in any letters, and several pass over blanks around its argument.
@@ -29,6 +31,9 @@ struct FtpCommand {
 };
 // line: with or without its end.
 FtpCommand ReadFtpCommand(std::string_view line);
+
+// Whether it asks for TLS. The server's word decides, so nothing behind it is sent before.
+bool AsksForTls(const FtpCommand& command);
 
 // Whether a client that says this first is one of FTP, by its first line, which need not be whole. greeting: what the
 // server said before, as far as it is known. What clients of mail and of chats say is no FTP.

@@ -29,10 +29,13 @@ TEST(FtpLineTest, TellsWhichCommandsAreJudged) {
     for (const char* line : {"RETR /a", "retr /a", "CWD /a", "LIST", "STOR a", "SITE X", "MLSD", "XRETR a", "DELE a"})
         EXPECT_EQ(KindOfFtpLine(line), FtpLine::kJudged) << line;
     for (const std::string& line :
-         {std::string(), std::string(" RETR /a"), std::string("RETR\t/a"), std::string("USER a\rRETR b"),
-          std::string("RETR a\0b", 8), std::string("GET / HTTP/1.1"), std::string("VERYLONGWORD x"),
-          std::string("RETR /ev\xFF\xF1il.bin")})
+         {std::string("RETR\t/a"), std::string("RETR /a\t\r\n"), std::string("USER a\rRETR b"),
+          std::string("RETR a\r\r\n"), std::string("RETR a\0b", 8), std::string("RETR /ev\xFF\xF1il.bin"),
+          std::string("RETR a\x7F"), std::string(513, 'a')})
+        EXPECT_EQ(KindOfFtpLine(line), FtpLine::kUnclear) << line;
+    for (const char* line : {"", "\r\n", " RETR /a", "GET / HTTP/1.1", "GET\t/ HTTP/1.1\r\n", "VERYLONGWORD x"})
         EXPECT_EQ(KindOfFtpLine(line), FtpLine::kBroken) << line;
+    EXPECT_EQ(KindOfFtpLine("NOOP " + std::string(505, 'a') + "\r\n"), FtpLine::kSession);
 }
 
 TEST(FtpLineTest, TakesACommandApart) {
@@ -53,6 +56,10 @@ TEST(FtpLineTest, KnowsAClientByItsFirstLine) {
     for (const char* greeting : {"", "220 mail", "+OK"})
         for (const char* said : {"EHLO me\r\n", "helo me\r\n", "LHLO a\r\n", "SSH-2.0-a\r\n", "\x16\x03\x01"})
             EXPECT_FALSE(SpeaksFtp(greeting, said)) << said;
+    const std::string longLogin = "USER " + std::string(600, 'a') + "\r\n";
+    for (const std::string& said : {longLogin, std::string("USER\tanna\r\n"), std::string(" USER anna\r\n"),
+                                    std::string("USER\0anna\r\n", 11), std::string("\tQUIT\t\r\n")})
+        EXPECT_TRUE(SpeaksFtp("", said)) << said;
     for (const char* said : {"PASS word\r\n", "USER guest 0 * :Anna\r\n", "NICK anna\r\n", "LIST\r\n"})
         EXPECT_FALSE(SpeaksFtp("", said)) << said;
     EXPECT_FALSE(SpeaksFtp("+OK ", "USER anna\r\n"));
