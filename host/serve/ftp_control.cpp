@@ -202,7 +202,10 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         ErrorCode ignored;
         server_->cancel(ignored);  // the reading of answers; the tunnel goes on with it
         client_.said.assign(commands_.begin(), commands_.end());
-        StartTunnel(services_, std::move(client_), server_, {}, HelloAgain(services_.filter, named, hello, isCut));
+        StartTunnel(services_, std::move(client_), server_, {},
+                    [isBlocked = HelloAgain(services_.filter, named, hello, isCut), judge = *judge_] {
+                        return isBlocked() || judge.IsBlockedNow();
+                    });
     }
 
     void EndOfClient() {

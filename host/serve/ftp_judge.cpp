@@ -4,15 +4,16 @@
 #include <fmt/format.h>
 #include <iterator>
 #include <utility>
-#include <vector>
 
 #include "host/serve/ftp_data.h"
+#include "host/serve/ftp_site.h"
 #include "host/verdict_words.h"
 
 namespace tarn::host::serve {
 
 namespace {
 
+constexpr std::size_t kMostNamed = 16;  // hosts in one session
 // With an address and a scheme in front of it a name has to fit the 1,023 characters that a scan takes.
 constexpr std::size_t kMostForm = 960;
 
@@ -36,10 +37,30 @@ std::string RefusalFor(const Answer& answer) {
 
 }  // namespace
 
-std::string FtpJudge::RefusalOf(FtpLine kind, const FtpCommand& command) const {
+std::string FtpJudge::RefusalOf(FtpLine kind, const FtpCommand& command) {
     if (kind == FtpLine::kUnclear) return "501 Servers read this line in different ways.\r\n";
     if (HidesCommands(command)) return "504 Only TLS is taken for protection.\r\n";
-    return kind == FtpLine::kJudged ? RefusalOfForms(command) : std::string();
+    std::string refusal = RefusalOfHosts(command);
+    if (refusal.empty() && kind == FtpLine::kJudged) refusal = RefusalOfForms(command);
+    return refusal;
+}
+
+std::string FtpJudge::RefusalOfHosts(const FtpCommand& command) {
+    const auto sites = SitesOf(command);
+    if (!sites) return "501 This names no host that can be judged.\r\n";
+    for (const Target& site : *sites) {
+        NamedServer named = server_;
+        named.target = site;
+        if (const auto address = ParseIpAddress(site.host)) named.endpoints = {{*address, site.port}};
+        const bool isKnown = std::any_of(named_.begin(), named_.end(), [&](const NamedServer& one) {
+            return IsSameName(one.target.host, site.host);
+        });
+        if (!isKnown && named_.size() == kMostNamed) return "501 The session names too many hosts.\r\n";
+        const Answer answer = JudgeName(filter_, named);
+        if (answer.isBlocked) return RefusalFor(answer);
+        if (!isKnown) named_.push_back(std::move(named));
+    }
+    return {};
 }
 
 std::string FtpJudge::RefusalOfForms(const FtpCommand& command) const {
@@ -56,9 +77,11 @@ std::string FtpJudge::RefusalOfForms(const FtpCommand& command) const {
 }
 
 bool FtpJudge::IsBlockedNow() const {
-    NamedServer server = server_;
-    server.isAgain = true;
-    return JudgeName(filter_, server).isBlocked;
+    const auto isBlocked = [this](NamedServer server) {
+        server.isAgain = true;
+        return JudgeName(filter_, server).isBlocked;
+    };
+    return isBlocked(server_) || std::any_of(named_.begin(), named_.end(), isBlocked);
 }
 
 }  // namespace tarn::host::serve

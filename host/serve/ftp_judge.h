@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/serve/ftp_folder.h"
 #include "host/serve/ftp_line.h"
@@ -19,19 +20,21 @@ class FtpJudge {
     FtpJudge(Filter& filter, NamedServer server) : filter_(filter), server_(std::move(server)) {}
 
     // What the client is told when the server may not get the command; empty for the others.
-    [[nodiscard]] std::string RefusalOf(FtpLine kind, const FtpCommand& command) const;
+    std::string RefusalOf(FtpLine kind, const FtpCommand& command);
     // reply: the last line of the answer to a command by which FtpFolder is told.
     void Answered(const FtpCommand& command, std::string_view reply) { folder_.Answered(command, reply); }
 
-    // By the name of the server. With an event only when it is.
+    // By the name of the server and the hosts that commands named. With an event only when one is blocked.
     [[nodiscard]] bool IsBlockedNow() const;
 
  private:
+    std::string RefusalOfHosts(const FtpCommand& command);
     [[nodiscard]] std::string RefusalOfForms(const FtpCommand& command) const;
 
     Filter& filter_;
     NamedServer server_;
     FtpFolder folder_;
+    std::vector<NamedServer> named_;  // by commands
 };
 
 }  // namespace tarn::host::serve
