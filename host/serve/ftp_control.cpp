@@ -24,11 +24,10 @@ base::Bytes BytesOf(const std::string& text) {
 
 class FtpControl : public Connection, public std::enable_shared_from_this<FtpControl> {
  public:
-    FtpControl(Services& services, ClientSide client, Target target, std::shared_ptr<FtpDataPorts> data)
+    FtpControl(Services& services, ClientSide client, Target target)
         : services_(services),
           client_(std::move(client)),
           target_(std::move(target)),
-          data_(std::move(data)),
           strand_(client_.socket->get_executor()),
           timer_(strand_),
           commands_(client_.said.begin(), client_.said.end()) {}
@@ -235,7 +234,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         for (const char c : said) {
             if (c == '\n') {
                 if (const auto port = OfferedFtpPort(reply_, endpoint_.address))
-                    data_->Offer(client_.client.address, {endpoint_.address, *port});
+                    services_.ftpData->Offer(client_.client.address, {endpoint_.address, *port}, target_.host);
                 if (replies_.EndsAnswer(reply_) && owed_ > 0 && --owed_ == 0) LastAnswer();
                 reply_.clear();
             } else if (reply_.size() < kMostFtpReply) {
@@ -308,7 +307,6 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     Services& services_;
     ClientSide client_;
     Target target_;
-    std::shared_ptr<FtpDataPorts> data_;
     Strand strand_;  // of the socket, which goes on to somebody else
     Timer timer_;
     std::shared_ptr<Socket> server_;
@@ -339,14 +337,13 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
 
 }  // namespace
 
-void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<FtpDataPorts> data) {
-    std::make_shared<FtpControl>(services, std::move(client), target, std::move(data))->Start();
+void StartFtpControl(Services& services, ClientSide client, const Target& target) {
+    std::make_shared<FtpControl>(services, std::move(client), target)->Start();
 }
 
 void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<Socket> server,
-                     const FtpGreeting& greeting, std::shared_ptr<FtpDataPorts> data) {
-    std::make_shared<FtpControl>(services, std::move(client), target, std::move(data))
-        ->StartWith(std::move(server), greeting);
+                     const FtpGreeting& greeting) {
+    std::make_shared<FtpControl>(services, std::move(client), target)->StartWith(std::move(server), greeting);
 }
 
 }  // namespace tarn::host::serve

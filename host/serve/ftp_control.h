@@ -6,13 +6,12 @@
 #include <memory>
 #include <string>
 
-#include "host/serve/ftp_data.h"
 #include "host/serve/opening.h"
 
 namespace tarn::host::serve {
 
-// The server speaks first, so it is connected at once. data is told of the ports that it offers.
-void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<FtpDataPorts> data);
+// The server speaks first, so it is connected at once. services.ftpData is told of the ports that it offers.
+void StartFtpControl(Services& services, ClientSide client, const Target& target);
 
 // What a server said before it was known to be one of FTP.
 struct FtpGreeting {
@@ -21,7 +20,7 @@ struct FtpGreeting {
 };
 // The same with a server that is open.
 void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<Socket> server,
-                     const FtpGreeting& greeting, std::shared_ptr<FtpDataPorts> data);
+                     const FtpGreeting& greeting);
 
 }  // namespace tarn::host::serve
 

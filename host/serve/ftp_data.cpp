@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
+
+#include "host/serve/target.h"
 
 namespace tarn::host::serve {
 
@@ -59,20 +62,22 @@ std::optional<std::uint16_t> OfferedFtpPort(std::string_view reply, const IpAddr
     return port && *port >= kLowestPort ? port : std::nullopt;
 }
 
-void FtpDataPorts::Offer(const IpAddress& client, const Endpoint& server) {
+void FtpDataPorts::Offer(const IpAddress& client, const Endpoint& server, const std::string& host) {
     const Clock::time_point now = Clock::now();
     const std::lock_guard lock(mutex_);
-    if (offers_.size() >= kMostOffers) std::erase_if(offers_, [&](const auto& offer) { return offer.second < now; });
-    if (offers_.size() < kMostOffers) offers_[{client, server}] = now + kOfferLasts;
+    if (offers_.size() >= kMostOffers)
+        std::erase_if(offers_, [&](const auto& offer) { return offer.second.until < now; });
+    if (offers_.size() < kMostOffers) offers_[{client, server}] = {host, now + kOfferLasts};
 }
 
-bool FtpDataPorts::Take(const IpAddress& client, const Endpoint& server) {
+std::optional<std::string> FtpDataPorts::Take(const IpAddress& client, const Endpoint& server, std::string_view named) {
+    const bool isAddress = ParseIpAddress(named).has_value();
     const std::lock_guard lock(mutex_);
     const auto offer = offers_.find({client, server});
-    if (offer == offers_.end()) return false;
-    const bool isInTime = Clock::now() < offer->second;
+    if (offer == offers_.end() || !(isAddress || IsSameName(named, offer->second.host))) return std::nullopt;
+    const Offered taken = std::move(offer->second);
     offers_.erase(offer);
-    return isInTime;
+    return Clock::now() < taken.until ? std::optional(taken.host) : std::nullopt;
 }
 
 }  // namespace tarn::host::serve

@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -27,14 +28,20 @@ std::optional<std::uint16_t> OfferedFtpPort(std::string_view reply, const IpAddr
 
 class FtpDataPorts {
  public:
-    void Offer(const IpAddress& client, const Endpoint& server);
-    // Whether it was offered; from then on no more.
-    bool Take(const IpAddress& client, const Endpoint& server);
+    // host: as the client named the server of its session.
+    void Offer(const IpAddress& client, const Endpoint& server, const std::string& host);
+    // That host when the port was offered, from then on no more. named: what the client calls the server now, which is
+    // that host or an address; behind another name it is no transfer.
+    std::optional<std::string> Take(const IpAddress& client, const Endpoint& server, std::string_view named);
 
  private:
     using Clock = std::chrono::steady_clock;
     std::mutex mutex_;
-    std::map<std::pair<IpAddress, Endpoint>, Clock::time_point> offers_;  // until when
+    struct Offered {
+        std::string host{};
+        Clock::time_point until{};
+    };
+    std::map<std::pair<IpAddress, Endpoint>, Offered> offers_;
 };
 
 }  // namespace tarn::host::serve

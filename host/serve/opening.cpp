@@ -5,6 +5,7 @@
 
 #include "host/serve/first_bytes.h"
 #include "host/serve/ftp_control.h"
+#include "host/serve/ftp_data.h"
 #include "host/serve/ftp_line.h"
 #include "host/serve/http_proxy.h"
 #include "host/serve/named_server.h"
@@ -33,11 +34,10 @@ std::vector<std::uint8_t> HelloIn(base::Bytes said) {
 
 class Opening : public Connection, public std::enable_shared_from_this<Opening> {
  public:
-    Opening(Services& services, ClientSide client, Target target, Waiting waiting)
+    Opening(Services& services, ClientSide client, Target target)
         : services_(services),
           client_(std::move(client)),
           target_(std::move(target)),
-          waiting_(waiting),
           strand_(client_.socket->get_executor()),
           timer_(strand_),
           begin_(std::chrono::steady_clock::now()) {}
@@ -47,6 +47,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         services_.upstream.Resolve(target_, client_.client, client_.socket->get_executor(),
                                    [self = shared_from_this()](Resolved resolved) {
                                        self->resolved_ = std::move(resolved);
+                                       self->TakeOffer();
                                        self->Listen();
                                    });
     }
@@ -65,6 +66,19 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         return {target_, resolved_.endpoints, client_.client, client_.processId};
     }
 
+    // A transfer that an FTP server offered belongs to a command that was judged, and to the host of its session. The
+    // server may speak first there; what the client says is judged nevertheless.
+    void TakeOffer() {
+        for (const Endpoint server : resolved_.endpoints) {
+            auto host = services_.ftpData->Take(client_.client.address, server, target_.host);
+            if (!host) continue;
+            isTransfer_ = true;
+            target_.host = std::move(*host);
+            resolved_.endpoints = {server};
+            return;
+        }
+    }
+
     void Listen() {
         if (hasEnded_) return;
         isLate_ = false;
@@ -72,7 +86,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         const Speech speech = Recognise(client_.said);
         if (speech != Speech::kMore) return Hear(speech);
         if (client_.said.size() >= kMostHello) return End();  // line ends, and no end of them
-        if (waiting_ == Waiting::kForServer && client_.said.empty()) return HearNoMore();
+        if (isTransfer_ && client_.said.empty()) return HearNoMore();
         if (!IdleSince()) BeIdle();
         const auto& settings = services_.settings;
         if (!client_.said.empty())
@@ -109,7 +123,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         if (IsSilentPort()) return End();
         client_.judgedAt = services_.filter.Changes();
         // A transfer that an FTP server offered belongs to a command that was judged.
-        if (waiting_ == Waiting::kForClient && !NameMayPass(services_.filter, Speech::kOther, Server())) return End();
+        if (!isTransfer_ && !NameMayPass(services_.filter, Speech::kOther, Server())) return End();
         Connect([self = shared_from_this()](std::shared_ptr<Socket> server) {
             StartTunnel(self->services_, self->Release(), std::move(server), {},
                         QuestionAbout(self->services_.filter, self->Server(), {}, Speech::kOther),
@@ -138,8 +152,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         Inspection inspection;
         const auto greeting = std::make_shared<FtpGreeting>();
         // Where a transfer waits the client may send a file that looks like commands.
-        const bool isTransfer = waiting_ == Waiting::kForServer;
-        inspection.judge = [&services, server = Server(), greeting, isTransfer](
+        inspection.judge = [&services, server = Server(), greeting, isTransfer = isTransfer_](
                                base::Bytes said, std::string_view heard, IsBlockedNow& isBlockedNow) {
             const Speech speech = Recognise(said);
             if (speech == Speech::kMore) return Held::kMore;
@@ -165,7 +178,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         inspection.takeBoth = [&services, target, greeting](ClientSide side, std::shared_ptr<Socket> server,
                                                             const std::vector<std::uint8_t>& serverSaid) {
             greeting->held.assign(serverSaid.begin(), serverSaid.end());
-            StartFtpControl(services, std::move(side), target, std::move(server), *greeting, services.ftpData);
+            StartFtpControl(services, std::move(side), target, std::move(server), *greeting);
         };
         return inspection;
     }
@@ -193,21 +206,20 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
             const Target target = target_;
             return StartHttp(services, Release(), target);
         }
-        if (speech == Speech::kOther && waiting_ == Waiting::kForClient && SpeaksFtp({}, base::TextOf(client_.said))) {
+        if (speech == Speech::kOther && !isTransfer_ && SpeaksFtp({}, base::TextOf(client_.said))) {
             Services& services = services_;
             const Target target = target_;
-            return StartFtpControl(services, Release(), target, services.ftpData);
+            return StartFtpControl(services, Release(), target);
         }
         client_.judgedAt = services_.filter.Changes();
-        if (!MayPass(services_.filter, speech, client_.said, Server(), waiting_ == Waiting::kForServer))
-            return Refuse(IsTls(speech));
+        if (!MayPass(services_.filter, speech, client_.said, Server(), isTransfer_)) return Refuse(IsTls(speech));
         const std::vector<std::uint8_t> judged = client_.said;
         const auto start = [self = shared_from_this(), speech, judged](std::shared_ptr<Socket> server) {
             auto isBlockedNow = QuestionAbout(self->services_.filter, self->Server(), judged, speech);
             StartTunnel(self->services_, self->Release(), std::move(server), {}, std::move(isBlockedNow));
         };
         // A client that brings a file over FTP may end its side at once.
-        if (waiting_ == Waiting::kForServer) return Connect(start);
+        if (isTransfer_) return Connect(start);
         ConnectWatching(services_.upstream, resolved_.endpoints, client_.socket, kMostHello,
                         [self = shared_from_this(), start](WatchedConnection connected) {
                             if (self->hasEnded_) return;
@@ -252,21 +264,20 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
     Services& services_;
     ClientSide client_;
     Target target_;
-    Waiting waiting_;
     Resolved resolved_;
     Strand strand_;  // of the socket, which goes on to somebody else
     Timer timer_;
     std::chrono::steady_clock::time_point begin_;
+    bool isTransfer_ = false;  // of a session of FTP
     bool isLate_ = false;
     bool hasEnded_ = false;
 };
 
 }  // namespace
 
-void StartOpening(Services& services, ClientSide client, Target target, Waiting waiting) {
-    if (waiting == Waiting::kForClient && IsFtpPort(target.port))
-        return StartFtpControl(services, std::move(client), target, services.ftpData);
-    std::make_shared<Opening>(services, std::move(client), std::move(target), waiting)->Start();
+void StartOpening(Services& services, ClientSide client, Target target) {
+    if (IsFtpPort(target.port)) return StartFtpControl(services, std::move(client), target);
+    std::make_shared<Opening>(services, std::move(client), std::move(target))->Start();
 }
 
 }  // namespace tarn::host::serve

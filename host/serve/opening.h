@@ -24,13 +24,9 @@ struct ClientSide {
     bool hasEnded = false;       // it says nothing more
 };
 
-enum class Waiting {
-    kForClient,  // until its first bytes are there, or it has been silent for long
-    kForServer   // not at all: it is known that the server speaks first. What the client says is judged nevertheless
-};
-
-// HTTP goes on in http_proxy.h with each request judged; everything else is a tunnel once its first bytes are judged.
-void StartOpening(Services& services, ClientSide client, Target target, Waiting waiting = Waiting::kForClient);
+// HTTP goes on in http_proxy.h with each request judged, FTP in ftp_control.h with each command; everything else is a
+// tunnel once its first bytes are judged.
+void StartOpening(Services& services, ClientSide client, Target target);
 
 }  // namespace tarn::host::serve
 

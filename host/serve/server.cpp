@@ -156,7 +156,7 @@ bool Server::Start(std::string& mistake) {
     const auto proxy = [&services](ClientSide client) { StartHttp(services, std::move(client)); };
     if (!listen(settings_.proxy, proxy, kTraffic)) return false;
     services.ftpData = std::make_shared<FtpDataPorts>();
-    const auto socks = [&services](ClientSide client) { StartSocks(services, std::move(client), services.ftpData); };
+    const auto socks = [&services](ClientSide client) { StartSocks(services, std::move(client)); };
     if (!listen(settings_.socks, socks, kTraffic)) return false;
     if (settings_.dns) {
         running_->dns = std::make_unique<DnsForwarder>(services);

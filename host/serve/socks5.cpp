@@ -1,9 +1,7 @@
 #include "host/serve/socks5.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "host/serve/ftp_control.h"
 #include "host/serve/serve_settings.h"
 #include "host/serve/socks_message.h"
 
@@ -15,12 +13,8 @@ constexpr std::size_t kReadAtOnce = 1024;
 
 class SocksHandshake : public Connection, public std::enable_shared_from_this<SocksHandshake> {
  public:
-    SocksHandshake(Services& services, ClientSide client, std::shared_ptr<FtpDataPorts> data)
-        : services_(services),
-          client_(std::move(client)),
-          data_(std::move(data)),
-          strand_(client_.socket->get_executor()),
-          timer_(strand_) {}
+    SocksHandshake(Services& services, ClientSide client)
+        : services_(services), client_(std::move(client)), strand_(client_.socket->get_executor()), timer_(strand_) {}
 
     void Start() {
         client_.place.Belong(shared_from_this());
@@ -76,20 +70,15 @@ class SocksHandshake : public Connection, public std::enable_shared_from_this<So
     // A name without an address is no failure here: the request for it may have to be blocked by its name.
     void Know(const Resolved& resolved) {
         if (resolved.isForbidden) return Refuse(SocksCode::kNotAllowed);
-        servers_ = resolved.endpoints;
         Write(ComposeSocksReply(SocksCode::kDone), [this] { HandOver(); });
     }
 
     void HandOver() {
         Services& services = services_;
         const Target target = target_;
-        const bool isData = std::any_of(servers_.begin(), servers_.end(), [this](const Endpoint& server) {
-            return data_->Take(client_.client.address, server);
-        });
         timer_.cancel();
         hasEnded_ = true;
-        if (IsFtpPort(target.port)) return StartFtpControl(services, std::move(client_), target, data_);
-        StartOpening(services, std::move(client_), target, isData ? Waiting::kForServer : Waiting::kForClient);
+        StartOpening(services, std::move(client_), target);
     }
 
     void Refuse(SocksCode code) {
@@ -121,11 +110,9 @@ class SocksHandshake : public Connection, public std::enable_shared_from_this<So
 
     Services& services_;
     ClientSide client_;
-    std::shared_ptr<FtpDataPorts> data_;
     Strand strand_;  // of the socket, which goes on to somebody else
     Timer timer_;
     Target target_;
-    std::vector<Endpoint> servers_;
     std::vector<std::uint8_t> reply_;
     bool isGreeted_ = false;
     bool hasEnded_ = false;
@@ -133,8 +120,8 @@ class SocksHandshake : public Connection, public std::enable_shared_from_this<So
 
 }  // namespace
 
-void StartSocks(Services& services, ClientSide client, std::shared_ptr<FtpDataPorts> data) {
-    std::make_shared<SocksHandshake>(services, std::move(client), std::move(data))->Start();
+void StartSocks(Services& services, ClientSide client) {
+    std::make_shared<SocksHandshake>(services, std::move(client))->Start();
 }
 
 }  // namespace tarn::host::serve

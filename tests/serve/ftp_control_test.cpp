@@ -67,7 +67,7 @@ TEST_F(FtpControlTest, NotesThePortsThatAreOffered) {
     ListenFor(server.Address());
     BlockingClient client(address_);
     for (int i = 0; i < 3; ++i) client.ReadLine();
-    EXPECT_TRUE(data_->Take(Loopback().address, {server.Address().address, 51210}));
+    EXPECT_TRUE(world_.services.ftpData->Take(Loopback().address, {server.Address().address, 51210}, "server.example"));
 }
 
 TEST_F(FtpControlTest, EndsWithWhatIsNoCommand) {

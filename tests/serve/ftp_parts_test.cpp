@@ -107,19 +107,31 @@ TEST(FtpDataTest, TakesNoOfferOfAnotherPlace) {
 TEST(FtpDataTest, AnOfferCountsOnceAndForItsClient) {
     FtpDataPorts ports;
     const Endpoint server{Address("192.0.2.1"), 51210};
-    ports.Offer(Address("10.0.0.1"), server);
-    EXPECT_FALSE(ports.Take(Address("10.0.0.2"), server));
-    EXPECT_FALSE(ports.Take(Address("10.0.0.1"), {server.address, 51211}));
-    EXPECT_TRUE(ports.Take(Address("10.0.0.1"), server));
-    EXPECT_FALSE(ports.Take(Address("10.0.0.1"), server));
+    ports.Offer(Address("10.0.0.1"), server, "a.example");
+    EXPECT_FALSE(ports.Take(Address("10.0.0.2"), server, "a.example"));
+    EXPECT_FALSE(ports.Take(Address("10.0.0.1"), {server.address, 51211}, "a.example"));
+    EXPECT_EQ(ports.Take(Address("10.0.0.1"), server, "a.example"), "a.example");
+    EXPECT_FALSE(ports.Take(Address("10.0.0.1"), server, "a.example"));
+}
+
+TEST(FtpDataTest, AnOfferCountsForItsHostAndForAddresses) {
+    FtpDataPorts ports;
+    const Endpoint server{Address("192.0.2.1"), 51210};
+    for (const char* named : {"a.example", "A.example.", "192.0.2.1", "2001:db8::1"}) {
+        ports.Offer(Address("10.0.0.1"), server, "a.example");
+        EXPECT_FALSE(ports.Take(Address("10.0.0.1"), server, "b.example"));
+        EXPECT_EQ(ports.Take(Address("10.0.0.1"), server, named), "a.example") << named;
+    }
 }
 
 TEST(FtpDataTest, KeepsNoMoreThanSomeOffers) {
     FtpDataPorts ports;
-    for (std::uint16_t port = 2000; port < 4000; ++port) ports.Offer(Address("10.0.0.1"), {Address("192.0.2.1"), port});
+    const IpAddress client = Address("10.0.0.1");
+    const IpAddress server = Address("192.0.2.1");
+    for (std::uint16_t port = 2000; port < 4000; ++port) ports.Offer(client, {server, port}, "a.example");
     int kept = 0;
     for (std::uint16_t port = 2000; port < 4000; ++port)
-        if (ports.Take(Address("10.0.0.1"), {Address("192.0.2.1"), port})) ++kept;
+        if (ports.Take(client, {server, port}, "a.example")) ++kept;
     EXPECT_EQ(kept, 1024);
 }
 

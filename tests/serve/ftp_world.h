@@ -45,7 +45,7 @@ class FtpControlTest : public ListenedTest {
  protected:
     void ListenFor(const Endpoint& server) {
         Listen([this, server](ClientSide client) {
-            StartFtpControl(world_.services, std::move(client), {"server.example", server.port}, data_);
+            StartFtpControl(world_.services, std::move(client), {"server.example", server.port});
         });
     }
     // As if the client had asked for that server, and what it says decided the rest.
@@ -59,7 +59,6 @@ class FtpControlTest : public ListenedTest {
         for (const auto& one : world_.connections.All())
             if (const auto connection = one.lock()) connection->JudgeAgain();
     }
-    std::shared_ptr<FtpDataPorts> data_ = std::make_shared<FtpDataPorts>();
 };
 
 // Says what it was told, line by line.

@@ -25,7 +25,7 @@ class SocksTest : public ListenedTest {
  protected:
     void SetUp() override {
         ListenedTest::SetUp();
-        Listen([this](ClientSide client) { StartSocks(world_.services, std::move(client), data_); });
+        Listen([this](ClientSide client) { StartSocks(world_.services, std::move(client)); });
     }
     // A client that is connected, as far as it knows.
     std::unique_ptr<BlockingClient> ConnectTo(const std::string& host, std::uint16_t port) {
@@ -36,8 +36,6 @@ class SocksTest : public ListenedTest {
         EXPECT_EQ(client->Read(10), Reply(0));
         return client;
     }
-
-    std::shared_ptr<FtpDataPorts> data_ = std::make_shared<FtpDataPorts>();
 };
 
 TEST_F(SocksTest, JudgesTheFirstBytesBeforeTheServerIsAsked) {
@@ -92,7 +90,7 @@ TEST_F(SocksTest, DoesNotWaitWhereAnFtpServerOfferedAPort) {
     world_.settings.silence = std::chrono::seconds(300);
     world_.settings.refusesUnknown = true;  // the command was judged
     BlockingServer server([](Tcp::socket& socket) { asio::write(socket, asio::buffer(std::string("a file"))); });
-    data_->Offer(Loopback().address, server.Address());
+    world_.services.ftpData->Offer(Loopback().address, server.Address(), "server.example");
     EXPECT_EQ(ConnectTo("server.example", server.Address().port)->ReadAll(), "a file");
 }
 
@@ -103,7 +101,7 @@ TEST_F(SocksTest, LosesNothingOfAClientThatSaysLittleAndEnds) {
         asio::read(socket, asio::dynamic_buffer(said), end);
         asio::write(socket, asio::buffer("got " + said));
     });
-    data_->Offer(Loopback().address, server.Address());
+    world_.services.ftpData->Offer(Loopback().address, server.Address(), "server.example");
     auto client = ConnectTo("server.example", server.Address().port);
     ASSERT_TRUE(Eventually([&] { return server.Accepted() == 1; }));
     client->Send("word");
