@@ -1,7 +1,7 @@
 #include "host/serve/ftp_folder.h"
 
 #include <algorithm>
-#include <iterator>
+#include <span>
 
 namespace tarn::host::serve {
 
@@ -57,17 +57,25 @@ std::string QuotedPath(std::string_view reply) {
     return {};  // without its end
 }
 
+bool IsOneOf(const std::string& verb, std::span<const std::string_view> verbs) {
+    return std::find(verbs.begin(), verbs.end(), verb) != verbs.end();
+}
+
+constexpr std::string_view kMoves[] = {"CWD", "XCWD", "CDUP", "XCUP", "PWD", "XPWD"};
+constexpr std::string_view kLogins[] = {"USER", "PASS", "ACCT", "REIN", "HOST"};
+
 }  // namespace
 
 bool FtpFolder::IsToldBy(const FtpCommand& command) {
-    constexpr std::string_view kVerbs[] = {"CWD", "XCWD", "CDUP", "XCUP", "PWD", "XPWD"};
-    return std::find(std::begin(kVerbs), std::end(kVerbs), command.verb) != std::end(kVerbs);
+    return IsOneOf(command.verb, kMoves) || IsOneOf(command.verb, kLogins);
 }
 
 void FtpFolder::Answered(const FtpCommand& command, std::string_view reply) {
     if (!reply.starts_with('2')) return;
     std::string path = path_;
-    if (command.verb.ends_with("PWD")) {
+    if (IsOneOf(command.verb, kLogins)) {
+        path = "/";
+    } else if (command.verb.ends_with("PWD")) {
         const std::string told = reply.starts_with("257") ? QuotedPath(reply) : std::string();
         if (!told.empty()) path = FromRoot("/", WithSlashes(told));
     } else if (command.verb.ends_with("CWD")) {

@@ -13,7 +13,7 @@ namespace tarn::host::serve {
 
 class FtpFolder {
  public:
-    // Whether its answer tells where the client works from then on.
+    // Whether its answer tells where the client works from then on. With a login it is the root.
     static bool IsToldBy(const FtpCommand& command);
     // reply: the last line of the answer to such a command.
     void Answered(const FtpCommand& command, std::string_view reply);

@@ -37,6 +37,17 @@ TEST_F(FtpFolderTest, FollowsWhatTheServerAgreedTo) {
     EXPECT_EQ(folder_.Path(), "/");
 }
 
+TEST_F(FtpFolderTest, BeginsInTheRootWithALogin) {
+    for (const char* login : {"USER anna\r\n", "PASS secret\r\n", "ACCT a\r\n", "REIN\r\n", "HOST a.example\r\n"}) {
+        Answer("CWD /pub\r\n", "250 fine");
+        Answer(login, "331 more is needed");
+        Answer(login, "530 no");
+        EXPECT_EQ(folder_.Path(), "/pub") << login;
+        Answer(login, "230 hello");
+        EXPECT_EQ(folder_.Path(), "/") << login;
+    }
+}
+
 TEST_F(FtpFolderTest, BelievesWhatTheServerSaysOfIt) {
     Answer("PWD\r\n", "257 \"/home/anna\" is current");
     EXPECT_EQ(folder_.Path(), "/home/anna");

@@ -92,6 +92,26 @@ TEST_F(FtpControlTest, FollowsTheFolderOfItsClient) {
     EXPECT_EQ(server.Told(), "CWD pub\r\nXCWD /elsewhere\r\nCWD good\r\nRETR evil.bin\r\nPWD\r\n");
 }
 
+TEST_F(FtpControlTest, BeginsInTheRootWithEachLogin) {
+    world_.library.Block("RETR /pub/evil.bin\r\n");
+    ToldServer server({{"CWD", "250 there"},
+                       {"USER", "331 who"},
+                       {"PASS", "230 hello"},
+                       {"REIN", "220 ready"},
+                       {"ACCT", "230 hello"},
+                       {"HOST", "220 ready"}});
+    ListenFor(server.Address());
+    BlockingClient client(address_);
+    client.ReadLine();
+    for (const char* login : {"USER anna\r\nPASS secret\r\n", "REIN\r\n", "ACCT a\r\n", "HOST a.example\r\n"}) {
+        client.Send(std::string("CWD elsewhere\r\n") + login + "CWD pub\r\nRETR evil.bin\r\n");
+        std::string last = client.ReadLine();
+        for (int i = 0; i < 4 && last.substr(0, 3) != "550"; ++i) last = client.ReadLine();
+        EXPECT_EQ(last.substr(0, 13), "550 Blocked: ") << login;
+        EXPECT_FALSE(server.WasTold("evil")) << login;
+    }
+}
+
 TEST_F(FtpControlTest, IsKnownByItsFirstWordWhenTheClientDoesNotWait) {
     ToldServer server;
     world_.library.Block("/evil.bin");
