@@ -45,9 +45,9 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         const auto remote = server_->remote_endpoint(error);
         if (error) return End();
         Open(EndpointOf(remote));
-        Notice(greeting.told);
+        replies_ = greeting.replies;
+        if (greeting.hasEnded) owed_ = 0;
         Notice(greeting.held);
-        if (greeting.told.size() >= kMostHeard) owed_ = 0;  // its end is not among what is known of it
         if (greeting.held.empty()) {
             ReadServer();
         } else {
@@ -231,26 +231,21 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
 
     // Answers, and the ports that it offers for transfers.
     void Notice(std::string_view said) {
-        for (const char c : said) {
-            if (c == '\n') {
-                if (const auto port = OfferedFtpPort(reply_, endpoint_.address))
-                    services_.ftpData->Offer(client_.client.address, {endpoint_.address, *port}, target_.host);
-                if (replies_.EndsAnswer(reply_) && owed_ > 0 && --owed_ == 0) LastAnswer();
-                reply_.clear();
-            } else if (reply_.size() < kMostFtpReply) {
-                reply_ += c;
-            }
-        }
+        replies_.Read(said, [this](std::string_view line, bool endsAnswer) {
+            if (const auto port = OfferedFtpPort(line, endpoint_.address))
+                services_.ftpData->Offer(client_.client.address, {endpoint_.address, *port}, target_.host);
+            if (endsAnswer && owed_ > 0 && --owed_ == 0) LastAnswer(line);
+        });
     }
 
     // To everything that was sent.
-    void LastAnswer() {
+    void LastAnswer(std::string_view line) {
         if (!awaited_) return;
         const FtpCommand command = *std::exchange(awaited_, std::nullopt);
         if (AsksForTls(command))
-            isSealed_ = reply_.starts_with("234");
+            isSealed_ = line.starts_with("234");
         else
-            judge_->Answered(command, reply_);
+            judge_->Answered(command, line);
     }
 
     void EndOfServer() {
@@ -319,7 +314,6 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     std::string refusal_;                // not told yet
     std::optional<FtpCommand> awaited_;  // sent last; its answer says how to take what follows
     std::optional<FtpJudge> judge_;      // once the server is open
-    std::string reply_;                  // the server's line so far
     FtpReplies replies_;
     std::size_t owed_ = 1;  // answers of the server to what it was sent, and its greeting
     std::string waiting_;

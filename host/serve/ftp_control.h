@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "host/serve/ftp_line.h"
 #include "host/serve/opening.h"
 
 namespace tarn::host::serve {
@@ -15,8 +16,9 @@ void StartFtpControl(Services& services, ClientSide client, const Target& target
 
 // What a server said before it was known to be one of FTP.
 struct FtpGreeting {
-    std::string told;  // to the client, too
-    std::string held;
+    FtpReplies replies{};   // up to where the client was told
+    bool hasEnded = false;  // in them
+    std::string held{};     // what the client was not told
 };
 // The same with a server that is open.
 void StartFtpControl(Services& services, ClientSide client, const Target& target, std::shared_ptr<Socket> server,

@@ -102,17 +102,30 @@ bool SpeaksFtp(std::string_view greeting, std::string_view said) {
     return mayBecomeOne && kind == FtpLine::kSession && !isChat;
 }
 
+void FtpReplies::Read(std::string_view said, const Tell& tell) {
+    while (!said.empty()) {
+        const std::size_t end = said.find('\n');
+        const std::string_view part = said.substr(0, end);
+        line_ += part.substr(0, kMostFtpReply - line_.size());
+        if (end == std::string_view::npos) return;
+        said.remove_prefix(end + 1);
+        tell(line_, EndsAnswer(line_));
+        line_.clear();
+    }
+}
+
 bool FtpReplies::EndsAnswer(std::string_view line) {
     constexpr std::size_t kCode = 3;
     if (line.ends_with('\r')) line.remove_suffix(1);
     if (!open_.empty()) {
-        if (!line.starts_with(open_)) return false;
+        // Some servers end it with the code alone.
+        if (!line.starts_with(open_) || (line.size() > kCode && line[kCode] != ' ')) return false;
         open_.clear();
         return line.front() != '1';
     }
     if (line.size() < kCode || !std::all_of(line.begin(), line.begin() + kCode, IsDigit)) return false;
     if (line.size() > kCode && line[kCode] == '-') {
-        open_ = std::string(line.substr(0, kCode)) + ' ';
+        open_ = line.substr(0, kCode);
         return false;
     }
     return line.front() != '1';

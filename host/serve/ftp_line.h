@@ -4,6 +4,7 @@
 #define TARN_HOST_SERVE_FTP_LINE_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,15 +44,20 @@ bool SpeaksFtp(std::string_view greeting, std::string_view said);
 // terminal protocol in front. Nothing while its end is missing.
 std::optional<std::string> TakeFtpLine(std::string& text);
 
-// Tells which line of a server is the last one of an answer; one object for each connection.
+// Takes what a server says apart, and tells which line is the last one of an answer; one object for each connection.
 class FtpReplies {
  public:
+    using Tell = std::function<void(std::string_view line, bool endsAnswer)>;
+    // said: what came next, whole lines or not. A line is told without its end, and no more than kMostFtpReply of it.
+    void Read(std::string_view said, const Tell& tell);
+
     // line: the next one, without its end. False inside of an answer of several lines, and for one that only announces
     // another ("150").
     bool EndsAnswer(std::string_view line);
 
  private:
-    std::string open_;  // how the last line of the answer begins, of which lines are being read
+    std::string line_;  // so far
+    std::string open_;  // the code of the answer of which lines are being read
 };
 
 }  // namespace tarn::host::serve

@@ -152,13 +152,12 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         Inspection inspection;
         const auto greeting = std::make_shared<FtpGreeting>();
         // Where a transfer waits the client may send a file that looks like commands.
-        inspection.judge = [&services, server = Server(), greeting, isTransfer = isTransfer_](
+        inspection.judge = [&services, server = Server(), isTransfer = isTransfer_](
                                base::Bytes said, std::string_view heard, IsBlockedNow& isBlockedNow) {
             const Speech speech = Recognise(said);
             if (speech == Speech::kMore) return Held::kMore;
             if (speech == Speech::kHttp && heard.empty()) return Held::kTakeOver;
             if (speech == Speech::kOther && (!isTransfer || !heard.empty()) && SpeaksFtp(heard, base::TextOf(said))) {
-                greeting->told = heard;
                 return Held::kTakeBoth;
             }
             // A server that greets in plain text takes no hello before a command; what stands behind it it would take.
@@ -173,6 +172,11 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
             if (!MayPass(services.filter, speech, said, server, true)) return Held::kRefuse;
             isBlockedNow = QuestionAbout(services.filter, server, said, speech);
             return Held::kPass;
+        };
+        inspection.listen = [greeting](std::string_view said) {
+            greeting->replies.Read(said, [&](std::string_view, bool endsAnswer) {
+                greeting->hasEnded = greeting->hasEnded || endsAnswer;
+            });
         };
         inspection.takeOver = [&services, target](ClientSide side) { StartHttp(services, std::move(side), target); };
         inspection.takeBoth = [&services, target, greeting](ClientSide side, std::shared_ptr<Socket> server,

@@ -118,8 +118,9 @@ class Tunnel : public Connection, public std::enable_shared_from_this<Tunnel> {
     }
 
     void Listen(std::size_t count) {
-        heard_.append(down_.buffer.begin(), down_.buffer.begin() + static_cast<std::ptrdiff_t>(count));
-        heard_.resize(std::min(heard_.size(), kMostHeard));
+        const std::string_view said = base::TextOf(base::Bytes(down_.buffer).first(count));
+        if (inspection_.listen) inspection_.listen(said);
+        heard_ += said.substr(0, kMostHeard - heard_.size());
     }
 
     void Inspect(std::size_t count) {

@@ -28,6 +28,7 @@ using IsBlockedNow = std::function<bool()>;
 struct Inspection {
     // heard: what the server said, kMostHeard bytes at most. Of what passes, isBlockedNow may become another one.
     std::function<Held(base::Bytes said, std::string_view heard, IsBlockedNow& isBlockedNow)> judge;
+    std::function<void(std::string_view said)> listen;  // to all that the server says meanwhile
     std::function<void(ClientSide)> takeOver;  // the server's side is closed then; nothing was sent to the client
     // The open server's side, too; what it said that the client has not got yet.
     std::function<void(ClientSide, std::shared_ptr<Socket> server, std::vector<std::uint8_t> serverSaid)> takeBoth;

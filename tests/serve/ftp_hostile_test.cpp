@@ -112,6 +112,32 @@ TEST_F(FtpControlTest, BeginsInTheRootWithEachLogin) {
     }
 }
 
+TEST_F(FtpControlTest, FollowsAServerWhoseGreetingIsLong) {
+    for (const std::string& greeting : {"220-" + std::string(60, 'x') + "\r\n", std::string(" a line\r\n"),
+                                        std::string("220-") + std::string(5000, 'x') + "\r\n"}) {
+        BlockingServer server([&](Tcp::socket& socket) {
+            std::string text = "220-hello\r\n";
+            while (text.size() < 5000) text += greeting;
+            asio::write(socket, asio::buffer(text + "220 ready\r\n"));
+            std::string said;
+            asio::read_until(socket, asio::dynamic_buffer(said), "CWD pub\r\n");
+            asio::write(socket, asio::buffer(std::string("250-there\r\n250\r\n")));
+            asio::read_until(socket, asio::dynamic_buffer(said), "never");
+        });
+        OpenFor(server.Address());
+        world_.library.Block("RETR /pub/evil.bin\r\n");
+        BlockingClient client(address_);
+        std::string line = client.ReadLine();
+        while (line.substr(0, 4) != "220 " && !line.empty()) line = client.ReadLine();
+        EXPECT_EQ(line, "220 ready\r\n");
+        client.Send("CWD pub\r\nRETR evil.bin\r\n");
+        EXPECT_EQ(client.ReadLine(), "250-there\r\n");
+        EXPECT_EQ(client.ReadLine(), "250\r\n");
+        EXPECT_EQ(client.ReadLine().substr(0, 13), "550 Blocked: ");
+        listener_->Close();
+    }
+}
+
 TEST_F(FtpControlTest, IsKnownByItsFirstWordWhenTheClientDoesNotWait) {
     ToldServer server;
     world_.library.Block("/evil.bin");

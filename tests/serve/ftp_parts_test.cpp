@@ -65,6 +65,21 @@ TEST(FtpLineTest, KnowsAClientByItsFirstLine) {
     EXPECT_FALSE(SpeaksFtp("+OK ", "USER anna\r\n"));
 }
 
+TEST(FtpRepliesTest, ReadsLinesInAnyParts) {
+    FtpReplies replies;
+    std::string told;
+    const auto tell = [&](std::string_view line, bool endsAnswer) {
+        told += std::string(line) + (endsAnswer ? "!" : "") + "|";
+    };
+    for (const char* said : {"220-he", "llo\n", "220 ", "ready\n331 who\n200", "", " fine\n\n"})
+        replies.Read(said, tell);
+    EXPECT_EQ(told, "220-hello|220 ready!|331 who!|200 fine!||");
+    for (int i = 0; i < 3; ++i) replies.Read("226 " + std::string(1000, 'x'), tell);
+    told.clear();
+    replies.Read("\n", tell);
+    EXPECT_EQ(told.size(), 2048U + 2) << "no more of a line is kept";
+}
+
 TEST(FtpRepliesTest, TellsWhereAnAnswerEnds) {
     FtpReplies replies;
     for (const char* line : {"220 ready\r", "226", "550 no", "331 password"})
@@ -75,6 +90,9 @@ TEST(FtpRepliesTest, TellsWhereAnAnswerEnds) {
         EXPECT_FALSE(replies.EndsAnswer(line)) << line;
     EXPECT_TRUE(replies.EndsAnswer("211 end\r"));
     EXPECT_TRUE(replies.EndsAnswer("200 next"));
+    EXPECT_FALSE(replies.EndsAnswer("230-welcome\r"));
+    EXPECT_FALSE(replies.EndsAnswer("2301\r"));
+    EXPECT_TRUE(replies.EndsAnswer("230\r")) << "as some servers end it";
 }
 
 TEST(FtpDataTest, ReadsOfferedPorts) {
