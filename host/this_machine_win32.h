@@ -11,7 +11,8 @@
 
 namespace tarn::host {
 
-// As the library is opened with these options, with a backslash at its end; a registered one as it stands in the registry.
+// As the library is opened with these options, with a backslash at its end; a registered one as it stands in the
+// registry.
 std::wstring InstallFolderFor(const LibraryOptions& options);
 
 bool FindMachineAccount(const std::string& name, Account& account);

@@ -10,11 +10,16 @@ ROOT = Path(__file__).resolve().parent.parent
 JOBS = os.cpu_count() or 1
 
 
-def with_compiler_cache():
-    """The environment of every build. A base folder in the user's settings of ccache would hand the compiler relative
-    paths, which -ffile-prefix-map does not know: the bytes would depend on those settings."""
+def with_compiler_cache(preset):
+    """The environment of every build. Without these settings the cache takes nothing that uses a precompiled header. A
+    base folder lets clones in other folders share it, and hands the compiler relative paths; -ffile-prefix-map does not
+    know those, so there is none where the bytes of the result count, whatever the user's settings say."""
     launchers = ('CMAKE_C_COMPILER_LAUNCHER', 'CMAKE_CXX_COMPILER_LAUNCHER') if shutil.which('ccache') else ()
-    return {**dict.fromkeys(launchers, 'ccache'), **os.environ, 'CCACHE_BASEDIR': ''}
+    environment = {**dict.fromkeys(launchers, 'ccache'), **os.environ, 'CCACHE_BASEDIR': '',
+                   'CCACHE_SLOPPINESS': 'pch_defines,time_macros'}
+    if preset in ('native', 'tsan'):
+        environment |= {'CCACHE_BASEDIR': str(ROOT), 'CCACHE_NOHASHDIR': '1'}
+    return environment
 
 
 def made_for(folder):
@@ -44,7 +49,7 @@ def configure(preset):
     log = ROOT / 'build' / 'logs' / f'configure-{preset}.log'
     log.parent.mkdir(parents=True, exist_ok=True)
     with open(log, 'wb') as stream:
-        ended = subprocess.run(['cmake', '--preset', preset], cwd=ROOT, env=with_compiler_cache(), stdout=stream,
+        ended = subprocess.run(['cmake', '--preset', preset], cwd=ROOT, env=with_compiler_cache(preset), stdout=stream,
                                stderr=stream, check=False)
     if ended.returncode != 0:
         sys.stdout.write(log.read_text(encoding='utf-8', errors='replace'))
@@ -56,7 +61,7 @@ def build(preset, targets=()):
     if targets:
         command += ['--target', *targets]
     sys.stdout.flush()
-    return configure(preset) and subprocess.run(command, cwd=ROOT, env=with_compiler_cache(),
+    return configure(preset) and subprocess.run(command, cwd=ROOT, env=with_compiler_cache(preset),
                                                 check=False).returncode == 0
 
 

@@ -28,7 +28,7 @@ def ninja(folder, targets, seconds=None):
     """True when built, False when not, None when the time was up before the end."""
     sys.stdout.flush()
     command = ['ninja', '-C', f'build/{folder}', '--quiet', '-j', str(build.JOBS), *targets]
-    with subprocess.Popen(command, cwd=ROOT, env=build.with_compiler_cache(), start_new_session=True) as process:
+    with subprocess.Popen(command, cwd=ROOT, env=build.with_compiler_cache(folder), start_new_session=True) as process:
         try:
             return process.wait(seconds) == 0
         except subprocess.TimeoutExpired:

@@ -91,14 +91,14 @@ class Tree:
             ended = subprocess.run(
                 ['cmake', '-S', self.copy, '-B', self.out, '-G', 'Ninja', '-DCMAKE_BUILD_TYPE=Debug',
                  '-DCMAKE_CXX_FLAGS_DEBUG=-O0', '-DCMAKE_CXX_FLAGS=-w', '-DTARN_SANITIZE='],
-                env=build.with_compiler_cache(), stdout=stream, stderr=stream, check=False)
+                env=build.with_compiler_cache('mutants'), stdout=stream, stderr=stream, check=False)
         return ended.returncode == 0 or print(f'The build cannot be configured: {log}')
 
     def build(self, programs):
         """None when it was built, else what the compiler said."""
         command = ['cmake', '--build', str(self.out), '--parallel', str(build.JOBS), '--target', *programs]
         try:
-            ended = subprocess.run(command, env=build.with_compiler_cache(), capture_output=True, text=True,
+            ended = subprocess.run(command, env=build.with_compiler_cache('mutants'), capture_output=True, text=True,
                                    errors='replace', timeout=BUILD_LIMIT, check=False)
         except subprocess.TimeoutExpired:
             return 'the build took too long'

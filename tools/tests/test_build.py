@@ -55,25 +55,37 @@ class MovedClone(unittest.TestCase):
 
 
 class CompilerCache(unittest.TestCase):
-    def test_a_build_has_no_base_folder(self):
+    def test_a_build_gets_its_own_settings(self):
         with tempfile.TemporaryDirectory() as folder, mock.patch.object(build, 'configure', return_value=True), \
                 mock.patch.dict('os.environ', PATH=f'{folder}:/usr/bin:/bin', CCACHE_BASEDIR='/'):
             fake = Path(folder, 'cmake')
             fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "" ]\n', encoding='utf-8')
             fake.chmod(0o755)
-            self.assertTrue(build.build('native'))
+            self.assertTrue(build.build('windows'))
             fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "/" ]\n', encoding='utf-8')
-            self.assertFalse(build.build('native'))
+            self.assertFalse(build.build('windows'))
+
+    def asked(self, preset, name, settings=''):
+        with tempfile.NamedTemporaryFile('w', suffix='.conf') as file:
+            file.write(settings)
+            file.flush()
+            with mock.patch.dict('os.environ', CCACHE_CONFIGPATH=file.name):
+                return subprocess.run(['ccache', '--get-config', name], env=build.with_compiler_cache(preset),
+                                      capture_output=True, text=True, check=True).stdout.strip()
 
     @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
     def test_no_setting_of_the_user_makes_the_names_of_sources_relative(self):
-        with tempfile.NamedTemporaryFile('w', suffix='.conf') as settings:
-            settings.write('base_dir = /\n')
-            settings.flush()
-            with mock.patch.dict('os.environ', CCACHE_CONFIGPATH=settings.name):
-                asked = subprocess.run(['ccache', '--get-config', 'base_dir'], env=build.with_compiler_cache(),
-                                       capture_output=True, text=True, check=True)
-        self.assertEqual(asked.stdout, '\n')
+        self.assertEqual(self.asked('windows', 'base_dir', 'base_dir = /\n'), '')
+        self.assertEqual(self.asked('windows', 'hash_dir'), 'true')
+
+    @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
+    def test_clones_share_what_is_tested_on_this_machine(self):
+        self.assertEqual(self.asked('native', 'base_dir'), str(build.ROOT))
+        self.assertEqual(self.asked('native', 'hash_dir'), 'false')
+
+    @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
+    def test_it_takes_what_uses_a_precompiled_header(self):
+        self.assertEqual(self.asked('windows', 'sloppiness'), 'pch_defines, time_macros')
 
 
 if __name__ == '__main__':

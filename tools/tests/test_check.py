@@ -51,9 +51,9 @@ class Ninja(unittest.TestCase):
         self.addCleanup(signal.signal, signal.SIGINT, before)
         self.assertIsNone(self.build('read -r <> <(:)', 0.2))
 
-    def test_builds_without_the_base_folder_of_a_compiler_cache(self):
+    def test_shares_the_compiler_cache_with_every_other_build(self):
         with mock.patch.dict('os.environ', CCACHE_BASEDIR='/'):
-            self.assertIs(self.build('[ "${CCACHE_BASEDIR-unset}" = "" ]'), True)
+            self.assertIs(self.build(f'[ "${{CCACHE_BASEDIR-unset}}" = "{check.ROOT}" ]'), True)
 
 
 if __name__ == '__main__':
