@@ -158,7 +158,7 @@ TEST(HttpProxy, FollowsTheSettingsWithoutAVerdict) {
     EXPECT_THAT(other.ReadAnswer(), StartsWith("HTTP/1.1 403"));
     EXPECT_EQ(refusing.Events("verdict").at(0)["verdict"], "none");
     EXPECT_EQ(refusing.Events("verdict").at(0)["passed"], false);
-    EXPECT_EQ(refusing.Events("verdict").at(0)["why_refused"], "the library gave no verdict");
+    EXPECT_EQ(refusing.Events("verdict").at(0)["why_refused"], "the library could not judge it");
     EXPECT_EQ(refusing.TheFilter().Snapshot().withoutVerdict, 0U);
     other.Send(Get("blocked.example", origin.Port()));
     EXPECT_THAT(other.ReadAnswer(), StartsWith("HTTP/1.1 403"));
