@@ -16,7 +16,8 @@ namespace tarn::host::serve {
 namespace {
 
 constexpr std::size_t kReadAtOnce = 4096;
-constexpr std::size_t kMostUnended = 2048;  // of a line whose end is missing
+constexpr std::size_t kMostUnended = 2048;    // of a line whose end is missing
+constexpr std::chrono::seconds kLastWord{1};  // for a client to read why its session ends
 
 base::Bytes BytesOf(const std::string& text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -70,9 +71,9 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     void JudgeAgain() override {
         asio::post(strand_, [self = shared_from_this()] {
             if (self->hasEnded_ || !self->judge_ || !self->judge_->IsBlockedNow()) return;
-            if (self->isTelling_) return self->End();  // who does not read would keep it open
             CloseSocket(*self->server_);
             self->Refuse("421 The server is blocked by now.");
+            self->EndAfter(kLastWord);  // who does not read would keep it open
         });
     }
 
@@ -112,6 +113,13 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
             if (error || self->hasEnded_) return;
             if (std::chrono::steady_clock::now() - self->active_ >= self->services_.settings.idle) return self->End();
             self->WatchIdle();
+        });
+    }
+
+    void EndAfter(std::chrono::seconds limit) {
+        timer_.expires_after(limit);
+        timer_.async_wait([self = shared_from_this()](ErrorCode error) {
+            if (!error) self->End();
         });
     }
 

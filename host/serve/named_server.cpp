@@ -61,8 +61,9 @@ Answer JudgeName(Filter& filter, const NamedServer& server, std::optional<Unread
 }
 
 bool IsClosedToRequests(Filter& filter, const NamedServer& server) {
+    constexpr std::string_view kCommands = "a server of FTP would take a request for commands, which are not judged";
     if (!IsFtpPort(server.target.port)) return false;
-    filter.PassUnexamined(Unexamined::kUnknownProtocol, server.client, server.First(), {}, false);
+    JudgeName(filter, server, Unread{Unexamined::kUnknownProtocol, kCommands});
     return true;
 }
 

@@ -6,6 +6,7 @@
 
 #include "host/serve/addresses.h"
 #include "host/serve/dns_forwarder.h"
+#include "host/serve/ftp_data.h"
 #include "host/serve/http_proxy.h"
 #include "host/serve/listener.h"
 #include "host/serve/refused_name.h"

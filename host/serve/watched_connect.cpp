@@ -39,6 +39,9 @@ class WatchedConnecting : public std::enable_shared_from_this<WatchedConnecting>
     void Hear(ErrorCode error, std::size_t count) {
         result_.said.insert(result_.said.end(), room_.begin(), room_.begin() + static_cast<std::ptrdiff_t>(count));
         result_.hasClientEnded = error == asio::error::eof;
+        // A reset is told once: who reads on would not hear of it.
+        const bool hasGone = error && error != asio::error::eof && error != asio::error::operation_aborted;
+        if (hasEnded_ && hasGone) result_.server.reset();
         if (hasEnded_) return Tell();
         if (!error) return Read();
         if (!result_.hasClientEnded) return GiveUp();

@@ -37,7 +37,7 @@ TEST_F(FtpControlTest, EndsWhenItWasKnownByItsFirstWordAndIsBlockedMeanwhile) {
     EXPECT_EQ(client.ReadAll().substr(0, 4), "421 ");
 }
 
-TEST_F(FtpControlTest, EndsAtOnceWhenTheClientOfABlockedHostDoesNotRead) {
+TEST_F(FtpControlTest, EndsSoonWhenTheClientOfABlockedHostDoesNotRead) {
     std::atomic<std::size_t> sent{0};
     BlockingServer server([&](Tcp::socket& socket) {
         const std::string line = "220-" + std::string(1000, 'x') + "\r\n";

@@ -94,7 +94,7 @@ TEST_F(FtpProxyTest, ARequestDoesNotGoToAPortOfFtp) {
         EXPECT_EQ(answer.substr(0, 12), "HTTP/1.1 403") << request;
         EXPECT_NE(answer.find("The port is one of FTP"), std::string::npos) << answer;
     }
-    EXPECT_EQ(world_.Events("\"passed\":false"), 2U);
+    EXPECT_EQ(world_.Events("\"why_refused\":\"a server of FTP"), 2U);
     EXPECT_EQ(world_.filter.Snapshot().refusedUnknown, 2U);
 }
 
