@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "base/guarded.h"
+#include "base/guarded_flag.h"
 #include "base/sync.h"
 #include "machine/local_time.h"
 #include "parental/settings_copy.h"
@@ -18,7 +18,7 @@ namespace tarn::api {
 class ScheduleRun {
  public:
     // All three outlive the thread.
-    ScheduleRun(const machine::LocalClock& clock, base::Guarded<bool>& allows, base::Semaphore& started)
+    ScheduleRun(const machine::LocalClock& clock, base::GuardedFlag& allows, base::Semaphore& started)
         : clock_(clock), allows_(allows), started_(started) {}
 
     bool CreateStopEvent() { return stop_.Create(); }
@@ -37,7 +37,7 @@ class ScheduleRun {
     void SignalStarted();
 
     const machine::LocalClock& clock_;
-    base::Guarded<bool>& allows_;
+    base::GuardedFlag& allows_;
     base::Semaphore& started_;
     base::Event stop_;
     std::shared_ptr<ScheduleRun> self_;  // until the thread takes it

@@ -8,7 +8,7 @@
 
 #include "api/schedule_run.h"
 #include "base/assert.h"
-#include "base/guarded.h"
+#include "base/guarded_flag.h"
 #include "base/sync.h"
 #include "machine/local_time.h"
 #include "parental/settings_copy.h"
@@ -33,7 +33,7 @@ class ScheduleWorker {
     bool Stop();
 
     // 1 = the current time lies inside the schedule, or no schedule applies.
-    [[nodiscard]] const base::Guarded<bool>& Allows() const { return allows_; }
+    [[nodiscard]] const base::GuardedFlag& Allows() const { return allows_; }
 
     [[nodiscard]] bool IsRunning() const { return thread_.Exists(); }
     // What the last thread that was stopped ended with.
@@ -43,7 +43,7 @@ class ScheduleWorker {
     void Write(bool allows);
 
     const machine::LocalClock& clock_;
-    base::Guarded<bool> allows_;
+    base::GuardedFlag allows_;
     base::WorkerThread thread_;
     base::Semaphore started_;
     std::shared_ptr<ScheduleRun> run_;  // of thread_

@@ -58,7 +58,7 @@ Step ParentalAllowedList(ScanState& scan) {
 Step ParentalSchedule(ScanState& scan) {
     const ScanContext& context = scan.context;
     if (context.profiles.empty()) return Step::kContinue;
-    if (context.scheduleAllows.Read([](bool allows) { return allows; })) return Step::kContinue;
+    if (context.scheduleAllows.IsSet()) return Step::kContinue;
 
     scan.verdict.localTime = context.clock.Now();
     if (Allows(context.profiles.front().scheduleAllowed, scan)) return Step::kDone;

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "base/bounded_text.h"
-#include "base/guarded.h"
+#include "base/guarded_flag.h"
 #include "lists/published_lists.h"
 #include "machine/local_time.h"
 #include "machine/module_system.h"
@@ -36,7 +36,7 @@ struct ScanContext {
     const parental::SettingsCopy& parental;
     const lists::PublishedProfiles& profiles;  // one for each entry of parental
     const ManagedClient& managedClient;
-    const base::Guarded<bool>& scheduleAllows;  // the schedule flag
+    const base::GuardedFlag& scheduleAllows;  // the schedule flag
     const network::IdsBlockedList& idsBlockedList;
     network::DnsAnswerRing& dnsRing;
     const std::uint32_t& dnsBlockSwitch;  // not 0: sites of the parental tables are blocked in DNS already

@@ -31,9 +31,7 @@ class ScheduleWorkerTest : public testing::Test {
         ASSERT_TRUE(parental::CopyPcSettings(record, settings));
     }
     bool Start() { return worker.Start(settings, error); }
-    bool Allows() const {
-        return worker.Allows().Read([](bool allows) { return allows; });
-    }
+    bool Allows() const { return worker.Allows().IsSet(); }
 
     fakes::UtcClock clock;
     parental::SettingsCopy settings;

@@ -78,9 +78,7 @@ class ClockTrial final : public Trial {
         waits_.push_back({Allows(), milliseconds / 1000});
         wakes_[woken_++](clock_, milliseconds / 1000);
     }
-    [[nodiscard]] bool Allows() const {
-        return worker_.Allows().Read([](bool allows) { return allows; });
-    }
+    [[nodiscard]] bool Allows() const { return worker_.Allows().IsSet(); }
 
     fakes::SummerTimeClock clock_;
     const std::vector<Wake> wakes_;

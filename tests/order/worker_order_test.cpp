@@ -64,9 +64,7 @@ class WorkerTrial : public Trial {
         return stopped;
     }
     [[nodiscard]] bool IsOpen() const { return isOpen_; }
-    [[nodiscard]] bool Allows() const {
-        return worker_.Allows().Read([](bool allows) { return allows; });
-    }
+    [[nodiscard]] bool Allows() const { return worker_.Allows().IsSet(); }
     // While the library is started, and the clock stands inside the schedule.
     void ScanThatIsAllowed() {
         if (IsOpen()) world().Require(Allows(), "a scan saw a flag that is not the started thread's");

@@ -34,7 +34,7 @@ struct ScanInputs {
     parental::SettingsCopy parental;
     lists::PublishedProfiles profiles;
     ManagedClient managedClient;
-    base::Guarded<bool> allows{true};
+    base::GuardedFlag allows{true};
     network::IdsBlockedList idsBlockedList;
     network::DnsAnswerRing dnsRing;  // allocated by whoever needs it
     std::uint32_t dnsBlockSwitch = 0;
