@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "base/byte_reader.h"
@@ -39,6 +40,26 @@ constexpr std::uint64_t Mix64(std::uint64_t key) {
 // A key of two parts.
 constexpr std::uint64_t Mix64(std::uint64_t a, std::uint64_t b) {
     return Mix64(a ^ (b * kGolden64));
+}
+
+// The eight characters at a place as a number.
+inline std::uint64_t LoadWord64(const char* at) {
+    std::uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
+// A text in words of eight characters, the last of which overlap when its length is no multiple. Not for files either.
+inline std::uint64_t HashText(std::string_view text) {
+    std::uint64_t hash = text.size();
+    if (text.size() < sizeof hash) {
+        std::uint64_t word = 0;
+        for (const char c : text) word = word << 8 | static_cast<std::uint8_t>(c);
+        return Mix64(word, hash);
+    }
+    const std::size_t last = text.size() - sizeof hash;
+    for (std::size_t at = 0; at < last; at += sizeof hash) hash = Mix64(LoadWord64(text.data() + at), hash);
+    return Mix64(LoadWord64(text.data() + last), hash);
 }
 
 }  // namespace tarn::base

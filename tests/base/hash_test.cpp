@@ -1,7 +1,10 @@
 #include "base/hash.h"
 
 #include <bit>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <set>
+#include <string>
 
 namespace tarn::base {
 namespace {
@@ -51,6 +54,24 @@ TEST(Mix64, GivesNoTwoKeysOneValue) {
         value = (value ^ (value >> 32)) * inverse;
         EXPECT_EQ(value, key);
     }
+}
+
+TEST(HashText, EveryCharacterAndTheLengthCount) {
+    std::set<std::uint64_t> hashes;
+    std::size_t texts = 0;
+    for (std::size_t length = 0; length < 40; ++length) {
+        hashes.insert(HashText(std::string(length, '\0')));
+        ++texts;
+        for (std::size_t at = 0; at < length; ++at)
+            for (const char c : {'\x01', 'a', '\xFF'}) {
+                std::string text(length, '\0');
+                text[at] = c;
+                EXPECT_EQ(HashText(text), HashText(std::string(text)));
+                hashes.insert(HashText(text));
+                ++texts;
+            }
+    }
+    EXPECT_EQ(hashes.size(), texts);
 }
 
 }  // namespace
