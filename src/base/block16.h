@@ -43,15 +43,24 @@ class Block16 {
         return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(value_, _mm_set1_epi8(c))));
     }
 
-    // In ASCII lower case. The comparison is signed, so bytes above 0x7F stay as they are.
+    // The lower one of each two characters as unsigned numbers: NUL where either is NUL.
+    [[nodiscard]] Block16 Min(Block16 other) const { return Block16(_mm_min_epu8(value_, other.value_)); }
+
+    // In ASCII lower case.
     [[nodiscard]] Block16 Lower() const {
-        const __m128i isUpper = _mm_and_si128(_mm_cmpgt_epi8(value_, _mm_set1_epi8('A' - 1)),
-                                              _mm_cmplt_epi8(value_, _mm_set1_epi8('Z' + 1)));
-        return Block16(_mm_add_epi8(value_, _mm_and_si128(isUpper, _mm_set1_epi8('a' - 'A'))));
+        return Block16(_mm_add_epi8(value_, _mm_and_si128(IsUpper(), _mm_set1_epi8('a' - 'A'))));
     }
+    // One bit for each letter in upper case.
+    [[nodiscard]] unsigned UpperMask() const { return static_cast<unsigned>(_mm_movemask_epi8(IsUpper())); }
 
  private:
     explicit Block16(__m128i value) : value_(value) {}
+
+    // All ones for each letter in upper case. The comparison is signed, so bytes above 0x7F are none.
+    [[nodiscard]] __m128i IsUpper() const {
+        return _mm_and_si128(_mm_cmpgt_epi8(value_, _mm_set1_epi8('A' - 1)),
+                             _mm_cmplt_epi8(value_, _mm_set1_epi8('Z' + 1)));
+    }
 
     template <class Word>
     static Word LoadWord(const char* at) {

@@ -53,6 +53,19 @@ constexpr std::size_t FindIgnoringCase(std::string_view text, std::string_view n
 
 namespace detail {
 
+// Whether two texts of this length are the same. Inline, and never the run-time library's memcmp, which costs more than
+// most of these comparisons.
+inline bool EqualCharacters(const char* a, const char* b, std::size_t length) {
+    const auto differ = [a, b](std::size_t at) {
+        return Block16::LoadHalf(a + at).Half() ^ Block16::LoadHalf(b + at).Half();
+    };
+    constexpr std::size_t kHalf = Block16::kSize / 2;
+    if (length < kHalf) return Block16::LoadPart(a, length).Half() == Block16::LoadPart(b, length).Half();
+    for (std::size_t at = 0; at + kHalf < length; at += kHalf)
+        if (differ(at) != 0) return false;
+    return differ(length - kHalf) == 0;
+}
+
 // Candidates are found by the first and the last character of needle at once, then compared as a whole.
 template <bool kEndsAtNul>
 inline std::size_t Search(std::string_view text, std::string_view needle) {
@@ -69,7 +82,7 @@ inline std::size_t Search(std::string_view text, std::string_view needle) {
             if (nuls != 0) hits &= (nuls & (0U - nuls)) - 1U;
             for (; hits != 0; hits &= hits - 1U) {
                 const std::size_t hit = at + static_cast<std::size_t>(std::countr_zero(hits));
-                if (std::memcmp(data + hit, needle.data(), needle.size()) == 0) return hit;
+                if (EqualCharacters(data + hit, needle.data(), needle.size())) return hit;
             }
             if (nuls != 0 || at + Block16::kSize == starts) return std::string_view::npos;
             // The last block overlaps the one before; what it sees again was refused already.
@@ -85,7 +98,7 @@ inline std::size_t Search(std::string_view text, std::string_view needle) {
     }
     for (; hits != 0; hits &= hits - 1U) {
         at = static_cast<std::size_t>(std::countr_zero(hits));
-        if (std::memcmp(data + at, needle.data(), needle.size()) == 0) return at;
+        if (EqualCharacters(data + at, needle.data(), needle.size())) return at;
     }
     return std::string_view::npos;
 }
@@ -102,22 +115,52 @@ inline std::size_t FindTextBeforeNul(std::string_view text, std::string_view nee
     return detail::Search<true>(text, needle);
 }
 
+// Gives maskOf(block) of a text block by block, one bit for each of its characters: calls use(at, mask), the mask's
+// lowest bit standing for the character at `at`, until it returns true, which is then the result.
+template <class MaskOf, class Use>
+inline bool AnyBlockMask(std::string_view text, MaskOf maskOf, Use use) {
+    constexpr std::size_t kSize = Block16::kSize;
+    std::size_t at = 0;
+    for (; at + kSize <= text.size(); at += kSize)
+        if (use(at, maskOf(Block16::Load(text.data() + at)))) return true;
+    const std::size_t rest = text.size() - at;
+    if (rest == 0) return false;
+    // The last block may overlap the one before.
+    if (at != 0) return use(at, maskOf(Block16::Load(text.data() + text.size() - kSize)) >> (kSize - rest));
+    return use(at, maskOf(Block16::LoadPart(text.data(), rest)) & ((1U << rest) - 1U));
+}
+
 // Where the first of two characters stands; the length of text when it holds neither.
 inline std::size_t FindEither(std::string_view text, char a, char b) {
-    std::size_t at = 0;
-    for (; at + Block16::kSize <= text.size(); at += Block16::kSize) {
-        const Block16 block = Block16::Load(text.data() + at);
-        const unsigned hits = block.EqualMask(a) | block.EqualMask(b);
-        if (hits != 0) return at + static_cast<std::size_t>(std::countr_zero(hits));
-    }
-    const std::size_t rest = text.size() - at;
-    const Block16 block = Block16::LoadPart(text.data() + at, rest);
-    const unsigned hits = block.EqualMask(a) | block.EqualMask(b) | 1U << rest;
-    return at + static_cast<std::size_t>(std::countr_zero(hits));
+    std::size_t found = text.size();
+    AnyBlockMask(
+        text, [a, b](Block16 block) { return block.EqualMask(a) | block.EqualMask(b); },
+        [&found](std::size_t at, unsigned mask) {
+            if (mask != 0) found = at + static_cast<std::size_t>(std::countr_zero(mask));
+            return mask != 0;
+        });
+    return found;
 }
 
 inline std::size_t FindCharacter(std::string_view text, char c) {
     return FindEither(text, c, c);
+}
+
+// Where the first NUL stands; the length of text when it holds none. Four blocks a step, since most texts hold none.
+inline std::size_t FindNul(std::string_view text) {
+    constexpr std::size_t kStep = 4 * Block16::kSize;
+    std::size_t at = 0;
+    for (; at + kStep <= text.size(); at += kStep) {
+        const auto block = [&](std::size_t i) { return Block16::Load(text.data() + at + i * Block16::kSize); };
+        if (block(0).Min(block(1)).Min(block(2).Min(block(3))).EqualMask('\0') != 0) break;
+    }
+    return at + FindCharacter(text.substr(at), '\0');
+}
+
+// Whether a letter in upper case stands in text.
+inline bool HasUpper(std::string_view text) {
+    return AnyBlockMask(
+        text, [](Block16 block) { return block.UpperMask(); }, [](std::size_t, unsigned mask) { return mask != 0; });
 }
 
 // Writes text in lower case; destination is the text's own place or does not overlap it.

@@ -14,10 +14,9 @@ namespace {
 
 // The parsers search for text: a NUL inside the data must not hide what stands behind it.
 void ReplaceNulBytes(const ScanRequest& request) {
-    std::uint8_t* at = request.data;
-    std::uint8_t* const end = request.data + request.dataLength;
-    while ((at = static_cast<std::uint8_t*>(std::memchr(at, 0, static_cast<std::size_t>(end - at)))) != nullptr)
-        *at++ = ' ';
+    char* const text = reinterpret_cast<char*>(request.data);
+    const std::size_t length = request.dataLength;
+    for (std::size_t at = 0; (at += base::FindNul({text + at, length - at})) < length; ++at) text[at] = ' ';
 }
 
 // The remote address: IPv4 dotted, IPv6 as eight groups. Always fits.

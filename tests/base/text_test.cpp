@@ -53,6 +53,17 @@ TEST(TextSearch, FindsAtEveryPlaceOfEveryLength) {
     }
 }
 
+TEST(TextSearch, FindsTheFirstNulOfEveryLength) {
+    for (std::size_t length = 0; length < 200; ++length) {
+        std::string text(length, '\xFF');
+        EXPECT_EQ(FindNul(text), length);
+        for (std::size_t at = length; at-- > 0;) {
+            text[at] = '\0';
+            EXPECT_EQ(FindNul(text), at) << length;
+        }
+    }
+}
+
 TEST(TextSearch, CopyLowerFoldsAsciiOnlyAtEveryLength) {
     for (std::size_t length = 0; length < 300; ++length) {
         std::string text(length, ' ');
