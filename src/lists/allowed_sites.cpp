@@ -1,5 +1,6 @@
 #include "lists/allowed_sites.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <string>
@@ -63,7 +64,13 @@ void AllowedSites::Publish(const UserUrlList& record) {
     });
 
     AllowedSites list;
+    list.starts_ = PrefixFilter(everywhere.starts.size() + secureOnly.starts.size() + pathsOfHosts.size());
+    list.domains_ = base::KeyFilter(everywhere.domains.size() + secureOnly.domains.size());
+    for (const auto& [host, paths] : pathsOfHosts) list.starts_.Add(host);
     const auto add = [&list](const HostPatterns& patterns) {
+        for (const PrefixTree::Pattern& start : patterns.starts) list.starts_.Add(start.text);
+        for (const SuffixTree::Pattern& domain : patterns.domains)
+            list.domains_.Add(HostHash(domain.text.substr(domain.text.starts_with('.') ? 1 : 0)));
         return Hosts{list.prefixes_.Add(patterns.starts), list.suffixes_.Add(patterns.domains)};
     };
     list.everywhere_ = add(everywhere);
@@ -73,6 +80,13 @@ void AllowedSites::Publish(const UserUrlList& record) {
     for (const auto& [host, paths] : pathsOfHosts) hosts.push_back({host, list.prefixes_.Add(paths)});
     list.hostsWithPaths_ = list.prefixes_.Add(hosts);
     *this = std::move(list);
+}
+
+// A domain is found behind a dot of the host, or with the dot that it begins with.
+bool AllowedSites::MayMatch(const HostKeys& host) const {
+    if (starts_.Empty()) return false;
+    if (host.HasUpper() || host.HasMoreDots() || starts_.MayMatch(host.Text())) return true;
+    return std::ranges::any_of(host.BehindDots(), [this](std::uint32_t hash) { return domains_.MayHold(hash); });
 }
 
 bool AllowedSites::HoldsHost(const Hosts& hosts, std::string_view text) const {
@@ -98,8 +112,9 @@ bool AllowedSites::HoldsPath(std::string_view text, PathBehind pathBehind) const
     return prefixes_.Walk(hostsWithPaths_, text.data(), text.size(), kAnyLength, holds);
 }
 
-bool AllowedSites::MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept {
-    const PaddedText paddedHost(host, LetterCase::kFolded);
+bool AllowedSites::MatchesHost(const HostKeys& host, std::string_view path, std::uint8_t mode) const noexcept {
+    if (!MayMatch(host)) return false;
+    const PaddedText paddedHost(host.Text(), LetterCase::kFolded);
     if (!paddedHost.Fits()) return false;
     const std::string_view text = paddedHost.View();
     if (HoldsHost(everywhere_, text) || (IsSecure(mode) && HoldsHost(secureOnly_, text))) return true;
@@ -108,8 +123,9 @@ bool AllowedSites::MatchesHost(std::string_view host, std::string_view path, std
     return paddedPath.Fits() && HoldsPath(text, [&](std::size_t) { return paddedPath.View(); });
 }
 
-bool AllowedSites::MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept {
-    const PaddedText padded(url, LetterCase::kFolded);
+bool AllowedSites::MatchesUrl(const HostKeys& url, std::uint8_t mode) const noexcept {
+    if (!MayMatch(url)) return false;
+    const PaddedText padded(url.Text(), LetterCase::kFolded);
     if (!padded.Fits()) return false;
     const std::string_view text = padded.View();
     if (HoldsHost(everywhere_, text) || (IsSecure(mode) && HoldsHost(secureOnly_, text))) return true;

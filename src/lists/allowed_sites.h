@@ -9,6 +9,9 @@
 
 #include "tarn/companions.h"
 
+#include "base/key_filter.h"
+#include "lists/affix_filter.h"
+#include "lists/label_hashes.h"
 #include "lists/radix_tree.h"
 
 namespace tarn::lists {
@@ -24,8 +27,8 @@ class AllowedSites {
     void Clear() noexcept { *this = {}; }
 
     // mode is the connection kind: entries of kind 2 that name a host apply in 3 and 4 only.
-    [[nodiscard]] bool MatchesHost(std::string_view host, std::string_view path, std::uint8_t mode) const noexcept;
-    [[nodiscard]] bool MatchesUrl(std::string_view url, std::uint8_t mode) const noexcept;
+    [[nodiscard]] bool MatchesHost(const HostKeys& host, std::string_view path, std::uint8_t mode) const noexcept;
+    [[nodiscard]] bool MatchesUrl(const HostKeys& url, std::uint8_t mode) const noexcept;
 
  private:
     // Entries that name hosts, apart by the modes they apply in.
@@ -33,10 +36,14 @@ class AllowedSites {
         PrefixTree::Root starts = PrefixTree::kNone;
         SuffixTree::Root domains = SuffixTree::kNone;
     };
+    // False: no entry matches, whatever the path and the mode. Asks the filters alone.
+    [[nodiscard]] bool MayMatch(const HostKeys& host) const;
     [[nodiscard]] bool HoldsHost(const Hosts& hosts, std::string_view text) const;
     template <class PathBehind>
     [[nodiscard]] bool HoldsPath(std::string_view text, PathBehind pathBehind) const;
 
+    PrefixFilter starts_;      // of all hosts
+    base::KeyFilter domains_;  // CRC-32 of the hosts that stand for their subdomains too, without a leading "."
     PrefixTree prefixes_;
     SuffixTree suffixes_;
     Hosts everywhere_;

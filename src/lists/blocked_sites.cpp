@@ -167,11 +167,13 @@ bool BlockedSites::HitsWholeHost(const Group& group, std::string_view path, std:
     return mode != kTls && paths_.Holds(group.paths, path);
 }
 
-bool BlockedSites::HitsLabels(Asked& asked, std::string_view host, std::string_view path, std::uint8_t mode) const {
-    for (std::size_t i = 0; i < asked.labels.count; ++i) {
-        const std::uint32_t hash = asked.labels.values[i];
+// The labels may be those of a part of host.
+bool BlockedSites::HitsLabels(std::span<const std::uint32_t> labels, std::string_view host, std::string_view path,
+                              std::uint8_t mode, bool& anyListed) const {
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        const std::uint32_t hash = labels[i];
         for (std::size_t at = index_.First(hash); at < groups_.size() && groups_[at].hash == hash; ++at) {
-            asked.anyListed = true;
+            anyListed = true;
             const Group& group = groups_[at];
             if (!OccursIn(host, group)) continue;
             if (group.wholeDomain || (i == 0 && HitsWholeHost(group, path, mode))) return true;
@@ -198,53 +200,60 @@ bool BlockedSites::HitsAddress(const IpAddressRecord& address, std::string_view 
     return entry.kind == 1 || (mode != kTls && paths_.Holds(entry.paths, path));
 }
 
-Lookup BlockedSites::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
-                           std::uint8_t mode, Asked& asked) const {
+Lookup BlockedSites::Match(const HostKeys& host, std::string_view path, const IpAddressRecord& address,
+                           std::uint8_t mode, bool& anyListed) const {
     if (!hasHosts_) return Lookup::kFailed;
-    if (host.empty()) return Lookup::kMiss;
-    if (!ComputeLabelHashes(host, asked.labels)) return Lookup::kFailed;
-    if (HitsLabels(asked, host, path, mode)) return Lookup::kHit;
-    if (asked.labels.isIpLiteral) return HitsAddress(address, path, mode) ? Lookup::kHit : Lookup::kMiss;
+    const std::string_view text = host.Text();
+    if (text.empty()) return Lookup::kMiss;
+    if (host.Labels().empty()) return Lookup::kFailed;
+    if (HitsLabels(host.Labels(), text, path, mode, anyListed)) return Lookup::kHit;
+    if (host.IsIpLiteral()) return HitsAddress(address, path, mode) ? Lookup::kHit : Lookup::kMiss;
     // A host with a port is listed without it: its labels end before the port.
-    const std::string_view bare = WithoutPortOrPath(host);
-    if (bare.size() == host.size()) return Lookup::kMiss;
-    asked.anyListed = true;  // or so it may be: the labels of the two are not the same
-    return ComputeLabelHashes(bare, asked.labels) && HitsLabels(asked, host, path, mode) ? Lookup::kHit : Lookup::kMiss;
+    const std::string_view bare = WithoutPortOrPath(text);
+    if (bare.size() == text.size()) return Lookup::kMiss;
+    anyListed = true;  // or so it may be: the labels of the two are not the same
+    return HitsLabels(HostKeys(bare).Labels(), text, path, mode, anyListed) ? Lookup::kHit : Lookup::kMiss;
 }
 
-Lookup BlockedSites::Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+Lookup BlockedSites::Match(const HostKeys& host, std::string_view path, const IpAddressRecord& address,
                            std::uint8_t mode) const noexcept {
-    Asked asked;
-    return Match(host, path, address, mode, asked);
+    bool anyListed = false;
+    return Match(host, path, address, mode, anyListed);
 }
 
 // A variant's labels are those of the host and one more, or one less and, behind ten, one more. What is left to ask of
-// an ordinary host, of which nothing is listed, is the one more.
-bool BlockedSites::VariantIsUnlisted(std::string_view host, const Asked& asked) const {
-    if (asked.anyListed || asked.labels.isIpLiteral || asked.labels.count == kMaxLabelHashes) return false;
-    if (host.starts_with('[') || host.size() + kWww.size() > base::HostText::kMaxLength) return false;
-    if (!host.starts_with(kWww))
-        return index_.First(HashWithWww(asked.labels.values[0], host.size())) == HashIndex::kNone;
-    const std::string_view without = host.substr(kWww.size());
+// an ordinary host, of which nothing is listed, is the one more. An address literal was asked for as a whole alone; its
+// variant is none, so that what stands behind its dots is asked for too.
+bool BlockedSites::VariantIsUnlisted(const HostKeys& host) const {
+    const std::string_view text = host.Text();
+    if (host.BehindDots().size() + 1 == kMaxLabelHashes) return false;
+    if (text.starts_with('[') || text.size() + kWww.size() > base::HostText::kMaxLength) return false;
+    const auto isUnlisted = [this](std::uint32_t hash) { return index_.First(hash) == HashIndex::kNone; };
+    if (host.IsIpLiteral() &&
+        (WithoutPortOrPath(text).size() != text.size() || !std::ranges::all_of(host.BehindDots(), isUnlisted)))
+        return false;
+    if (!text.starts_with(kWww)) return isUnlisted(HashWithWww(host.Whole().hash, text.size()));
+    const std::string_view without = text.substr(kWww.size());
     IpAddressRecord literal;
     return !without.starts_with('.') && !without.starts_with('[') && !network::ParseIpLiteral(without, literal);
 }
 
-Lookup BlockedSites::MatchWithWwwVariant(std::string_view host, std::string_view path, const IpAddressRecord& address,
+Lookup BlockedSites::MatchWithWwwVariant(const HostKeys& host, std::string_view path, const IpAddressRecord& address,
                                          std::uint8_t mode) const noexcept {
     if (mode == TARN_KIND_HTTP_SECURE) mode = kTls;
-    Asked asked;
-    const Lookup own = Match(host, path, address, mode, asked);
+    bool anyListed = false;
+    const Lookup own = Match(host, path, address, mode, anyListed);
     if (own == Lookup::kHit) return own;
+    const std::string_view text = host.Text();
     // QUIRK: a host that begins with "www" without the dot gets no second try.  Test: WwwWithoutDotGetsNoSecondTry
-    if (host.starts_with("www") && !host.starts_with(kWww)) return Lookup::kMiss;
-    if (own == Lookup::kMiss && !host.empty() && VariantIsUnlisted(host, asked)) return Lookup::kMiss;
+    if (text.starts_with("www") && !text.starts_with(kWww)) return Lookup::kMiss;
+    if (own == Lookup::kMiss && !text.empty() && !anyListed && VariantIsUnlisted(host)) return Lookup::kMiss;
 
-    if (host.starts_with(kWww))
-        return Match(host.substr(kWww.size()).substr(0, base::HostText::kMaxLength), path, address, mode);
+    if (text.starts_with(kWww))
+        return Match(text.substr(kWww.size()).substr(0, base::HostText::kMaxLength), path, address, mode);
     base::HostText withWww;
     withWww.Assign(kWww);
-    if (!withWww.Append(host)) return Lookup::kFailed;
+    if (!withWww.Append(text)) return Lookup::kFailed;
     return Match(withWww.View(), path, address, mode);
 }
 

@@ -31,10 +31,10 @@ class BlockedSites {
     [[nodiscard]] bool Empty() const { return !hasHosts_; }
 
     // host and path in lower case; address is that of the connection, asked when the host is an address literal.
-    [[nodiscard]] Lookup Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
+    [[nodiscard]] Lookup Match(const HostKeys& host, std::string_view path, const IpAddressRecord& address,
                                std::uint8_t mode) const noexcept;
     // The same with mode 4 as 3 and, after a first try without a match, with the leading "www." taken away or added.
-    [[nodiscard]] Lookup MatchWithWwwVariant(std::string_view host, std::string_view path,
+    [[nodiscard]] Lookup MatchWithWwwVariant(const HostKeys& host, std::string_view path,
                                              const IpAddressRecord& address, std::uint8_t mode) const noexcept;
 
  private:
@@ -56,16 +56,13 @@ class BlockedSites {
     };
     class Builder;
 
-    // What was hashed for a host that did not match, and whether any of it stands in the table.
-    struct Asked {
-        LabelHashes labels;
-        bool anyListed = false;
-    };
-    [[nodiscard]] Lookup Match(std::string_view host, std::string_view path, const IpAddressRecord& address,
-                               std::uint8_t mode, Asked& asked) const;
-    // Whether the www variant of a host that did not match cannot match either.
-    [[nodiscard]] bool VariantIsUnlisted(std::string_view host, const Asked& asked) const;
-    [[nodiscard]] bool HitsLabels(Asked& asked, std::string_view host, std::string_view path, std::uint8_t mode) const;
+    // anyListed becomes true when one of the labels asked for stands in the table.
+    [[nodiscard]] Lookup Match(const HostKeys& host, std::string_view path, const IpAddressRecord& address,
+                               std::uint8_t mode, bool& anyListed) const;
+    // Whether the www variant of a host that did not match, and of whose labels none is listed, cannot match either.
+    [[nodiscard]] bool VariantIsUnlisted(const HostKeys& host) const;
+    [[nodiscard]] bool HitsLabels(std::span<const std::uint32_t> labels, std::string_view host, std::string_view path,
+                                  std::uint8_t mode, bool& anyListed) const;
     [[nodiscard]] bool HitsWholeHost(const Group& group, std::string_view path, std::uint8_t mode) const;
     [[nodiscard]] bool OccursIn(std::string_view host, const Group& group) const;
     [[nodiscard]] bool HitsAddress(const IpAddressRecord& address, std::string_view path, std::uint8_t mode) const;

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/key_filter.h"
+
 namespace tarn::lists {
 
 class HashIndex {
@@ -20,11 +22,11 @@ class HashIndex {
         *this = {};
         if (count == 0) return;
         slots_.resize(std::bit_ceil(2 * count));
-        filter_.resize(std::bit_ceil(count / 4 + 1));  // at least 16 bits for each
+        filter_ = base::KeyFilter(count);
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t hash = hashOf(i);
             if (i != 0 && hashOf(i - 1) == hash) continue;
-            filter_[FilterWord(hash)] |= std::uint64_t{1} << (hash & 63U);
+            filter_.Add(hash);
             std::size_t at = hash & (slots_.size() - 1);
             while (slots_[at].first != kNone) at = (at + 1) & (slots_.size() - 1);
             slots_[at] = {hash, static_cast<std::uint32_t>(i)};
@@ -33,7 +35,7 @@ class HashIndex {
 
     // The first entry of this hash, or kNone.
     [[nodiscard]] std::uint32_t First(std::uint32_t hash) const {
-        if (slots_.empty() || (filter_[FilterWord(hash)] >> (hash & 63U) & 1U) == 0) return kNone;
+        if (!filter_.MayHold(hash)) return kNone;
         for (std::size_t at = hash & (slots_.size() - 1);; at = (at + 1) & (slots_.size() - 1))
             if (slots_[at].first == kNone || slots_[at].hash == hash) return slots_[at].first;
     }
@@ -43,10 +45,9 @@ class HashIndex {
         std::uint32_t hash = 0;
         std::uint32_t first = kNone;
     };
-    [[nodiscard]] std::size_t FilterWord(std::uint32_t hash) const { return (hash >> 6) & (filter_.size() - 1); }
 
-    std::vector<Slot> slots_;            // open addressing, at most half full
-    std::vector<std::uint64_t> filter_;  // a one-hash Bloom filter: most misses touch nothing else
+    std::vector<Slot> slots_;  // open addressing, at most half full
+    base::KeyFilter filter_;   // most misses touch nothing else
 };
 
 }  // namespace tarn::lists

@@ -34,11 +34,9 @@ class HostIndex {
     }
 
     // The number of exactly this host, letter case included; kNone when it is not listed.
-    [[nodiscard]] std::uint32_t Find(std::string_view host) const {
-        if (entries_.empty()) return kNone;
-        const std::uint32_t hash = HostHash(host);
-        for (std::uint32_t i = index_.First(hash); i < entries_.size() && entries_[i].hash == hash; ++i)
-            if (std::string_view(texts_.data() + entries_[i].textAt, entries_[i].length) == host) return i;
+    [[nodiscard]] std::uint32_t Find(const HostKey& host) const {
+        for (std::uint32_t i = index_.First(host.hash); i < entries_.size() && entries_[i].hash == host.hash; ++i)
+            if (std::string_view(texts_.data() + entries_[i].textAt, entries_[i].length) == host.text) return i;
         return kNone;
     }
 

@@ -1,5 +1,7 @@
 #include "lists/label_hashes.h"
 
+#include <bit>
+
 #include "base/hash.h"
 #include "base/text.h"
 #include "network/ip_address.h"
@@ -60,35 +62,41 @@ std::uint32_t HashWithWww(std::uint32_t hostHash, std::size_t hostLength) {
     return ~sum;
 }
 
-bool ComputeLabelHashes(std::string_view host, LabelHashes& hashes) {
-    if (host.empty() || host.front() == '.' || host.back() == '.') return false;
-    IpAddressRecord address;
-    hashes.isIpLiteral = network::ParseIpLiteral(host, address);
-    hashes.count = 1;
-    if (hashes.isIpLiteral || host.size() > kPositions) {
-        hashes.values[0] = HostHash(host);
-        for (std::size_t at = 0; !hashes.isIpLiteral && hashes.count < kMaxLabelHashes;) {
-            at += base::FindCharacter(host.substr(at), '.') + 1;
-            if (at > host.size()) break;
-            hashes.values[hashes.count++] = HostHash(host.substr(at));
-        }
-        return true;
-    }
+void HostKeys::Compute() {
+    const std::string_view host = text_;
+    hasUpper_ = base::HasUpper(host);
+    const bool fits = host.size() <= kPositions;
 
     // The sums behind every place are kept, so that the pass itself need not know where the dots are.
     std::array<std::uint32_t, kPositions> behind;
-    std::uint32_t sum = 0;
-    for (std::size_t i = host.size(); i-- > 0;) {
-        behind[i] = sum;
-        sum ^= kTables.Of(host.size() - 1 - i, host[i]);
+    if (fits) {
+        std::uint32_t sum = 0;
+        for (std::size_t i = host.size(); i-- > 0;) {
+            behind[i] = sum;
+            sum ^= kTables.Of(host.size() - 1 - i, host[i]);
+        }
+        values_[0] = ~(sum ^ kTables.start[host.size()]);
+    } else {
+        values_[0] = HostHash(host);
     }
-    hashes.values[0] = ~(sum ^ kTables.start[host.size()]);
-    for (std::size_t at = 0; hashes.count < kMaxLabelHashes; ++at) {
-        at += base::FindCharacter(host.substr(at), '.');
-        if (at == host.size()) break;
-        hashes.values[hashes.count++] = ~(behind[at] ^ kTables.start[host.size() - 1 - at]);
-    }
-    return true;
+    const auto hashBehind = [&](std::size_t dot) {
+        return fits ? ~(behind[dot] ^ kTables.start[host.size() - 1 - dot]) : HostHash(host.substr(dot + 1));
+    };
+    base::AnyBlockMask(
+        host, [](base::Block16 block) { return block.EqualMask('.'); },
+        [&](std::size_t at, unsigned dots) {
+            for (; dots != 0; dots &= dots - 1U) {
+                hasMoreDots_ = count_ == kMaxLabelHashes;
+                if (hasMoreDots_) return true;
+                values_[count_++] = hashBehind(at + static_cast<std::size_t>(std::countr_zero(dots)));
+            }
+            return false;
+        });
+
+    if (host.empty() || host.front() == '.' || host.back() == '.') return;
+    IpAddressRecord address;
+    isIpLiteral_ = network::ParseIpLiteral(host, address);
+    labels_ = isIpLiteral_ ? std::uint8_t{1} : count_;
 }
 
 }  // namespace tarn::lists

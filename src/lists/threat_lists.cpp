@@ -167,7 +167,7 @@ void MaliciousList::Publish(const ThreatSiteList& record) {
     *this = std::move(list);
 }
 
-std::optional<std::string_view> MaliciousList::Find(std::string_view host, std::string_view path) const noexcept {
+std::optional<std::string_view> MaliciousList::Find(const HostKey& host, std::string_view path) const noexcept {
     const std::uint32_t number = hosts_.Find(host);
     if (number == HostIndex::kNone) return std::nullopt;
     const Site& site = sites_[number];
@@ -215,7 +215,7 @@ void PhishingList::Publish(const PhishingSiteList& record) {
     *this = std::move(list);
 }
 
-bool PhishingList::Matches(std::string_view host, std::string_view path) const noexcept {
+bool PhishingList::Matches(const HostKey& host, std::string_view path) const noexcept {
     const std::uint32_t number = hosts_.Find(host);
     if (number == HostIndex::kNone) return false;
     return sites_[number].wholeSite || paths_.Holds(sites_[number].paths, path);

@@ -28,7 +28,7 @@ class MaliciousList {
 
     // The name of the threat behind host (without "www.") and path; it may be empty and lives until the next Publish or
     // Clear. Nothing when the site is not listed.
-    [[nodiscard]] std::optional<std::string_view> Find(std::string_view host, std::string_view path) const noexcept;
+    [[nodiscard]] std::optional<std::string_view> Find(const HostKey& host, std::string_view path) const noexcept;
 
  private:
     struct Site {
@@ -59,7 +59,7 @@ class PhishingList {
  public:
     void Publish(const PhishingSiteList& record);
     void Clear() noexcept { *this = {}; }
-    [[nodiscard]] bool Matches(std::string_view host, std::string_view path) const noexcept;
+    [[nodiscard]] bool Matches(const HostKey& host, std::string_view path) const noexcept;
 
  private:
     struct Site {

@@ -13,13 +13,27 @@ namespace {
 
 constexpr auto kAnyPayload = [](std::size_t, std::uint32_t) { return true; };
 
-// Which of the sixteen characters from at on end a part of the URL; text comes from a PaddedText, whose zeros behind
-// the end are read too.
-unsigned UrlPartEnds(std::string_view text, std::size_t at) {
-    const base::Block16 block = base::Block16::Load(text.data() + at);
-    unsigned ends = block.EqualMask('/') | block.EqualMask('?') | block.EqualMask('#');
-    if (text.size() - at < base::Block16::kSize) ends &= (1U << (text.size() - at)) - 1U;
-    return ends;
+// Calls use(end) for the end of each part of a URL, its own end last, until it returns true, which is then the result.
+template <class Use>
+bool AnyUrlPartEnd(std::string_view url, Use use) {
+    const auto endsOf = [](base::Block16 block) {
+        return block.EqualMask('/') | block.EqualMask('?') | block.EqualMask('#');
+    };
+    const auto useEach = [&use](std::size_t at, unsigned ends) {
+        for (; ends != 0; ends &= ends - 1U)
+            if (use(at + static_cast<std::size_t>(std::countr_zero(ends)))) return true;
+        return false;
+    };
+    return base::AnyBlockMask(url, endsOf, useEach) || use(url.size());
+}
+
+std::string_view FirstPart(std::string_view url) {
+    std::size_t end = 0;
+    AnyUrlPartEnd(url, [&end](std::size_t at) {
+        end = at;
+        return true;
+    });
+    return url.substr(0, end);
 }
 
 // The entries in lower case, without their trailing "/", the empty ones left out.
@@ -45,25 +59,38 @@ void InternalWhiteList::Publish(const UrlListRecord& record) {
             substrings.push_back({entry.substr(1), 0});
     }
     InternalWhiteList list;
+    list.firstParts_ = base::KeyFilter(prefixes.size());
+    for (const PrefixTree::Pattern& prefix : prefixes) list.firstParts_.Add(base::HashText(FirstPart(prefix.text)));
+    list.substringFilter_ = SuffixFilter(substrings.size());
+    for (const SuffixTree::Pattern& substring : substrings) list.substringFilter_.Add(substring.text);
     list.prefixRoot_ = list.prefixes_.Add(prefixes);
     list.substringRoot_ = list.substrings_.Add(substrings);
     *this = std::move(list);
 }
 
-bool InternalWhiteList::Matches(std::string_view url) const noexcept {
+// An entry that the URL begins with ends where a part of the URL ends. So the first part of both is the same, that of
+// the URL and that of the entry.
+bool InternalWhiteList::MayMatch(std::string_view url) const {
     if (prefixRoot_ == PrefixTree::kNone && substringRoot_ == SuffixTree::kNone) return false;
+    if (base::HasUpper(url)) return true;
+    bool isFirst = true;
+    return AnyUrlPartEnd(url, [&](std::size_t end) {
+        const std::string_view text = url.substr(0, end);
+        if (isFirst && firstParts_.MayHold(base::HashText(text))) return true;
+        isFirst = false;
+        return substringFilter_.MayMatch(text);
+    });
+}
+
+bool InternalWhiteList::Matches(std::string_view url) const noexcept {
+    if (!MayMatch(url)) return false;
     const PaddedText padded(url, LetterCase::kFolded);
     if (!padded.Fits()) return false;
     const std::string_view text = padded.View();
     const auto ends = [text](std::size_t length) { return EndsUrlPart(text, length); };
     if (prefixes_.Walk(prefixRoot_, text.data(), text.size(), ends, kAnyPayload)) return true;
     if (substringRoot_ == SuffixTree::kNone) return false;
-    for (std::size_t at = 0; at < text.size(); at += base::Block16::kSize) {
-        unsigned places = UrlPartEnds(text, at);
-        for (; places != 0; places &= places - 1U)
-            if (HoldsPatternAt(text, at + static_cast<std::size_t>(std::countr_zero(places)))) return true;
-    }
-    return HoldsPatternAt(text, text.size());
+    return AnyUrlPartEnd(text, [this, text](std::size_t end) { return HoldsPatternAt(text, end); });
 }
 
 // Whether the first occurrence of some pattern ends at end.

@@ -8,6 +8,8 @@
 
 #include "tarn/companions.h"
 
+#include "base/key_filter.h"
+#include "lists/affix_filter.h"
 #include "lists/radix_tree.h"
 
 namespace tarn::lists {
@@ -22,8 +24,12 @@ class InternalWhiteList {
     [[nodiscard]] bool Matches(std::string_view url) const noexcept;
 
  private:
+    // False: no entry matches. Asks the two filters alone, and copies nothing.
+    [[nodiscard]] bool MayMatch(std::string_view url) const;
     [[nodiscard]] bool HoldsPatternAt(std::string_view text, std::size_t end) const;
 
+    base::KeyFilter firstParts_;    // of the prefixes: what stands before their first "/", "?" or "#"
+    SuffixFilter substringFilter_;  // of the substrings
     PrefixTree prefixes_;
     PrefixTree::Root prefixRoot_ = PrefixTree::kNone;
     SuffixTree substrings_;

@@ -13,18 +13,18 @@ const parental::PcUserEntry& Profile(const ScanContext& context, std::size_t ind
 
 bool Allows(const lists::AllowedSites& sites, const ScanState& scan) {
     const std::uint8_t kind = scan.request.kind;
-    if (sites.MatchesHost(scan.parsed.host.View(), scan.parsed.path.View(), kind)) return true;
+    if (sites.MatchesHost(scan.hostKeys, scan.parsed.path.View(), kind)) return true;
     // A URL that an extension reports has no address.
-    return kind == TARN_KIND_TLS && !scan.addressText.Empty() && sites.MatchesUrl(scan.addressText.View(), kind);
+    return kind == TARN_KIND_TLS && !scan.addressText.Empty() && sites.MatchesUrl(scan.addressKeys, kind);
 }
 
 bool ListsSite(const lists::BlockedSites& sites, const ScanState& scan) {
     const IpAddressRecord& address = scan.request.remoteAddress;
     const std::uint8_t kind = scan.request.kind;
     const std::string_view path = scan.parsed.path.View();
-    if (sites.MatchWithWwwVariant(scan.parsed.host.View(), path, address, kind) == lists::Lookup::kHit) return true;
+    if (sites.MatchWithWwwVariant(scan.hostKeys, path, address, kind) == lists::Lookup::kHit) return true;
     return kind == TARN_KIND_TLS &&
-           sites.MatchWithWwwVariant(scan.addressText.View(), path, address, TARN_KIND_TLS) == lists::Lookup::kHit;
+           sites.MatchWithWwwVariant(scan.addressKeys, path, address, TARN_KIND_TLS) == lists::Lookup::kHit;
 }
 
 bool IsOneForAll(const ScanContext& context) {

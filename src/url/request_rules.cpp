@@ -86,6 +86,12 @@ Step ComposeHostAndPath(ScanState& scan) {
     return Step::kContinue;
 }
 
+Step HashHost(ScanState& scan) {
+    scan.hostKeys = scan.parsed.host.View();
+    if (scan.request.kind == TARN_KIND_TLS) scan.addressKeys = scan.addressText.View();
+    return Step::kContinue;
+}
+
 Step NameHttpsScheme(ScanState& scan) {
     if (scan.request.kind != TARN_KIND_TLS) return Step::kContinue;
     scan.parsed.url.Assign("https://");

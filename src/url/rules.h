@@ -42,6 +42,8 @@ Step ParseRequest(ScanState& scan);
 Step HostFromAddress(ScanState& scan);
 // Fails when the two together do not fit 1023 characters.
 Step ComposeHostAndPath(ScanState& scan);
+// What the lists ask of the host and, of a TLS connection, of its address.
+Step HashHost(ScanState& scan);
 // The display URL of a TLS connection.
 Step NameHttpsScheme(ScanState& scan);
 

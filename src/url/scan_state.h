@@ -8,6 +8,7 @@
 
 #include "tarn/records.h"
 
+#include "lists/label_hashes.h"
 #include "url/request_parser.h"
 #include "url/scan_context.h"
 
@@ -26,10 +27,12 @@ struct ScanState {
     UrlVerdict& verdict;
     PromptBytes& prompt;
 
-    ParsedRequest parsed;      // host, path and display URL
-    UrlText hostAndPath;       // host followed by path: what every white list is asked with
-    UrlText addressText;       // the remote address as text, for kind 3 and for requests without a host
-    std::string_view endedBy;  // the name of the rule that ended the scan; a literal
+    ParsedRequest parsed;         // host, path and display URL
+    UrlText hostAndPath;          // host followed by path: what every white list is asked with
+    UrlText addressText;          // the remote address as text, for kind 3 and for requests without a host
+    lists::HostKeys hostKeys;     // of parsed.host
+    lists::HostKeys addressKeys;  // of addressText, when it is one of kind 3
+    std::string_view endedBy;     // the name of the rule that ended the scan; a literal
 };
 
 // The verdict of a rule that decided, with the prompt bytes of its feature.

@@ -16,11 +16,9 @@ Step MaliciousSite(ScanState& scan) {
     const ScanContext& context = scan.context;
     if (context.settings.bpStatus == 0) return Step::kContinue;
 
-    std::string_view host = scan.parsed.host.View();
-    if (host.size() > kMaxMaliciousHost) return Step::kFailed;
-    if (host.starts_with("www.")) host.remove_prefix(4);
-
-    const std::optional<std::string_view> threat = context.lists.malicious.Find(host, scan.parsed.path.View());
+    if (scan.parsed.host.Length() > kMaxMaliciousHost) return Step::kFailed;
+    const std::optional<std::string_view> threat =
+        context.lists.malicious.Find(scan.hostKeys.WithoutWww(), scan.parsed.path.View());
     if (!threat) return Step::kContinue;
 
     WriteThreatName(scan.verdict, *threat);
@@ -33,7 +31,7 @@ Step MaliciousSite(ScanState& scan) {
 Step PhishingSite(ScanState& scan) {
     const ScanContext& context = scan.context;
     if (context.settings.apStatus == 0) return Step::kContinue;
-    if (!context.lists.phishing.Matches(scan.parsed.host.View(), scan.parsed.path.View())) return Step::kContinue;
+    if (!context.lists.phishing.Matches(scan.hostKeys.Whole(), scan.parsed.path.View())) return Step::kContinue;
 
     WriteUrl(scan.verdict, scan.hostAndPath.View());
     if (context.lists.user.Matches(scan.hostAndPath.View()))

@@ -13,6 +13,7 @@ constexpr Rule kPreparation[] = {
     {"parse", ParseRequest},
     {"host from address", HostFromAddress},
     {"host and path", ComposeHostAndPath},
+    {"host hashes", HashHost},
     // Ahead of the rules that do not read the display URL; it always fits.
     {"https scheme", NameHttpsScheme},
 };

@@ -21,6 +21,7 @@ Step SplitUrl(ScanState& scan) {
 
     const std::size_t slash = std::min(rest.find('/'), rest.size());
     scan.parsed.host.Assign(rest.substr(0, slash));
+    scan.hostKeys = scan.parsed.host.View();
     scan.parsed.path.Assign(rest.substr(std::min(slash + 1, rest.size())));
     scan.hostAndPath.Assign(scan.parsed.host.View());
     if (!scan.parsed.path.Empty()) {
@@ -41,7 +42,7 @@ Step FirstProfileBlockList(ScanState& scan) {
     const std::string_view host = scan.parsed.host.View();
     if (host.size() >= kHostCapacity) return Step::kFailed;
     const lists::BlockedSites& sites = context.profiles.front().sites;
-    if (sites.MatchWithWwwVariant(host, scan.parsed.path.View(), scan.request.remoteAddress, TARN_KIND_TLS) !=
+    if (sites.MatchWithWwwVariant(scan.hostKeys, scan.parsed.path.View(), scan.request.remoteAddress, TARN_KIND_TLS) !=
         lists::Lookup::kHit)
         return Step::kContinue;
     machine::ProcessUser user;

@@ -336,7 +336,7 @@ TEST(BlockedSites, PublishReplacesAndClearEmpties) {
 }
 
 std::string RandomHost(RandomTexts& random) {
-    if (random.OneIn(5)) return random.Text("12.", random.Length(8));
+    if (random.OneIn(5)) return random.Text(random.OneIn(4) ? "12. :" : "12.", random.Length(8));
     std::string host = random.OneIn(4) ? (random.OneIn(4) ? "www" : "www.") : "";
     host += random.Text("ab.", random.Length(259));
     if (random.OneIn(20)) host.insert(host.starts_with("www.") ? 4 : 0, random.OneIn(2) ? "[" : "[a]");

@@ -1,5 +1,6 @@
 #include "lists/label_hashes.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -14,10 +15,10 @@ namespace {
 using Texts = std::vector<std::string>;
 
 void ExpectHashesOf(const std::string& host, const Texts& texts) {
-    LabelHashes hashes;
-    ASSERT_TRUE(ComputeLabelHashes(host, hashes)) << host;
-    ASSERT_EQ(hashes.count, texts.size()) << host;
-    for (std::size_t i = 0; i < texts.size(); ++i) EXPECT_EQ(hashes.values[i], base::Crc32Of(texts[i])) << texts[i];
+    const HostKeys keys = host;
+    const auto labels = keys.Labels();
+    ASSERT_EQ(labels.size(), texts.size()) << host;
+    for (std::size_t i = 0; i < texts.size(); ++i) EXPECT_EQ(labels[i], base::Crc32Of(texts[i])) << texts[i];
 }
 
 TEST(LabelHashes, WholeHostThenWhatIsBehindEachDot) {
@@ -41,18 +42,15 @@ TEST(LabelHashes, AtMostTen) {
 TEST(LabelHashes, AddressLiteralsHaveOneHash) {
     for (const char* literal : {"192.168.0.1", "0x7f.1", "10", "::1", "1:2:3:4:5:6:1.2.3.4"}) {
         ExpectHashesOf(literal, {literal});
-        LabelHashes hashes;
-        ASSERT_TRUE(ComputeLabelHashes(literal, hashes));
-        EXPECT_TRUE(hashes.isIpLiteral) << literal;
+        EXPECT_TRUE(HostKeys(literal).IsIpLiteral()) << literal;
     }
     ExpectHashesOf("255.255.255.255", {"255.255.255.255", "255.255.255", "255.255", "255"});
     ExpectHashesOf("[1::1.2]", {"[1::1.2]", "2]"});
 }
 
 TEST(LabelHashes, RefusesEmptyAndDottedEnds) {
-    LabelHashes hashes;
     for (const char* host : {"", ".", ".a", "a.", "..", ".1.2.3.4"})
-        EXPECT_FALSE(ComputeLabelHashes(host, hashes)) << host;
+        EXPECT_TRUE(HostKeys(host).Labels().empty()) << host;
 }
 
 TEST(LabelHashes, TheHashWithWwwFollowsFromTheHostsOwn) {
@@ -61,19 +59,50 @@ TEST(LabelHashes, TheHashWithWwwFollowsFromTheHostsOwn) {
         EXPECT_EQ(HashWithWww(base::Crc32Of(host), length), base::Crc32Of("www." + host)) << length;
 }
 
+TEST(LabelHashes, TheWholeHostAndItsDotsAreHashedWhateverTheHost) {
+    for (const std::string host : {"", ".", "a.", ".a.b", "10.1.2.3", "www.example.org", "www.", "a.1.2.3.4.5.6.7.8",
+                                   "a.1.2.3.4.5.6.7.8.9", "a.1.2.3.4.5.6.7.8.9.", "a..1.2.3.4.5.6.7.8.9"}) {
+        const HostKeys keys = host;
+        EXPECT_EQ(keys.Whole().hash, base::Crc32Of(host)) << host;
+        EXPECT_EQ(keys.Whole().text, host);
+        std::vector<std::uint32_t> behindDots;
+        for (std::size_t at = host.find('.'); at != std::string::npos; at = host.find('.', at + 1))
+            behindDots.push_back(base::Crc32Of(std::string_view(host).substr(at + 1)));
+        EXPECT_EQ(keys.HasMoreDots(), behindDots.size() > 9) << host;
+        behindDots.resize(std::min<std::size_t>(behindDots.size(), 9));
+        EXPECT_EQ(std::vector(keys.BehindDots().begin(), keys.BehindDots().end()), behindDots) << host;
+    }
+}
+
+TEST(LabelHashes, AHostIsKnownWithoutItsWww) {
+    for (const std::string host :
+         {"www.example.org", "www.", "www", "wwwx.org", "WWW.example.org", "", "example.org"}) {
+        const HostKeys keys = host;
+        const std::string_view without = std::string_view(host).substr(host.starts_with("www.") ? 4 : 0);
+        EXPECT_EQ(keys.WithoutWww().text, without);
+        EXPECT_EQ(keys.WithoutWww().hash, base::Crc32Of(without)) << host;
+    }
+}
+
+TEST(LabelHashes, ALetterInUpperCaseIsSeenWhereverItStands) {
+    for (std::size_t length = 1; length < 40; ++length)
+        for (std::size_t at = 0; at < length; ++at)
+            for (const char c : {'A', 'Z', '@', '[', 'a', '\xC1'}) {
+                std::string host(length, 'x');
+                host[at] = c;
+                EXPECT_EQ(HostKeys(host).HasUpper(), c == 'A' || c == 'Z') << host;
+            }
+}
+
 TEST(LabelHashes, AgreeWithThePlainWalk) {
     for (std::uint32_t seed = 0; seed < 20000; ++seed) {
         RandomTexts random(seed);
         const std::string host = random.Text(random.OneIn(3) ? "1.2" : "ab.c-\xFFz9:",
                                              random.OneIn(50) ? 255 + random.Below(12) : random.Length(40));
         std::vector<std::uint32_t> expected;
-        LabelHashes hashes;
-        ASSERT_EQ(ComputeLabelHashes(host, hashes), plain::ComputeLabelHashes(host, expected)) << host;
-        if (expected.empty()) continue;
-        ASSERT_EQ(std::vector<std::uint32_t>(hashes.values.begin(),
-                                             hashes.values.begin() + static_cast<std::ptrdiff_t>(hashes.count)),
-                  expected)
-            << "seed " << seed << ' ' << host;
+        const HostKeys keys = host;
+        ASSERT_EQ(!keys.Labels().empty(), plain::ComputeLabelHashes(host, expected)) << host;
+        ASSERT_EQ(std::vector(keys.Labels().begin(), keys.Labels().end()), expected) << "seed " << seed << ' ' << host;
     }
 }
 

@@ -155,7 +155,7 @@ TEST(UrlLists, AgreeWithThePlainWalk) {
         list.Publish(record);
         whiteList.Publish(record);
         for (const std::string& plainUrl : urls) {
-            const std::string url = random.Recased(plainUrl);
+            const std::string url = random.OneIn(3) ? random.Recased(plainUrl) : plainUrl;
             const bool inList = plain::MatchUrlList(url, record);
             const bool inWhiteList = plain::MatchPrefixWhiteList(url, record);
             ASSERT_EQ(list.Matches(url), inList) << "seed " << seed << " url " << url;
