@@ -11,6 +11,8 @@ namespace {
 
 using Field = base::UrlText;
 
+constexpr std::size_t kFirstCapacity = 256;  // of the filter
+
 std::string_view WithoutOuterSlashes(std::string_view text) {
     if (text.starts_with('/')) text.remove_prefix(1);
     if (text.ends_with('/')) text.remove_suffix(1);
@@ -62,6 +64,7 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
     // Two separate holds: two threads that add the same new pair at once both insert it, and the set keeps one.
     if (pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); })) return;
     pairs_.Write([&](Pairs& pairs) {
+        AddToFilter(pairs, host);
         pairs.emplace(pair);
         size_.store(pairs.size(), std::memory_order_release);
     });
@@ -69,17 +72,37 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
 
 bool IdsBlockedList::Contains(std::string_view host, std::string_view path) const {
     if (Size() == 0) return false;
+    Field hostStorage;
+    const std::string_view hostKey = HostKey(host, hostStorage);
+    if (!MayHold(hostKey)) return false;
     Field normal;
     if (!base::NormalizeUrlPath(Trimmed(path), normal)) return false;
     base::CopyLower(normal.Data(), normal.View());
-    Field hostStorage;
-    const PairView pair{HostKey(host, hostStorage), normal.View()};
+    const PairView pair{hostKey, normal.View()};
     return pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); });
+}
+
+bool IdsBlockedList::MayHold(std::string_view hostKey) const {
+    const base::KeyFilter* const hosts = hosts_.load(std::memory_order_acquire);
+    return hosts != nullptr && hosts->MayHold(base::HashText(hostKey));
+}
+
+void IdsBlockedList::AddToFilter(const Pairs& pairs, std::string_view hostKey) {
+    if (pairs.size() >= filterCapacity_) {
+        const std::size_t capacity = std::max(kFirstCapacity, 2 * filterCapacity_);
+        auto filter = std::make_unique<base::KeyFilter>(capacity);
+        for (const Pair& pair : pairs) filter->Add(base::HashText(pair.host));
+        filters_.push_back(std::move(filter));
+        filterCapacity_ = capacity;
+        hosts_.store(filters_.back().get(), std::memory_order_release);
+    }
+    filters_.back()->Add(base::HashText(hostKey));
 }
 
 void IdsBlockedList::Clear() {
     pairs_.Write([this](Pairs& pairs) {
         pairs.clear();
+        if (!filters_.empty()) filters_.back()->Clear();
         size_.store(0, std::memory_order_release);
     });
 }

@@ -6,14 +6,18 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include "tarn/records.h"
 
+#include "base/atomic.h"
 #include "base/guarded.h"
 #include "base/hash.h"
+#include "base/key_filter.h"
 
 namespace tarn::network {
 
@@ -28,7 +32,7 @@ class IdsBlockedList {
     void Add(const IdsBlockRequest& request);
 
     // Whether host and path stand on the list; letter case, one outer slash on each side and a leading "www." do not
-    // count. Takes the read side of the lock, but for an empty list.
+    // count. Takes the read side of the lock, but for a host of which nothing is listed.
     [[nodiscard]] bool Contains(std::string_view host, std::string_view path) const;
 
     void Clear();
@@ -62,10 +66,18 @@ class IdsBlockedList {
     };
     using Pairs = std::unordered_set<Pair, Hash, Equal>;
 
+    [[nodiscard]] bool MayHold(std::string_view hostKey) const;
+    // Under the write side, before a pair of this host comes into the set.
+    void AddToFilter(const Pairs& pairs, std::string_view hostKey);
+
     base::Guarded<Pairs> pairs_;
-    // Of pairs_, changed while its write side is held. A look-up that still sees 0 is one that came before the first
-    // Add, which no order of calls can tell from one that waited for the lock.
+    // Of pairs_; both are changed while its write side is held. A look-up that the filter answers is one that came
+    // before the Add of its pair began to hold the lock, which no order of calls can tell from one that waited. A
+    // full filter gives way to one twice as large; a look-up may still read it, so all stay until the end.
     std::atomic<std::size_t> size_{0};
+    base::Atomic<const base::KeyFilter*> hosts_{nullptr};  // the last of filters_
+    std::vector<std::unique_ptr<base::KeyFilter>> filters_;
+    std::size_t filterCapacity_ = 0;  // hosts that the last one is made for
 };
 
 }  // namespace tarn::network

@@ -6,8 +6,10 @@
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace tarn::network {
@@ -190,6 +192,42 @@ TEST(IdsBlockedList, AnEmptyListIsAskedWithoutTheLock) {
     Add(list, "example.org", "/x");
     ask();
     EXPECT_TRUE(asked.get());
+}
+
+// Would wait for ever for the lock.
+TEST(IdsBlockedList, AHostOfWhichNothingIsListedIsAskedWithoutTheLock) {
+    IdsBlockedList list;
+    Add(list, "example.org", "/x");
+    std::future<bool> asked;
+    IdsBlockedListLock::ForWriting(list, [&] {
+        asked = std::async(std::launch::async, [&] { return list.Contains("other.example", "/x"); });
+        EXPECT_EQ(asked.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    });
+    EXPECT_FALSE(asked.get());
+}
+
+TEST(IdsBlockedList, AgreesWithASetOfPairs) {
+    const auto host = [](std::size_t i) { return "h" + std::to_string(i * 7919 % 2000) + ".example"; };
+    for (int round = 0; round < 2; ++round) {
+        IdsBlockedList list;
+        std::set<std::pair<std::string, std::string>> pairs;
+        std::size_t wrong = 0;
+        for (std::size_t i = 0; i < 1200; ++i) {
+            const std::string path = "/" + std::to_string(i % 3);
+            Add(list, (i % 2 == 0 ? "www." : "") + host(i), path);
+            pairs.emplace(host(i), path);
+            if (round == 1 && i == 600) {
+                list.Clear();
+                pairs.clear();
+            }
+            for (std::size_t j = i < 4 ? 0 : i - 4; j < i + 4; ++j)
+                for (const char* const asked : {"/0", "/1", "/2"})
+                    wrong += list.Contains(host(j), asked) != pairs.contains({host(j), asked}) ? 1U : 0U;
+        }
+        for (const auto& [one, path] : pairs) wrong += list.Contains(one, path) ? 0U : 1U;
+        EXPECT_EQ(wrong, 0U);
+        EXPECT_EQ(list.Size(), pairs.size());
+    }
 }
 
 TEST(IdsBlockedList, ThreadsAddAndAskAtOnce) {
