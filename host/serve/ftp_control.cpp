@@ -45,7 +45,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         ErrorCode error;
         const auto remote = server_->remote_endpoint(error);
         if (error) return End();
-        Open(EndpointOf(remote));
+        if (!Open(EndpointOf(remote))) return;
         replies_ = greeting.replies;
         if (greeting.hasEnded) owed_ = 0;
         Notice(greeting.held);
@@ -70,10 +70,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
     }
     void JudgeAgain() override {
         asio::post(strand_, [self = shared_from_this()] {
-            if (self->hasEnded_ || !self->judge_ || !self->judge_->IsBlockedNow()) return;
-            CloseSocket(*self->server_);
-            self->Refuse("421 The server is blocked by now.");
-            self->EndAfter(kLastWord);  // who does not read would keep it open
+            if (!self->hasEnded_ && self->judge_) self->EndIfBlocked();
         });
     }
 
@@ -82,6 +79,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         if (hasEnded_) return;
         if (resolved.endpoints.empty()) return Refuse("421 The server is not known.");
         const NamedServer named{target_, resolved.endpoints, client_.client, client_.processId};
+        client_.judgedAt = services_.filter.Changes();
         if (JudgeName(services_.filter, named).isBlocked) return Refuse("421 The server is blocked.");
         services_.upstream.Connect(
             resolved.endpoints, strand_,
@@ -89,17 +87,28 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
                 if (self->hasEnded_) return;
                 if (!server) return self->Refuse("421 The server does not answer.");
                 self->server_ = std::move(server);
-                self->Open(endpoint);
+                if (!self->Open(endpoint)) return;
                 self->ReadServer();
                 self->Hear();
             });
     }
 
-    void Open(const Endpoint& endpoint) {
+    // False when it was blocked while it was connected or handed over, and ends.
+    bool Open(const Endpoint& endpoint) {
         endpoint_ = endpoint;
         judge_.emplace(services_.filter, NamedServer{target_, {endpoint}, client_.client, client_.processId});
         Touch();
         WatchIdle();
+        return services_.filter.Changes() == client_.judgedAt || !EndIfBlocked();
+    }
+
+    // Whether it ends.
+    bool EndIfBlocked() {
+        if (isEnding_ || !judge_->IsBlockedNow()) return isEnding_;
+        CloseSocket(*server_);
+        Refuse("421 The server is blocked by now.");
+        EndAfter(kLastWord);  // who does not read would keep it open
+        return true;
     }
 
     void Touch() {
@@ -161,7 +170,7 @@ class FtpControl : public Connection, public std::enable_shared_from_this<FtpCon
         isSending_ = true;
         toServer_ = std::move(allowed);
         asio::async_write(*server_, asio::buffer(toServer_), [self = shared_from_this()](ErrorCode error, std::size_t) {
-            if (self->hasEnded_) return;
+            if (self->hasEnded_ || self->isEnding_) return;
             if (error) return self->End();
             self->Touch();
             self->isSending_ = false;

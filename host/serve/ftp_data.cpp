@@ -59,7 +59,8 @@ std::optional<std::uint16_t> OfferedFtpPort(std::string_view reply, const IpAddr
     std::optional<std::uint16_t> port;
     if (reply.starts_with("227 ")) port = Passive(reply, server);
     if (reply.starts_with("229 ")) port = ExtendedPassive(reply);
-    return port && *port >= kLowestPort ? port : std::nullopt;
+    // What connects to a port of FTP is taken for a session.
+    return port && *port >= kLowestPort && !IsFtpPort(*port) ? port : std::nullopt;
 }
 
 void FtpDataPorts::Offer(const IpAddress& client, const Endpoint& server, const std::string& host) {

@@ -24,6 +24,7 @@ constexpr std::uint16_t kSilentPorts[] = {80, 443, 3000, 8000, 8008, 8080, 8443,
 // Of servers that speak nothing but HTTP/1.
 constexpr std::uint16_t kWebPorts[] = {80, 8080};
 
+constexpr std::uint64_t kOffered = 0;  // a transfer was judged when it was offered: at any time since the start
 constexpr std::string_view kNoHttp = "on this port a web server could take it for a request, which is not judged";
 constexpr std::string_view kLate = "it may become a request or a hello, and was not whole in time";
 constexpr std::string_view kUnexpected = "a server that speaks first takes no such beginning";
@@ -121,7 +122,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
         BeBusy();
         if (!client_.said.empty()) return RefuseLate();
         if (IsSilentPort()) return End();
-        client_.judgedAt = services_.filter.Changes();
+        client_.judgedAt = isTransfer_ ? kOffered : services_.filter.Changes();
         // A transfer that an FTP server offered belongs to a command that was judged.
         if (!isTransfer_ && !NameMayPass(services_.filter, Speech::kOther, Server())) return End();
         Connect([self = shared_from_this()](std::shared_ptr<Socket> server) {
@@ -215,7 +216,7 @@ class Opening : public Connection, public std::enable_shared_from_this<Opening> 
             const Target target = target_;
             return StartFtpControl(services, Release(), target);
         }
-        client_.judgedAt = services_.filter.Changes();
+        client_.judgedAt = isTransfer_ ? kOffered : services_.filter.Changes();
         if (!MayPass(services_.filter, speech, client_.said, Server(), isTransfer_)) return Refuse(IsTls(speech));
         const std::vector<std::uint8_t> judged = client_.said;
         const auto start = [self = shared_from_this(), speech, judged](std::shared_ptr<Socket> server) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "serve/ftp_world.h"
+#include "serve/loopback.h"
 
 namespace tarn::host::serve {
 namespace {
@@ -34,6 +35,18 @@ TEST_F(FtpControlTest, EndsWhenItWasKnownByItsFirstWordAndIsBlockedMeanwhile) {
     EXPECT_EQ(client.ReadLine(), "200 fine\r\n");
     world_.library.Block("server.example");
     JudgeAgain();
+    EXPECT_EQ(client.ReadAll().substr(0, 4), "421 ");
+}
+
+TEST_F(FtpControlTest, EndsWhenItsHostIsBlockedWhileItIsConnected) {
+    FullServer full;
+    ListenFor({Loopback().address, full.Port()});
+    BlockingClient client(address_);
+    ASSERT_TRUE(Eventually([this] { return world_.filter.Snapshot().judged == 1; }));
+    world_.library.Block("server.example");
+    world_.filter.SettingsChanged(0);
+    JudgeAgain();
+    EXPECT_EQ(full.TakeNext(), "") << "nothing reaches the server";
     EXPECT_EQ(client.ReadAll().substr(0, 4), "421 ");
 }
 
