@@ -258,8 +258,8 @@ class HttpConnection : public Connection,
         const bool isUntilEnd = response_->need_eof() && !response_->is_done();
         isChunked_ = !response_->is_done() && response_->chunked() && version == 11;
         isServerLast_ = isUntilEnd || !response_->keep_alive();
-        isLast_ = isDraining_ || (client_.hasEnded && fromClient_.size() == 0) || isUntilEnd ||
-                  (response_->chunked() && version != 11) || !request_->get().keep_alive() || !request_->is_done();
+        isLast_ = isDraining_ || HasClientEnded() || isUntilEnd || (response_->chunked() && version != 11) ||
+                  !request_->get().keep_alive() || !request_->is_done();
         Write(AnswerHead(answer, isChunked_, isLast_, version), [](HttpConnection& self, ErrorCode error) {
             if (error) return self.End();
             if (self.response_->is_done()) return self.FinishAnswer();
@@ -333,6 +333,9 @@ class HttpConnection : public Connection,
         AnswerWith(403, kHtml, BlockPageFor(answer, services_.filter.LocalTime(), LanguagesOf(request_->get())));
     }
 
+    // With nothing left that it said before.
+    [[nodiscard]] bool HasClientEnded() const { return client_.hasEnded && fromClient_.size() == 0; }
+
     void AnswerItself(unsigned status, const std::string& text) {
         AnswerWith(status, kHtml, PlainPage(status, text, ChooseLanguage(LanguagesOf(request_->get()))));
     }
@@ -345,8 +348,8 @@ class HttpConnection : public Connection,
     void AnswerWith(unsigned status, std::string_view type, const std::string& body) {
         if (hasAnswered_) return End();
         const bool isHead = request_->is_header_done() && request_->get().method() == http::verb::head;
-        isLast_ = status == 400 || status == 431 || isDraining_ || isSendingBody_ || !request_->is_done() ||
-                  !request_->get().keep_alive();
+        isLast_ = status == 400 || status == 431 || isDraining_ || HasClientEnded() || isSendingBody_ ||
+                  !request_->is_done() || !request_->get().keep_alive();
         CloseServer();
         Write(OwnAnswer(status, type, body, isLast_, isHead), [](HttpConnection& self, ErrorCode error) {
             if (error) return self.End();

@@ -71,6 +71,7 @@ class Tunnel : public Connection, public std::enable_shared_from_this<Tunnel> {
 
     void Begin(Way& way, std::vector<std::uint8_t> said) {
         if (said.empty()) {
+            if (way.isLast) return EndOf(way);
             way.buffer.resize(kLeastTunnelBuffer);
             return Read(way);
         }
