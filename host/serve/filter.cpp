@@ -141,6 +141,7 @@ Answer Filter::RefuseAfterError(const Asked& asked, const char* what) {
         request.coverage = kNotAsked;
         answer.host = request.view.host;
         answer.url = UrlOf(*asked.protocol, request.view);
+        Count(request, true);
         TellVerdict(request, answer);
     } catch (const std::exception&) {  // it is refused and counted
         return answer;

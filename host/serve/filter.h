@@ -49,7 +49,7 @@ struct Counters {
     std::uint64_t blocked = 0;
     std::uint64_t withoutVerdict = 0;  // and passed
     std::uint64_t refusedUnknown = 0;  // not blocked, and refused because it could not be judged
-    std::uint64_t internalErrors = 0;  // beside them; each was refused
+    std::uint64_t internalErrors = 0;  // each refused a connection, or a request that is one of them, too
     std::uint64_t unknownProcess = 0;  // judged for a client whose process is not known
     std::map<std::uint32_t, std::uint64_t> byReason{};
     std::array<std::uint64_t, kUnexaminedKinds> notExamined{};
