@@ -13,6 +13,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::SizeIs;
+using testing::StartsWith;
 
 TEST(Life, EndsIdleConnectionsAtOnceAndLetsAnAnswerEnd) {
     std::atomic<bool> mayAnswer = false;
@@ -23,10 +24,13 @@ TEST(Life, EndsIdleConnectionsAtOnceAndLetsAnAnswerEnd) {
         peer.ReadAll();
     });
     RunningServer server;
-    Peer idle(server.Port());
+    // The older one is told of the end first, so that it knows when the younger one is closed.
     Peer busy(server.Port());
     busy.Send(Get("site.example", origin.Port()));
     ASSERT_TRUE(server.HasEvents("verdict", 1));
+    Peer idle(server.Port());
+    idle.Send("GET /proxy.pac HTTP/1.1\r\nHost: proxy\r\n\r\n");
+    ASSERT_THAT(idle.ReadAnswer(), StartsWith("HTTP/1.1 200"));
     bool hasDrained = false;
     std::thread stopping([&] { hasDrained = server.TheServer().Stop(); });
     EXPECT_TRUE(idle.IsClosed());
