@@ -216,7 +216,7 @@ class ByScript(Installation):
         return elsewhere
 
     def test_refuses_to_write_through_a_link(self):
-        for folder in (STATE, FOLDER, FOLDER + r'\docs'):
+        for folder in (STATE, FOLDER, FOLDER + r'\docs', FOLDER + r'\lib\cmake'):
             elsewhere = self.link(folder, r'C:\elsewhere')
             said = self.script(expected=1)
             self.assertIn(f'Not done: "{folder}" is a link', said)

@@ -18,7 +18,9 @@ if "%target:~-1%"=="\" set "target=%target:~0,-1%"
 
 if not exist "%source%bin\tarn.dll" goto incomplete
 rem What a link leads to is somebody else's: nothing is written, deleted or given rights through one.
-for %%d in ("" \bin \lib \include \docs \examples \share \extension) do call :look "%target%%%~d"
+call :look "%target%"
+if exist "%source%SHA256SUMS" for /f "usebackq tokens=1,*" %%a in ("%source%SHA256SUMS") do call :above "%%b"
+for %%d in (bin lib include docs examples share extension) do call :look "%target%\%%d"
 call :look "%ProgramData%\tarn"
 if defined link goto linked
 if /i "%source%"=="%target%\" goto register
@@ -59,6 +61,7 @@ exit /b 0
 for /f "tokens=2,*" %%a in ('reg query "%key%" /v Path 2^>nul') do if "%%a"=="REG_SZ" set "registered=%%b"
 if defined registered if not "%registered:~-1%"=="\" set "registered=%registered%\"
 if defined registered set "target=%registered:~0,-5%"
+for %%f in ("%target%") do set "target=%%~ff"
 if not exist "%target%\SHA256SUMS" goto absent
 call :look "%target%"
 for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :above "%%b"
