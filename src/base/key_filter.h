@@ -1,5 +1,5 @@
 // A Bloom filter of hashes: in front of a table it answers most misses with the one cache line that it touches.
-// Any number of threads may ask while one adds; Reset and moves run alone.
+// Any number of threads may ask while one adds or clears; moves run alone.
 #ifndef TARN_BASE_KEY_FILTER_H
 #define TARN_BASE_KEY_FILTER_H
 

@@ -56,10 +56,25 @@ TEST(TextSearch, FindsAtEveryPlaceOfEveryLength) {
 TEST(TextSearch, FindsTheFirstNulOfEveryLength) {
     for (std::size_t length = 0; length < 200; ++length) {
         std::string text(length, '\xFF');
-        EXPECT_EQ(FindNul(text), length);
+        EXPECT_EQ(FindNul(ExactText(text).View()), length);
         for (std::size_t at = length; at-- > 0;) {
             text[at] = '\0';
-            EXPECT_EQ(FindNul(text), at) << length;
+            EXPECT_EQ(FindNul(ExactText(text).View()), at) << length;
+        }
+    }
+}
+
+TEST(TextSearch, EveryCharacterOfANeedleCounts) {
+    for (std::size_t length = 1; length < 40; ++length) {
+        const std::string needle(length, 'a');
+        const ExactText exact(needle);
+        for (std::size_t changed = 0; changed <= length; ++changed) {
+            std::string near = needle;
+            if (changed < length) near[changed] = 'b';
+            const ExactText alone(near);
+            const ExactText before(near + needle);
+            EXPECT_EQ(FindText(alone.View(), exact.View()), near.find(needle)) << length;
+            EXPECT_EQ(FindText(before.View(), exact.View()), (near + needle).find(needle)) << length;
         }
     }
 }

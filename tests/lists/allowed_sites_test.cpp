@@ -52,6 +52,8 @@ TEST(IsDomainOrSubdomain, CaseTable) {
         {"example.org", "example.org", 0, true},
         {"a.bc.a.bc", "bc", 1, false},
         {"x.y.x.y", ".y", 1, false},
+        {"a.b.c.d.e.f.g.h.i.j.example.org", "example.org", 1, true},
+        {"a.b.c.d.e.f.g.h.i.j.badexample.org", "example.org", 1, false},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(IsDomainOrSubdomain(c.host, c.pattern, c.allow), c.expected) << c.host << ' ' << c.pattern;

@@ -414,5 +414,27 @@ TEST(BlockedSites, AgreesWithThePlainWalk) {
     for (const std::size_t count : results) EXPECT_GT(count, kTables) << "too few of one answer to prove anything";
 }
 
+TEST(BlockedSites, TheVariantIsAskedWhereItHasOtherLabels) {
+    const struct {
+        const char* listed;
+        const char* asked;
+    } cases[] = {
+        {"1", "1::2"},                          // what stands before the ":" of the variant of a literal
+        {"2", "1.2"},                           // behind a dot of a literal
+        {"x.y", "www.1.2.3.4.5.6.7.8.9.x.y"},   // the tenth label of the variant
+        {"[a", "[a:b"},                         // a bracket that is no longer in front
+        {"www.example.org", "example.org:80"},  // the variant without its port
+    };
+    for (const auto& c : cases) {
+        SiteTableOwner owner;
+        owner.AddHost(c.listed).wholeDomain = 1;
+        EXPECT_EQ(AskWww(owner, {c.asked}), kHit) << c.asked;
+    }
+    SiteTableOwner owner;
+    owner.AddHost("example.org");
+    owner.AddAddress(Literal("1.2.3.4")).kind = 1;
+    EXPECT_EQ(AskWww(owner, {"www.1.2.3.4", "/", 1, Literal("1.2.3.4")}), kHit) << "without www it is a literal";
+}
+
 }  // namespace
 }  // namespace tarn::lists

@@ -35,6 +35,12 @@ TEST_F(UrlScan, TheNulAndTheBlanksAreWrittenIntoTheCallersBuffer) {
     EXPECT_EQ(scanned[16], ' ');
 }
 
+TEST_F(UrlScan, EveryNulBecomesABlank) {
+    EXPECT_TRUE(Scan("GET / HTTP/1.1\r\nX: " + std::string(150, '\0') + "b" + std::string(1, '\0') +
+                     "\r\nHost: a.example\r\n\r\n"));
+    EXPECT_EQ(scanned.find('\0'), scanned.size() - 1);
+}
+
 TEST_F(UrlScan, ANulInsideTheDataDoesNotHideTheHost) {
     settings.bpStatus = 1;
     PublishMalicious("bad.example", true, {Threat("Worm", "")});
