@@ -1,8 +1,10 @@
 // FTP through the HTTP proxy: transfers over CONNECT, and requests that an FTP server would take for commands.
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "host/serve/ftp_data.h"
 #include "host/serve/http_proxy.h"
 #include "serve/ftp_world.h"
 
@@ -80,6 +82,20 @@ TEST_F(FtpProxyTest, ATransferEndsWhenTheHostOfItsSessionIsBlockedMeanwhile) {
     EXPECT_EQ(transfer->ReadAll(), "");
     EXPECT_EQ(session->ReadAll().substr(0, 4), "421 ");
     EXPECT_TRUE(world_.connections.WaitUntilEmpty(10s));
+}
+
+TEST_F(FtpProxyTest, ATransferIsJudgedWhenThePolicyHasChangedSinceItWasOffered) {
+    BlockingServer data(KeepOpen);
+    ToldServer server(Passive(data.Address().port));
+    const auto session = Offer(server);
+    world_.library.Block("server.example");
+    world_.filter.SettingsChanged(0);
+    EXPECT_EQ(ConnectTo("127.0.0.1", data.Address().port)->ReadAll(), "");
+}
+
+TEST_F(FtpProxyTest, NoPortOfFtpIsAnOffer) {
+    EXPECT_EQ(OfferedFtpPort("227 (127,0,0,1,8,72)", Loopback().address), std::optional<std::uint16_t>(2120));
+    EXPECT_EQ(OfferedFtpPort("227 (127,0,0,1,8,73)", Loopback().address), std::nullopt);
 }
 
 TEST_F(FtpProxyTest, ARequestDoesNotGoToAPortOfFtp) {

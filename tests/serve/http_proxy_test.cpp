@@ -134,7 +134,10 @@ TEST(HttpProxy, RefusesWhatAnInternalErrorKeepsFromBeingJudged) {
     client.Send(Get("internal-error.example", origin.Port()));
     EXPECT_THAT(client.ReadAnswer(), StartsWith("HTTP/1.1 403"));
     EXPECT_EQ(origin.Accepted(), 0U);
-    EXPECT_EQ(server.TheFilter().Snapshot().internalErrors, 1U);
+    const Counters counted = server.TheFilter().Snapshot();
+    EXPECT_EQ(counted.internalErrors, 1U);
+    EXPECT_EQ(counted.refusedUnknown, 1U);
+    EXPECT_EQ(counted.judged, 1U);
     EXPECT_THAT(server.Events("error"), SizeIs(1));
     ASSERT_THAT(server.Events("verdict"), SizeIs(1));
     const auto told = server.Events("verdict")[0];
