@@ -5,13 +5,13 @@
 
 #include "host/capture/capture_reader.h"
 #include "host/capture/transport_view.h"
+#include "host/ports.h"
 
 namespace tarn::host {
 
 namespace {
 
 constexpr std::uint16_t kSmbPort = 445;  // left to the frame scans
-constexpr std::uint16_t kDnsPort = 53;
 constexpr std::uint16_t kQuicPort = 443;
 
 }  // namespace

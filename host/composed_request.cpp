@@ -11,8 +11,8 @@ namespace tarn::host {
 namespace {
 
 constexpr IpAddress kAnyServer{false, {192, 0, 2, 1}};  // reserved for documentation (RFC 5737), so it is public
-constexpr std::size_t kMaxHost = 255;
-constexpr std::size_t kMaxUrl = 8192;  // the library reads less
+constexpr std::size_t kLongestHost = 255;
+constexpr std::size_t kLongestUrl = 8192;  // the library reads less
 
 struct UrlParts {
     bool isSecure = false;
@@ -101,8 +101,9 @@ bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mi
     });
     if (parts.host.empty())
         mistake = "it names no host";
-    else if (parts.host.size() > kMaxHost)
-        mistake = fmt::format("its host has {} characters, and at most {} are possible", parts.host.size(), kMaxHost);
+    else if (parts.host.size() > kLongestHost)
+        mistake =
+            fmt::format("its host has {} characters, and at most {} are possible", parts.host.size(), kLongestHost);
     else if (!isHostFine)
         mistake = "its host has characters that no host has; write an international name in its xn-- form";
     if (!mistake.empty()) return false;
@@ -121,8 +122,8 @@ bool ParseAuthority(std::string_view authority, UrlParts& parts, std::string& mi
 }
 
 bool ParseUrl(std::string_view url, UrlParts& parts, std::string& mistake, const HostToAscii& toAscii) {
-    if (url.size() > kMaxUrl) {
-        mistake = fmt::format("it has {} characters, and at most {} are judged", url.size(), kMaxUrl);
+    if (url.size() > kLongestUrl) {
+        mistake = fmt::format("it has {} characters, and at most {} are judged", url.size(), kLongestUrl);
         return false;
     }
     const std::string_view scheme = CutScheme(url);

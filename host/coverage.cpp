@@ -13,9 +13,7 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::size_t kMaxHead = 2047;     // bytes of a request that are looked at
-constexpr std::size_t kMaxHost = 259;      // characters
 constexpr std::size_t kMaxListHost = 255;  // of the hosts in the threat lists
-constexpr std::size_t kMaxUrl = 1023;
 
 constexpr Coverage kWhole{};
 constexpr Coverage kGap{Extent::kPart, "part of the request is missing in the capture"};
@@ -58,7 +56,7 @@ std::size_t PathLength(std::string_view target) {
         target.remove_prefix(std::min(target.find_first_of("/?#"), target.size()));
     }
     base::UrlText path;
-    return base::NormalizeUrlPath(target, path) ? path.Length() : kMaxUrl + 1;
+    return base::NormalizeUrlPath(target, path) ? path.Length() : base::UrlText::kMaxLength + 1;
 }
 
 Coverage OfHttp(base::Bytes data, const Judgement& judgement) {
@@ -69,14 +67,14 @@ Coverage OfHttp(base::Bytes data, const Judgement& judgement) {
     if (method == std::end(methods)) return kMethod;
     const std::string_view rest = head.substr(method->size());
     const std::string_view target = Before(rest, " HTTP/1.");
-    if (target.size() > kMaxUrl) return kLongTarget;
+    if (target.size() > base::UrlText::kMaxLength) return kLongTarget;
     if (target.size() == rest.size()) return kNoVersion;
     const std::size_t hostLine = head.find("Host: ");
     const std::string_view value = hostLine == head.npos ? ""sv : head.substr(hostLine + 6);
     const std::string_view host = Before(value, "\r\n");
     if (host.empty() || host.size() == value.size()) return kNoHost;
-    if (host.size() > kMaxHost) return kLongHost;
-    if (target != "/" && host.size() + PathLength(target) > kMaxUrl) return kLongUrl;
+    if (host.size() > base::HostText::kMaxLength) return kLongHost;
+    if (target != "/" && host.size() + PathLength(target) > base::UrlText::kMaxLength) return kLongUrl;
     if (!judgement.isValid && host.size() > kMaxListHost) return kLongListHost;
     if (!judgement.isValid && host.front() == '[') return kIpv6Host;
     return kWhole;
@@ -96,7 +94,7 @@ Coverage OfHello(base::Bytes data) {
         return kBrokenHello;
     const std::string host = ViewTlsHello(data).host;
     if (host.empty()) return kNoName;
-    if (host.size() > kMaxHost) return kLongHost;
+    if (host.size() > base::HostText::kMaxLength) return kLongHost;
     return HidesHello(data) ? kHiddenHello : kWhole;
 }
 
@@ -128,7 +126,7 @@ Coverage CoverageOf(const Protocol& protocol, base::Bytes data, const Endpoint& 
 Coverage CoverageOfReported(std::uint8_t kind, std::string_view url, const Judgement& judgement) {
     if (IsDecided(judgement)) return kWhole;
     if (kind != TARN_KIND_TLS) return kNotSecure;
-    if (url.size() > kMaxUrl) return kLongReported;
+    if (url.size() > base::UrlText::kMaxLength) return kLongReported;
     const std::string_view host = url.substr(std::min(url.find("://") + 3, url.size()));
     if (!judgement.isValid) return host.starts_with('[') ? kIpv6Host : kUnreadable;
     return kWhole;

@@ -5,12 +5,13 @@
 
 #include "tarn/records.h"
 
+#include "host/ports.h"
+
 namespace tarn::host {
 
 namespace {
 
 constexpr std::uint16_t kFtpPort = 21;
-constexpr std::uint16_t kDnsPort = 53;
 
 constexpr std::string_view kMethods[] = {"GET",     "HEAD",    "POST",  "PUT",  "DELETE",
                                          "CONNECT", "OPTIONS", "TRACE", "PATCH"};

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/printable_text.h"
+#include "host/verdict_words.h"
 
 namespace tarn::host {
 
@@ -16,7 +17,6 @@ constexpr std::size_t kTimeWidth = 15;       // 12:34:56.123456
 constexpr std::size_t kShortTimeWidth = 12;  // 12:34:56.123
 constexpr std::size_t kHostWidth = 26;
 constexpr std::size_t kPathWidth = 32;
-constexpr std::size_t kStateWidth = 10;   // "no verdict"
 constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
 constexpr std::size_t kDateWidth = 10;    // 2026-01-31
 constexpr std::size_t kLeastWidth = 10;   // of what is shortened

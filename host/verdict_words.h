@@ -3,6 +3,7 @@
 #ifndef TARN_HOST_VERDICT_WORDS_H
 #define TARN_HOST_VERDICT_WORDS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@ namespace tarn::host {
 
 // "allowed", "BLOCKED", "stopped" (before the category step), "no verdict" (the scan returned false).
 std::string_view StateWord(const Judgement& judgement);
+inline constexpr std::size_t kStateWidth = 10;  // of the longest
 
 // The same for programs: "allowed", "blocked" or "none".
 std::string_view VerdictName(const Judgement& judgement);

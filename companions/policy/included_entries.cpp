@@ -10,14 +10,14 @@
 namespace tarn::policy {
 namespace {
 
-constexpr std::size_t kHost = 256;
+constexpr std::size_t kHostCapacity = 256;
 constexpr std::size_t kMostSites = 4'000'000;
 constexpr std::size_t kMostTexts = 100'000;    // each takes 1 KB in the library's record
 constexpr std::size_t kMostPatterns = 10'000;  // each is tried for every site without a category
 
 constexpr ListTarget kTargets[] = {
-    {.key = "malicious_sites", .capacity = kHost, .most = kMostSites, .hasThreats = true},
-    {.key = "phishing_sites", .capacity = kHost, .most = kMostSites},
+    {.key = "malicious_sites", .capacity = kHostCapacity, .most = kMostSites, .hasThreats = true},
+    {.key = "phishing_sites", .capacity = kHostCapacity, .most = kMostSites},
     {.key = "sites",
      .capacity = TARN_URL_CAPACITY,
      .most = kMostSites,
@@ -28,7 +28,7 @@ constexpr ListTarget kTargets[] = {
     {.key = "white_lists.browsing_protection", .capacity = TARN_URL_CAPACITY, .most = kMostTexts, .takesPaths = true},
     {.key = "white_lists.user", .capacity = TARN_URL_CAPACITY, .most = kMostTexts, .takesPaths = true},
     {.key = "malicious_patterns", .capacity = TARN_URL_CAPACITY, .most = kMostPatterns, .takesTexts = true},
-    {.key = "https_inspection.blocked_hosts", .capacity = kHost, .most = kMostTexts},
+    {.key = "https_inspection.blocked_hosts", .capacity = kHostCapacity, .most = kMostTexts},
 };
 
 constexpr std::string_view kWww = "www.";

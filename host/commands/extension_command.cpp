@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
-constexpr std::size_t kStateWidth = 10;   // "no verdict"
 constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
 
 void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage,

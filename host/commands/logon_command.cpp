@@ -13,6 +13,7 @@
 #include "host/printable_text.h"
 #include "host/session_events.h"
 #include "host/timed_judge.h"
+#include "host/verdict_words.h"
 #include "policy/policy_reader.h"
 
 namespace tarn::host {
@@ -20,7 +21,6 @@ namespace tarn::host {
 namespace {
 
 constexpr std::size_t kEventWidth = 18;
-constexpr std::size_t kStateWidth = 10;  // "no verdict"
 constexpr std::uint32_t kMaxTicks = 24 * kTicksPerHour;
 
 struct LogonOptions {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/event.h"
+#include "host/expectations/junit.h"
 #include "host/expectations/side_by_side.h"
 #include "host/file_path.h"
 #include "host/printable_text.h"
@@ -12,8 +13,6 @@
 namespace tarn::host {
 
 namespace {
-
-constexpr std::size_t kJunitColumns = 80;
 
 Event ExpectedObject(const Expectation& expected) {
     Event object = Event::object();

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/event.h"
+#include "host/expectations/junit.h"
 #include "host/expectations/side_by_side.h"
 #include "host/printable_text.h"
 
@@ -12,7 +13,6 @@ namespace tarn::host {
 
 namespace {
 
-constexpr std::size_t kJunitColumns = 80;
 constexpr std::uint64_t kNotedDifferences = 100;  // of a capture
 
 ReportStyle AsJson(ReportStyle style) {

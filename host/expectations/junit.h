@@ -2,12 +2,15 @@
 #ifndef TARN_HOST_EXPECTATIONS_JUNIT_H
 #define TARN_HOST_EXPECTATIONS_JUNIT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tarn::host {
+
+inline constexpr std::size_t kJunitColumns = 80;  // of the details
 
 enum class TestOutcome { kOk, kDifferent, kFailed };
 

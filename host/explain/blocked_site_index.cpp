@@ -11,8 +11,7 @@ namespace tarn::host {
 namespace {
 
 constexpr std::size_t kMaxLabels = 10;  // that are asked of one host
-constexpr std::size_t kMaxHost = 259;
-constexpr std::uint8_t kKeptKind = 4;  // such an entry keeps its kind, as the secure one does
+constexpr std::uint8_t kKeptKind = 4;   // such an entry keeps its kind, as the secure one does
 
 IpAddress AddressOf(const IpAddressRecord& record) {
     IpAddress address;
@@ -178,7 +177,7 @@ EntryNumbers BlockedSiteIndex::Find(std::string_view host, std::string_view path
     if (found.empty() && hasVariant) {
         if (host.starts_with(kWww))
             AddMatches(host.substr(kWww.size()), path, address, isTls, found);
-        else if (host.size() + kWww.size() <= kMaxHost)
+        else if (host.size() + kWww.size() <= base::HostText::kMaxLength)
             AddMatches(std::string(kWww).append(host), path, address, isTls, found);
     }
     std::sort(found.begin(), found.end());

@@ -14,7 +14,6 @@ namespace tarn::host::serve {
 
 namespace {
 
-constexpr std::size_t kLargestQuery = 4096;
 constexpr std::chrono::milliseconds kPause{100};  // after an error that would come again at once
 
 using Message = DnsService::Message;

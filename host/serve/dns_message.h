@@ -19,6 +19,7 @@ inline constexpr std::uint16_t kDnsTypeA = 1;
 inline constexpr std::uint16_t kDnsTypeAaaa = 28;
 inline constexpr std::uint16_t kDnsClassIn = 1;
 
+inline constexpr std::size_t kLargestQuery = 4096;
 inline constexpr std::size_t kSmallestUdpAnswer = 512;  // what every client takes over UDP
 inline constexpr std::size_t kLargestUdpAnswer = 4096;  // a forged question makes no more than that go to its victim
 

@@ -10,8 +10,6 @@ namespace tarn::host::serve {
 
 namespace {
 
-constexpr std::size_t kLargestQuery = 4096;
-
 using Message = DnsService::Message;
 
 class DnsTcpClient : public Connection, public std::enable_shared_from_this<DnsTcpClient> {

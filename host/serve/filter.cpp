@@ -11,7 +11,9 @@
 #include "host/explain/week_times.h"
 #include "host/json_report.h"
 #include "host/logon_rule.h"
+#include "host/ports.h"
 #include "host/printable_text.h"
+#include "host/serve/bytes_of.h"
 #include "host/serve/client_process.h"
 #include "host/serve/judged_dns_answer.h"
 #include "host/serve/refusal.h"
@@ -21,8 +23,6 @@
 namespace tarn::host::serve {
 
 namespace {
-
-constexpr std::uint16_t kDnsPort = 53;
 
 std::string UrlOf(const Protocol& protocol, const RequestView& view) {
     if (protocol.name == "http") return Printable("http://" + view.host + view.path);
@@ -35,10 +35,6 @@ std::string UrlOf(const Protocol& protocol, const RequestView& view) {
 const Protocol& DnsProtocol() {
     static const Protocol& dns = *ChooseProtocol({{}, kDnsPort, false, false});
     return dns;
-}
-
-base::Bytes BytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 constexpr Coverage kCutTarget{Extent::kPart, "request target longer than 1,023 characters: its beginning is judged"};

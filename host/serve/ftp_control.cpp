@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "host/serve/bytes_of.h"
 #include "host/serve/first_bytes.h"
 #include "host/serve/ftp_data.h"
 #include "host/serve/ftp_judge.h"
@@ -18,10 +19,6 @@ namespace {
 constexpr std::size_t kReadAtOnce = 4096;
 constexpr std::size_t kMostUnended = 2048;    // of a line whose end is missing
 constexpr std::chrono::seconds kLastWord{1};  // for a client to read why its session ends
-
-base::Bytes BytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 class FtpControl : public Connection, public std::enable_shared_from_this<FtpControl> {
  public:

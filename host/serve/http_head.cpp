@@ -5,6 +5,7 @@
 #include <set>
 
 #include "base/text.h"
+#include "host/ports.h"
 #include "policy/values.h"
 
 namespace tarn::host::serve {
@@ -74,8 +75,6 @@ PlannedRequest Mistake(std::string_view what) {
     plan.mistake = what;
     return plan;
 }
-
-constexpr std::uint16_t kHttpPort = 80;
 
 // As it stands in "Host".
 std::string HostText(const Target& target) {

@@ -38,7 +38,7 @@ struct Waiter {
 };
 
 // A name that is looked up, or waits for a thread.
-struct Asked {
+struct AskedName {
     std::vector<std::shared_ptr<Waiter>> waiters;
     std::vector<IpAddress> clients;  // each once; the first one's share of names it is
     Clock::time_point until;         // the last waiter's end
@@ -61,7 +61,7 @@ struct NameLookup::State : std::enable_shared_from_this<State> {
         IpAddress client;
     };
     std::map<std::string, Known> known;
-    std::map<std::string, Asked> asked;
+    std::map<std::string, AskedName> asked;
     std::deque<std::string> waiting;           // of them, for a thread
     std::map<IpAddress, std::size_t> threads;  // that are busy, by the client whose share they are
     std::size_t begunThreads = 0;
@@ -98,7 +98,7 @@ struct NameLookup::State : std::enable_shared_from_this<State> {
     std::optional<Begun> Begin() {
         ForgetLate();
         for (auto at = waiting.begin(); at != waiting.end(); ++at) {
-            Asked& one = asked[*at];
+            AskedName& one = asked[*at];
             const auto client = std::find_if(one.clients.begin(), one.clients.end(), [this](const IpAddress& address) {
                 const auto own = threads.find(address);
                 return (own == threads.end() ? 0 : own->second) < limits.threads - busy;
@@ -210,7 +210,7 @@ void NameLookup::Find(const std::string& name, const IpAddress& client, Call cal
         state_->waiting.push_back(name);
     }
     begin();
-    Asked& one = asked->second;
+    AskedName& one = asked->second;
     one.waiters.push_back(waiter);
     one.until = std::max(one.until, until);
     if (std::find(one.clients.begin(), one.clients.end(), client) == one.clients.end()) one.clients.push_back(client);

@@ -2,15 +2,12 @@
 
 #include "host/composed_request.h"
 #include "host/request_view.h"
+#include "host/serve/bytes_of.h"
 #include "host/serve/ftp_data.h"
 
 namespace tarn::host::serve {
 
 namespace {
-
-base::Bytes BytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 Asked AskedOf(const NamedServer& server, const Protocol& protocol, base::Bytes data) {
     Asked asked;

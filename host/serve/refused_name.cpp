@@ -1,5 +1,6 @@
 #include "host/serve/refused_name.h"
 
+#include "host/ports.h"
 #include "host/serve/http_head.h"
 #include "host/serve/named_server.h"
 #include "host/serve/status_pages.h"
@@ -7,8 +8,6 @@
 namespace tarn::host::serve {
 
 namespace {
-
-constexpr std::uint16_t kHttpPort = 80;
 
 PageResponse Text(int status, std::string_view text) {
     return MakeResponse(status, "text/plain; charset=utf-8", std::string(text) + '\n');

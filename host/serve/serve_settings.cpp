@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "host/ports.h"
 #include "host/serve/connection.h"
 #include "policy/serve_reader.h"
 #include "policy/values.h"
@@ -12,8 +13,6 @@ namespace tarn::host::serve {
 
 namespace {
 
-constexpr std::uint16_t kDnsPort = 53;
-constexpr std::uint16_t kHttpPort = 80;
 constexpr std::uint64_t kMegabyte = std::uint64_t{1024} * 1024;
 
 bool ReadListener(const char* key, const std::string& text, std::optional<Endpoint>& listener, std::string& mistake) {

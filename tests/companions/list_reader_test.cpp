@@ -19,7 +19,7 @@ using testing::IsEmpty;
 using testing::Pair;
 using testing::SizeIs;
 
-ReadPolicy Read(const std::string& text, std::map<std::string, std::string> files) {
+ReadPolicy ReadBeside(const std::string& text, std::map<std::string, std::string> files) {
     GivenLists lists(std::move(files));
     return ParsePolicy(text, {}, &lists);
 }
@@ -42,9 +42,10 @@ std::vector<std::string> Malicious(const ReadPolicy& read) {
 }
 
 TEST(Lists, ATextTakesMaliciousSites) {
-    const ReadPolicy read = Read("include = [\"lists/*.txt\"]\n", {{"lists/ads.txt", "A.example\nwww.b.example\n"},
-                                                                   {"lists/more.txt", "c.example\n"},
-                                                                   {"lists/other.csv", "d.example\n"}});
+    const ReadPolicy read =
+        ReadBeside("include = [\"lists/*.txt\"]\n", {{"lists/ads.txt", "A.example\nwww.b.example\n"},
+                                                     {"lists/more.txt", "c.example\n"},
+                                                     {"lists/other.csv", "d.example\n"}});
     EXPECT_THAT(read.mistakes, IsEmpty());
     EXPECT_THAT(read.warnings, IsEmpty());
     EXPECT_THAT(Malicious(read),
@@ -57,7 +58,7 @@ TEST(Lists, ATextTakesMaliciousSites) {
 }
 
 TEST(Lists, ThePolicyAndThenTheFirstListWin) {
-    const ReadPolicy read = Read(
+    const ReadPolicy read = ReadBeside(
         "include = [\"one.txt\", \"two.txt\"]\n[[malicious_sites]]\nhost = \"own.example\"\nwhole_site = false\n"
         "threats = [{ name = \"T\", path = \"/x\" }]\n",
         {{"one.txt", "own.example\na.example\na.example\n"}, {"two.txt", "www.a.example\nb.example\n"}});
@@ -70,7 +71,7 @@ TEST(Lists, ThePolicyAndThenTheFirstListWin) {
 }
 
 TEST(Lists, AnExceptionTakesItsHostAndTheDomainsBelowOutOfEveryListOfThatKind) {
-    const ReadPolicy read = Read(
+    const ReadPolicy read = ReadBeside(
         "include = [\"a.txt\", \"b.txt\", { files = \"p.txt\", list = \"phishing_sites\" }]\n[[malicious_sites]]\n"
         "host = \"own.good.example\"\n",
         {{"a.txt", "||good.example^\n||x.good.example^\n||notgood.example^\n"},
@@ -83,7 +84,7 @@ TEST(Lists, AnExceptionTakesItsHostAndTheDomainsBelowOutOfEveryListOfThatKind) {
 }
 
 TEST(Lists, EveryListThatTakesFilesGetsItsEntries) {
-    const ReadPolicy read = Read(R"(include = [
+    const ReadPolicy read = ReadBeside(R"(include = [
   { files = "h", list = "phishing_sites" },
   { files = "h", list = "sites", categories = [5, 2] },
   { files = "h", list = "white_lists.web_security" },
@@ -93,7 +94,7 @@ TEST(Lists, EveryListThatTakesFilesGetsItsEntries) {
   { files = "patterns", list = "malicious_patterns" },
   { files = "h", threat = "Worm", format = "domains" },
 ])",
-                                 {{"h", "www.A.example\n"}, {"patterns", "/Drop/\n*.Scr\n"}});
+                                       {{"h", "www.A.example\n"}, {"patterns", "/Drop/\n*.Scr\n"}});
     EXPECT_THAT(Told(read.mistakes), IsEmpty());
     const Policy& policy = read.policy;
     const auto text = [](const ListedText& entry) { return entry.text; };
@@ -113,14 +114,15 @@ TEST(Lists, EveryListThatTakesFilesGetsItsEntries) {
 
 // The host of a phishing site counts as it is asked for, a rule means the domains below it.
 TEST(Lists, AHostRuleOfPhishingSitesCoversWww) {
-    const ReadPolicy read = Read("include = [{ files = \"p\", list = \"phishing_sites\" }]\n", {{"p", "||a.example^"}});
+    const ReadPolicy read =
+        ReadBeside("include = [{ files = \"p\", list = \"phishing_sites\" }]\n", {{"p", "||a.example^"}});
     EXPECT_THAT(Places(read.policy, read.policy.phishingSites, [](const auto& site) { return site.host; }),
                 ElementsAre("p:1 www.a.example", "p:1 a.example"));
 }
 
 TEST(Lists, AnExceptionOfCategorisedSitesHasNoCategory) {
-    const ReadPolicy read = Read("include = [{ files = \"s\", list = \"sites\", categories = [2] }]\n",
-                                 {{"s", "||bad.example^\n@@||ok.bad.example^\n||ok.bad.example^\n"}});
+    const ReadPolicy read = ReadBeside("include = [{ files = \"s\", list = \"sites\", categories = [2] }]\n",
+                                       {{"s", "||bad.example^\n@@||ok.bad.example^\n||ok.bad.example^\n"}});
     EXPECT_THAT(read.warnings, IsEmpty()) << "sites cover the domains below";
     ASSERT_THAT(read.policy.sites, SizeIs(2));
     EXPECT_EQ(read.policy.sites[1].address, "ok.bad.example");
@@ -128,9 +130,9 @@ TEST(Lists, AnExceptionOfCategorisedSitesHasNoCategory) {
 }
 
 TEST(Lists, WhatCannotBeUsedIsToldByLineOnceForEachKind) {
-    const ReadPolicy read =
-        Read("include = [\"x.txt\"]\n",
-             {{"x.txt", "||a.example^\nb##.ad\nb##.ad\nb##.ad\nb##.ad\nb##.ad\nb##.ad\n||c.example^$script\n/re/\n"}});
+    const ReadPolicy read = ReadBeside(
+        "include = [\"x.txt\"]\n",
+        {{"x.txt", "||a.example^\nb##.ad\nb##.ad\nb##.ad\nb##.ad\nb##.ad\nb##.ad\n||c.example^$script\n/re/\n"}});
     EXPECT_THAT(read.mistakes, IsEmpty());
     EXPECT_THAT(
         Told(read.warnings),
@@ -144,9 +146,9 @@ TEST(Lists, WhatCannotBeUsedIsToldByLineOnceForEachKind) {
 }
 
 TEST(Lists, AFileThatIsNotThereIsAMistakeAndAPatternWithoutFilesAWarning) {
-    EXPECT_THAT(Told(Read("include = [\"gone.txt\"]\n", {}).mistakes),
+    EXPECT_THAT(Told(ReadBeside("include = [\"gone.txt\"]\n", {}).mistakes),
                 ElementsAre("tarn-policy.toml:1:12: gone.txt: cannot be read"));
-    const ReadPolicy none = Read("include = [\"gone/*.txt\"]\n", {});
+    const ReadPolicy none = ReadBeside("include = [\"gone/*.txt\"]\n", {});
     EXPECT_THAT(none.mistakes, IsEmpty());
     EXPECT_THAT(Told(none.warnings), ElementsAre(HasSubstr(":1:12: no file matches \"gone/*.txt\"")));
     EXPECT_THAT(Told(ParsePolicy("include = [\"a\"]").mistakes),
@@ -154,7 +156,7 @@ TEST(Lists, AFileThatIsNotThereIsAMistakeAndAPatternWithoutFilesAWarning) {
 }
 
 TEST(Lists, AnItemThatSaysSomethingElseIsAMistake) {
-    const ReadPolicy read = Read(R"(include = [
+    const ReadPolicy read = ReadBeside(R"(include = [
   1,
   { list = "sites", files = "a" },
   { files = "a", list = "ids_rules" },
@@ -164,7 +166,7 @@ TEST(Lists, AnItemThatSaysSomethingElseIsAMistake) {
   { threat = "T" },
   { files = "a", file = "b" },
 ])",
-                                 {{"a", "a.example"}});
+                                       {{"a", "a.example"}});
     EXPECT_THAT(Told(read.mistakes),
                 ElementsAre(AllOf(HasSubstr(":2:"), HasSubstr("include is a whole number")),
                             AllOf(HasSubstr(":3:"), HasSubstr("needs categories")),
@@ -179,22 +181,23 @@ TEST(Lists, AnItemThatSaysSomethingElseIsAMistake) {
 TEST(Lists, AWhiteListIsBounded) {
     std::string many;
     for (int i = 0; i <= 100'000; ++i) many += fmt::format("h{}.example\n", i);
-    EXPECT_THAT(Told(Read("include = [{ files = \"a\", list = \"white_lists.user\" }]\n", {{"a", many}}).mistakes),
-                ElementsAre(HasSubstr("the lists for white_lists.user hold more than 100000 entries")));
+    EXPECT_THAT(
+        Told(ReadBeside("include = [{ files = \"a\", list = \"white_lists.user\" }]\n", {{"a", many}}).mistakes),
+        ElementsAre(HasSubstr("the lists for white_lists.user hold more than 100000 entries")));
 }
 
 TEST(Lists, ManyRepeatedLinesAreQuicklySettled) {
     std::string same;
     for (int i = 0; i < 200'000; ++i) same += "a.example\n";
-    const ReadPolicy read = Read("include = [\"a\"]\n", {{"a", same}});
+    const ReadPolicy read = ReadBeside("include = [\"a\"]\n", {{"a", same}});
     EXPECT_THAT(read.policy.maliciousSites, SizeIs(1));
     EXPECT_EQ(read.lists.at(0).repeated, 199'999U);
 }
 
 TEST(Lists, TheRecordCarriesTheThreatOfTheList) {
-    const ReadPolicy read =
-        Read("include = [\"worms.txt\", \"more.txt\"]\n[[malicious_sites]]\nhost = \"own.example\"\nthreat = \"Own\"\n",
-             {{"worms.txt", "a.example\nb.example\n"}, {"more.txt", "c.example\n"}});
+    const ReadPolicy read = ReadBeside(
+        "include = [\"worms.txt\", \"more.txt\"]\n[[malicious_sites]]\nhost = \"own.example\"\nthreat = \"Own\"\n",
+        {{"worms.txt", "a.example\nb.example\n"}, {"more.txt", "c.example\n"}});
     ThreatSiteList record{};
     ASSERT_TRUE(BuildThreatSites(read.policy, record));
     ASSERT_EQ(record.count, 4U);

@@ -18,16 +18,16 @@ struct Step {
     std::string key;
     bool isList;
 };
-using Place = std::vector<Step>;
+using KeyPath = std::vector<Step>;
 
-std::string NameOf(const Place& place, const std::string& key) {
+std::string NameOf(const KeyPath& place, const std::string& key) {
     std::string name;
     for (const Step& step : place) name += step.key + ".";
     return name + key;
 }
 
 // A policy with this setting in the table at place.
-std::string PolicyWith(const Place& place, std::string setting) {
+std::string PolicyWith(const KeyPath& place, std::string setting) {
     for (auto step = place.rbegin(); step != place.rend(); ++step)
         setting = step->key + (step->isList ? " = [{" + setting + "}]" : " = {" + setting + "}");
     return setting;
@@ -46,7 +46,7 @@ std::string Must(const std::optional<std::string>& told, const std::string& name
 }
 
 // The keys of a table; none when it takes every key.
-std::vector<std::string> KeysOf(const Place& place) {
+std::vector<std::string> KeysOf(const KeyPath& place) {
     const auto told = Told(PolicyWith(place, std::string(kUnknown) + " = 1"), "unknown key \"" + std::string(kUnknown));
     if (!told) return {};
     std::vector<std::string> keys;
@@ -68,7 +68,7 @@ class Asker {
     }
 
  private:
-    void AskTable(const Place& place) {
+    void AskTable(const KeyPath& place) {
         const std::vector<std::string> keys = KeysOf(place);
         if (keys.empty()) {
             found_.keys[NameOf(place, kNumberKey)] = FormOf(place, "1");
@@ -78,7 +78,7 @@ class Asker {
             const KeyForm form = FormOf(place, key);
             found_.keys[NameOf(place, key)] = form;
             if (!IsTable(form)) continue;
-            Place inner = place;
+            KeyPath inner = place;
             inner.push_back({key, form.value != "table"});
             const std::string name = NameOf(place, key);
             found_.tables.insert(inner.back().isList ? "[[" + name + "]]" : "[" + name + "]");
@@ -86,7 +86,7 @@ class Asker {
         }
     }
 
-    static KeyForm FormOf(const Place& place, const std::string& key) {
+    static KeyForm FormOf(const KeyPath& place, const std::string& key) {
         const std::string name = NameOf(place, key);
         const std::string words = name + " is a date or time; allowed: ";
         const std::string wanted = Must(Told(PolicyWith(place, key + " = " + kDate), words), name);
@@ -112,7 +112,7 @@ class Asker {
     }
 
     // Of a text or a number, alone or in an array.
-    static std::string FormOfItem(const Place& place, const std::string& key, const std::string& open,
+    static std::string FormOfItem(const KeyPath& place, const std::string& key, const std::string& open,
                                   const std::string& close, bool isMany) {
         const std::string name = NameOf(place, key);
         const auto with = [&](const std::string& value) {

@@ -76,7 +76,7 @@ struct Case {
     const char* text;
 };
 
-constexpr const char* kOn =
+constexpr const char* kAllOn =
     "features = { browsing_protection = true, anti_phishing = true, https_inspection = true, "
     "intrusion_prevention = true }\n";  // the first line of each policy
 
@@ -178,9 +178,9 @@ constexpr Case kCases[] = {
 
 TEST(PolicyLint, NamesWhatIsHiddenDoubledOrWithoutEffect) {
     for (const Case& one : kCases) {
-        const std::vector<Finding> found = Lint(kOn + std::string(one.policy));
+        const std::vector<Finding> found = Lint(kAllOn + std::string(one.policy));
         ASSERT_THAT(found, SizeIs(1)) << one.policy << "\n"
-                                      << testing::PrintToString(LinesOf(kOn + std::string(one.policy)));
+                                      << testing::PrintToString(LinesOf(kAllOn + std::string(one.policy)));
         EXPECT_EQ(found[0].place.line, one.line) << one.policy;
         EXPECT_THAT(found[0].text, HasSubstr(one.text));
     }
@@ -219,12 +219,12 @@ TEST(PolicyLint, LeavesWhatCountsAlone) {
         "[[malicious_sites]]\nhost = \"172.15.0.1\"\n[[malicious_sites]]\nhost = \"10.0.0.0\"\n",
         "parental = { mode = 2, users = [{ account = \"a\", controlled = true, exempt = true }, { account = \"b\" }] }",
     };
-    for (const char* policy : kFine) EXPECT_THAT(LinesOf(kOn + std::string(policy)), IsEmpty()) << policy;
+    for (const char* policy : kFine) EXPECT_THAT(LinesOf(kAllOn + std::string(policy)), IsEmpty()) << policy;
 }
 
 // Every pair of 100,000 entries would take minutes.
 TEST(PolicyLint, ALongListCostsNoPairs) {
-    std::string text = kOn + std::string("[white_lists]\nweb_security = [\n");
+    std::string text = kAllOn + std::string("[white_lists]\nweb_security = [\n");
     for (int i = 0; i < 20000; ++i) text += "\"w" + std::to_string(i) + ".example/a\",\n";
     text += "]\n";
     for (int i = 0; i < 100000; ++i) text += "[[malicious_sites]]\nhost = \"h" + std::to_string(i) + ".example\"\n";

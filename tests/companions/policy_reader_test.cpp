@@ -76,11 +76,12 @@ struct Loss {
 };
 
 TEST(PolicyLoss, IsAFileWithoutAnyKeyOfTheFormerOne) {
-    constexpr const char* kOn = "[features]\nanti_phishing = true\n";
-    for (const Loss& row :
-         {Loss{kOn, "", true}, Loss{kOn, "[features]\n", true}, Loss{kOn, "ids.alert = 1", true}, Loss{kOn, kOn, false},
-          Loss{kOn, "features.anti_phishing = false", false}, Loss{"", "", false}, Loss{"[features]\n", "", false},
-          Loss{"", kOn, false}, Loss{"sites = [{ address = \"a\" }]", "sites = []", true}})
+    constexpr const char* kPhishingOn = "[features]\nanti_phishing = true\n";
+    for (const Loss& row : {Loss{kPhishingOn, "", true}, Loss{kPhishingOn, "[features]\n", true},
+                            Loss{kPhishingOn, "ids.alert = 1", true}, Loss{kPhishingOn, kPhishingOn, false},
+                            Loss{kPhishingOn, "features.anti_phishing = false", false}, Loss{"", "", false},
+                            Loss{"[features]\n", "", false}, Loss{"", kPhishingOn, false},
+                            Loss{"sites = [{ address = \"a\" }]", "sites = []", true}})
         EXPECT_EQ(LosesEverything(ParsePolicy(row.before), ParsePolicy(row.after)), row.losesEverything)
             << row.before << " -> " << row.after;
 }

@@ -87,6 +87,12 @@ inline ByteList Joined(std::initializer_list<ByteList> parts) {
     return all;
 }
 
+inline const ByteList kSomeFrame{1, 2, 3, 4, 5};  // for readers that do not look into it
+
+inline ByteList Ethernet(std::uint16_t type, const ByteList& packet) {
+    return BytesWriter(true).U32(0).U32(0).U32(0).U16(type).Append(packet).bytes;
+}
+
 }  // namespace tarn::host
 
 #endif

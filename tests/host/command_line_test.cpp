@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 
 namespace tarn::host {
@@ -15,18 +16,14 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-constexpr int kOk = 0;
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-
 TEST(CommandLine, HelpNamesEveryCommandAndItsOwnOptions) {
     FakeEnvironment environment;
     const Ran help = RunWith(environment, {"--help"});
-    EXPECT_EQ(help.code, kOk);
+    EXPECT_EQ(help.code, kCodeOk);
     EXPECT_THAT(help.out, AllOf(HasSubstr("url"), HasSubstr("replay"), HasSubstr("policy"), HasSubstr("--json")));
     EXPECT_THAT(help.errors, IsEmpty());
     const Ran replay = RunWith(environment, {"replay", "--help"});
-    EXPECT_EQ(replay.code, kOk);
+    EXPECT_EQ(replay.code, kCodeOk);
     EXPECT_THAT(replay.out, AllOf(HasSubstr("CAPTURE"), HasSubstr("pcapng")));
     EXPECT_THAT(environment.opened, IsEmpty());
 }
@@ -34,7 +31,7 @@ TEST(CommandLine, HelpNamesEveryCommandAndItsOwnOptions) {
 TEST(CommandLine, VersionIsPrinted) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"--version"});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.out, StartsWith("tarnhost "));
 }
 
@@ -48,7 +45,7 @@ class CommandLineMistakes : public testing::TestWithParam<WrongUse> {};
 TEST_P(CommandLineMistakes, AreNamedAndEndWithTheUsageCode) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, GetParam().arguments);
-    EXPECT_EQ(run.code, kUsage);
+    EXPECT_EQ(run.code, kCodeUsage);
     EXPECT_THAT(run.errors, HasSubstr(GetParam().message));
     const auto& arguments = GetParam().arguments;
     if (std::find(arguments.begin(), arguments.end(), "--json") == arguments.end()) {
@@ -107,7 +104,7 @@ TEST(CommandLine, TheHelpShowsWhatAnOptionTakesAndNothingElseIsTaken) {
         EXPECT_THAT(RunWith(environment, help).out, HasSubstr(std::string("\n  ") + shown));
         const std::string option(shown, std::string_view(shown).find(' '));
         const Ran run = RunWith(environment, {isShared ? "url" : command, option, wrong});
-        EXPECT_EQ(run.code, kUsage);
+        EXPECT_EQ(run.code, kCodeUsage);
         EXPECT_THAT(run.errors, AllOf(StartsWith(option + ": "), HasSubstr(wrong)));
     }
 }
@@ -117,7 +114,7 @@ TEST(CommandLine, AWrongUrlIsNamedAndTheOthersAreJudged) {
         FakeEnvironment environment;
         const Ran run = RunWith(
             environment, {command, "http://a.example/", "gopher://" + std::string(5000, 'x'), "http://b.example/"});
-        EXPECT_EQ(run.code, kFailed);
+        EXPECT_EQ(run.code, kCodeFailed);
         EXPECT_THAT(run.errors, AllOf(HasSubstr("\"gopher://xxx"), HasSubstr("cannot be judged")));
         EXPECT_LT(run.errors.size(), 250u);
         EXPECT_THAT(run.out, AllOf(HasSubstr("a.example"), HasSubstr("b.example")));
@@ -126,7 +123,7 @@ TEST(CommandLine, AWrongUrlIsNamedAndTheOthersAreJudged) {
 
 TEST(CommandLine, UrlsThatAreAllWrongAreWrongUse) {
     FakeEnvironment environment;
-    EXPECT_EQ(RunWith(environment, {"url", "http://:80/", "mailto:me@a.example"}).code, kUsage);
+    EXPECT_EQ(RunWith(environment, {"url", "http://:80/", "mailto:me@a.example"}).code, kCodeUsage);
     EXPECT_THAT(environment.opened, IsEmpty());
 }
 
@@ -136,7 +133,7 @@ TEST(CommandLine, ALibraryThatDoesNotOpenIsAFailure) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"url", "http://a.example/"}, {"replay", "a.pcap"}}) {
         const Ran run = RunWith(environment, arguments);
-        EXPECT_EQ(run.code, kFailed);
+        EXPECT_EQ(run.code, kCodeFailed);
         EXPECT_EQ(run.errors, "tarnhost: the folder lacks setrd.dll\n");
         EXPECT_THAT(run.out, IsEmpty());
     }
@@ -158,7 +155,7 @@ TEST(CommandLine, OptionsOfTheLibraryReachIt) {
 TEST(CommandLine, AnArgumentThatBeginsWithASlashIsNoOption) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "/no/such/capture.pcap"});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     EXPECT_THAT(run.errors, HasSubstr("/no/such/capture.pcap: cannot be opened"));
 }
 
@@ -167,7 +164,7 @@ TEST(CommandLine, AnArgumentThatBeginsWithASlashIsNoOption) {
 TEST(UrlCommand, JudgesHttpByItsRequestAndHttpsByItsHello) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"url", "http://a.example:8080/x?y", "https://b.example/secret"});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     ASSERT_THAT(environment.library.scanned, SizeIs(2));
     const ScannedUrl& http = environment.library.scanned[0];
     EXPECT_EQ(http.kind, TARN_KIND_HTTP);
@@ -182,7 +179,8 @@ TEST(UrlCommand, JudgesHttpByItsRequestAndHttpsByItsHello) {
 
 TEST(UrlCommand, TakesAnAddressForTheHostsOfUrlsThatNameNone) {
     FakeEnvironment environment;
-    EXPECT_EQ(RunWith(environment, {"url", "--server", "198.51.100.7", "a.example", "http://192.0.2.9/"}).code, kOk);
+    EXPECT_EQ(RunWith(environment, {"url", "--server", "198.51.100.7", "a.example", "http://192.0.2.9/"}).code,
+              kCodeOk);
     ASSERT_THAT(environment.library.scanned, SizeIs(2));
     EXPECT_EQ(FormatIpAddress(environment.library.scanned[0].server.address), "198.51.100.7");
     EXPECT_EQ(FormatIpAddress(environment.library.scanned[1].server.address), "192.0.2.9");
@@ -194,7 +192,7 @@ TEST(UrlCommand, AsksForAnInternationalHostInItsSentForm) {
                                           "http://b\xc3\xbc"
                                           "cher.example/\xc3\xbc",
                                           "http://\xc3\xbc.example/"});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     ASSERT_THAT(environment.library.scanned, SizeIs(1));
     EXPECT_THAT(environment.library.scanned[0].data,
                 StartsWith("GET /%C3%BC HTTP/1.1\r\nHost: xn--bcher-kva.example\r\n"));
@@ -203,7 +201,7 @@ TEST(UrlCommand, AsksForAnInternationalHostInItsSentForm) {
 
 TEST(UrlCommand, AHostWithAPortIsNoScheme) {
     FakeEnvironment environment;
-    EXPECT_EQ(RunWith(environment, {"url", "localhost:8080", "a.example:81/x", "localhost:8080/x?y"}).code, kOk);
+    EXPECT_EQ(RunWith(environment, {"url", "localhost:8080", "a.example:81/x", "localhost:8080/x?y"}).code, kCodeOk);
     EXPECT_THAT(environment.library.scanned, SizeIs(3));
 }
 
@@ -211,7 +209,7 @@ TEST(UrlCommand, AHostWithAPortIsNoScheme) {
 TEST(UrlCommand, EscapesALineBreakInAUrl) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"url", "http://a.example/\r\nHost: b.example"});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     ASSERT_THAT(environment.library.scanned, SizeIs(1));
     EXPECT_THAT(environment.library.scanned[0].data, StartsWith("GET /%0D%0AHost:%20b.example HTTP/1.1\r\n"));
 }
@@ -220,7 +218,7 @@ TEST(UrlCommand, PrintsReasonAndRule) {
     FakeEnvironment environment;
     environment.library.answer = FakeLibrary::Malicious("Trojan.X", "a.example/x");
     const Ran run = RunWith(environment, {"url", "http://a.example/x"});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.out, HasSubstr("BLOCKED      2 malicious site"));
     EXPECT_THAT(run.out, HasSubstr("Trojan.X: a.example/x\n"));
     EXPECT_THAT(run.out, HasSubstr("1 request: 0 allowed, 1 blocked"));
@@ -230,7 +228,7 @@ TEST(UrlCommand, SaysWhenThereIsNoVerdict) {
     FakeEnvironment environment;
     environment.library.answer.isValid = false;
     const Ran run = RunWith(environment, {"url", "http://a.example/x"});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.out, HasSubstr("no verdict"));
     EXPECT_THAT(run.out, HasSubstr("1 without a verdict"));
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <lmcons.h>
 
+#include "host/install_copy_win32.h"
 #include "host/running_program_win32.h"
 
 namespace tarn::host {
@@ -17,8 +18,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-
-constexpr const char* kPolicy = "tarn-policy.toml";
 
 std::string CurrentUser() {
     wchar_t name[UNLEN + 1] = {};

@@ -12,8 +12,6 @@ using policy::kJudgedAddresses;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 
-constexpr const char* kPolicy = "tarn-policy.toml";
-
 class DeadEntries : public testing::Test {
  protected:
     // Address and reason of each verdict under a policy.

@@ -4,6 +4,7 @@
 #include <streambuf>
 
 #include "host/capture_bytes.h"
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
 
@@ -15,8 +16,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
 using testing::SizeIs;
-
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
 
 // Takes so many characters and no more.
 class FullDisk : public std::streambuf {
@@ -214,10 +213,6 @@ TEST(Endings, ACutCaptureIsAFailureAndItsRequestsAreJudgedInPart) {
     const auto lines = JsonLines(RunWith(environment, {"replay", "--json", shorter.Path()}).out);
     EXPECT_GT(lines.back()["not_examined"]["damaged"], 0);
     EXPECT_EQ(lines.back()["not_examined"]["other_frame"], 2);  // ARP
-}
-
-ByteList Ethernet(std::uint16_t type, const ByteList& packet) {
-    return BytesWriter(true).U32(0).U32(0).U32(0).U16(type).Append(packet).bytes;
 }
 
 ByteList Ipv4(std::uint8_t protocol, std::uint16_t fragment, const ByteList& content) {

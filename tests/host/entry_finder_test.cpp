@@ -12,7 +12,7 @@
 namespace tarn::host {
 namespace {
 
-constexpr const char* kPolicy = R"(malicious_patterns = ["/drop/"]
+constexpr const char* kFinderPolicy = R"(malicious_patterns = ["/drop/"]
 [features]
 browsing_protection = true
 anti_phishing = true
@@ -73,7 +73,7 @@ host = "library.example"
 )";
 
 std::uint32_t LineOf(const std::string& text) {
-    const std::string policy(kPolicy);
+    const std::string policy(kFinderPolicy);
     const std::size_t at = policy.find(text);
     EXPECT_NE(at, std::string::npos) << text;
     return static_cast<std::uint32_t>(
@@ -83,7 +83,7 @@ std::uint32_t LineOf(const std::string& text) {
 class EntryFinderTest : public testing::Test {
  protected:
     static EntryFinder Make() {
-        policy::ReadPolicy read = policy::ParsePolicy(kPolicy);
+        policy::ReadPolicy read = policy::ParsePolicy(kFinderPolicy);
         EXPECT_TRUE(read.mistakes.empty());
         return {std::move(read.policy), {}};
     }
@@ -244,7 +244,7 @@ TEST(EntryFinder, ReadsThePolicyOnceAndAgainAfterAChange) {
     EntryFinder finder(
         [&] {
             ++reads;
-            return std::make_shared<const policy::Policy>(policy::ParsePolicy(kPolicy).policy);
+            return std::make_shared<const policy::Policy>(policy::ParsePolicy(kFinderPolicy).policy);
         },
         {});
     EXPECT_EQ(reads, 0);
@@ -257,7 +257,7 @@ TEST(EntryFinder, ReadsThePolicyOnceAndAgainAfterAChange) {
 }
 
 TEST(EntryFinder, VerboseTextNamesFileAndLine) {
-    const TemporaryFile file("policy.toml", kPolicy);
+    const TemporaryFile file("policy.toml", kFinderPolicy);
     FakeEnvironment environment;
     environment.variables["TARN_POLICY_FILE"] = file.Path();
     environment.library.answer = FakeLibrary::Malicious("A", "evil.example/x");

@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 
-constexpr const char* kPolicy = R"([features]
+constexpr const char* kExplainedPolicy = R"([features]
 browsing_protection = true
 [white_lists]
 user = ["shop.example/sale"]
@@ -60,7 +60,7 @@ class ExplainCommand : public testing::Test {
  protected:
     ExplainCommand() { environment.variables["TARN_POLICY_FILE"] = file.Path(); }
 
-    TemporaryFile file{"policy.toml", kPolicy};
+    TemporaryFile file{"policy.toml", kExplainedPolicy};
     PolicyEnvironment environment;
 };
 
@@ -83,7 +83,7 @@ TEST_F(ExplainCommand, NamesTheStepThatDecidedAndProvesIt) {
         run.out,
         HasSubstr("to allow it, in front of what the list user of policy.toml:4 holds:\n    \"evil.example/x\",\n"));
     ASSERT_THAT(environment.policies, SizeIs(3));
-    EXPECT_EQ(environment.policies[0], kPolicy);
+    EXPECT_EQ(environment.policies[0], kExplainedPolicy);
     EXPECT_THAT(environment.policies[1], AllOf(Not(HasSubstr("host = ")), HasSubstr("address = ")));
     EXPECT_THAT(environment.policies[2], AllOf(Not(HasSubstr("evil")), HasSubstr("mode = 1")));
 }

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "host/capture_bytes.h"
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
 
@@ -20,9 +21,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";     // 10.20.30.41 asks
-const std::string kMixed = TARN_CAPTURE_FOLDER "/mixed_small.pcap";  // and is asked as well
-constexpr std::size_t kFirstRequest = 4;                             // its frame in kCurl
+constexpr std::size_t kFirstRequest = 4;  // its frame in kCurl
 constexpr std::size_t kFirstAnswer = 6;
 
 PacketVerdict Attack(std::uint32_t reason) {

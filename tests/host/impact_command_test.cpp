@@ -1,6 +1,7 @@
 // tarnhost impact: both policies get a library of their own and the same traffic, and what differs is told by group.
 #include <gmock/gmock.h>
 
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
 
@@ -12,13 +13,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr int kOk = 0;
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-constexpr int kFound = 3;
 constexpr int kInterrupted = 130;
 
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
 constexpr std::size_t kRequests = 37;  // of the capture
 
 // Answers what the policy of the run says: the second library blocks what contains a word.
@@ -70,7 +66,7 @@ class Impact : public testing::Test {
 
 TEST_F(Impact, OfTheSameVerdictsIsNothing) {
     const Ran run = Run({"--expect", "none", kCurl});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.errors, IsEmpty());
     EXPECT_THAT(run.out, HasSubstr("0 of 37 verdicts would change"));
     EXPECT_THAT(environment.library.scanned, SizeIs(2 * kRequests));
@@ -84,14 +80,14 @@ TEST_F(Impact, IsToldByReasonWithSamples) {
     environment.wordAfter = "/js";
     environment.wordBefore = "/with/port";
     const Ran run = Run({"--samples", "2", kCurl});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(
         run.out,
         AllOf(HasSubstr("newly blocked:\n"), HasSubstr("1 no longer blocked:\n"),
               HasSubstr("malicious site www.lantern.example"), HasSubstr("www.lantern.example:8080/with/port?x=1&y=2"),
               HasSubstr("http_curl.pcap:14\n"), HasSubstr("1 no longer blocked, 0 by another reason")));
     environment.opened.clear();
-    EXPECT_EQ(Run({"--expect", "none", kCurl}).code, kFound);
+    EXPECT_EQ(Run({"--expect", "none", kCurl}).code, kCodeFound);
 }
 
 TEST_F(Impact, AsJsonHasALineForEachChange) {
@@ -159,29 +155,29 @@ TEST_F(Impact, TakesAddressesFromAList) {
     environment.wordAfter = "Host: b.example";
     const TemporaryFile list("urls.txt", "http://a.example/\n\nhttp://b.example/x\nftp://c.example/\n");
     const Ran run = Run({"--urls", "@" + list.Path(), "--urls", "http://d.example/"});
-    EXPECT_EQ(run.code, kFailed);  // one cannot be judged
+    EXPECT_EQ(run.code, kCodeFailed);  // one cannot be judged
     EXPECT_THAT(run.errors, HasSubstr("ftp://c.example/"));
     EXPECT_THAT(run.out, AllOf(HasSubstr("1 of 3 verdicts would change"), HasSubstr("           b.example/x\n")));
 }
 
 TEST_F(Impact, RefusesWhatComesOnceAndWhatIsWrong) {
     const Ran once = Run({"-"});
-    EXPECT_EQ(once.code, kUsage);
+    EXPECT_EQ(once.code, kCodeUsage);
     EXPECT_THAT(once.errors, HasSubstr("standard input can be read once"));
-    EXPECT_EQ(Run({}).code, kUsage);
+    EXPECT_EQ(Run({}).code, kCodeUsage);
     after.Write("features.nonsense = 1\n");
     const Ran wrong = Run({kCurl});
-    EXPECT_EQ(wrong.code, kFailed);
+    EXPECT_EQ(wrong.code, kCodeFailed);
     EXPECT_THAT(wrong.errors, HasSubstr("new.toml:1:10: unknown key \"nonsense\""));
     EXPECT_THAT(environment.opened, IsEmpty());
-    EXPECT_EQ(RunWith(environment, {"impact", kCurl}).code, kUsage);
+    EXPECT_EQ(RunWith(environment, {"impact", kCurl}).code, kCodeUsage);
     EXPECT_EQ(RunWith(environment, {"impact", "--after", "nowhere.toml", "--before", before.Path(), kCurl}).code,
-              kFailed);
+              kCodeFailed);
 }
 
 TEST_F(Impact, OfAMissingCaptureIsAFailureButTheRestIsCompared) {
     const Ran run = Run({"nowhere.pcap", kCurl});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     EXPECT_THAT(run.out, HasSubstr("0 of 37 verdicts would change"));
     const std::size_t first = run.errors.find("nowhere.pcap");
     ASSERT_NE(first, std::string::npos);

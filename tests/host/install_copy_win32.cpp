@@ -16,7 +16,6 @@ namespace fs = std::filesystem;
 #define TARN_FILE(module, file, functions) file,
 constexpr const char* kFiles[] = {"tarnhost.exe", "tarn.dll", TARN_COMPANION_FILES(TARN_FILE)};
 #undef TARN_FILE
-constexpr const char* kPolicy = "tarn-policy.toml";
 
 fs::path OwnFolder() {
     wchar_t path[MAX_PATH];

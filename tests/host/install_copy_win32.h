@@ -11,6 +11,8 @@
 
 namespace tarn::host {
 
+inline constexpr const char* kPolicy = "tarn-policy.toml";
+
 struct ProgramRun {
     unsigned long exitCode = 0;
     std::string out;

@@ -23,7 +23,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-constexpr const char* kPolicy = "include = [\"lists/*.txt\"]\n";
+constexpr const char* kIncludingPolicy = "include = [\"lists/*.txt\"]\n";
 
 class PolicyWithLists : public testing::Test {
  protected:
@@ -38,7 +38,7 @@ class PolicyWithLists : public testing::Test {
     Ran Run(std::vector<std::string> arguments) { return RunWith(machine_, std::move(arguments)); }
 
     FakeMachine machine_;
-    TemporaryFile policy_{"tarn-policy.toml", std::string(kPolicy)};
+    TemporaryFile policy_{"tarn-policy.toml", std::string(kIncludingPolicy)};
 };
 
 TEST_F(PolicyWithLists, TheFilesOfAPatternAreThoseOfTheFolderInTheirOrder) {
@@ -104,11 +104,11 @@ TEST_F(PolicyWithLists, ALongReadingTellsATerminalHowFarItIs) {
     std::string text;
     for (int i = 0; i < 100000; ++i) text += fmt::format("b{:05}.ex\n", i);
     Save("a.txt", text);
-    policy::ParsePolicy(kPolicy, {}, &lists);
+    policy::ParsePolicy(kIncludingPolicy, {}, &lists);
     EXPECT_EQ(terminal.str(), "") << "nothing in the first two seconds";
     ListFilesOnDisk slow(policy_.Path(), &terminal, [&] { return now; });
     now += 3s;
-    policy::ParsePolicy(kPolicy, {}, &slow);
+    policy::ParsePolicy(kIncludingPolicy, {}, &slow);
     EXPECT_THAT(terminal.str(), HasSubstr("\r0.2 MB"));
 }
 

@@ -14,7 +14,6 @@ using nlohmann::json;
 using testing::Contains;
 using testing::HasSubstr;
 
-constexpr const char* kPolicy = "tarn-policy.toml";
 constexpr const char* kIncluding =
     "include = [\"lists/*.txt\", { files = \"phish.hosts\", list = \"phishing_sites\" }]\n"
     "[features]\nbrowsing_protection = true\nanti_phishing = true\n";

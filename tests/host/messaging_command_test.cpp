@@ -13,8 +13,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr const char* kBefore = "[features]\nanti_phishing = true\n";
-constexpr const char* kAfter = "[features]\nanti_phishing = false\n";
+constexpr const char* kOldPolicy = "[features]\nanti_phishing = true\n";
+constexpr const char* kNewPolicy = "[features]\nanti_phishing = false\n";
 
 std::string Framed(const std::string& text) {
     const auto length = static_cast<std::uint32_t>(text.size());
@@ -49,7 +49,7 @@ class MessagingCommand : public testing::Test {
         return RunWith(machine_, {"messaging", "chrome-extension://abc/", "--parent-window=7"});
     }
 
-    TemporaryFile policy_{"tarn-policy.toml", kBefore};
+    TemporaryFile policy_{"tarn-policy.toml", kOldPolicy};
     FakeMachine machine_;
 };
 
@@ -149,7 +149,7 @@ TEST_F(MessagingCommand, Hello_SaysWhoAnswers) {
 
 TEST_F(MessagingCommand, ChangedPolicy_IsToldToTheLibraryBeforeTheNextAnswer) {
     machine_.steps.push_back({Signal::kInput, Ask("https://a.example/", 1), [] {}});
-    machine_.steps.push_back({Signal::kChanged, "", [this] { policy_.Write(kAfter); }});
+    machine_.steps.push_back({Signal::kChanged, "", [this] { policy_.Write(kNewPolicy); }});
     const Ran run = Run({Ask("https://a.example/", 2), ""});
     EXPECT_THAT(Answers(run.out), SizeIs(2));
     EXPECT_FALSE(machine_.told.notices.empty());

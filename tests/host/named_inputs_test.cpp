@@ -6,10 +6,12 @@
 #include <iterator>
 #include <set>
 #include <sstream>
+
+#include "host/command_runs.h"
+#include "host/file_bytes.h"
 #ifndef _WIN32
 #include <unistd.h>
 #endif
-#include <zlib.h>
 
 #include "host/capture/gzip_input.h"
 #include "host/capture_bytes.h"
@@ -25,28 +27,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
 constexpr std::size_t kRequestsOfCurl = 37;
-
-std::string Whole(const std::string& path) {
-    std::ifstream input(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(input), {}};
-}
-
-std::string Packed(const std::string& text) {
-    z_stream packer{};
-    EXPECT_EQ(deflateInit2(&packer, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    std::string source = text;
-    std::string out(deflateBound(&packer, static_cast<uLong>(text.size())) + 32, '\0');
-    packer.next_in = reinterpret_cast<Bytef*>(source.data());
-    packer.avail_in = static_cast<uInt>(source.size());
-    packer.next_out = reinterpret_cast<Bytef*>(out.data());
-    packer.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&packer, Z_FINISH), Z_STREAM_END);
-    out.resize(packer.total_out);
-    deflateEnd(&packer);
-    return out;
-}
 
 ByteList Bytes(const std::string& text) {
     return {text.begin(), text.end()};

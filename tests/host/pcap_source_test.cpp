@@ -12,17 +12,16 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const ByteList kFrame{1, 2, 3, 4, 5};
 const ByteList kOtherFrame{9, 8, 7};
 
 TEST(PcapSource, ReadsMicrosecondsInEitherByteOrder) {
     for (const bool bigEndian : {false, true}) {
         const ReadResult result =
-            ReadAll(Joined({PcapHeader({.bigEndian = bigEndian}), PcapFrame(1700000000, 123456, kFrame, bigEndian),
+            ReadAll(Joined({PcapHeader({.bigEndian = bigEndian}), PcapFrame(1700000000, 123456, kSomeFrame, bigEndian),
                             PcapFrame(1700000001, 0, kOtherFrame, bigEndian)}));
         EXPECT_THAT(result.error, IsEmpty());
         ASSERT_EQ(result.frames.size(), 2u);
-        EXPECT_EQ(result.frames[0].bytes, kFrame);
+        EXPECT_EQ(result.frames[0].bytes, kSomeFrame);
         EXPECT_EQ(result.frames[0].number, 1u);
         EXPECT_EQ(result.frames[0].timeNanoseconds, 1700000000123456000u);
         EXPECT_EQ(result.frames[1].bytes, kOtherFrame);
@@ -33,8 +32,8 @@ TEST(PcapSource, ReadsMicrosecondsInEitherByteOrder) {
 
 TEST(PcapSource, ReadsNanosecondsInEitherByteOrder) {
     for (const bool bigEndian : {false, true}) {
-        const ReadResult result = ReadAll(Joined(
-            {PcapHeader({.bigEndian = bigEndian, .magic = 0xA1B23C4D}), PcapFrame(7, 999999999, kFrame, bigEndian)}));
+        const ReadResult result = ReadAll(Joined({PcapHeader({.bigEndian = bigEndian, .magic = 0xA1B23C4D}),
+                                                  PcapFrame(7, 999999999, kSomeFrame, bigEndian)}));
         EXPECT_THAT(result.error, IsEmpty());
         ASSERT_EQ(result.frames.size(), 1u);
         EXPECT_EQ(result.frames[0].timeNanoseconds, 7999999999u);
@@ -42,21 +41,21 @@ TEST(PcapSource, ReadsNanosecondsInEitherByteOrder) {
 }
 
 TEST(PcapSource, TakesASnapLengthOfZeroForNone) {
-    const ReadResult result = ReadAll(Joined({PcapHeader({.snapLength = 0}), PcapFrame(1, 0, kFrame)}));
+    const ReadResult result = ReadAll(Joined({PcapHeader({.snapLength = 0}), PcapFrame(1, 0, kSomeFrame)}));
     EXPECT_THAT(result.error, IsEmpty());
     ASSERT_EQ(result.frames.size(), 1u);
-    EXPECT_EQ(result.frames[0].bytes, kFrame);
+    EXPECT_EQ(result.frames[0].bytes, kSomeFrame);
 }
 
 TEST(PcapSource, ReadsAnEmptyFrame) {
-    const ReadResult result = ReadAll(Joined({PcapHeader(), PcapFrame(1, 0, {}), PcapFrame(1, 0, kFrame)}));
+    const ReadResult result = ReadAll(Joined({PcapHeader(), PcapFrame(1, 0, {}), PcapFrame(1, 0, kSomeFrame)}));
     EXPECT_THAT(result.error, IsEmpty());
     ASSERT_EQ(result.frames.size(), 2u);
     EXPECT_THAT(result.frames[0].bytes, IsEmpty());
 }
 
 TEST(PcapSource, IgnoresTheCheckSequenceLengthBesideTheLinkType) {
-    const ReadResult result = ReadAll(Joined({PcapHeader({.linkType = 0x54000001}), PcapFrame(1, 0, kFrame)}));
+    const ReadResult result = ReadAll(Joined({PcapHeader({.linkType = 0x54000001}), PcapFrame(1, 0, kSomeFrame)}));
     EXPECT_THAT(result.error, IsEmpty());
     EXPECT_EQ(result.frames.size(), 1u);
 }
@@ -73,7 +72,8 @@ TEST(PcapSource, RefusesAnotherVersion) {
 TEST(PcapSource, SaysWhereAFrameIsTooLong) {
     BytesWriter damaged;
     damaged.U32(1).U32(0).U32(0xFFFFFFF0).U32(0xFFFFFFF0);
-    const ReadResult result = ReadAll(Joined({PcapHeader(), PcapFrame(1, 0, kFrame), damaged.bytes, ByteList(100)}));
+    const ReadResult result =
+        ReadAll(Joined({PcapHeader(), PcapFrame(1, 0, kSomeFrame), damaged.bytes, ByteList(100)}));
     EXPECT_EQ(result.frames.size(), 1u);
     EXPECT_THAT(result.error, HasSubstr("the frame at offset 45 says that it has 4294967280 bytes"));
 }
@@ -86,8 +86,8 @@ TEST(PcapSource, TakesTheLongestFrameAndNotOneByteMore) {
 // Cut at every length, the file yields its whole frames and, unless the cut stands between two, a message with the
 // offset.
 TEST(PcapSource, EveryTruncationIsReported) {
-    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kFrame), PcapFrame(2, 0, kOtherFrame)});
-    const std::size_t firstEnd = 24 + 16 + kFrame.size();
+    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kSomeFrame), PcapFrame(2, 0, kOtherFrame)});
+    const std::size_t firstEnd = 24 + 16 + kSomeFrame.size();
     for (std::size_t length = 0; length < file.size(); ++length) {
         SCOPED_TRACE(length);
         const ReadResult result = ReadAll(ByteList(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)));
@@ -138,7 +138,7 @@ class Pieces : public std::streambuf {
 
 TEST(CaptureReader, ReadsTheSameFramesInWhateverPiecesTheFileComes) {
     const ByteList longFrame(3000, 7);
-    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kFrame), PcapFrame(2, 0, {}),
+    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kSomeFrame), PcapFrame(2, 0, {}),
                                   PcapFrame(3, 0, longFrame), PcapFrame(4, 0, kOtherFrame)});
     for (const std::size_t piece : {0u, 1u, 7u, 16u, 24u, 1000u, 100000u}) {
         Pieces pieces(file, piece);
@@ -148,24 +148,24 @@ TEST(CaptureReader, ReadsTheSameFramesInWhateverPiecesTheFileComes) {
         CapturedFrame frame;
         while (reader.Next(frame)) frames.push_back(frame.bytes);
         EXPECT_THAT(reader.Error(), IsEmpty()) << piece;
-        EXPECT_THAT(frames, testing::ElementsAre(kFrame, ByteList(), longFrame, kOtherFrame)) << piece;
+        EXPECT_THAT(frames, testing::ElementsAre(kSomeFrame, ByteList(), longFrame, kOtherFrame)) << piece;
         EXPECT_EQ(reader.BytesRead(), file.size()) << piece;
     }
 }
 
 TEST(CaptureReader, WaitsForNothingBehindTheFrameThatItHandsOut) {
-    const ByteList begin = Joined({PcapHeader(), PcapFrame(1, 0, kFrame)});
+    const ByteList begin = Joined({PcapHeader(), PcapFrame(1, 0, kSomeFrame)});
     Pieces pieces(Joined({begin, PcapFrame(2, 0, kOtherFrame)}), 1);
     std::istream input(&pieces);
     CaptureReader reader(input);
     CapturedFrame frame;
     ASSERT_TRUE(reader.Next(frame));
-    EXPECT_EQ(frame.bytes, kFrame);
+    EXPECT_EQ(frame.bytes, kSomeFrame);
     EXPECT_EQ(pieces.Given(), begin.size()) << "a running capture may pause here for hours";
 }
 
 TEST(CaptureReader, StaysAtItsEnd) {
-    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kFrame)});
+    const ByteList file = Joined({PcapHeader(), PcapFrame(1, 0, kSomeFrame)});
     std::istringstream input(std::string(file.begin(), file.end()));
     CaptureReader reader(input);
     CapturedFrame frame;

@@ -12,8 +12,6 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const ByteList kFrame{1, 2, 3, 4, 5};
-
 // Blocks of one section, in one byte order.
 class Pcapng {
  public:
@@ -67,11 +65,12 @@ class PcapngInEitherOrder : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(ByteOrders, PcapngInEitherOrder, testing::Bool());
 
 TEST_P(PcapngInEitherOrder, ReadsEnhancedAndSimplePackets) {
-    const ReadResult result = ReadAll(Joined(
-        {file_.Section(), file_.Interface(), file_.Enhanced(1700000000123456, kFrame), file_.Simple(3, {7, 8, 9})}));
+    const ReadResult result =
+        ReadAll(Joined({file_.Section(), file_.Interface(), file_.Enhanced(1700000000123456, kSomeFrame),
+                        file_.Simple(3, {7, 8, 9})}));
     EXPECT_THAT(result.error, IsEmpty());
     ASSERT_EQ(result.frames.size(), 2u);
-    EXPECT_EQ(result.frames[0].bytes, kFrame);
+    EXPECT_EQ(result.frames[0].bytes, kSomeFrame);
     EXPECT_EQ(result.frames[0].timeNanoseconds, 1700000000123456000u);
     EXPECT_EQ(result.frames[1].bytes, (ByteList{7, 8, 9}));
     EXPECT_EQ(result.frames[1].timeNanoseconds, 0u);
@@ -92,7 +91,7 @@ TEST_P(PcapngInEitherOrder, CountsTimeAsTheInterfaceSays) {
     const ByteList offset = file_.Writer().U16(14).U16(8).Number(100, 8).U16(0).U16(0).bytes;
     const ReadResult result =
         ReadAll(Joined({file_.Section(), file_.Interface(file_.Resolution(9)), file_.Interface(offset),
-                        file_.Enhanced(1234567890123, kFrame, 0), file_.Enhanced(5, kFrame, 1)}));
+                        file_.Enhanced(1234567890123, kSomeFrame, 0), file_.Enhanced(5, kSomeFrame, 1)}));
     EXPECT_THAT(result.error, IsEmpty());
     ASSERT_EQ(result.frames.size(), 2u);
     EXPECT_EQ(result.frames[0].timeNanoseconds, 1234567890123u);
@@ -103,7 +102,7 @@ TEST_P(PcapngInEitherOrder, PassesOverOtherBlocks) {
     const ByteList statistics = file_.Block(5, ByteList(24));
     const ByteList longOne = file_.Block(0x0BAD, ByteList(3 << 20));
     const ReadResult result =
-        ReadAll(Joined({file_.Section(), statistics, file_.Interface(), longOne, file_.Enhanced(1, kFrame)}));
+        ReadAll(Joined({file_.Section(), statistics, file_.Interface(), longOne, file_.Enhanced(1, kSomeFrame)}));
     EXPECT_THAT(result.error, IsEmpty());
     EXPECT_EQ(result.frames.size(), 1u);
 }
@@ -111,13 +110,14 @@ TEST_P(PcapngInEitherOrder, PassesOverOtherBlocks) {
 TEST_P(PcapngInEitherOrder, ANewSectionMayTurnTheByteOrderAndForgetsTheInterfaces) {
     const Pcapng other(!GetParam());
     const ReadResult result =
-        ReadAll(Joined({file_.Section(), file_.Interface(), file_.Enhanced(1, kFrame), other.Section(),
-                        other.Interface(other.Resolution(3)), other.Enhanced(1, kFrame)}));
+        ReadAll(Joined({file_.Section(), file_.Interface(), file_.Enhanced(1, kSomeFrame), other.Section(),
+                        other.Interface(other.Resolution(3)), other.Enhanced(1, kSomeFrame)}));
     EXPECT_THAT(result.error, IsEmpty());
     ASSERT_EQ(result.frames.size(), 2u);
     EXPECT_EQ(result.frames[1].timeNanoseconds, 1000000u);
-    EXPECT_THAT(ReadAll(Joined({file_.Section(), file_.Interface(), other.Section(), other.Enhanced(1, kFrame)})).error,
-                HasSubstr("names interface 0, which is not described"));
+    EXPECT_THAT(
+        ReadAll(Joined({file_.Section(), file_.Interface(), other.Section(), other.Enhanced(1, kSomeFrame)})).error,
+        HasSubstr("names interface 0, which is not described"));
 }
 
 TEST_P(PcapngInEitherOrder, SaysWhatIsWrongWithABlock) {
@@ -134,16 +134,16 @@ TEST_P(PcapngInEitherOrder, SaysWhatIsWrongWithABlock) {
     EXPECT_THAT(error(file_.Block(1, ByteList(4))), HasSubstr("too short"));
     EXPECT_THAT(error(file_.Block(6, file_.Writer().U32(0).U32(0).U32(0).U32(9).U32(9).U32(0).bytes)),
                 HasSubstr("too short"));
-    EXPECT_THAT(error(file_.Simple(40, kFrame)), HasSubstr("too short"));
+    EXPECT_THAT(error(file_.Simple(40, kSomeFrame)), HasSubstr("too short"));
     EXPECT_THAT(error(file_.Interface(file_.Writer().U16(9).U16(400).bytes)), HasSubstr("too short"));
-    EXPECT_THAT(ReadAll(Joined({file_.Section(), file_.Simple(5, kFrame)})).error,
+    EXPECT_THAT(ReadAll(Joined({file_.Section(), file_.Simple(5, kSomeFrame)})).error,
                 HasSubstr("no interface description"));
     EXPECT_THAT(ReadAll(file_.Section(2)).error, HasSubstr("version is 2.x"));
 }
 
 TEST_P(PcapngInEitherOrder, NamesALinkTypeThatIsNotReplayedAtItsFirstFrame) {
     const ReadResult result = ReadAll(Joined({file_.Section(), file_.Interface(), file_.Interface({}, 105),
-                                              file_.Enhanced(1, kFrame, 0), file_.Enhanced(1, kFrame, 1)}));
+                                              file_.Enhanced(1, kSomeFrame, 0), file_.Enhanced(1, kSomeFrame, 1)}));
     EXPECT_EQ(result.frames.size(), 1u);
     EXPECT_THAT(result.error, HasSubstr("link type 105 (IEEE 802.11)"));
 }
@@ -155,8 +155,9 @@ TEST_P(PcapngInEitherOrder, BoundsTheInterfacesOfASection) {
 }
 
 TEST_P(PcapngInEitherOrder, EveryTruncationIsReported) {
-    const std::vector<ByteList> blocks{file_.Section(), file_.Interface(file_.Resolution(9)), file_.Enhanced(1, kFrame),
-                                       file_.Block(5, ByteList(8)), file_.Simple(4, {1, 2, 3, 4})};
+    const std::vector<ByteList> blocks{file_.Section(), file_.Interface(file_.Resolution(9)),
+                                       file_.Enhanced(1, kSomeFrame), file_.Block(5, ByteList(8)),
+                                       file_.Simple(4, {1, 2, 3, 4})};
     ByteList file;
     std::vector<std::size_t> ends;
     for (const ByteList& block : blocks) {

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "host/capture_bytes.h"
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
 
@@ -14,11 +15,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr int kOk = 0;
-constexpr int kFailed = 1;
-
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
 
 // The first frames of a real capture: a handshake, a request and the beginning of its answer.
 ByteList FirstFrames(std::size_t count) {
@@ -37,7 +33,7 @@ ByteList FirstFrames(std::size_t count) {
 TEST(ReplayCommand, JudgesTheRequestsOfACapture) {
     FakeEnvironment environment;
     const Ran run = RunWith(environment, {"replay", "--map", "10.20.30.10=192.0.2.10", kCurl});
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.errors, IsEmpty());
     ASSERT_THAT(environment.library.scanned, SizeIs(37));
     EXPECT_EQ(FormatIpAddress(environment.library.scanned[0].server.address), "192.0.2.10");
@@ -71,7 +67,7 @@ TEST(ReplayCommand, AFileThatIsNotThereDoesNotKeepTheOthersFromBeingJudged) {
     FakeEnvironment environment;
     const TemporaryFile empty("notes.txt", std::string());
     const Ran run = RunWith(environment, {"replay", "no-such.pcap", empty.Folder(), kCurl});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     EXPECT_THAT(run.errors, AllOf(HasSubstr("tarnhost: no-such.pcap: cannot be opened"),
                                   HasSubstr("there is no capture in this folder")));
     EXPECT_THAT(run.out, HasSubstr("2 inputs could not be read"));
@@ -82,7 +78,7 @@ TEST(ReplayCommand, NamesALinkTypeThatItDoesNotKnow) {
     FakeEnvironment environment;
     const TemporaryFile capture("any.pcap", PcapHeader({.linkType = 105}));
     const Ran run = RunWith(environment, {"replay", capture.Path()});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     EXPECT_THAT(run.errors, AllOf(HasSubstr(capture.Path()), HasSubstr("link type 105 (IEEE 802.11)")));
     EXPECT_THAT(run.out, HasSubstr("0 requests"));
 }
@@ -91,7 +87,7 @@ TEST(ReplayCommand, RefusesWhatIsNoCapture) {
     FakeEnvironment environment;
     const TemporaryFile text("any.pcap", std::string("host = \"a.example\"\n"));
     const Ran run = RunWith(environment, {"replay", text.Path()});
-    EXPECT_EQ(run.code, kFailed);
+    EXPECT_EQ(run.code, kCodeFailed);
     EXPECT_THAT(run.errors, HasSubstr("is no capture"));
 }
 
@@ -107,7 +103,7 @@ TEST(ReplayCommand, EveryTruncationOfACaptureIsNamed) {
         FakeEnvironment environment;
         const Ran run = RunWith(environment, {"replay", "--json", capture.Path()});
         const bool isBetween = std::find(ends.begin(), ends.end(), length) != ends.end();
-        EXPECT_EQ(run.code, isBetween ? kOk : kFailed);
+        EXPECT_EQ(run.code, isBetween ? kCodeOk : kCodeFailed);
         const std::string message = length == 0 ? "is empty" : "ends at offset " + std::to_string(length);
         EXPECT_THAT(run.errors, isBetween ? testing::Matcher<std::string>(IsEmpty()) : HasSubstr(message));
         // The fourth frame holds the request.

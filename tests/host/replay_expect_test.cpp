@@ -4,9 +4,11 @@
 #include <gmock/gmock.h>
 #include <iterator>
 
+#include "host/command_runs.h"
 #include "host/expectations/expected_lines.h"
 #include "host/expectations/side_by_side.h"
 #include "host/fake_environment.h"
+#include "host/file_bytes.h"
 #include "host/temporary_file.h"
 
 namespace tarn::host {
@@ -17,13 +19,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-
-constexpr int kOk = 0;
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-constexpr int kFound = 3;
-
-const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
 
 Ran Replay(FakeEnvironment& environment, const std::string& expected, std::vector<std::string> options = {}) {
     const TemporaryFile file("expected.jsonl", expected);
@@ -51,7 +46,7 @@ std::string Verdicts(std::size_t count, const std::string& text) {
 TEST(ReplayExpect, SaysOnlyTheTotalsWhenNothingDiffers) {
     FakeEnvironment environment;
     const Ran run = Replay(environment, WholeRun());
-    EXPECT_EQ(run.code, kOk);
+    EXPECT_EQ(run.code, kCodeOk);
     EXPECT_THAT(run.errors, IsEmpty());
     EXPECT_EQ(run.out, "37 expected: 37 as expected, 0 different, 0 missing; 0 that nobody expects\n");
 }
@@ -60,7 +55,7 @@ TEST(ReplayExpect, ShowsWhatDiffersSideBySide) {
     FakeEnvironment environment;
     environment.library.answer = FakeLibrary::Malicious("Worm", "bad.example");
     const Ran run = Replay(environment, WholeRun());
-    EXPECT_EQ(run.code, kFound);
+    EXPECT_EQ(run.code, kCodeFound);
     EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  http_curl.pcap:4  verdict  (expected.jsonl:"),
                                HasSubstr("! verdict"), HasSubstr("Worm: bad.example"), HasSubstr("/with/port?x=1&y=2"),
                                HasSubstr("37 expected: 0 as expected, 37 different, 0 missing")));
@@ -77,7 +72,7 @@ TEST(ReplayExpect, TakesShorterLinesAndTheTypesThatTheyHave) {
     const Ran run = Replay(environment,
                            "{\"frame\": 4, \"reason\": 26}\n\n{\"frame\": 14, \"reason\": 7, \"protocol\": "
                            "\"http\"}\n{\"capture\": \"other.pcap\", \"frame\": 20, \"reason\": 26}\n");
-    EXPECT_EQ(run.code, kFound);
+    EXPECT_EQ(run.code, kCodeFound);
     EXPECT_THAT(run.out, AllOf(HasSubstr("DIFFERENT  http_curl.pcap:14"), HasSubstr("! reason"),
                                Not(HasSubstr("MISSING")), Not(HasSubstr("EXTRA")), Not(HasSubstr("attack")),
                                HasSubstr("2 expected: 1 as expected, 1 different, 0 missing; 0 that nobody expects"),
@@ -94,7 +89,7 @@ TEST(ReplayExpect, FindsWhatIsMissingAndWhatIsNew) {
     const std::string all = WholeRun();
     FakeEnvironment environment;
     const Ran fewer = Replay(environment, Verdicts(20, all) + "{\"type\":\"stats\"}\n", {"--json"});
-    EXPECT_EQ(fewer.code, kFound);
+    EXPECT_EQ(fewer.code, kCodeFound);
     const auto lines = JsonLines(fewer.out);
     const auto first =
         std::find_if(lines.begin(), lines.end(), [](const auto& line) { return line["type"] != "policy"; });
@@ -111,21 +106,16 @@ TEST(ReplayExpect, FindsWhatIsMissingAndWhatIsNew) {
 TEST(ReplayExpect, WritesAResultForEachCapture) {
     FakeEnvironment environment;
     const TemporaryFile junit("out.xml", "");
-    EXPECT_EQ(Replay(environment, "{\"frame\": 4, \"reason\": 7}\n", {"--junit", junit.Path()}).code, kFound);
+    EXPECT_EQ(Replay(environment, "{\"frame\": 4, \"reason\": 7}\n", {"--junit", junit.Path()}).code, kCodeFound);
     std::ifstream input(junit.Path());
     const std::string xml{std::istreambuf_iterator<char>(input), {}};
     EXPECT_THAT(xml, AllOf(HasSubstr("tests=\"1\" failures=\"1\" errors=\"0\""), HasSubstr("name=\"http_curl.pcap\""),
                            HasSubstr("1 of 1 differ")));
 }
 
-std::string ContentOf(const std::string& path) {
-    std::ifstream input(std::filesystem::path(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(input), {}};
-}
-
 TEST(ReplayExpect, WritesAnErrorForEachInputThatFailed) {
     const std::string all = WholeRun();
-    const std::string whole = ContentOf(kCurl);
+    const std::string whole = Whole(kCurl);
     const TemporaryFile cut("http_curl.pcap", whole.substr(0, whole.size() - 7));
     const TemporaryFile expected("expected.jsonl", all);
     const TemporaryFile junit("out.xml", "");
@@ -133,16 +123,16 @@ TEST(ReplayExpect, WritesAnErrorForEachInputThatFailed) {
         FakeEnvironment environment;
         std::vector<std::string> words{"replay", "--expect", expected.Path(), "--junit", junit.Path()};
         words.insert(words.end(), captures.begin(), captures.end());
-        EXPECT_EQ(RunWith(environment, words).code, kFailed);
-        return ContentOf(junit.Path());
+        EXPECT_EQ(RunWith(environment, words).code, kCodeFailed);
+        return Whole(junit.Path());
     };
     EXPECT_THAT(errorsOf({cut.Path()}), AllOf(HasSubstr("errors=\"1\""), HasSubstr("<error message=")));
     EXPECT_THAT(errorsOf({kCurl, "nowhere.pcap"}),
                 AllOf(HasSubstr("tests=\"2\" failures=\"0\" errors=\"1\""), HasSubstr("name=\"nowhere.pcap\"")));
     FakeEnvironment away;
     away.whyNot = "the library is away";
-    EXPECT_EQ(RunWith(away, {"replay", "--expect", expected.Path(), "--junit", junit.Path(), kCurl}).code, kFailed);
-    EXPECT_THAT(ContentOf(junit.Path()), AllOf(HasSubstr("errors=\"1\""), HasSubstr("the library is away")));
+    EXPECT_EQ(RunWith(away, {"replay", "--expect", expected.Path(), "--junit", junit.Path(), kCurl}).code, kCodeFailed);
+    EXPECT_THAT(Whole(junit.Path()), AllOf(HasSubstr("errors=\"1\""), HasSubstr("the library is away")));
 }
 
 TEST(ReplayExpect, ComparesTheCapturesThatWereReplayedAlone) {
@@ -152,7 +142,7 @@ TEST(ReplayExpect, ComparesTheCapturesThatWereReplayedAlone) {
         of52.replace(at, 14, "other.pcap");
     FakeEnvironment environment;
     const Ran run = Replay(environment, all + of52);
-    EXPECT_EQ(run.code, kOk) << run.out;
+    EXPECT_EQ(run.code, kCodeOk) << run.out;
     EXPECT_EQ(run.out,
               "37 expected: 37 as expected, 0 different, 0 missing; 0 that nobody expects\n1 capture of expected.jsonl "
               "was not replayed; 37 expected lines of it are not compared\n");
@@ -160,12 +150,12 @@ TEST(ReplayExpect, ComparesTheCapturesThatWereReplayedAlone) {
     EXPECT_EQ(JsonLines(json.out).back()["captures_not_replayed"], 1);
     // Of a capture that is not in the file one line is enough.
     const Ran unknown = Replay(environment, of52);
-    EXPECT_EQ(unknown.code, kFound);
+    EXPECT_EQ(unknown.code, kCodeFound);
     EXPECT_THAT(unknown.out,
                 AllOf(HasSubstr("EXTRA  http_curl.pcap: 37 lines, and expected.jsonl has none of this capture\n"),
                       Not(HasSubstr("http_curl.pcap:4"))));
     const Ran nothing = Replay(environment, Verdicts(3, of52));
-    EXPECT_EQ(nothing.code, kFailed);
+    EXPECT_EQ(nothing.code, kCodeFailed);
     EXPECT_THAT(nothing.errors, HasSubstr("nothing was compared, because none of its captures was replayed"));
 }
 
@@ -175,13 +165,13 @@ TEST(ReplayExpect, KnowsWhatABriefRunLeftOut) {
     ASSERT_THAT(Events(before, "verdict"), IsEmpty());
     FakeEnvironment environment;
     const Ran same = Replay(environment, before.out);
-    EXPECT_EQ(same.code, kOk) << same.out;
+    EXPECT_EQ(same.code, kCodeOk) << same.out;
     EXPECT_THAT(same.out,
                 HasSubstr("37 found that expected.jsonl does not list and that were not compared: its run left "
                           "out 37, as --brief and --quiet do\n"));
     environment.library.answer = FakeLibrary::Malicious("Worm", "bad.example");
     const Ran blocked = Replay(environment, before.out);  // such a verdict would have been listed
-    EXPECT_EQ(blocked.code, kFound);
+    EXPECT_EQ(blocked.code, kCodeFound);
     EXPECT_THAT(blocked.out, HasSubstr("37 that nobody expects"));
 }
 
@@ -199,14 +189,14 @@ TEST(ReplayExpect, RefusesAFileThatSaysNothing) {
     EXPECT_THAT(Replay(environment, "").errors, HasSubstr("it holds nothing that is expected"));
     EXPECT_THAT(Replay(environment, "{\"frame\": 4}\nno json\n").errors, HasSubstr("line 2 is no JSON object"));
     EXPECT_THAT(Replay(environment, "{\"verdict\": \"allowed\"}\n").errors, HasSubstr("line 1 has no \"frame\""));
-    EXPECT_EQ(Replay(environment, "").code, kFailed);
-    EXPECT_EQ(RunWith(environment, {"replay", "--expect", "nowhere.jsonl", kCurl}).code, kFailed);
-    EXPECT_EQ(RunWith(environment, {"replay", "--junit", "x.xml", kCurl}).code, kUsage);
-    EXPECT_EQ(Replay(environment, "{\"frame\": 4}\n", {"--exit-verdict"}).code, kUsage);
+    EXPECT_EQ(Replay(environment, "").code, kCodeFailed);
+    EXPECT_EQ(RunWith(environment, {"replay", "--expect", "nowhere.jsonl", kCurl}).code, kCodeFailed);
+    EXPECT_EQ(RunWith(environment, {"replay", "--junit", "x.xml", kCurl}).code, kCodeUsage);
+    EXPECT_EQ(Replay(environment, "{\"frame\": 4}\n", {"--exit-verdict"}).code, kCodeUsage);
     EXPECT_THAT(environment.opened, IsEmpty());
     const std::string all = WholeRun();
     const TemporaryFile expected("expected.jsonl", all);
-    EXPECT_EQ(RunWith(environment, {"replay", "--expect", expected.Path(), kCurl, "nowhere.pcap"}).code, kFailed);
+    EXPECT_EQ(RunWith(environment, {"replay", "--expect", expected.Path(), kCurl, "nowhere.pcap"}).code, kCodeFailed);
 }
 
 TEST(ExpectedLines, KnowAnEntryWhereverItMoved) {

@@ -3,9 +3,9 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <iterator>
-#include <zlib.h>
 
 #include "host/fake_machine.h"
+#include "host/file_bytes.h"
 #include "host/report/event_reader.h"
 #include "host/temporary_file.h"
 
@@ -37,21 +37,6 @@ Json Request(const char* host, const char* verdict, int frame) {
             {"frame", frame},
             {"time", "2026-03-07T09:00:00.000000Z"},
             {"latency_ns", 1000 + frame}};
-}
-
-std::string Packed(const std::string& text) {
-    std::string out(compressBound(static_cast<uLong>(text.size())) + 64, '\0');
-    z_stream packer{};
-    EXPECT_EQ(deflateInit2(&packer, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    std::string in = text;
-    packer.next_in = reinterpret_cast<Bytef*>(in.data());
-    packer.avail_in = static_cast<uInt>(in.size());
-    packer.next_out = reinterpret_cast<Bytef*>(out.data());
-    packer.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&packer, Z_FINISH), Z_STREAM_END);
-    out.resize(packer.total_out);
-    deflateEnd(&packer);
-    return out;
 }
 
 struct Report {
@@ -165,11 +150,6 @@ TEST(ReportCommand, DoesNotWriteOverWhatItReads) {
     EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", "no-such-folder/x/report.html"}).code, 1);
 }
 
-std::string ContentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(ReportCommand, DoesNotWriteOverAPolicyOrWhatListsName) {
     FakeMachine machine;
     const TemporaryFile events("events.jsonl", Line(Request("good.example", "allowed", 1)));
@@ -178,12 +158,12 @@ TEST(ReportCommand, DoesNotWriteOverAPolicyOrWhatListsName) {
     const std::string included = (std::filesystem::path(policy.Folder()) / "bad.txt").string();
     std::ofstream(std::filesystem::path(included)) << "bad.example\n";
     for (const std::string& read : {events.Path(), list.Path(), policy.Path(), included}) {
-        const std::string before = ContentOf(read);
+        const std::string before = Whole(read);
         ASSERT_NE(before, "");
         const Ran run = RunWith(machine, {"report", "--policy", policy.Path(), "@" + list.Path(), "-o", read});
         EXPECT_EQ(run.code, 2) << read;
         EXPECT_THAT(run.errors, HasSubstr("this file is read; name another one"));
-        EXPECT_EQ(ContentOf(read), before) << read;
+        EXPECT_EQ(Whole(read), before) << read;
     }
 }
 
@@ -196,9 +176,9 @@ TEST(ReportCommand, ReplacesAnEarlierPageAsAWhole) {
         return std::distance(std::filesystem::directory_iterator(page.Folder()), std::filesystem::directory_iterator());
     };
     EXPECT_EQ(RunWith(machine, {"report", "no-such.jsonl", "-o", page.Path()}).code, 1);
-    EXPECT_EQ(ContentOf(page.Path()), "yesterday");
+    EXPECT_EQ(Whole(page.Path()), "yesterday");
     EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", page.Path()}).code, 0);
-    EXPECT_THAT(ContentOf(page.Path()), HasSubstr("good.example"));
+    EXPECT_THAT(Whole(page.Path()), HasSubstr("good.example"));
     EXPECT_EQ(filesBeside(), 1);
     EXPECT_EQ(RunWith(machine, {"report", events.Path(), "-o", page.Folder()}).code, 1);
     EXPECT_EQ(filesBeside(), 1);

@@ -129,7 +129,7 @@ TEST(RepeatedLines, AreThoseOfAnotherFile) {
     EXPECT_FALSE(CanRepeat(Json{{"type", "verdict"}}));
 }
 
-constexpr const char* kPolicy =
+constexpr const char* kReportedPolicy =
     "malicious_patterns = [\"/evil*\"]\n"
     "[white_lists]\n"
     "user = [\"a.example\", \"b.example\"]\n"
@@ -150,14 +150,14 @@ std::vector<std::string> TextsOf(const std::vector<DecidingEntry>& entries) {
 }
 
 TEST(PolicyEntries, AreThoseThatCanDecide) {
-    const policy::ReadPolicy read = policy::ParsePolicy(kPolicy);
+    const policy::ReadPolicy read = policy::ParsePolicy(kReportedPolicy);
     ASSERT_THAT(read.mistakes, IsEmpty());
     EXPECT_THAT(TextsOf(EntriesOf(read.policy)),
                 ElementsAre("a.example", "b.example", "bad.example", "half.example/one", "fish.example", "/evil*"));
 }
 
 TEST(PolicyEntries, NeverDecidedIsWhatNoEventNames) {
-    const std::vector<DecidingEntry> all = EntriesOf(policy::ParsePolicy(kPolicy).policy);
+    const std::vector<DecidingEntry> all = EntriesOf(policy::ParsePolicy(kReportedPolicy).policy);
     const std::vector<DecidingEntry> decided{{"white_lists.user", "b.example", "p.toml", 3},
                                              {"malicious_sites.threats", "bad.example", "p.toml", 4},
                                              {"phishing_sites", "fish.example", "p.toml", 99}};

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 
+#include "host/command_runs.h"
 #include "host/fake_machine.h"
 #include "host/temporary_file.h"
 
@@ -16,13 +17,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream input(text);
-    for (std::string line; std::getline(input, line);) lines.push_back(line);
-    return lines;
-}
 
 std::string Out(std::vector<std::string> arguments) {
     FakeMachine machine;

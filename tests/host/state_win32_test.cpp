@@ -23,7 +23,6 @@ using testing::Lt;
 using testing::Not;
 using testing::SizeIs;
 
-constexpr const char* kPolicy = "tarn-policy.toml";
 constexpr std::uint32_t kMay10 = 1778414400;  // 2026-05-10 12:00 UTC, a Sunday
 constexpr std::uint32_t kDay = 86400;
 constexpr int kSchedule = 5;  // the reason

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <regex>
 
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/fitted_output.h"
 
@@ -17,16 +18,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-
-constexpr const char* kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";
-constexpr const char* kMixed = TARN_CAPTURE_FOLDER "/mixed_small.pcap";
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream input(text);
-    for (std::string line; std::getline(input, line);) lines.push_back(line);
-    return lines;
-}
 
 std::string WithoutColours(const std::string& text) {
     return std::regex_replace(text, std::regex("\x1b\\[[0-9]*m"), "");
@@ -110,7 +101,7 @@ class Terminal : public testing::Test {
 TEST_F(Terminal, EveryLineFitsItsWidth) {
     for (const std::size_t columns : {40u, 80u, 100u, 149u, 150u, 200u}) {
         environment_.columns = columns;
-        for (const char* capture : {kCurl, kMixed}) {
+        for (const std::string& capture : {kCurl, kMixed}) {
             const std::string out = Out({"replay", "--verbose", capture});
             EXPECT_GT(LinesOf(out).size(), 20u);
             EXPECT_LT(WidestLine(out), columns) << capture;

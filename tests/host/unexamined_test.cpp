@@ -25,10 +25,6 @@ ByteList Text(std::string_view text) {
     return {text.begin(), text.end()};
 }
 
-ByteList Ethernet(std::uint16_t type, const ByteList& packet) {
-    return BytesWriter(true).U32(0).U32(0).U32(0).U16(type).Append(packet).bytes;
-}
-
 ByteList Segment(std::uint16_t from, std::uint16_t to, std::uint32_t sequence, const ByteList& payload) {
     return BytesWriter(true)
         .U16(from)

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "host/fake_machine.h"
+#include "host/file_bytes.h"
 #include "host/policy_follower.h"
 #include "host/temporary_file.h"
 
@@ -24,11 +25,6 @@ constexpr const char* kMistaken = "[features]\nanti_phishing = 1\n";
 
 std::string Capture(const std::string& name) {
     return std::string(TARN_CAPTURE_FOLDER "/") + name;
-}
-
-std::string Whole(const std::string& path) {
-    std::ifstream input(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(input), {}};
 }
 
 class WatchCommand : public testing::Test {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <iterator>
 
+#include "host/command_runs.h"
 #include "host/fake_machine.h"
 #include "host/temporary_file.h"
 
@@ -15,9 +16,8 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 
-constexpr const char* kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";  // 37 requests
-constexpr const char* kBefore = "[features]\nanti_phishing = true\n";
-constexpr const char* kAfter = "[features]\nanti_phishing = false\n";
+constexpr const char* kFirstPolicy = "[features]\nanti_phishing = true\n";
+constexpr const char* kSecondPolicy = "[features]\nanti_phishing = false\n";
 
 std::size_t CountOf(const std::string& text, const std::string& part) {
     std::size_t count = 0;
@@ -55,14 +55,14 @@ class WatchRounds : public testing::Test {
         const std::string capture{std::istreambuf_iterator<char>(input), {}};
         const std::size_t looks = capture.size() / 4096 + 2;  // one for each piece and one for the end
         for (std::size_t i = 0; i < looks; ++i) machine_.steps.push_back({Signal::kNone, "", [] {}});
-        machine_.steps.push_back({Signal::kChanged, "", [this] { policy_.Write(kAfter); }});
+        machine_.steps.push_back({Signal::kChanged, "", [this] { policy_.Write(kSecondPolicy); }});
         arguments.insert(arguments.begin(), "watch");
         arguments.push_back(kCurl);
         return RunWith(machine_, std::move(arguments)).out;
     }
 
     Machine machine_;
-    TemporaryFile policy_{"tarn-policy.toml", kBefore};
+    TemporaryFile policy_{"tarn-policy.toml", kFirstPolicy};
 };
 
 TEST_F(WatchRounds, ShowsOnlyWhatChangedAndCountsTheRest) {
@@ -113,7 +113,7 @@ TEST_F(WatchRounds, TheTotalsSayWhatWasJudgedUnderEachPolicy) {
                                          "     37  under the first policy: 37 allowed, 0 blocked\n"
                                          "     37  under that of change 1: 36 allowed, 1 blocked\n"));
     machine_.told.scanned.clear();
-    policy_.Write(kBefore);
+    policy_.Write(kFirstPolicy);
     const auto summary = JsonLines(TwoRounds({"--json"})).back();
     ASSERT_THAT(summary["policies"], SizeIs(2));
     EXPECT_EQ(summary["policies"][0]["blocked"], 0);
@@ -139,7 +139,7 @@ TEST_F(WatchRounds, ARowOfTheSameVerdictSaysByWhatItWas) {
 
 TEST_F(WatchRounds, JsonSaysWhatChanged) {
     for (const char* option : {"--verbose", "--brief"}) {
-        policy_.Write(kBefore);
+        policy_.Write(kFirstPolicy);
         machine_.told.scanned.clear();
         std::vector<nlohmann::json> changes;
         for (const auto& line : JsonLines(TwoRounds({"--json", option})))

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "network/ip_address.h"
+#include "network/ip_literals.h"
 
 namespace tarn::network {
 
@@ -27,12 +28,6 @@ struct DnsAnswerRing::TestAccess {
 namespace {
 
 using RingAccess = DnsAnswerRing::TestAccess;
-
-IpAddressRecord Ipv4(std::uint32_t number) {
-    IpAddressRecord record{};
-    for (int i = 0; i < 4; ++i) record.bytes[i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
-    return record;
-}
 
 IpAddressRecord Ipv6(std::uint8_t last) {
     IpAddressRecord record{};
@@ -59,13 +54,14 @@ std::string Find(const DnsAnswerRing& ring, const IpAddressRecord& address) {
 std::vector<IpAddressRecord> AddressesOfOneSet(std::size_t count) {
     std::vector<IpAddressRecord> addresses;
     for (std::uint32_t number = 1; addresses.size() < count; ++number)
-        if (RingAccess::IndexSetOf(Ipv4(number)) == RingAccess::IndexSetOf(Ipv4(1))) addresses.push_back(Ipv4(number));
+        if (RingAccess::IndexSetOf(Ipv4Record(number)) == RingAccess::IndexSetOf(Ipv4Record(1)))
+            addresses.push_back(Ipv4Record(number));
     return addresses;
 }
 
 // Answers for other addresses; they share one, so that they crowd no set.
 void StoreOthers(DnsAnswerRing& ring, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) ring.Store(Answer("other", {Ipv4(0x0B000000)}));
+    for (std::size_t i = 0; i < count; ++i) ring.Store(Answer("other", {Ipv4Record(0x0B000000)}));
 }
 
 // A store that stops between its steps while other threads store, as the scheduler may stop it.
@@ -87,17 +83,17 @@ class StoppedStore {
 
 TEST(DnsAnswerRing, AnEmptyRingFindsNothing) {
     DnsAnswerRing ring;
-    EXPECT_EQ(Find(ring, Ipv4(1)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4Record(1)), "(none)");
     ASSERT_TRUE(ring.Allocate());
-    EXPECT_EQ(Find(ring, Ipv4(1)), "(none)");
-    EXPECT_EQ(Find(ring, Ipv4(0)), "(none)") << "empty slots hold no address";
+    EXPECT_EQ(Find(ring, Ipv4Record(1)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4Record(0)), "(none)") << "empty slots hold no address";
 }
 
 TEST(DnsAnswerRing, BothAddressesAndBothFamiliesAreFound) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    ring.Store(Answer("two.example", {Ipv4(7), Ipv6(9)}));
-    EXPECT_EQ(Find(ring, Ipv4(7)), "two.example");
+    ring.Store(Answer("two.example", {Ipv4Record(7), Ipv6(9)}));
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "two.example");
     EXPECT_EQ(Find(ring, Ipv6(9)), "two.example");
     EXPECT_EQ(Find(ring, Ipv6(8)), "(none)");
 }
@@ -105,48 +101,49 @@ TEST(DnsAnswerRing, BothAddressesAndBothFamiliesAreFound) {
 TEST(DnsAnswerRing, OnlyTheTwoKeptAddressesCount) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    DnsAnswerEntry many = Answer("many.example", {Ipv4(1), Ipv4(2)});
+    DnsAnswerEntry many = Answer("many.example", {Ipv4Record(1), Ipv4Record(2)});
     many.addressCount = 65535;
     ring.Store(many);
-    EXPECT_EQ(Find(ring, Ipv4(2)), "many.example");
-    EXPECT_EQ(Find(ring, Ipv4(3)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4Record(2)), "many.example");
+    EXPECT_EQ(Find(ring, Ipv4Record(3)), "(none)");
 }
 
 TEST(DnsAnswerRing, TheNewestAnswerForAnAddressWins) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    for (int i = 0; i < 50; ++i) ring.Store(Answer("answer" + std::to_string(i), {Ipv4(7)}));
-    EXPECT_EQ(Find(ring, Ipv4(7)), "answer49");
+    for (int i = 0; i < 50; ++i) ring.Store(Answer("answer" + std::to_string(i), {Ipv4Record(7)}));
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "answer49");
 }
 
 TEST(DnsAnswerRing, AfterThreeThousandAndOneTheFirstSlotHoldsTheNewest) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    for (std::uint32_t i = 0; i < 3001; ++i) ring.Store(Answer("host" + std::to_string(i), {Ipv4(1000 + i), Ipv4(5)}));
+    for (std::uint32_t i = 0; i < 3001; ++i)
+        ring.Store(Answer("host" + std::to_string(i), {Ipv4Record(1000 + i), Ipv4Record(5)}));
     const DnsCacheRecord saved = ring.Saved();
     EXPECT_EQ(saved.count, 3000);
     EXPECT_EQ(saved.writeIndex, 1);
     EXPECT_STREQ(saved.entries[0].hostName, "host3000");
-    EXPECT_EQ(Find(ring, Ipv4(5)), "host3000");
-    EXPECT_EQ(Find(ring, Ipv4(1000)), "(none)") << "overwritten";
-    EXPECT_EQ(Find(ring, Ipv4(1001)), "host1");
+    EXPECT_EQ(Find(ring, Ipv4Record(5)), "host3000");
+    EXPECT_EQ(Find(ring, Ipv4Record(1000)), "(none)") << "overwritten";
+    EXPECT_EQ(Find(ring, Ipv4Record(1001)), "host1");
 }
 
 TEST(DnsAnswerRing, ANameWithoutNulEndsAtItsLastByte) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    DnsAnswerEntry entry = Answer("", {Ipv4(1)});
+    DnsAnswerEntry entry = Answer("", {Ipv4Record(1)});
     std::memset(entry.hostName, 'x', sizeof entry.hostName);
     ring.Store(entry);
-    EXPECT_EQ(Find(ring, Ipv4(1)), std::string(255, 'x'));
+    EXPECT_EQ(Find(ring, Ipv4Record(1)), std::string(255, 'x'));
     char small[4];
-    EXPECT_FALSE(ring.FindHostByAddress(Ipv4(1), small, sizeof small)) << "a name that does not fit is cut";
+    EXPECT_FALSE(ring.FindHostByAddress(Ipv4Record(1), small, sizeof small)) << "a name that does not fit is cut";
     EXPECT_STREQ(small, "xxx");
 }
 
 TEST(DnsAnswerRing, ARestoredRingIsSearchedNewestFirst) {
     std::vector<DnsAnswerEntry> saved(3000);
-    for (std::uint32_t i = 0; i < saved.size(); ++i) saved[i] = Answer("slot" + std::to_string(i), {Ipv4(9)});
+    for (std::uint32_t i = 0; i < saved.size(); ++i) saved[i] = Answer("slot" + std::to_string(i), {Ipv4Record(9)});
     const struct {
         std::uint16_t writeIndex;
         const char* newest;
@@ -155,20 +152,20 @@ TEST(DnsAnswerRing, ARestoredRingIsSearchedNewestFirst) {
         DnsAnswerRing ring;
         ASSERT_TRUE(ring.Allocate());
         ring.Restore(saved, c.writeIndex);
-        EXPECT_EQ(Find(ring, Ipv4(9)), c.newest) << c.writeIndex;
-        ring.Store(Answer("fresh", {Ipv4(9)}));
-        EXPECT_EQ(Find(ring, Ipv4(9)), "fresh") << c.writeIndex;
+        EXPECT_EQ(Find(ring, Ipv4Record(9)), c.newest) << c.writeIndex;
+        ring.Store(Answer("fresh", {Ipv4Record(9)}));
+        EXPECT_EQ(Find(ring, Ipv4Record(9)), "fresh") << c.writeIndex;
     }
 }
 
 TEST(DnsAnswerRing, WithAWriteIndexOfZeroNothingIsFoundUntilTheNextStore) {
-    std::vector<DnsAnswerEntry> saved(10, Answer("old", {Ipv4(9)}));
+    std::vector<DnsAnswerEntry> saved(10, Answer("old", {Ipv4Record(9)}));
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
     ring.Restore(saved, 0);
-    EXPECT_EQ(Find(ring, Ipv4(9)), "(none)");
-    ring.Store(Answer("new", {Ipv4(1)}));
-    EXPECT_EQ(Find(ring, Ipv4(9)), "old");
+    EXPECT_EQ(Find(ring, Ipv4Record(9)), "(none)");
+    ring.Store(Answer("new", {Ipv4Record(1)}));
+    EXPECT_EQ(Find(ring, Ipv4Record(9)), "old");
 }
 
 // A plain walk over the slots, newest first.
@@ -206,11 +203,11 @@ TEST(DnsAnswerRing, AgreesWithThePlainWalkOnGeneratedAnswers) {
         for (int step = 0; step < 12000; ++step) {
             std::vector<IpAddressRecord> addresses;
             for (std::uint32_t i = 0; i < 1 + random() % 2; ++i)
-                addresses.push_back(Ipv4(static_cast<std::uint32_t>(random() % range)));
+                addresses.push_back(Ipv4Record(static_cast<std::uint32_t>(random() % range)));
             const DnsAnswerEntry entry = Answer("host" + std::to_string(step), addresses);
             ring.Store(entry);
             plain.Store(entry);
-            const IpAddressRecord asked = Ipv4(static_cast<std::uint32_t>(random() % range));
+            const IpAddressRecord asked = Ipv4Record(static_cast<std::uint32_t>(random() % range));
             ASSERT_EQ(Find(ring, asked), plain.Find(asked)) << "range " << range << ", step " << step;
         }
     }
@@ -231,7 +228,8 @@ TEST(DnsAnswerRing, AddressesThatCrowdOneSetOfTheIndexAreAllFound) {
     // The newest answer counts for a dropped address too.
     ring.Store(Answer("newest", {crowd[0]}));
     EXPECT_EQ(Find(ring, crowd[0]), "newest");
-    for (std::uint32_t i = 0; i < DnsAnswerRing::kSlots - 1; ++i) ring.Store(Answer("later", {Ipv4(0x0B000000 + i)}));
+    for (std::uint32_t i = 0; i < DnsAnswerRing::kSlots - 1; ++i)
+        ring.Store(Answer("later", {Ipv4Record(0x0B000000 + i)}));
     EXPECT_EQ(Find(ring, crowd[0]), "newest");
     EXPECT_EQ(Find(ring, crowd[1]), "(none)");
     ring.Store(Answer("last", {stranger}));
@@ -254,32 +252,32 @@ TEST(DnsAnswerRing, ADroppedAddressIsFoundUntilItsAnswerLeavesTheRing) {
 TEST(DnsAnswerRing, NewestWinsAfterOverlappingStores) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    StoppedStore older(ring, Answer("older", {Ipv4(7)}));
+    StoppedStore older(ring, Answer("older", {Ipv4Record(7)}));
     older.Write();
-    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)") << "not stored yet";
-    ring.Store(Answer("newer", {Ipv4(7)}));
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "(none)") << "not stored yet";
+    ring.Store(Answer("newer", {Ipv4Record(7)}));
     older.Index();
-    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "newer");
     // With one more answer the older one leaves the ring, with two the newer one.
     StoreOthers(ring, DnsAnswerRing::kSlots - 2);
-    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "newer");
     StoreOthers(ring, 1);
-    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "newer");
     StoreOthers(ring, 1);
-    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "(none)");
 }
 
 TEST(DnsAnswerRing, NewestWinsWhenBothStoresAreIndexedLate) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    StoppedStore older(ring, Answer("older", {Ipv4(7), Ipv4(8)}));
-    StoppedStore newer(ring, Answer("newer", {Ipv4(7)}));
+    StoppedStore older(ring, Answer("older", {Ipv4Record(7), Ipv4Record(8)}));
+    StoppedStore newer(ring, Answer("newer", {Ipv4Record(7)}));
     newer.Write().Index();
     older.Write().Index();
-    EXPECT_EQ(Find(ring, Ipv4(7)), "newer");
-    EXPECT_EQ(Find(ring, Ipv4(8)), "older") << "its other address is indexed nevertheless";
-    ring.Store(Answer("newest", {Ipv4(8)}));
-    EXPECT_EQ(Find(ring, Ipv4(8)), "newest");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "newer");
+    EXPECT_EQ(Find(ring, Ipv4Record(8)), "older") << "its other address is indexed nevertheless";
+    ring.Store(Answer("newest", {Ipv4Record(8)}));
+    EXPECT_EQ(Find(ring, Ipv4Record(8)), "newest");
 }
 
 // A set of the index is full of newer answers when a late store comes to it.
@@ -304,12 +302,12 @@ TEST(DnsAnswerRing, ALateStoreTakesNoWayFromANewerAnswer) {
 TEST(DnsAnswerRing, AStoreOvertakenByAWholeRoundLeavesTheNewerAnswerInItsSlot) {
     DnsAnswerRing ring;
     ASSERT_TRUE(ring.Allocate());
-    StoppedStore late(ring, Answer("late", {Ipv4(7)}));
+    StoppedStore late(ring, Answer("late", {Ipv4Record(7)}));
     StoreOthers(ring, DnsAnswerRing::kSlots - 1);
-    ring.Store(Answer("newest", {Ipv4(8)}));
+    ring.Store(Answer("newest", {Ipv4Record(8)}));
     late.Write().Index();
-    EXPECT_EQ(Find(ring, Ipv4(8)), "newest");
-    EXPECT_EQ(Find(ring, Ipv4(7)), "(none)");
+    EXPECT_EQ(Find(ring, Ipv4Record(8)), "newest");
+    EXPECT_EQ(Find(ring, Ipv4Record(7)), "(none)");
     EXPECT_STREQ(ring.Saved().entries[0].hostName, "newest");
 }
 
@@ -327,12 +325,12 @@ TEST(DnsAnswerRing, StoresOfOneAddressByManyThreadsEndWithTheNewest) {
                 ++ready;
                 while (ready.load() < kThreads) std::this_thread::yield();
                 for (std::size_t i = 0; i < kStores; ++i)
-                    ring.Store(Answer(std::to_string(thread), {Ipv4(7), Ipv4(100 + thread)}));
+                    ring.Store(Answer(std::to_string(thread), {Ipv4Record(7), Ipv4Record(100 + thread)}));
             });
         for (std::thread& thread : threads) thread.join();
-        ASSERT_EQ(Find(ring, Ipv4(7)), ring.Saved().entries[kThreads * kStores - 1].hostName);
+        ASSERT_EQ(Find(ring, Ipv4Record(7)), ring.Saved().entries[kThreads * kStores - 1].hostName);
         for (std::uint32_t thread = 0; thread < kThreads; ++thread)
-            ASSERT_EQ(Find(ring, Ipv4(100 + thread)), std::to_string(thread));
+            ASSERT_EQ(Find(ring, Ipv4Record(100 + thread)), std::to_string(thread));
     }
 }
 
@@ -348,7 +346,7 @@ TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
             while (!stop.load()) {
                 for (std::uint32_t i = 0; i < 26; ++i) {
                     char host[260];
-                    if (!ring.FindHostByAddress(Ipv4(i), host, sizeof host)) continue;
+                    if (!ring.FindHostByAddress(Ipv4Record(i), host, sizeof host)) continue;
                     ++found;
                     // A whole name is one letter repeated, the letter of its address.
                     const std::string whole(200, static_cast<char>('a' + i));
@@ -361,7 +359,7 @@ TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
         writers.emplace_back([&, writer] {
             for (std::uint32_t i = 0; i < 8000; ++i) {
                 const std::uint32_t letter = (i + writer) % 26;
-                ring.Store(Answer(std::string(200, static_cast<char>('a' + letter)), {Ipv4(letter)}));
+                ring.Store(Answer(std::string(200, static_cast<char>('a' + letter)), {Ipv4Record(letter)}));
             }
         });
     for (std::thread& writer : writers) writer.join();

@@ -9,12 +9,6 @@
 namespace tarn::network {
 namespace {
 
-IpAddressRecord Ipv4(std::uint32_t number) {
-    IpAddressRecord record{};
-    for (int i = 0; i < 4; ++i) record.bytes[i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
-    return record;
-}
-
 IpAddressRecord Ipv6(const char* text) {
     IpAddressRecord record{};
     EXPECT_TRUE(ParseIpLiteral(text, record)) << text;
@@ -23,7 +17,7 @@ IpAddressRecord Ipv6(const char* text) {
 }
 
 TEST(CompareIPAddress, FamilyAndAddressMustBeEqual) {
-    IpAddressRecord a = Ipv4(0x01020304);
+    IpAddressRecord a = Ipv4Record(0x01020304);
     IpAddressRecord b = a;
     EXPECT_TRUE(CompareIPAddress(a, b));
     b.bytes[4] = 9;
@@ -51,14 +45,14 @@ TEST(IsPrivateIP, PrivateRangesLeaveOutTheirEnds) {
     } ranges[] = {
         {0x0A000000, 0x0AFFFFFF}, {0xAC100000, 0xAC1FFFFF}, {0xC0A80000, 0xC0A8FFFF}, {0xA9FE0000, 0xA9FEFFFF}};
     for (const auto& range : ranges) {
-        EXPECT_FALSE(IsPrivateIP(Ipv4(range.lowest - 1)));
-        EXPECT_FALSE(IsPrivateIP(Ipv4(range.lowest)));
-        EXPECT_TRUE(IsPrivateIP(Ipv4(range.lowest + 1)));
-        EXPECT_TRUE(IsPrivateIP(Ipv4(range.highest - 1)));
-        EXPECT_FALSE(IsPrivateIP(Ipv4(range.highest)));
-        EXPECT_FALSE(IsPrivateIP(Ipv4(range.highest + 1)));
+        EXPECT_FALSE(IsPrivateIP(Ipv4Record(range.lowest - 1)));
+        EXPECT_FALSE(IsPrivateIP(Ipv4Record(range.lowest)));
+        EXPECT_TRUE(IsPrivateIP(Ipv4Record(range.lowest + 1)));
+        EXPECT_TRUE(IsPrivateIP(Ipv4Record(range.highest - 1)));
+        EXPECT_FALSE(IsPrivateIP(Ipv4Record(range.highest)));
+        EXPECT_FALSE(IsPrivateIP(Ipv4Record(range.highest + 1)));
     }
-    EXPECT_FALSE(IsPrivateIP(Ipv4(0x7F000001)));
+    EXPECT_FALSE(IsPrivateIP(Ipv4Record(0x7F000001)));
 }
 
 TEST(IsPrivateIP, Ipv6IsPrivateBelowFd) {
@@ -70,7 +64,7 @@ TEST(IsPrivateIP, Ipv6IsPrivateBelowFd) {
 }
 
 TEST(IsPrivateIP, AnyOtherFamilyIsIpv4) {
-    IpAddressRecord record = Ipv4(0x0A000001);
+    IpAddressRecord record = Ipv4Record(0x0A000001);
     record.family = 7;
     EXPECT_TRUE(IsPrivateIP(record));
     record.bytes[0] = 0xFD;
@@ -86,7 +80,7 @@ TEST(ParseIpLiteral, Ipv4LiteralTable) {
             EXPECT_EQ(record.family, 0xEE) << "left alone";
             continue;
         }
-        const IpAddressRecord expected = Ipv4(literal.number);
+        const IpAddressRecord expected = Ipv4Record(literal.number);
         EXPECT_EQ(std::memcmp(&record, &expected, sizeof record), 0) << literal.text;
     }
 }
@@ -125,9 +119,9 @@ TEST(FormatIpAddress, ShortForms) {
         {"ffff:ffff:ffff:ffff:ffff:ffff:255.255.255.255", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
     };
     for (const auto& c : cases) EXPECT_EQ(FormatIpAddress(Ipv6(c.text)).View(), c.shortForm) << c.text;
-    EXPECT_EQ(FormatIpAddress(Ipv4(0xC0A80001)).View(), "192.168.0.1");
-    EXPECT_EQ(FormatIpAddress(Ipv4(0xFFFFFFFF)).View(), "255.255.255.255");
-    IpAddressRecord other = Ipv4(1);
+    EXPECT_EQ(FormatIpAddress(Ipv4Record(0xC0A80001)).View(), "192.168.0.1");
+    EXPECT_EQ(FormatIpAddress(Ipv4Record(0xFFFFFFFF)).View(), "255.255.255.255");
+    IpAddressRecord other = Ipv4Record(1);
     other.family = 9;
     EXPECT_EQ(FormatIpAddress(other).View(), "0.0.0.1") << "only family 1 is IPv6";
 }

@@ -2,6 +2,10 @@
 #ifndef TARN_TESTS_NETWORK_IP_LITERALS_H
 #define TARN_TESTS_NETWORK_IP_LITERALS_H
 
+#include <cstdint>
+
+#include "tarn/records.h"
+
 namespace tarn::network {
 
 struct Ipv4Literal {
@@ -103,6 +107,12 @@ inline constexpr Ipv6Literal kIpv6Literals[] = {
     {"1:2:3:4:5:6:7:8:", nullptr},
     {"example.org", nullptr},
 };
+
+inline IpAddressRecord Ipv4Record(std::uint32_t number) {
+    IpAddressRecord record{};
+    for (int i = 0; i < 4; ++i) record.bytes[i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
+    return record;
+}
 
 }  // namespace tarn::network
 

@@ -18,7 +18,6 @@ using testing::IsEmpty;
 
 constexpr std::uint8_t kUntouched = 0xCC;
 constexpr std::uint8_t kGrid = 1;
-constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 constexpr std::size_t kSaturday = 6;
 
 class LogonCheck : public ::testing::Test {

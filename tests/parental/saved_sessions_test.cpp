@@ -13,6 +13,7 @@
 #include "parental/failing_memory.h"
 #include "parental/logon_check.h"
 #include "parental/scripted_sessions.h"
+#include "parental/session_builders.h"
 
 namespace tarn::parental {
 namespace {
@@ -21,8 +22,6 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 SavedSessionRecord Saved(const AccountSid& sid, std::int64_t lastUpdate, std::uint32_t usageTicks = 0,
                          std::uint8_t blocked = 0, std::u16string_view name = u"Anna") {

@@ -22,6 +22,7 @@ namespace tarn::parental {
 using fakes::SummerTimeClock;
 
 inline constexpr std::uint8_t kPerUser = 2;
+inline constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 // S-1-5-21-...-relativeId with that many sub-authorities, cut to 68 bytes.
 inline std::array<std::uint8_t, 68> LongSid(std::uint8_t relativeId, std::uint8_t subAuthorities = 5) {

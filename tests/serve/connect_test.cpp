@@ -14,11 +14,6 @@ using testing::StartsWith;
 
 constexpr const char* kOpen = "HTTP/1.1 200 Connection established\r\n\r\n";
 
-std::string Hello(const std::string& name) {
-    const auto bytes = ComposeClientHello(name);
-    return {bytes.begin(), bytes.end()};
-}
-
 // The same hello in records of so many bytes.
 std::string InRecords(const std::string& hello, std::size_t size) {
     std::string records;
@@ -38,11 +33,6 @@ struct Opened {
         answer = client.ReadUntil("\r\n\r\n");
     }
 };
-
-// Sends back what comes, behind "got ".
-void Echo(Peer& peer) {
-    for (std::string part = peer.ReadBytes(1); !part.empty(); part = peer.ReadBytes(1)) peer.Send(part);
-}
 
 // All that was judged so far was refused, and each says why.
 void ExpectRefused(RunningServer& server, std::size_t count, const std::string& why) {

@@ -4,16 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "serve/addresses.h"
 #include "serve/dns_bytes.h"
 
 namespace tarn::host::serve {
 namespace {
 
 using ByteList = std::vector<std::uint8_t>;
-
-IpAddress Address(const char* text) {
-    return ParseIpAddress(text).value();
-}
 
 TEST(DnsMessageTest, ReadsTheQuestion) {
     const auto message = ParseDnsMessage(DnsQuery(0x1234, "WWW.Lantern.example", kDnsTypeAaaa));

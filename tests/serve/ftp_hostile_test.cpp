@@ -5,14 +5,10 @@
 
 #include "host/composed_request.h"
 #include "serve/ftp_world.h"
+#include "serve/loopback.h"
 
 namespace tarn::host::serve {
 namespace {
-
-std::string Hello(const std::string& name) {
-    const auto bytes = ComposeClientHello(name);
-    return {bytes.begin(), bytes.end()};
-}
 
 TEST_F(FtpControlTest, TakesNoHelloThatNobodyAskedFor) {
     ToldServer server(ToldServer::Answers{{"AUTH", "502 no"}});

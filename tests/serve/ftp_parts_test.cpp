@@ -3,13 +3,10 @@
 
 #include "host/serve/ftp_data.h"
 #include "host/serve/ftp_line.h"
+#include "serve/addresses.h"
 
 namespace tarn::host::serve {
 namespace {
-
-IpAddress Address(const char* text) {
-    return ParseIpAddress(text).value();
-}
 
 TEST(FtpLineTest, TakesLinesInOneForm) {
     std::string text =

@@ -60,10 +60,6 @@ class JudgedPast : public testing::Test {
         EXPECT_THAT(client->ReadUntil("\r\n\r\n"), StartsWith("HTTP/1.1 200"));
         return client;
     }
-    std::string Hello(const std::string& name) {
-        const auto bytes = ComposeClientHello(name);
-        return {bytes.begin(), bytes.end()};
-    }
     std::string Head(const std::string& line, const std::string& host) {
         return fmt::format("{} HTTP/1.1\r\nHost: {}\r\n\r\n", line, host);
     }

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/composed_request.h"
 #include "host/serve/asio.h"
 
 namespace tarn::host::serve {
@@ -204,6 +205,17 @@ inline void EchoRequests(Peer& peer) {
         const std::string text = head.substr(0, head.find("\r\n")) + "|" + body;
         peer.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n" + text);
     }
+}
+
+// Sends back what comes.
+inline void Echo(Peer& peer) {
+    for (std::string part = peer.ReadBytes(1); !part.empty(); part = peer.ReadBytes(1)) peer.Send(part);
+}
+
+// What a TLS client of that server says first.
+inline std::string Hello(const std::string& name) {
+    const auto bytes = ComposeClientHello(name);
+    return {bytes.begin(), bytes.end()};
 }
 
 }  // namespace tarn::host::serve

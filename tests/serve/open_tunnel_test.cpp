@@ -12,15 +12,6 @@ using testing::HasSubstr;
 using testing::SizeIs;
 using testing::StartsWith;
 
-void Echo(Peer& peer) {
-    for (std::string part = peer.ReadBytes(1); !part.empty(); part = peer.ReadBytes(1)) peer.Send(part);
-}
-
-std::string Hello(const std::string& name) {
-    const auto bytes = ComposeClientHello(name);
-    return {bytes.begin(), bytes.end()};
-}
-
 // A tunnel to host that carries what is said in it.
 struct Tunnel {
     Peer client;

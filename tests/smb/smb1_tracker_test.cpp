@@ -7,13 +7,10 @@
 namespace tarn::smb {
 namespace {
 
-constexpr std::u16string_view kShare = u"\\\\SERVER\\INBOX";
-constexpr std::uint32_t kCreated = 2;
-constexpr std::uint32_t kStatusFailed = 0xC0000022;
-constexpr std::uint8_t kOtherClient = 32;
+constexpr std::u16string_view kCapitalShare = u"\\\\SERVER\\INBOX";
 
 struct Smb1Tracker : testing::Test {
-    void Connect(std::u16string_view path = kShare, Smb1Keys keys = {}, std::uint8_t client = kClientHost) {
+    void Connect(std::u16string_view path = kCapitalShare, Smb1Keys keys = {}, std::uint8_t client = kClientHost) {
         keys.mid = 1;
         ASSERT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(path, keys), client));
         ASSERT_TRUE(monitor.FromServer(Smb1TreeConnectReply(keys), client));
@@ -104,10 +101,10 @@ TEST_F(Smb1Tracker, PathsAreCutAt259Units) {
 }
 
 TEST_F(Smb1Tracker, ThePathFollowsThePasswordWithoutAlignment) {
-    EXPECT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(kShare, {.mid = 1}, 0)));
-    EXPECT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(kShare, {.mid = 2}, 24)));
-    EXPECT_EQ(PendingName(1), kShare);
-    EXPECT_EQ(PendingName(2), kShare);
+    EXPECT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(kCapitalShare, {.mid = 1}, 0)));
+    EXPECT_TRUE(monitor.FromClient(Smb1TreeConnectRequest(kCapitalShare, {.mid = 2}, 24)));
+    EXPECT_EQ(PendingName(1), kCapitalShare);
+    EXPECT_EQ(PendingName(2), kCapitalShare);
     // With an alignment byte in front every unit begins one byte early.
     ByteList aligned = Smb1TreeConnectRequest(u"ab", {.mid = 3}, 24);
     aligned.insert(aligned.begin() + 43 + 24, 0);
@@ -116,11 +113,11 @@ TEST_F(Smb1Tracker, ThePathFollowsThePasswordWithoutAlignment) {
 }
 
 TEST_F(Smb1Tracker, WordCountMovesThePath) {
-    ByteList wide = Smb1TreeConnectRequest(kShare);
+    ByteList wide = Smb1TreeConnectRequest(kCapitalShare);
     wide[32] = 6;
     wide.insert(wide.begin() + 41, 4, 0xEE);
     EXPECT_TRUE(monitor.FromClient(wide));
-    EXPECT_EQ(PendingName(), kShare);
+    EXPECT_EQ(PendingName(), kCapitalShare);
 }
 
 TEST_F(Smb1Tracker, AFailedReplyOf35BytesRemovesItsRequest) {
@@ -150,7 +147,7 @@ TEST_F(Smb1Tracker, AndXChainsAreNotFollowed) {
     for (const bool isReply : {false, true}) {
         ByteList chained = Smb1HeaderBytes(0x73, isReply, {}, 13);
         PutLe(chained, 33, kSmb1TreeConnect, 1);
-        const ByteList second = Smb1TreeConnectRequest(kShare);
+        const ByteList second = Smb1TreeConnectRequest(kCapitalShare);
         chained.insert(chained.end(), second.begin() + 32, second.end());
         EXPECT_TRUE(monitor.FromClient(chained));
     }

@@ -7,9 +7,6 @@
 namespace tarn::smb {
 namespace {
 
-constexpr std::u16string_view kShare = u"\\\\server\\inbox";
-constexpr std::uint32_t kCreated = 2;
-
 struct Smb2Tracker : testing::Test {
     void Connect(std::u16string_view path = kShare, Smb2Keys keys = {}) {
         keys.messageId = 1;

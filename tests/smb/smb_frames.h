@@ -32,7 +32,12 @@ inline ByteList& PutText(ByteList& bytes, std::size_t offset, std::u16string_vie
 
 inline constexpr std::uint8_t kServerHost = 10;
 inline constexpr std::uint8_t kClientHost = 31;  // last byte of 192.0.2.x
+inline constexpr std::uint8_t kOtherClient = 32;
 inline constexpr std::uint16_t kClientPort = 45966;
+inline constexpr std::u16string_view kShare = u"\\\\server\\inbox";
+inline constexpr std::uint32_t kCreated = 2;
+inline constexpr std::uint32_t kStatusPending = 0x103;
+inline constexpr std::uint32_t kStatusFailed = 0xC0000022;
 
 struct Route {
     std::uint8_t source = kClientHost;

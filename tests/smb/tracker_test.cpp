@@ -8,11 +8,6 @@
 namespace tarn::smb {
 namespace {
 
-constexpr std::u16string_view kShare = u"\\\\server\\inbox";
-constexpr std::uint32_t kCreated = 2;
-constexpr std::uint32_t kStatusPending = 0x103;
-constexpr std::uint32_t kStatusFailed = 0xC0000022;
-constexpr std::uint8_t kOtherClient = 32;
 constexpr std::uint16_t kOtherTree = 3;
 
 // The client stands for the owner of trees: an address in SMB1, a session in SMB2.

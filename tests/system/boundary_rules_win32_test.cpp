@@ -104,17 +104,17 @@ TEST_F(Boundary, ReservedArgumentsAreZero) {
 // ---- Files ----
 
 std::vector<std::string> openedToWrite;
-std::size_t opened = 0;
+std::size_t openedFiles = 0;
 
 HANDLE WINAPI WatchedCreateFile(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                                 DWORD disposition, DWORD flags, HANDLE pattern) {
-    ++opened;
+    ++openedFiles;
     if ((access & ~static_cast<DWORD>(GENERIC_READ)) != 0 || disposition != OPEN_EXISTING)
         openedToWrite.push_back(std::filesystem::path(path).string());
     return CreateFileW(path, access, share, security, disposition, flags, pattern);
 }
 int __cdecl WatchedOpen(const wchar_t* path, int flags, ...) {
-    ++opened;
+    ++openedFiles;
     if ((flags & (_O_WRONLY | _O_RDWR | _O_CREAT | _O_TRUNC | _O_APPEND)) != 0)
         openedToWrite.push_back(std::filesystem::path(path).string());
     return _wopen(path, flags);
@@ -139,11 +139,11 @@ TEST_F(Boundary, NoFileAndNoLogIsWritten) {
     ASSERT_TRUE(createFile.IsInPlace() && open.IsInPlace());
     for (const char* name : {"fopen", "_wfopen", "DeleteFileW", "MoveFileExW", "WritePrivateProfileStringW"})
         EXPECT_FALSE(ImportPatch(Library(), name, WatchedOpen).IsInPlace()) << name;
-    opened = 0;
+    openedFiles = 0;
     openedToWrite.clear();
     const auto before = Contents(folder);
     UseEverything();
-    EXPECT_GE(opened, 2U) << "the proxy file and the product data are read";
+    EXPECT_GE(openedFiles, 2U) << "the proxy file and the product data are read";
     EXPECT_THAT(openedToWrite, IsEmpty());
     EXPECT_TRUE(Contents(folder) == before);
     for (const char* log : {"c:\\logs\\tarn.log", "c:\\logs\\zrlog.log"}) EXPECT_FALSE(std::filesystem::exists(log));

@@ -8,12 +8,10 @@
 #include "system/footprint_win32.h"
 #include "system/loaded_tarn_win32.h"
 #include "system/reference_install_win32.h"
+#include "system/reported_events.h"
 
 namespace tarn::system_test {
 namespace {
-
-constexpr std::uint32_t kTick = TARN_EVENT_TICK;
-constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 class DamagedFiles : public testing::Test {
  protected:

@@ -13,7 +13,6 @@ namespace {
 
 using url::DnsResponse;
 
-const std::string kAddress("\xCB\x00\x71\x05", 4);
 const std::string kPointer("\xC0\x0C", 2);
 
 std::string Label(std::size_t length, char filling = 'n') {

@@ -12,8 +12,6 @@
 namespace tarn::system_test {
 namespace {
 
-const std::string kAddress("\xCB\x00\x71\x05", 4);
-
 class DnsThreads : public ScanRecords {
  protected:
     DnsThreads() {

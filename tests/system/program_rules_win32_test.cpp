@@ -116,7 +116,7 @@ TEST_F(ImagePath, TheKernelsFunctionStandsInForThatOfTheProcessLibrary) {
 }
 
 TEST_F(ImagePath, WithoutThatFunctionTheImageNameIsTheWholePath) {
-    systemScript.moduleName = ModuleName::kNobody;
+    systemScript.moduleName = ModuleName::kNeither;
     EXPECT_EQ(ActedOn(), "\\Device\\HarddiskVolume7\\folder\\Reader-long.exe");
     EXPECT_THAT(systemScript.drivesAsked, IsEmpty());
     systemScript.imageName.clear();

@@ -6,6 +6,7 @@
 #include "system/footprint_win32.h"
 #include "system/import_patch_win32.h"
 #include "system/journal_lines.h"
+#include "system/reported_events.h"
 #include "system/system_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -17,9 +18,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr std::uint32_t kTick = TARN_EVENT_TICK;
 constexpr std::uint32_t kDisconnect = TARN_EVENT_DISCONNECT;
-constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 
 class ShutDown : public SystemFixture {
  protected:

@@ -20,6 +20,7 @@ std::array<std::uint8_t, 68> OwnIdentifier();
 std::u16string OwnName();
 
 // No process has this number.
+inline const std::string kAddress("\xCB\x00\x71\x05", 4);
 inline constexpr std::uint32_t kNobody = 0xFFFFFFF1;
 
 class ScanRecords : public SystemFixture {

@@ -15,7 +15,7 @@ namespace tarn::system_test {
 
 struct SystemScript {
     // Who knows the name of a process's executable.
-    enum class ModuleName { kBoth, kOnlyKernel, kNobody, kFails };
+    enum class ModuleName { kBoth, kOnlyKernel, kNeither, kFails };
     ModuleName moduleName = ModuleName::kBoth;
     std::wstring imageName;                     // what GetProcessImageFileNameW answers; empty = it fails
     std::array<std::wstring, 26> driveTargets;  // of the names "X:A" to "X:Z"
@@ -58,7 +58,7 @@ inline FARPROC WINAPI FindProcedure(HMODULE module, const char* name) {
             return real;
         case SystemScript::ModuleName::kOnlyKernel:
             return module == GetModuleHandleW(L"kernel32.dll") ? AsProcedure(KernelsModuleName) : nullptr;
-        case SystemScript::ModuleName::kNobody:
+        case SystemScript::ModuleName::kNeither:
             return nullptr;
         case SystemScript::ModuleName::kFails:
             return AsProcedure(FailingModuleName);

@@ -12,6 +12,7 @@
 // clang-format on
 
 #include "machine/win32_owners.h"
+#include "system/reported_events.h"
 #include "system/rules_fixture_win32.h"
 
 namespace tarn::system_test {
@@ -20,8 +21,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::uint32_t kTick = TARN_EVENT_TICK;
-constexpr std::uint32_t kLogon = TARN_EVENT_LOGON_5;
 constexpr DWORD kLongest = 20'000;
 
 machine::UniqueHandle NewEvent() {
