@@ -16,6 +16,7 @@ from pathlib import PurePosixPath
 
 import build
 import changes
+import compilations
 import rings
 import sources
 
@@ -100,10 +101,9 @@ def windows(tally, plan):
     if not files or not (ROOT / 'build/windows/build.ninja').exists():
         return files
     rings.heading('Windows, compiled only: ' + ', '.join(files))
-    known = subprocess.run(['ninja', '-C', 'build/windows', '-t', 'targets', 'all'], cwd=ROOT, capture_output=True,
-                           text=True, check=False).stdout
-    objects = [line.split(':')[0] for line in known.splitlines() if any(f'/{PurePosixPath(path).name}.obj:' in line
-                                                                        for path in files)]
+    commands = compilations.commands_of('windows')
+    objects = sorted({compilations.object_of(commands[whole]) for whole in (str(ROOT / path) for path in files)
+                      if whole in commands})
     if not objects or not ninja('windows', objects):
         tally.failed += 1
         rings.say('FAILED: the Windows build of these files')

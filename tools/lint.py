@@ -10,14 +10,13 @@ is read by itself.
 """
 import concurrent.futures
 import hashlib
-import json
 import re
-import shlex
 import subprocess
 import sys
 from pathlib import Path
 
 import build
+import compilations
 import sources
 
 ROOT = build.ROOT
@@ -31,18 +30,8 @@ ANALYSER = ['-Xclang', '-analyzer-config', '-Xclang', 'max-nodes=30000']
 LOSES_HANDLERS = '--checks=-clang-analyzer-cplusplus.NewDeleteLeaks'
 NOISE = re.compile(r'warnings? generated\.$|^Suppressed|^Use -header-filter')
 KEPT = ('-I', '-D', '-std=', '-isystem', '-W')
-LEFT_OUT = re.compile(r'-Werror|-Winvalid-pch|-D\w+_EXPORTS')
+LEFT_OUT = re.compile(r'-Werror|-Winvalid-pch|-Wno-subobject-linkage|-D\w+_EXPORTS')
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
-
-
-def commands_of(preset):
-    """Each source of a preset, and of the builds inside it, as an absolute path, with the command that compiles it."""
-    folder = ROOT / 'build' / preset
-    commands = {}
-    for file in (*folder.glob('*/compile_commands.json'), folder / 'compile_commands.json'):
-        for entry in json.loads(file.read_text(encoding='utf-8')):
-            commands[entry['file']] = shlex.split(entry['command'])
-    return commands
 
 
 def options_of(command):
@@ -96,8 +85,8 @@ class Linter:
         for preset in ('native', 'windows'):
             if not (ROOT / 'build' / preset / 'compile_commands.json').exists() and not build.configure(preset):
                 sys.exit(1)
-        self.native = commands_of('native')
-        self.windows = commands_of('windows')
+        self.native = compilations.commands_of('native')
+        self.windows = compilations.commands_of('windows')
         self.cross = ['--target=x86_64-w64-windows-gnu', '-nostdlibinc', *cross_compiler_includes()]
         version = subprocess.run(['clang-tidy', '--version'], capture_output=True, text=True, check=True).stdout
         self.setting = version + (ROOT / '.clang-tidy').read_text(encoding='utf-8')
