@@ -151,6 +151,7 @@ int CheckCompanions(const CompanionOptions& options, const Session& session) {
     std::string mistake;
     SavedState found;
     if (!session.environment.UseState(session.library, found, mistake)) return session.Fail(mistake, kExitFailed);
+    if (!session.library.keepState.empty()) session.TellState(found);
     session.environment.UsePolicy(session.library);
     const std::string folder = FromPath((path / "").make_preferred());
     const Totals totals = CheckAll(options, folder, session);

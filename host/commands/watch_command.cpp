@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <istream>
 #include <memory>
+#include <optional>
 
 #include "host/capture_replay.h"
 #include "host/commands/capture_options.h"
@@ -52,6 +53,7 @@ class Watching {
     void FeedAll(const std::vector<NamedInput>& inputs, bool isRepeated) {
         if (isRepeated) report_->BeginRound();
         for (const NamedInput& input : inputs) {
+            if (isStopped_ && !stoppedAt_) stoppedAt_ = input.shown.empty() ? input.name : input.shown;
             if (isStopped_ || !session_.out) break;
             if (!input.mistake.empty())
                 Complain(input.mistake, input.name);
@@ -72,7 +74,13 @@ class Watching {
         return false;
     }
 
-    int End() { return EndCaptures(session_, *report_, replay_.WhatWasRead(), {failed_, false, library_.Latencies()}); }
+    int End() {
+        const RunEnd end{failed_, stoppedAt_.has_value(), library_.Latencies()};
+        const ReplayTotals& read = replay_.WhatWasRead();
+        if (!stoppedAt_) return EndCaptures(session_, *report_, read, end);
+        return EndCaptures(session_, *report_, read, end, fmt::format("stopped at {}", Printable(*stoppedAt_)),
+                           kExitInterrupted);
+    }
 
  private:
     // True when the library was told about a change.
@@ -102,7 +110,10 @@ class Watching {
                 signal = signals_.Next(false, false);
                 Handle(signal);
             } while (signal == Signal::kChanged);
-            if (isStopped_) return 0;
+            if (isStopped_) {
+                if (file.stream.peek() != std::istream::traits_type::eof()) stoppedAt_ = shown;
+                return 0;
+            }
             file.stream.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
             return static_cast<std::size_t>(file.stream.gcount());
         });
@@ -136,6 +147,7 @@ class Watching {
     CaptureReplay replay_;
     std::uint64_t failed_ = 0;
     bool isStopped_ = false;
+    std::optional<std::string> stoppedAt_;  // the file that Ctrl+C cut off or kept from being begun
 };
 
 int Watch(const WatchOptions& options, const Session& session) {

@@ -71,6 +71,11 @@ std::optional<std::uint64_t> NumberOf(const Json& event, const char* name) {
     return value->get<std::uint64_t>();
 }
 
+bool IsRefusedRequest(const Json& event) {
+    const Json* const passed = Find(event, "passed");
+    return TextOf(event, "verdict") != "blocked" && passed != nullptr && passed->is_boolean() && !passed->get<bool>();
+}
+
 std::optional<std::int64_t> ParseTime(std::string_view text) {
     int year = 0;
     int month = 0;

@@ -16,6 +16,9 @@ namespace tarn::host::report {
 std::string TextOf(const nlohmann::json& event, const char* name);
 std::optional<std::uint64_t> NumberOf(const nlohmann::json& event, const char* name);
 
+// Whether a filter did not let the request pass although nothing in the policy blocks it.
+bool IsRefusedRequest(const nlohmann::json& event);
+
 // Microseconds since 1970 of "2026-03-07T21:30:05.25Z"; nothing for any other text and earlier times.
 std::optional<std::int64_t> ParseTime(std::string_view text);
 // Of the packet; nothing when there is none.

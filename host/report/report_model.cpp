@@ -66,13 +66,16 @@ void ReportModel::AddTime(const Json& event, Mark mark) {
 }
 
 void ReportModel::AddVerdict(const Json& event) {
-    const std::string verdict = TextOf(event, "verdict");
+    const bool isRefused = IsRefusedRequest(event);
+    if (isRefused) ++refused;
+    const std::string verdict = isRefused ? "blocked" : TextOf(event, "verdict");
     requests.Count(verdict);
     const std::string judged = TextOf(event, "judged");
     if (judged == "part") ++judgedInPart;
     if (judged == "none") ++notJudged;
     if (const std::string host = HostOf(event); !host.empty()) sites[host].Count(verdict);
-    if (const std::string reason = TextOf(event, "reason_text"); !reason.empty()) reasons[reason].Count(verdict);
+    if (const std::string reason = TextOf(event, isRefused ? "why_refused" : "reason_text"); !reason.empty())
+        reasons[reason].Count(verdict);
     AddTime(event, MarkOf(verdict));
 }
 

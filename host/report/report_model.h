@@ -78,6 +78,7 @@ struct ReportFigures {
     std::optional<std::int64_t> first;
     std::optional<std::int64_t> last;
     VerdictCounts requests;
+    std::uint64_t refused = 0;  // of the blocked requests: by a filter, and by nothing in the policy
     std::uint64_t judgedInPart = 0;
     std::uint64_t notJudged = 0;
     std::uint64_t attackFrames = 0;

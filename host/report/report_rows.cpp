@@ -38,7 +38,9 @@ std::string Labelled(std::string_view label, const std::string& text) {
 void FillVerdict(const Json& event, ReportRow& row) {
     row.what = Shown(event, "url");
     if (row.what.empty()) row.what = Shown(event, "host") + Shown(event, "path");
-    row.reason = Shown(event, "reason_text");
+    const bool isRefused = IsRefusedRequest(event);
+    if (isRefused) row.verdict = "refused";
+    row.reason = Shown(event, isRefused ? "why_refused" : "reason_text");
     const std::string judged = TextOf(event, "judged");
     row.more = Joined(
         {Shown(event, "protocol"), Labelled("rule", Shown(event, "rule_text")), Labelled("user", Shown(event, "user")),
@@ -47,7 +49,7 @@ void FillVerdict(const Json& event, ReportRow& row) {
                             : "",
          Shown(event, "why_not_whole")},
         "; ");
-    row.isFinding = row.verdict == "blocked";
+    row.isFinding = isRefused || row.verdict == "blocked";
 }
 
 void FillAttack(const Json& event, ReportRow& row) {

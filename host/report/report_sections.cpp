@@ -77,6 +77,7 @@ std::string TotalsSection(const ReportModel& model) {
     };
     add("", model.requests.All(), "requests", true);
     add("blocked", model.requests.blocked, "blocked", true);
+    add("blocked", model.refused, "of them refused by the filter");
     add("allowed", model.requests.allowed, "allowed", true);
     add("none", model.requests.none, "without a verdict");
     add("none", model.judgedInPart, "judged in part");

@@ -13,6 +13,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -49,6 +50,15 @@ class ModuleFolder {
         std::filesystem::temp_directory_path() /
         (std::string("companions-") + testing::UnitTest::GetInstance()->current_test_info()->name());
 };
+
+TEST(CompanionsCommand, SaysWhatStateItStartsWith) {
+    CheckingEnvironment environment;
+    const ModuleFolder folder;
+    const std::string state = folder.Path();
+    EXPECT_THAT(RunWith(environment, {"companions", "--keep-state", state, folder.Path()}).out,
+                HasSubstr("starting without saved answers and sessions; " + state));
+    EXPECT_THAT(RunWith(environment, {"companions", folder.Path()}).out, Not(HasSubstr("starting with")));
+}
 
 TEST(CompanionsCommand, SaysWhatWasFoundAndEndsWithOne) {
     CheckingEnvironment environment;

@@ -56,6 +56,22 @@ Report ReportOf(std::vector<std::string> words, std::string input = {}) {
     return report;
 }
 
+TEST(ReportCommand, WhatAFilterRefusedDidNotPass) {
+    Json refused = Request("refused.example", "none", 1);
+    refused["passed"] = false;
+    refused["why_refused"] = "the protocol is not judged";
+    Json passed = Request("passed.example", "none", 2);
+    passed["passed"] = true;
+    Json blocked = Request("blocked.example", "blocked", 3);
+    blocked["passed"] = false;
+    const auto [run, page] = ReportOf({"-"}, Line(refused) + Line(passed) + Line(blocked));
+    EXPECT_EQ(run.code, 0) << run.errors;
+    EXPECT_THAT(page, AllOf(HasSubstr("<b>2</b><span>blocked</span>"),
+                            HasSubstr("<b>1</b><span>of them refused by the filter</span>"),
+                            HasSubstr("<b>1</b><span>without a verdict</span>"),
+                            HasSubstr("the protocol is not judged"), HasSubstr("\"refused\"")));
+}
+
 TEST(ReportCommand, CountsWhatTheEventsSay) {
     const TemporaryFile events(
         "events.jsonl", Line(Request("good.example", "allowed", 1)) + Line(Request("bad.example", "blocked", 2)) +

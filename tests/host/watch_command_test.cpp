@@ -268,6 +268,37 @@ TEST_F(WatchCommand, CtrlCInsideACaptureIsNoBadCapture) {
     EXPECT_EQ(run.errors, "");
 }
 
+TEST_F(WatchCommand, CtrlCInsideAFileSaysWhereAndThatNotAllWasJudged) {
+    for (const bool isOnce : {false, true}) {
+        Then(Signal::kNone);
+        Then(Signal::kStop);
+        std::vector<std::string> arguments{"--json", Capture("http_curl.pcap"), Capture("mixed_small.pcap")};
+        if (isOnce) arguments.insert(arguments.begin(), "--once");
+        const Ran run = Run(arguments);
+        EXPECT_EQ(run.code, 130);
+        EXPECT_THAT(run.errors, HasSubstr("stopped at http_curl.pcap"));
+        EXPECT_EQ(JsonLines(run.out).back()["stopped"], true);
+    }
+}
+
+TEST_F(WatchCommand, CtrlCBetweenTwoFilesNamesTheOneThatIsNotBegun) {
+    const std::size_t looks = Whole(Capture("http_curl.pcap")).size() / 4096 + 1;  // one for each piece of the file
+    for (std::size_t i = 0; i < looks; ++i) Then(Signal::kNone);
+    Then(Signal::kStop);  // all of it has been read
+    const Ran run = Run({"--json", Capture("http_curl.pcap"), Capture("mixed_small.pcap")});
+    EXPECT_EQ(run.code, 130);
+    EXPECT_THAT(run.errors, HasSubstr("stopped at mixed_small.pcap"));
+}
+
+TEST_F(WatchCommand, CtrlCWhileAllIsJudgedStopsNothing) {
+    const std::size_t looks = Whole(Capture("http_curl.pcap")).size() / 4096 + 1;
+    for (std::size_t i = 0; i < looks; ++i) Then(Signal::kNone);
+    Then(Signal::kStop);
+    const Ran run = Run({"--json", Capture("http_curl.pcap")});
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(JsonLines(run.out).back()["stopped"], false);
+}
+
 TEST_F(WatchCommand, AStreamThatIsCutOffIsABadOne) {
     ThenInput(Whole(Capture("http_curl.pcap")).substr(0, 5000));
     ThenInput("");
