@@ -9,6 +9,7 @@
 
 #include "host/capture/capture_reader.h"
 #include "host/capture/transport_view.h"
+#include "support/project_files.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -18,7 +19,7 @@ constexpr std::size_t kMostConversation = 6000;
 constexpr std::uint16_t kSmbPort = 445;
 
 std::string InCaptures(const std::string& name) {
-    return std::string(TARN_CAPTURE_FOLDER "/") + name;
+    return CaptureFileOf(name);
 }
 
 std::uint8_t DigitOf(char c) {

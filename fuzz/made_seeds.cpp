@@ -5,6 +5,7 @@
 #include <string>
 
 #include "captured_seeds.h"
+#include "support/project_files.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -67,7 +68,9 @@ std::vector<ByteList> MadeSeeds(std::string_view target) {
     if (target == "made_capture" || target == "replayed_capture") return AnyBytes({40, 120, 300, 600, 1200, 2400}, 4);
     if (target == "exports") return AnyBytes({20, 60, 120, 240, 480, 960, 1500, 2200}, 5);
     if (target == "event_lines") return EventSeeds();
-    if (target == "case_file") return {ReadWholeFile(TARN_CASES_FILE), FromText("together = true\n[[case]]\n")};
+    if (target == "case_file")
+        return {ReadWholeFile(ProjectFile("examples/policy_tests/cases.toml")),
+                FromText("together = true\n[[case]]\n")};
     if (target == "command_texts") return CommandTextSeeds();
     return {};
 }

@@ -15,6 +15,7 @@
 #include "policy/policy_records.h"
 #include "policy/site_judge.h"
 #include "scan_modules.h"
+#include "support/project_files.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -31,7 +32,7 @@ enum Fact : std::uint8_t {
 };
 
 policy::Policy ReadDefaultPolicy() {
-    std::ifstream file(TARN_POLICY_FILE, std::ios::binary);
+    std::ifstream file(DefaultPolicyFile(), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     policy::ReadPolicy read = policy::ParsePolicy(text);
     Require(!text.empty() && read.mistakes.empty(), "the default policy is read");

@@ -7,6 +7,7 @@
 
 #include "captured_seeds.h"
 #include "made_seeds.h"
+#include "support/project_files.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -76,7 +77,7 @@ Seeds PolicySeeds() {
         "[category_names]\n7 = \"Games\"\n[[sites]]\naddress = \"play.example/a\"\ncategories = [7, 2]\n",
         "x = [[[[[[[[1]]]]]]]]\ny = 1979-05-27T07:32:00Z\nz = '''a\nb'''\n",
     });
-    const ByteList whole = ReadWholeFile(TARN_POLICY_FILE);
+    const ByteList whole = ReadWholeFile(DefaultPolicyFile());
     // A piece from one blank line to another is a policy of its own.
     for (std::size_t at = 0; at < whole.size();) {
         const std::string_view rest = AsText(Bytes(whole).subspan(at));
@@ -118,7 +119,7 @@ Seeds ProductSeeds() {
 
 Seeds KeptIn(std::string_view target) {
     namespace fs = std::filesystem;
-    const fs::path folder = fs::path(TARN_CORPUS_FOLDER) / target;
+    const fs::path folder = fs::path(ProjectFile("fuzz/corpus")) / target;
     std::vector<fs::path> files;
     if (fs::is_directory(folder))
         for (const auto& entry : fs::directory_iterator(folder)) files.push_back(entry.path());

@@ -11,14 +11,14 @@ JOBS = os.cpu_count() or 1
 
 
 def with_compiler_cache(preset):
-    """The environment of every build. Without these settings the cache takes nothing that uses a precompiled header. A
-    base folder lets clones in other folders share it, and hands the compiler relative paths; -ffile-prefix-map does not
-    know those, so there is none where the bytes of the result count, whatever the user's settings say."""
+    """The environment of every build. Without these settings the cache takes nothing that uses a precompiled header. The
+    base folder lets clones in other folders share it; it hands the compiler names that count from the build folder,
+    which cmake/neutral_paths.cmake knows, so that the bytes of the result stay the same."""
     launchers = ('CMAKE_C_COMPILER_LAUNCHER', 'CMAKE_CXX_COMPILER_LAUNCHER') if shutil.which('ccache') else ()
-    environment = {**dict.fromkeys(launchers, 'ccache'), **os.environ, 'CCACHE_BASEDIR': '',
+    environment = {**dict.fromkeys(launchers, 'ccache'), **os.environ, 'CCACHE_BASEDIR': str(ROOT),
                    'CCACHE_SLOPPINESS': 'pch_defines,time_macros'}
     if preset in ('native', 'tsan'):
-        environment |= {'CCACHE_BASEDIR': str(ROOT), 'CCACHE_NOHASHDIR': '1'}
+        environment['CCACHE_NOHASHDIR'] = '1'  # nothing takes the build folder's name out of what is only tested
     return environment
 
 

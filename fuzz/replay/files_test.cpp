@@ -8,6 +8,7 @@
 #include <string>
 
 #include "seeds.h"
+#include "support/project_files.h"
 
 namespace tarn::fuzz {
 namespace {
@@ -21,7 +22,7 @@ std::set<std::string> NamesIn(const fs::path& folder) {
 }
 
 TEST(KeptInputs, BelongToATarget) {
-    for (const std::string& name : NamesIn(TARN_CORPUS_FOLDER)) EXPECT_NE(FindTarget(name), nullptr) << name;
+    for (const std::string& name : NamesIn(ProjectFile("fuzz/corpus"))) EXPECT_NE(FindTarget(name), nullptr) << name;
 }
 
 // What libFuzzer learns stays in the build folder; here stand former findings and shapes that no capture has.
@@ -29,7 +30,7 @@ TEST(KeptInputs, StayFewAndSmall) {
     constexpr std::uintmax_t kMostOfAll = 262144;
     std::uintmax_t all = 0;
     std::size_t count = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(TARN_CORPUS_FOLDER)) {
+    for (const auto& entry : fs::recursive_directory_iterator(ProjectFile("fuzz/corpus"))) {
         if (!entry.is_regular_file()) continue;
         ++count;
         all += entry.file_size();
@@ -46,14 +47,14 @@ TEST(Dictionaries, AreNamedByTheirTargets) {
     for (const Target& target : AllTargets())
         if (!target.dictionary.empty()) named.emplace(target.dictionary);
     EXPECT_FALSE(named.empty());
-    EXPECT_EQ(NamesIn(TARN_DICTIONARY_FOLDER), named);
+    EXPECT_EQ(NamesIn(ProjectFile("fuzz/dictionaries")), named);
 }
 
 // libFuzzer refuses a whole dictionary for one line.
 TEST(Dictionaries, HoldQuotedWords) {
     const std::regex word(R"re(^"([ !#-\[]|[\]-~]|\\\\|\\"|\\x[0-9a-f]{2})+"$)re");
-    for (const std::string& name : NamesIn(TARN_DICTIONARY_FOLDER)) {
-        std::ifstream file(fs::path(TARN_DICTIONARY_FOLDER) / name);
+    for (const std::string& name : NamesIn(ProjectFile("fuzz/dictionaries"))) {
+        std::ifstream file(fs::path(ProjectFile("fuzz/dictionaries")) / name);
         std::set<std::string> words;
         for (std::string line; std::getline(file, line);) {
             if (line.starts_with('#')) continue;

@@ -10,6 +10,7 @@
 
 #include "companions/dead_entries.h"
 #include "companions/known_hosts.h"
+#include "support/project_files.h"
 
 namespace tarn::policy {
 namespace {
@@ -55,7 +56,7 @@ TEST(PolicyLint, LeavesTheMendedPolicyAlone) {
 }
 
 TEST(PolicyLint, LeavesTheShippedPolicyAlone) {
-    std::ifstream stream(TARN_POLICY_FILE, std::ios::binary);
+    std::ifstream stream(DefaultPolicyFile(), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
     EXPECT_GT(text.size(), 1000U);
     EXPECT_THAT(LinesOf(text), IsEmpty());

@@ -6,6 +6,7 @@
 #include "host/clock_time.h"
 #include "host/fake_machine.h"
 #include "host/temporary_file.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -163,7 +164,7 @@ TEST(AtOption, MustBeATime) {
 }
 
 TEST(AtOption, ReplayTakesTheTimesOfTheCaptureUnlessItIsGiven) {
-    const std::string capture = TARN_CAPTURE_FOLDER "/ftp_pipelined_control.pcap";
+    const std::string capture = CaptureFileOf("ftp_pipelined_control.pcap");
     FakeMachine machine;
     ASSERT_EQ(RunWith(machine, {"replay", capture}).code, 0);
     EXPECT_THAT(machine.told.clock, testing::SizeIs(testing::Gt(1u)));

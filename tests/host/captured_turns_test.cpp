@@ -7,6 +7,7 @@
 
 #include "host/capture/capture_reader.h"
 #include "host/capture/tcp_turns.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -33,7 +34,7 @@ std::string Hex(const std::vector<std::uint8_t>& bytes) {
 Truth ReadTruth(const std::string& capture) {
     Truth truth;
     for (const char* file : {"first", "later", "other_first"}) {
-        std::ifstream input(std::string(TARN_CAPTURE_FOLDER "/") + file + "_payloads.jsonl");
+        std::ifstream input(CaptureFileOf("") + file + "_payloads.jsonl");
         for (std::string line; std::getline(input, line);) {
             const auto part = nlohmann::json::parse(line);
             if (part["capture"] != capture || part["kind"] == "dns") continue;
@@ -47,7 +48,7 @@ Truth ReadTruth(const std::string& capture) {
 std::vector<Turn> ReadTurns(const std::string& capture) {
     std::vector<Turn> turns;
     TcpTurns assembly([&](const Turn& turn) { turns.push_back(turn); });
-    std::ifstream input(std::string(TARN_CAPTURE_FOLDER "/") + capture, std::ios::binary);
+    std::ifstream input(CaptureFileOf(capture), std::ios::binary);
     CaptureReader reader(input);
     CapturedFrame frame;
     while (reader.Next(frame)) {
@@ -116,14 +117,14 @@ TEST(CapturedFtp, TheTurnsOfAConnectionHoldItsSegments) {
 TEST(CapturedDns, EveryAnswerOverUdpIsSeen) {
     using Answer = std::tuple<std::string, std::uint16_t, std::string>;
     std::map<std::uint64_t, Answer> expected;
-    std::ifstream truth(TARN_CAPTURE_FOLDER "/first_payloads.jsonl");
+    std::ifstream truth(CaptureFileOf("first_payloads.jsonl"));
     for (std::string line; std::getline(truth, line);) {
         const auto part = nlohmann::json::parse(line);
         if (part["capture"] == "dns_basic.pcap" && part["transport"] == "udp")
             expected[part["frame"]] = {part["dst"], part["dport"], part["payload_hex"]};
     }
     std::map<std::uint64_t, Answer> found;
-    std::ifstream input(TARN_CAPTURE_FOLDER "/dns_basic.pcap", std::ios::binary);
+    std::ifstream input(CaptureFileOf("dns_basic.pcap"), std::ios::binary);
     CaptureReader reader(input);
     CapturedFrame frame;
     while (reader.Next(frame)) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "support/project_files.h"
+
 namespace tarn::host {
 
 inline constexpr int kCodeOk = 0;
@@ -13,8 +15,8 @@ inline constexpr int kCodeFailed = 1;
 inline constexpr int kCodeUsage = 2;
 inline constexpr int kCodeFound = 3;
 
-inline const std::string kCurl = TARN_CAPTURE_FOLDER "/http_curl.pcap";     // 10.20.30.41 asks, 37 requests
-inline const std::string kMixed = TARN_CAPTURE_FOLDER "/mixed_small.pcap";  // it is asked as well
+inline const std::string kCurl = CaptureFileOf("http_curl.pcap");     // 10.20.30.41 asks, 37 requests
+inline const std::string kMixed = CaptureFileOf("mixed_small.pcap");  // it is asked as well
 
 inline std::vector<std::string> LinesOf(const std::string& text) {
     std::vector<std::string> lines;

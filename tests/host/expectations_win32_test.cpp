@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "host/install_copy_win32.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -25,7 +26,7 @@ std::string TextOf(const std::string& file) {
 
 TEST(PolicyTests, TheExampleHoldsForTheDeliveredPolicy) {
     const InstallCopy install;
-    const ProgramRun run = install.Run({"test", TARN_EXAMPLE_CASES});
+    const ProgramRun run = install.Run({"test", ProjectFile("examples/policy_tests/cases.toml")});
     EXPECT_EQ(run.exitCode, kOk) << run.out << run.errors;
     EXPECT_EQ(run.out, "10 cases: 10 as expected, 0 different\n");
     EXPECT_EQ(run.errors, "");

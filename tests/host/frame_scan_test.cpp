@@ -10,6 +10,7 @@
 #include "host/command_runs.h"
 #include "host/fake_environment.h"
 #include "host/temporary_file.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -239,7 +240,7 @@ TEST(FrameScan, SaysWhatIsNotExamined) {
     EXPECT_EQ(silent["smb_encrypted"], 0);
     EXPECT_GT(silent["unknown_protocol"], 0);
     FakeEnvironment smb;
-    const Ran encrypted = RunWith(smb, {"replay", TARN_CAPTURE_FOLDER "/smb2_300_encrypted_other_client.pcap"});
+    const Ran encrypted = RunWith(smb, {"replay", CaptureFileOf("smb2_300_encrypted_other_client.pcap")});
     EXPECT_THAT(encrypted.out, HasSubstr("encrypted SMB messages"));
 }
 

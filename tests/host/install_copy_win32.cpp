@@ -8,6 +8,8 @@
 
 #include "tarn/companion_modules.h"
 
+#include "support/project_files.h"
+
 namespace tarn::host {
 namespace {
 
@@ -72,7 +74,7 @@ InstallCopy::InstallCopy(const std::set<std::string>& without) {
     // The programs are large, and nobody writes into them.
     for (const char* file : kFiles)
         if (!without.contains(file)) fs::create_hard_link(built / file, folder_ / file);
-    fs::copy_file(TARN_POLICY_FILE, folder_ / kPolicy);
+    fs::copy_file(DefaultPolicyFile(), folder_ / kPolicy);
 }
 
 InstallCopy::~InstallCopy() {
@@ -136,7 +138,7 @@ void InstallCopy::Remove(const std::string& name) const {
 }
 
 std::string CapturePath(const std::string& name) {
-    return std::string(TARN_CAPTURE_FOLDER "/") + name;
+    return CaptureFileOf(name);
 }
 
 }  // namespace tarn::host

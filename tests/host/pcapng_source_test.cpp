@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include "host/capture_bytes.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -199,7 +200,7 @@ TEST(Pcapng, TimeScales) {
 
 // A real capture, written as pcapng, yields the same frames.
 TEST(Pcapng, AConvertedCaptureYieldsTheSameFrames) {
-    std::ifstream input(TARN_CAPTURE_FOLDER "/http_curl.pcap", std::ios::binary);
+    std::ifstream input(CaptureFileOf("http_curl.pcap"), std::ios::binary);
     CaptureReader classic(input);
     const Pcapng writer(true);
     ByteList file = Joined({writer.Section(), writer.Interface(writer.Resolution(9))});

@@ -7,6 +7,7 @@
 #include <toml++/toml.h>
 
 #include "policy/policy_reader.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -16,7 +17,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 std::string DefaultPolicy() {
-    std::ifstream input(TARN_POLICY_FILE, std::ios::binary);
+    std::ifstream input(DefaultPolicyFile(), std::ios::binary);
     return {std::istreambuf_iterator<char>(input), {}};
 }
 

@@ -8,6 +8,7 @@
 #include "host/policy_check.h"
 #include "host/policy_file.h"
 #include "host/temporary_file.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -25,9 +26,9 @@ constexpr const char* kTwoMistakes =
 
 TEST(PolicyCommand, TheShippedPoliciesHaveNoMistakes) {
     FakeEnvironment environment;
-    const Ran run = RunWith(environment, {"policy", TARN_POLICY_FILE});
+    const Ran run = RunWith(environment, {"policy", DefaultPolicyFile()});
     EXPECT_EQ(run.code, 0);
-    const std::string path = std::filesystem::path(TARN_POLICY_FILE).make_preferred().string();
+    const std::string path = std::filesystem::path(DefaultPolicyFile()).make_preferred().string();
     EXPECT_THAT(run.out, EndsWith(path + ": no mistakes\n"));  // behind a drive on Windows
 }
 

@@ -6,6 +6,7 @@
 #include "host/command_runs.h"
 #include "host/fake_machine.h"
 #include "host/temporary_file.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -18,7 +19,7 @@ using testing::Not;
 using testing::SizeIs;
 
 // With its drive, where there are drives.
-const std::string kWholeCurl = std::filesystem::absolute(TARN_CAPTURE_FOLDER "/http_curl.pcap").generic_string();
+const std::string kWholeCurl = std::filesystem::absolute(CaptureFileOf("http_curl.pcap")).generic_string();
 
 Ran RunCases(FakeMachine& machine, const std::string& cases, std::vector<std::string> options = {}) {
     const TemporaryFile file("cases.toml", cases);

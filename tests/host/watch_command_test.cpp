@@ -7,6 +7,7 @@
 #include "host/file_bytes.h"
 #include "host/policy_follower.h"
 #include "host/temporary_file.h"
+#include "support/project_files.h"
 
 namespace tarn::host {
 namespace {
@@ -24,7 +25,7 @@ constexpr const char* kAfter = "[features]\nanti_phishing = false\n";
 constexpr const char* kMistaken = "[features]\nanti_phishing = 1\n";
 
 std::string Capture(const std::string& name) {
-    return std::string(TARN_CAPTURE_FOLDER "/") + name;
+    return CaptureFileOf(name);
 }
 
 class WatchCommand : public testing::Test {

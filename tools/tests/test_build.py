@@ -59,7 +59,7 @@ class CompilerCache(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder, mock.patch.object(build, 'configure', return_value=True), \
                 mock.patch.dict('os.environ', PATH=f'{folder}:/usr/bin:/bin', CCACHE_BASEDIR='/'):
             fake = Path(folder, 'cmake')
-            fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "" ]\n', encoding='utf-8')
+            fake.write_text(f'#!/bin/sh\n[ "${{CCACHE_BASEDIR-unset}}" = "{build.ROOT}" ]\n', encoding='utf-8')
             fake.chmod(0o755)
             self.assertTrue(build.build('windows'))
             fake.write_text('#!/bin/sh\n[ "${CCACHE_BASEDIR-unset}" = "/" ]\n', encoding='utf-8')
@@ -74,8 +74,8 @@ class CompilerCache(unittest.TestCase):
                                       capture_output=True, text=True, check=True).stdout.strip()
 
     @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
-    def test_no_setting_of_the_user_makes_the_names_of_sources_relative(self):
-        self.assertEqual(self.asked('windows', 'base_dir', 'base_dir = /\n'), '')
+    def test_no_setting_of_the_user_changes_the_base_folder(self):
+        self.assertEqual(self.asked('windows', 'base_dir', 'base_dir = /\n'), str(build.ROOT))
         self.assertEqual(self.asked('windows', 'hash_dir'), 'true')
 
     @unittest.skipIf(shutil.which('ccache') is None, 'there is no compiler cache')
