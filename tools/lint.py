@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """clang-tidy over the library, companions, host and examples, each file once.  usage: lint.py [FILE...]
 
-A clean file is remembered in build/lint until it, a header that it includes, its compiler options, .clang-tidy or
-clang-tidy itself changes. A file that the native build compiles is read as there, any other as for Windows.
+A clean file is remembered, for every clone of this account, until it, a header that it includes, its compiler options,
+.clang-tidy or clang-tidy itself changes. A file that the native build compiles is read as there, any other as for
+Windows.
 
 Most of the time goes into the system's headers, so files of one folder with the same options are read as one text.
 Files that cannot stand together, because two name the same thing, are put apart; where there is something to say, each
@@ -10,6 +11,7 @@ is read by itself.
 """
 import concurrent.futures
 import hashlib
+import os
 import re
 import subprocess
 import sys
@@ -21,7 +23,8 @@ import sources
 
 ROOT = build.ROOT
 FOLDERS = ('src', 'companions', 'host', 'examples')
-STAMPS = ROOT / 'build' / 'lint'
+STAMPS = Path(os.environ.get('XDG_CACHE_HOME') or Path.home() / '.cache') / 'tarn-lint'
+UNITS = ROOT / 'build' / 'lint'
 FILES_OF_A_UNIT = 8
 COMPILES_ONLY = '--checks=-*,misc-misplaced-const'  # a cheap one, since clang-tidy wants at least one
 # The analyser follows at most so many steps through one function. Its own limit, 225,000, takes five times as long.
@@ -100,9 +103,10 @@ class Linter:
         return None
 
     def stamp(self, file, options):
-        state = hashlib.sha256(self.setting.encode() + ' '.join(options).encode())
-        for path in (ROOT / file, *included_headers(ROOT / file, include_folders(options))):
-            state.update(str(path).encode() + path.read_bytes())
+        """A file whose name says all that the outcome depends on, wherever the clone stands."""
+        state = hashlib.sha256(self.setting.encode() + ' '.join(options).replace(str(ROOT), '').encode())
+        for path in (ROOT / file, *included_headers(ROOT / file, include_folders(options), ROOT)):
+            state.update(str(path.relative_to(ROOT)).encode() + path.read_bytes())
         return STAMPS / state.hexdigest()[:32]
 
     def waiting(self, files):
@@ -180,7 +184,7 @@ def lint_unit(unit):
 
 
 def tidy_joined(text, options, *more):
-    whole = STAMPS / f'unit_{hashlib.sha256(text.encode()).hexdigest()[:16]}.cpp'
+    whole = UNITS / f'unit_{hashlib.sha256(text.encode()).hexdigest()[:16]}.cpp'
     whole.write_text(text, encoding='utf-8')
     complaint = tidy(str(whole), options, *more)
     whole.unlink()
@@ -210,7 +214,8 @@ def main(files):
     files = [str(Path(file)) for file in files] or sources.all_sources(FOLDERS, ('.cpp', '.c'))
     if not files:
         sys.exit('There is no source to lint.')
-    STAMPS.mkdir(parents=True, exist_ok=True)
+    for folder in (STAMPS, UNITS):
+        folder.mkdir(parents=True, exist_ok=True)
     linter = Linter()
     waiting = list(linter.waiting(files))
     units = sorted(in_units(waiting), key=len, reverse=True)

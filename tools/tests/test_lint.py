@@ -1,6 +1,7 @@
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 import lint
 
@@ -64,6 +65,23 @@ class Tidy(unittest.TestCase):
         self.assertIn('clang-diagnostic-error', self.complaint('int Missing() { return none; }\n'))
 
 
+class Stamp(unittest.TestCase):
+    def stamp(self, header='int one;\n', define='-DA', setting=''):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(lint, 'ROOT', Path(folder).resolve()):
+            (lint.ROOT / 'a.cpp').write_text('#include "a.h"\n', encoding='utf-8')
+            (lint.ROOT / 'a.h').write_text(header, encoding='utf-8')
+            linter = lint.Linter.__new__(lint.Linter)
+            linter.setting = setting
+            return linter.stamp('a.cpp', [f'-I{lint.ROOT}', define])
+
+    def test_is_the_same_in_every_clone(self):
+        self.assertEqual(self.stamp(), self.stamp())
+
+    def test_changes_with_the_header_the_options_and_the_checks(self):
+        others = [self.stamp(header='int two;\n'), self.stamp(define='-DB'), self.stamp(setting='checks')]
+        self.assertEqual(len({self.stamp(), *others}), 4)
+
+
 class Units(unittest.TestCase):
     def test_one_folder_and_one_set_of_options(self):
         waiting = [('src/a/1.cpp', ['-DA'], None), ('src/a/2.cpp', ['-DA'], None), ('src/b/3.cpp', ['-DA'], None),
@@ -86,9 +104,9 @@ class LintUnit(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(dir=lint.ROOT / 'tests', prefix='lint_')
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
-        stamps = lint.STAMPS
-        lint.STAMPS = self.folder
-        self.addCleanup(lambda: setattr(lint, 'STAMPS', stamps))
+        units = lint.UNITS
+        lint.UNITS = self.folder
+        self.addCleanup(lambda: setattr(lint, 'UNITS', units))
 
     def lint(self, *texts):
         unit = []
