@@ -6,16 +6,15 @@
 #include <iterator>
 #include <set>
 #include <sstream>
-
-#include "host/command_runs.h"
-#include "host/file_bytes.h"
 #ifndef _WIN32
 #include <unistd.h>
 #endif
 
 #include "host/capture/gzip_input.h"
 #include "host/capture_bytes.h"
+#include "host/command_runs.h"
 #include "host/fake_environment.h"
+#include "host/file_bytes.h"
 #include "host/file_path.h"
 #include "host/temporary_file.h"
 
@@ -97,6 +96,20 @@ TEST(NamedInputs, VerdictsNameTheCaptureBelowItsFolder) {
     for (const auto& event : Events(RunWith(environment, {"--json", "replay", folder.Name()}), "verdict"))
         captures.insert(event["capture"].get<std::string>());
     EXPECT_THAT(captures, ElementsAre("a/x.pcap", "b/x.pcap"));
+}
+
+TEST(NamedInputs, AThousandCapturesOfAFolderAreReplayed) {
+    const Folder folder({"0.pcap"});
+    const ByteList header = PcapHeader();
+    for (int i = 1; i < 1000; ++i)
+        std::ofstream(folder.Path(std::to_string(i) + ".pcap"), std::ios::binary)
+            .write(reinterpret_cast<const char*>(header.data()), 24);
+    FakeEnvironment environment;
+    const Ran run = RunWith(environment, {"replay", "--json", "--quiet", folder.Name()});
+    EXPECT_EQ(run.code, 0) << run.errors;
+    const auto totals = JsonLines(run.out).back();
+    EXPECT_EQ(totals["captures"], 1000);
+    EXPECT_EQ(totals["failed_inputs"], 0);
 }
 
 #ifndef _WIN32
