@@ -205,6 +205,20 @@ class Clients(unittest.TestCase):
             following.change(POLICY)
             self.assertEqual(ask(), b'you asked for /now')
 
+    def test_a_policy_that_vanishes_counts_until_another_one_comes(self):
+        with serving.Serving(self.folder / 'vanishing', POLICY) as vanishing:
+            def ask(host):
+                return run('curl', '--silent', '--proxy', f'http://{vanishing.proxy}', self.url(host, '/now')).stdout
+            since = len(vanishing.events)
+            vanishing.policy.unlink()
+            kept = vanishing.wait_for(lambda event: event['type'] == 'policy' and event['event'] == 'kept', since=since)
+            self.assertEqual(kept['why'], 'missing')
+            self.assertIn(b'line 5', ask('bad.example'))
+            self.assertEqual(ask('later.example'), b'you asked for /now')
+            changed = vanishing.change(POLICY + '[[malicious_sites]]\nhost = "later.example"\n')
+            self.assertEqual(changed['event'], 'changed')
+            self.assertIn(b'line 13', ask('later.example'))
+
     def test_ctrl_c_lets_a_download_end(self):
         with serving.Serving(self.folder / 'ending', POLICY, '--events', self.folder / 'ending.jsonl') as ending:
             command = ['curl', '--silent', '--proxy', f'http://{ending.proxy}', '--limit-rate', '100M',
