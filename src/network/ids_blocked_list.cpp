@@ -38,11 +38,6 @@ std::string_view HostKey(std::string_view host, Field& storage) {
 
 }  // namespace
 
-// Three of four buckets stay empty: most look-ups are misses, and those then touch one word of the table.
-IdsBlockedList::IdsBlockedList() {
-    pairs_.Write([](Pairs& pairs) { pairs.max_load_factor(0.25F); });
-}
-
 void IdsBlockedList::Add(const IdsBlockRequest& request) {
     const std::string_view hostField = base::FieldText(request.hostName, sizeof request.hostName);
     if (hostField.empty()) return;
@@ -62,11 +57,11 @@ void IdsBlockedList::Add(const IdsBlockRequest& request) {
     if (!base::NormalizeUrlPath(path, normal)) return;
     const PairView pair{host, normal.View()};
     // Two separate holds: two threads that add the same new pair at once both insert it, and the set keeps one.
-    if (pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); })) return;
-    pairs_.Write([&](Pairs& pairs) {
-        AddToFilter(pairs, host);
-        pairs.emplace(pair);
-        size_.store(pairs.size(), std::memory_order_release);
+    if (listed_.Read([&](const Listed& listed) { return listed.pairs.contains(pair); })) return;
+    listed_.Write([&](Listed& listed) {
+        AddToFilter(listed, host);
+        listed.pairs.emplace(pair);
+        size_.store(listed.pairs.size(), std::memory_order_release);
     });
 }
 
@@ -79,7 +74,7 @@ bool IdsBlockedList::Contains(std::string_view host, std::string_view path) cons
     if (!base::NormalizeUrlPath(Trimmed(path), normal)) return false;
     base::CopyLower(normal.Data(), normal.View());
     const PairView pair{hostKey, normal.View()};
-    return pairs_.Read([&](const Pairs& pairs) { return pairs.contains(pair); });
+    return listed_.Read([&](const Listed& listed) { return listed.pairs.contains(pair); });
 }
 
 bool IdsBlockedList::MayHold(std::string_view hostKey) const {
@@ -87,22 +82,22 @@ bool IdsBlockedList::MayHold(std::string_view hostKey) const {
     return hosts != nullptr && hosts->MayHold(base::HashText(hostKey));
 }
 
-void IdsBlockedList::AddToFilter(const Pairs& pairs, std::string_view hostKey) {
-    if (pairs.size() >= filterCapacity_) {
-        const std::size_t capacity = std::max(kFirstCapacity, 2 * filterCapacity_);
+void IdsBlockedList::AddToFilter(Listed& listed, std::string_view hostKey) {
+    if (listed.pairs.size() >= listed.filterCapacity) {
+        const std::size_t capacity = std::max(kFirstCapacity, 2 * listed.filterCapacity);
         auto filter = std::make_unique<base::KeyFilter>(capacity);
-        for (const Pair& pair : pairs) filter->Add(base::HashText(pair.host));
-        filters_.push_back(std::move(filter));
-        filterCapacity_ = capacity;
-        hosts_.store(filters_.back().get(), std::memory_order_release);
+        for (const Pair& pair : listed.pairs) filter->Add(base::HashText(pair.host));
+        listed.filters.push_back(std::move(filter));
+        listed.filterCapacity = capacity;
+        hosts_.store(listed.filters.back().get(), std::memory_order_release);
     }
-    filters_.back()->Add(base::HashText(hostKey));
+    listed.filters.back()->Add(base::HashText(hostKey));
 }
 
 void IdsBlockedList::Clear() {
-    pairs_.Write([this](Pairs& pairs) {
-        pairs.clear();
-        if (!filters_.empty()) filters_.back()->Clear();
+    listed_.Write([this](Listed& listed) {
+        listed.pairs.clear();
+        if (!listed.filters.empty()) listed.filters.back()->Clear();
         size_.store(0, std::memory_order_release);
     });
 }

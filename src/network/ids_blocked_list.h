@@ -25,8 +25,6 @@ namespace tarn::network {
 // grow with the list. Looking up allocates nothing.
 class IdsBlockedList {
  public:
-    IdsBlockedList();
-
     // Adds the address of a request. An empty host, a path that cannot be normalised and a pair that is there already
     // add nothing.
     void Add(const IdsBlockRequest& request);
@@ -64,20 +62,26 @@ class IdsBlockedList {
         using is_transparent = void;
         bool operator()(PairView a, PairView b) const { return a == b; }
     };
-    using Pairs = std::unordered_set<Pair, Hash, Equal>;
+    struct Listed {
+        // Three of four buckets stay empty: most look-ups are misses, and those then touch one word of the table.
+        Listed() { pairs.max_load_factor(0.25F); }
+
+        std::unordered_set<Pair, Hash, Equal> pairs;
+        // A full filter gives way to one twice as large; a look-up may still read it, so all stay until the end.
+        std::vector<std::unique_ptr<base::KeyFilter>> filters;
+        std::size_t filterCapacity = 0;  // hosts that the last one is made for
+    };
 
     [[nodiscard]] bool MayHold(std::string_view hostKey) const;
-    // Under the write side, before a pair of this host comes into the set.
-    void AddToFilter(const Pairs& pairs, std::string_view hostKey);
+    // Before a pair of this host comes into the set.
+    void AddToFilter(Listed& listed, std::string_view hostKey);
 
-    base::Guarded<Pairs> pairs_;
-    // Of pairs_; both are changed while its write side is held. A look-up that the filter answers is one that came
-    // before the Add of its pair began to hold the lock, which no order of calls can tell from one that waited. A
-    // full filter gives way to one twice as large; a look-up may still read it, so all stay until the end.
+    base::Guarded<Listed> listed_;
+    // Of listed_; both are changed while its write side is held, and read without the lock. A look-up that the filter
+    // answers is one that came before the Add of its pair began to hold the lock, which no order of calls can tell from
+    // one that waited.
     std::atomic<std::size_t> size_{0};
-    base::Atomic<const base::KeyFilter*> hosts_{nullptr};  // the last of filters_
-    std::vector<std::unique_ptr<base::KeyFilter>> filters_;
-    std::size_t filterCapacity_ = 0;  // hosts that the last one is made for
+    base::Atomic<const base::KeyFilter*> hosts_{nullptr};  // the last filter
 };
 
 }  // namespace tarn::network

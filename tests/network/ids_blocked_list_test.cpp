@@ -18,11 +18,11 @@ namespace tarn::network {
 struct IdsBlockedListLock {
     template <class Hold>
     static void ForReading(const IdsBlockedList& list, Hold&& hold) {
-        list.pairs_.Read([&](const auto&) { hold(); });
+        list.listed_.Read([&](const auto&) { hold(); });
     }
     template <class Hold>
     static void ForWriting(IdsBlockedList& list, Hold&& hold) {
-        list.pairs_.Write([&](const auto&) { hold(); });
+        list.listed_.Write([&](const auto&) { hold(); });
     }
 };
 
