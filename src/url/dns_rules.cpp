@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "modules/categorisation.h"
 #include "network/dns_response.h"
+#include "network/ethernet_frame.h"
 #include "network/ip_address.h"
 #include "url/rules.h"
 
@@ -18,8 +19,7 @@ constexpr std::uint16_t kDnsPort = 53;
 using NameText = base::FixedText<sizeof(DnsAnswerEntry{}.hostName)>;
 
 bool IsDnsPort(const ScanRequest& request) {
-    const std::uint16_t port = request.remotePort;
-    return static_cast<std::uint16_t>((port >> 8) | (port << 8)) == kDnsPort;
+    return request.remotePort == network::NetworkOrder(kDnsPort);
 }
 
 std::span<const IpAddressRecord> KeptAddresses(const DnsAnswerEntry& answer) {
