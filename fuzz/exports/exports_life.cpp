@@ -3,6 +3,8 @@
 #include <iterator>
 #include <string>
 
+#include "tarn/companion_modules.h"
+
 #include "api/library_instance.h"
 #include "exports/exports_world.h"
 
@@ -52,8 +54,9 @@ constexpr const char* kFailing[] = {"ReadWSInternalWhiteList",
                                     "ZRQuarantineFile"};
 // A module that does not start, or has not all its functions, is not there.
 constexpr const char* kStarts[] = {"SCInit", "PKSInit", "IntializeSSL", "WSInitUrlsig"};
-constexpr const char* kFiles[] = {"setrd.dll",  "statrd.dll",  "sitecls.dll",  "pktsig.dll", "tlsinsp.dll",
-                                  "urlsig.dll", "isolate.dll", "OPTSTORE.DLL", "agentst.dll"};
+#define TARN_FILE(module, file, functions) file,
+constexpr const char* kFiles[] = {TARN_COMPANION_FILES(TARN_FILE)};
+#undef TARN_FILE
 constexpr const char* kFunctions[] = {
     "ReadBPStatus", "ReleaseIDSIPSSettings", "TiShowPopup",    "WSDeInitUrlsig", "SCDeinit",
     "PKSDeinit",    "SCSaveCacheFile",       "ReadEPSServerIP"};
