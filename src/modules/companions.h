@@ -20,13 +20,16 @@ struct Companions {
     LoadedModule<UrlPatterns> urlPatterns;
     void* packetContext = nullptr;  // filled by PKSInit; a reload of the module finds it as it was
 
+    [[nodiscard]] static auto Tie(auto& self) {
+        return std::tie(self.settingsReader, self.statusReader, self.packetSignatures, self.categorisation,
+                        self.httpsInspection, self.urlPatterns);
+    }
     template <class Module>
     [[nodiscard]] LoadedModule<Module>& Get() {
-        return std::get<LoadedModule<Module>&>(
-            std::tie(settingsReader, statusReader, packetSignatures, categorisation, httpsInspection, urlPatterns));
+        return std::get<LoadedModule<Module>&>(Tie(*this));
     }
     [[nodiscard]] bool AnyLoaded() const {
-        return settingsReader || statusReader || packetSignatures || categorisation || httpsInspection || urlPatterns;
+        return std::apply([](const auto&... modules) { return (static_cast<bool>(modules) || ...); }, Tie(*this));
     }
 };
 
