@@ -62,6 +62,7 @@ def programs_by_folder():
 
 def native(tally, plan, deadline):
     """Builds and runs; returns the programs that there was no time for."""
+    build.forget_another_place('native', ROOT)
     if not (ROOT / 'build/native/build.ninja').exists() and not build.configure('native'):
         tally.failed += 1
         return []
@@ -98,6 +99,7 @@ def native(tally, plan, deadline):
 def windows(tally, plan):
     """Compiles what only the Windows build has, where that build stands ready; returns what was not compiled."""
     files = [path for path in plan.windows_only if (ROOT / path).exists()]
+    build.forget_another_place('windows', ROOT)
     if not files or not (ROOT / 'build/windows/build.ninja').exists():
         return files
     rings.heading('Windows, compiled only: ' + ', '.join(files))

@@ -86,6 +86,7 @@ def cross_compiler_includes():
 class Linter:
     def __init__(self):
         for preset in ('native', 'windows'):
+            build.forget_another_place(preset, ROOT)
             if not (ROOT / 'build' / preset / 'compile_commands.json').exists() and not build.configure(preset):
                 sys.exit(1)
         self.native = compilations.commands_of('native')

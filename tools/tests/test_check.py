@@ -1,11 +1,15 @@
+import contextlib
+import io
 import signal
 import tempfile
+import time
 import unittest
 from pathlib import Path
 from unittest import mock
 
 import changes
 import check
+import rings
 
 
 class Remember(unittest.TestCase):
@@ -54,6 +58,43 @@ class Ninja(unittest.TestCase):
     def test_shares_the_compiler_cache_with_every_other_build(self):
         with mock.patch.dict('os.environ', CCACHE_BASEDIR='/'):
             self.assertIs(self.build(f'[ "${{CCACHE_BASEDIR-unset}}" = "{check.ROOT}" ]'), True)
+
+
+class MovedClone(unittest.TestCase):
+    """With build folders that came along from another place: ninja would build what stands there."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        (self.root / 'a_win32.cpp').touch()
+        self.enterContext(mock.patch.object(check, 'ROOT', self.root))
+        self.enterContext(mock.patch.object(check, 'ninja', side_effect=AssertionError('ninja ran')))
+        self.enterContext(contextlib.redirect_stdout(io.StringIO()))
+
+    def made_elsewhere(self, preset):
+        folder = self.root / 'build' / preset
+        folder.mkdir(parents=True)
+        (folder / 'build.ninja').touch()
+        (folder / 'CMakeCache.txt').write_text('CMAKE_CACHEFILE_DIR:INTERNAL=/another/clone\n'
+                                               'CMAKE_HOME_DIRECTORY:INTERNAL=/another/clone\n', encoding='utf-8')
+        return folder
+
+    def test_the_native_build_is_configured_here(self):
+        folder = self.made_elsewhere('native')
+        tally = rings.Tally()
+        with mock.patch.object(check.build, 'configure', return_value=False) as configure:
+            check.native(tally, changes.Plan(), time.monotonic())
+        configure.assert_called_once_with('native')
+        self.assertFalse(folder.exists())
+        self.assertEqual(tally.failed, 1)
+
+    def test_there_is_no_windows_build_ready(self):
+        folder = self.made_elsewhere('windows')
+        tally = rings.Tally()
+        self.assertEqual(check.windows(tally, changes.Plan(windows_only=['a_win32.cpp'])), ['a_win32.cpp'])
+        self.assertFalse(folder.exists())
+        self.assertEqual(tally.failed, 0)
 
 
 if __name__ == '__main__':

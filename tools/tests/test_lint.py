@@ -1,9 +1,27 @@
+import contextlib
+import io
 import tempfile
 import unittest
 from pathlib import Path
 from unittest import mock
 
 import lint
+
+
+class MovedClone(unittest.TestCase):
+    def test_a_build_folder_of_another_place_is_made_anew(self):
+        with tempfile.TemporaryDirectory() as name, contextlib.redirect_stdout(io.StringIO()), \
+                mock.patch.object(lint, 'ROOT', Path(name)), \
+                mock.patch.object(lint.build, 'configure', return_value=False) as configure:
+            folder = Path(name, 'build', 'native')
+            folder.mkdir(parents=True)
+            (folder / 'compile_commands.json').write_text('[]', encoding='utf-8')
+            (folder / 'CMakeCache.txt').write_text('CMAKE_CACHEFILE_DIR:INTERNAL=/another/clone\n'
+                                                   'CMAKE_HOME_DIRECTORY:INTERNAL=/another/clone\n', encoding='utf-8')
+            with self.assertRaises(SystemExit):
+                lint.Linter()
+            configure.assert_called_once_with('native')
+            self.assertFalse(folder.exists())
 
 
 class OptionsOf(unittest.TestCase):
