@@ -155,6 +155,74 @@ class ByScript(Installation):
         self.expect_installed('bin/tarn-policy.toml')
         self.expect_edited_policy()
 
+    def earlier(self):
+        """The script of an earlier version, which had a document, a program and a folder more."""
+        folder = shutil.copytree(made.unpacked(), self.windows.path(r'C:\earlier'))
+        for name in ('docs/gone.md', 'docs/old/inner/only.md', 'README.md'):
+            (folder / name).parent.mkdir(parents=True, exist_ok=True)
+            (folder / name).write_text('earlier\n', encoding='utf-8')
+        shutil.copy(folder / 'bin' / 'tarnhost.exe', folder / 'bin' / 'earlier.exe')
+        archive.write_sums(folder, folder / 'SHA256SUMS')
+        self.script(place=r'C:\earlier\install.cmd')
+        return folder
+
+    def test_an_upgrade_takes_away_what_only_the_earlier_version_had(self):
+        self.earlier()
+        self.assertIn('docs/old/inner/only.md', self.files())
+        self.edit_policy()
+        (self.folder / 'docs' / 'mine.md').write_text('mine', encoding='utf-8')
+        self.script()
+        (self.folder / 'docs' / 'mine.md').unlink()
+        self.assertFalse((self.folder / 'docs' / 'old').exists())
+        self.expect_installed('bin/tarn-policy.toml')
+        self.expect_edited_policy()
+        self.script('/remove')
+        self.expect_removed()
+
+    def test_an_upgrade_keeps_the_policy_even_if_the_new_version_has_none(self):
+        self.script()
+        self.edit_policy()
+        newer = shutil.copytree(made.unpacked(), self.windows.path(r'C:\newer'))
+        (newer / 'bin' / 'tarn-policy.toml').unlink()
+        (newer / 'LICENSE').unlink()
+        archive.write_sums(newer, newer / 'SHA256SUMS')
+        self.script(place=r'C:\newer\install.cmd')
+        self.assertNotIn('LICENSE', self.files())
+        self.expect_edited_policy()
+
+    def test_an_upgrade_that_a_running_program_hinders_copies_nothing(self):
+        self.earlier()
+        before = self.files()
+        with self.windows.running(FOLDER + r'\bin\earlier.exe', 'url', '-') as host:
+            host.stdin.write(b'http://lantern.example/redirect\n' * 400)  # more than one buffer of answers
+            host.stdin.flush()
+            self.assertIn(b'BLOCKED', host.stdout.readline())
+            said = self.script(expected=1)
+            self.assertIn(rf'"{FOLDER}\bin\earlier.exe" cannot be deleted', said)
+            self.assertIn('run this again', said)
+            there = self.files()
+            self.assertEqual({name: before[name] for name in there}, there)
+        self.script()
+        self.expect_installed()
+
+    def test_an_upgrade_deletes_nothing_through_a_link(self):
+        self.earlier()
+        elsewhere = self.link(FOLDER + r'\docs\old', r'C:\elsewhere')
+        said = self.script(expected=1)
+        self.assertIn(rf'Not done: "{FOLDER}\docs\old" is a link', said)
+        self.assertTrue((elsewhere / 'inner' / 'only.md').exists())
+        self.assertEqual((self.folder / 'README.md').read_text(encoding='utf-8'), 'earlier\n')
+
+    def test_deletes_nothing_outside_its_folder_whatever_the_list_there_says(self):
+        self.earlier()
+        with open(self.folder / 'SHA256SUMS', 'a', encoding='utf-8') as sums:
+            sums.write(f'{"0" * 64}  docs/../../outside.md\n')
+        outside = self.folder.parent / 'outside.md'
+        outside.write_text('mine', encoding='utf-8')
+        self.script()
+        self.assertTrue(outside.exists())
+        self.expect_installed()
+
     def test_leaves_files_of_others_alone(self):
         self.script()
         (self.folder / 'bin' / 'host.exe').write_text('mine', encoding='utf-8')

@@ -2,7 +2,7 @@
 rem Installs tarn @VERSION@ without the installer package, or removes it again. Run it as an administrator.
 rem   install.cmd [FOLDER]   copies these files into FOLDER, by default Program Files\tarn, and registers its bin folder
 rem   install.cmd /remove    removes the files that it copied and the registration
-rem A policy that stands in the folder already is kept; a folder that is a link is refused. Removal leaves ProgramData\tarn, where state is kept.
+rem A policy that stands in the folder already is kept; what only an earlier version there had goes; a folder that is a link is refused. Removal leaves ProgramData\tarn, where state is kept.
 setlocal
 set "link="
 set "source=%~dp0"
@@ -20,10 +20,18 @@ if not exist "%source%bin\tarn.dll" goto incomplete
 rem What a link leads to is somebody else's: nothing is written, deleted or given rights through one.
 call :look "%target%"
 if exist "%source%SHA256SUMS" for /f "usebackq tokens=1,*" %%a in ("%source%SHA256SUMS") do call :above "%%b"
+if exist "%target%\SHA256SUMS" for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :above "%%b"
 for %%d in (bin lib include docs examples share extension) do call :look "%target%\%%d"
 call :look "%ProgramData%\tarn"
 if defined link goto linked
 if /i "%source%"=="%target%\" goto register
+rem What the version in the folder has and this one has not: once its list is overwritten, nobody knows of it.
+set "left="
+if exist "%source%SHA256SUMS" if exist "%target%\SHA256SUMS" (
+    for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :outdated "%%b"
+    for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
+)
+if defined left goto hindered
 for %%d in (lib include docs examples share extension) do (
     xcopy "%source%%%d" "%target%\%%d" /e /i /y /q >nul
     if errorlevel 1 goto denied
@@ -70,11 +78,7 @@ set "left="
 for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :delete "%%b"
 rem With the list and the registration in place, removal can be tried again.
 if defined left goto in_use
-rem Folders that are empty now, from the innermost outwards.
-for %%n in (1 2 3 4) do (
-    for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
-    for %%d in (lib\cmake lib include docs examples share\man share extension\_locales extension bin) do if exist "%target%\%%d" rmdir "%target%\%%d" 2>nul
-)
+for /f "usebackq tokens=1,*" %%a in ("%target%\SHA256SUMS") do call :sweep "%%b"
 reg delete "%key%" /f >nul
 if errorlevel 1 goto denied
 echo tarn is removed from "%target%"
@@ -89,9 +93,10 @@ if not defined attributes exit /b 0
 if not "%attributes:l=%"=="%attributes%" set "link=%~1"
 exit /b 0
 
-rem Looks at the folders between a file of the list and the target.
+rem Looks at the folders between a file of the list and the target. Here and below, a name that leads out is none of tarn's.
 :above
 set "folder=%~1"
+if not "%folder:..=%"=="%folder%" exit /b 0
 for %%f in ("%target%\%folder:/=\%") do set "folder=%%~dpf"
 if "%folder%"=="%looked%" exit /b 0
 set "looked=%folder%"
@@ -103,9 +108,17 @@ call :look "%folder%"
 for %%f in ("%folder%") do set "folder=%%~dpf"
 goto higher
 
+rem Deletes a file that the list of this version does not have; the policy is the user's.
+:outdated
+if /i "%~1"=="bin/tarn-policy.toml" exit /b 0
+set "kept="
+for /f "usebackq tokens=1,*" %%c in ("%source%SHA256SUMS") do if /i "%%d"=="%~1" set "kept=1"
+if defined kept exit /b 0
+
 rem The list has slashes.
 :delete
 set "file=%~1"
+if not "%file:..=%"=="%file%" exit /b 0
 set "file=%target%\%file:/=\%"
 if /i "%file%"=="%target%\install.cmd" exit /b 0
 if exist "%file%" del /f /q "%file%" 2>nul
@@ -114,14 +127,25 @@ set "left=1"
 echo "%file%" cannot be deleted.
 exit /b 0
 
+rem Removes the folders between a file of the list and the target that are empty, from the innermost outwards.
 :sweep
-set "file=%~1"
-for %%f in ("%target%\%file:/=\%") do set "folder=%%~dpf"
-if not "%folder%"=="%target%\" if exist "%folder%" rmdir "%folder%" 2>nul
-exit /b 0
+set "folder=%~1"
+if not "%folder:..=%"=="%folder%" exit /b 0
+for %%f in ("%target%\%folder:/=\%") do set "folder=%%~dpf"
+:outwards
+if /i "%folder%"=="%target%\" exit /b 0
+set "folder=%folder:~0,-1%"
+if exist "%folder%" rmdir "%folder%" 2>nul
+if exist "%folder%" exit /b 0
+for %%f in ("%folder%") do set "folder=%%~dpf"
+goto outwards
 
 :in_use
 echo Not all of tarn is removed. End every host that uses it, then run install.cmd /remove again as an administrator.
+exit /b 1
+
+:hindered
+echo Not done: files of the version in "%target%" are in use. End every host that uses it, then run this again as an administrator.
 exit /b 1
 
 :linked
