@@ -10,7 +10,7 @@ function(tarn_in_batches target)
   cmake_parse_arguments(arg "" "" "ALONE" ${ARGN})
   if(TARN_BATCHES AND PROJECT_IS_TOP_LEVEL)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${TARN_FILES_OF_A_BATCH})
-    # GCC takes what a file keeps to itself for something that a header shows.
+    # -Wsubobject-linkage warns of unnamed namespaces in included files, and in a batch every file is an included one.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     set_source_files_properties(${arg_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   endif()

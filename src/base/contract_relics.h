@@ -1,4 +1,4 @@
-// Kept for hosts and modules that may rely on it; nothing observes it and no decision uses it.
+// Demanded by the contract; nothing uses it.
 // The library object owns its ContractRelics; a TraceScope belongs to the function that makes it.
 #ifndef TARN_BASE_CONTRACT_RELICS_H
 #define TARN_BASE_CONTRACT_RELICS_H
@@ -49,7 +49,7 @@ struct ContractRelics {
 // What the schedule's thread would end with if it had no event or no parental settings; it is never started so.
 inline constexpr std::uint32_t kScheduleEndNothingToDo = 1;
 
-// The social network's hosts: kept with the settings, asked by no rule.
+// The social network's hosts: asked by no rule.
 inline constexpr std::array<std::string_view, 4> kSocialHosts = {"pixel.facebook.com", "fbcdn-photos-",
                                                                  "static.xx.fbcdn.net", "fbstatic-a.akamaihd.net"};
 

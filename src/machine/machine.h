@@ -1,6 +1,7 @@
 // The machine that the library runs on: the one interface behind which Windows stands, a fake in tests.
 // It owns its parts, which live as long as it does. Scans call them from any thread at the same time, except where a
-// part says otherwise; no call may be made under a lock that is not named there.
+// part says otherwise. LiveSessions and Clock are also called under the parental-control lock,
+// nothing else under one.
 #ifndef TARN_MACHINE_MACHINE_H
 #define TARN_MACHINE_MACHINE_H
 

@@ -18,7 +18,7 @@ std::span<const Rule> UrlPreparation();
 std::span<const Rule> UrlRules();
 
 // True when the verdict is valid, also for every allowed connection; false for an empty request, a text that does not
-// fit and a failed module call. Writes a NUL at data[dataLength] and, except for TLS, blanks over NULs in the data.
+// fit and a failed module call. Writes a NUL at data[dataLength] and blanks over NULs in what is parsed as HTTP or FTP.
 // endedBy becomes the name of the step or rule that ended the scan, empty when none did.
 bool ScanUrl(const ScanContext& context, const ScanRequest& request, UrlVerdict& verdict, PromptBytes& prompt,
              std::string_view* endedBy = nullptr);

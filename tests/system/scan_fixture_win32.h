@@ -19,8 +19,8 @@ namespace tarn::system_test {
 std::array<std::uint8_t, 68> OwnIdentifier();
 std::u16string OwnName();
 
-// No process has this number.
 inline const std::string kAddress("\xCB\x00\x71\x05", 4);
+// No process has this number.
 inline constexpr std::uint32_t kNobody = 0xFFFFFFF1;
 
 class ScanRecords : public SystemFixture {
