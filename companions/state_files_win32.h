@@ -1,5 +1,5 @@
 // What a reference module keeps between two runs: files in the state folder, which is never that of the programs.
-// The modules choose what is kept; the caller owns what it is given. One module writes a file, on one thread at a time.
+// The caller owns what it is given. One module writes a file, on one thread at a time.
 #ifndef TARN_COMPANIONS_STATE_FILES_WIN32_H
 #define TARN_COMPANIONS_STATE_FILES_WIN32_H
 

@@ -1,5 +1,4 @@
 // Inputs out of tests/captures: payloads as a dissector found them, frames, whole capture files.
-// Which target takes which of them is left to seeds.cpp.
 #ifndef TARN_FUZZ_CAPTURED_SEEDS_H
 #define TARN_FUZZ_CAPTURED_SEEDS_H
 

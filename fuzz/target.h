@@ -1,5 +1,5 @@
 // A fuzz target: one function that reads an input in every way that the product would, and ends the process when what
-// must hold for every input does not. Where inputs come from is left to libFuzzer, the replay and seeds.h.
+// must hold for every input does not.
 #ifndef TARN_FUZZ_TARGET_H
 #define TARN_FUZZ_TARGET_H
 

@@ -1,5 +1,4 @@
 // An account of this machine, as parental control knows it: by its security identifier.
-// Looking one up by name is left to the environment.
 #ifndef TARN_HOST_ACCOUNT_H
 #define TARN_HOST_ACCOUNT_H
 

@@ -1,5 +1,4 @@
 // The address pairs of --map.
-// Replacing them in a capture is left to capture_replay.h.
 #ifndef TARN_HOST_ADDRESS_REPLACEMENTS_H
 #define TARN_HOST_ADDRESS_REPLACEMENTS_H
 

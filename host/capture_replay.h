@@ -1,5 +1,4 @@
 // Replays a capture: its frames one by one through the frame scans, and the requests that they make up.
-// The file format is left to capture/, the choice of scans to protocol_choice.h, the printing to the report.
 #ifndef TARN_HOST_CAPTURE_REPLAY_H
 #define TARN_HOST_CAPTURE_REPLAY_H
 

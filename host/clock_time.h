@@ -1,5 +1,4 @@
 // Local times as the command line names them, and their order.
-// What the machine's clock says is left to the environment.
 #ifndef TARN_HOST_CLOCK_TIME_H
 #define TARN_HOST_CLOCK_TIME_H
 

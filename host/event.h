@@ -1,5 +1,4 @@
 // The events that --json prints: one JSON object a line, as docs/events.schema.json describes them.
-// What stands in an event is decided by whoever has something to tell.
 #ifndef TARN_HOST_EVENT_H
 #define TARN_HOST_EVENT_H
 

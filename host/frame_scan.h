@@ -1,5 +1,4 @@
 // Hands every frame of a capture to the packet scan and to the SMB monitor, reports what they find and acts on it.
-// Requests that are put together from frames are left to capture_replay.h.
 #ifndef TARN_HOST_FRAME_SCAN_H
 #define TARN_HOST_FRAME_SCAN_H
 

@@ -1,5 +1,5 @@
 // What the user names on the command line, taken apart into single inputs: folders into their captures, lists into
-// their lines. Reading an input is left to the commands.
+// their lines.
 #ifndef TARN_HOST_NAMED_INPUTS_H
 #define TARN_HOST_NAMED_INPUTS_H
 

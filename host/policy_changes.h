@@ -1,5 +1,4 @@
 // What differs between two states of a policy file, and which notices tell the library about it.
-// Sending them is left to policy_follower.h.
 #ifndef TARN_HOST_POLICY_CHANGES_H
 #define TARN_HOST_POLICY_CHANGES_H
 

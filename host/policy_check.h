@@ -1,5 +1,4 @@
 // Reads a policy file of the reference companion modules and collects what is wrong with it.
-// Printing the mistakes is left to the policy command, refusing to start with them to whoever opens the library.
 #ifndef TARN_HOST_POLICY_CHECK_H
 #define TARN_HOST_POLICY_CHECK_H
 

@@ -1,5 +1,4 @@
 // The text of a policy file, and who its accounts are.
-// What it says is read by policy/policy_reader.h.
 #ifndef TARN_HOST_POLICY_FILE_H
 #define TARN_HOST_POLICY_FILE_H
 

@@ -1,6 +1,6 @@
 // Follows a policy file while the library runs: tells the library what has changed, and people what came of it.
-// When to look at it and its lists is left to the caller; no scan may run meanwhile. A file that is still being
-// written, has mistakes, is missing or lost everything changes nothing.
+// No scan may run meanwhile. A file that is still being written, has mistakes, is missing or lost everything changes
+// nothing.
 #ifndef TARN_HOST_POLICY_FOLLOWER_H
 #define TARN_HOST_POLICY_FOLLOWER_H
 

@@ -1,5 +1,4 @@
 // Says on a terminal how much of a long file has been read, how fast that goes and how long the rest will take.
-// Whether there is a terminal is left to the caller.
 #ifndef TARN_HOST_PROGRESS_H
 #define TARN_HOST_PROGRESS_H
 

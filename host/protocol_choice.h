@@ -1,5 +1,4 @@
 // Which kind of scan the bytes of a conversation get: one table of protocols.
-// Finding the bytes is left to capture/, judging them to the library.
 #ifndef TARN_HOST_PROTOCOL_CHOICE_H
 #define TARN_HOST_PROTOCOL_CHOICE_H
 

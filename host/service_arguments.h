@@ -1,5 +1,5 @@
 // The command line of the service that tarnhost serve installs.
-// Pure functions; what Windows does with it stands in service_win32.h.
+// Pure functions.
 #ifndef TARN_HOST_SERVICE_ARGUMENTS_H
 #define TARN_HOST_SERVICE_ARGUMENTS_H
 

@@ -1,5 +1,4 @@
 // The session events that a host reports, by name, and how the library's answers to them read.
-// What an event means is decided by the library, by its number.
 #ifndef TARN_HOST_SESSION_EVENTS_H
 #define TARN_HOST_SESSION_EVENTS_H
 

@@ -1,5 +1,4 @@
 // What the scans do not look into, or not wholly: its kinds, how often each was met, and where first.
-// Telling people is left to the report.
 #ifndef TARN_HOST_UNEXAMINED_H
 #define TARN_HOST_UNEXAMINED_H
 

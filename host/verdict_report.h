@@ -1,5 +1,4 @@
 // Prints judged requests, attacks and files, one line each, and a summary: as aligned text or as JSON lines.
-// Which requests and frames are judged is left to the commands.
 #ifndef TARN_HOST_VERDICT_REPORT_H
 #define TARN_HOST_VERDICT_REPORT_H
 

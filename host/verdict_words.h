@@ -1,5 +1,4 @@
 // A verdict in words: the state, the reason, and the text of the rule that decided.
-// Laying the words out is left to verdict_report.h.
 #ifndef TARN_HOST_VERDICT_WORDS_H
 #define TARN_HOST_VERDICT_WORDS_H
 

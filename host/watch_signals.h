@@ -1,5 +1,5 @@
 // What a long-running command waits for, one thing at a time.
-// The environment delivers the signals; the command decides what they mean.
+// The environment delivers the signals.
 #ifndef TARN_HOST_WATCH_SIGNALS_H
 #define TARN_HOST_WATCH_SIGNALS_H
 

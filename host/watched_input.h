@@ -1,5 +1,5 @@
 // A stream that looks for signals whenever it needs more bytes, so that a reader is interrupted between two scans.
-// The owner provides the bytes and decides what a signal sets off.
+// The owner provides the bytes.
 #ifndef TARN_HOST_WATCHED_INPUT_H
 #define TARN_HOST_WATCHED_INPUT_H
 

@@ -1,5 +1,5 @@
 // Measures a call that must give the right answer each time: short batches, their median and their fastest, since the
-// machine may be shared. What is called, and how the figures are told, is up to the program.
+// machine may be shared.
 #ifndef TARN_BENCH_DLL_STOPWATCH_H
 #define TARN_BENCH_DLL_STOPWATCH_H
 

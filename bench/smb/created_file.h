@@ -1,5 +1,4 @@
 // The two frames that tell of a created file on an SMB2 share.
-// What is measured with them is left to the benchmarks.
 #ifndef TARN_BENCH_SMB_CREATED_FILE_H
 #define TARN_BENCH_SMB_CREATED_FILE_H
 

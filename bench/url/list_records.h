@@ -1,5 +1,4 @@
 // Every list that a URL scan asks, with the same number of made-up entries in each, as the records of the modules.
-// Published by whoever measures: natively by hand, or by the library that reads them from companion modules.
 #ifndef TARN_BENCH_URL_LIST_RECORDS_H
 #define TARN_BENCH_URL_LIST_RECORDS_H
 

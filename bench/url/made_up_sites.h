@@ -1,5 +1,4 @@
 // Made-up hosts, paths and URLs for the benchmarks: the same ones in every run, thousands of different ones.
-// Which of them are listed and which are asked about is up to the benchmarks.
 #ifndef TARN_BENCH_URL_MADE_UP_SITES_H
 #define TARN_BENCH_URL_MADE_UP_SITES_H
 

@@ -1,5 +1,4 @@
 // Requests of every kind for whole scans, made so that no list holds them, and the answers they must get.
-// The lists come from list_records; publishing them is left to whoever measures.
 #ifndef TARN_BENCH_URL_SCAN_QUESTIONS_H
 #define TARN_BENCH_URL_SCAN_QUESTIONS_H
 

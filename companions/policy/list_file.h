@@ -1,5 +1,5 @@
 // Reads a list of sites in the formats that people have: one domain a line, a hosts file, Adblock host rules.
-// Views into the text and callbacks only; what becomes of an entry is list_reader's.
+// Views into the text and callbacks only.
 #ifndef TARN_COMPANIONS_POLICY_LIST_FILE_H
 #define TARN_COMPANIONS_POLICY_LIST_FILE_H
 

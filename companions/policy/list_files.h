@@ -1,5 +1,4 @@
 // The files that a policy includes, as its reader sees them.
-// Where they lie is left to whoever implements it.
 #ifndef TARN_COMPANIONS_POLICY_LIST_FILES_H
 #define TARN_COMPANIONS_POLICY_LIST_FILES_H
 

@@ -1,5 +1,4 @@
 // Reads the parental-control part of a policy: users, schedules, site rules, allowed sites.
-// The rest of the file is policy_reader's.
 #ifndef TARN_COMPANIONS_POLICY_PARENTAL_READER_H
 #define TARN_COMPANIONS_POLICY_PARENTAL_READER_H
 

@@ -1,5 +1,4 @@
 // Reads a policy file (TOML) and reports every mistake in it at once, each with its place and what is allowed there.
-// The caller finds the file and decides about a policy that has mistakes.
 #ifndef TARN_COMPANIONS_POLICY_POLICY_READER_H
 #define TARN_COMPANIONS_POLICY_POLICY_READER_H
 

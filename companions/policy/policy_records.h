@@ -1,5 +1,4 @@
 // Turns a policy into the records that the library reads, and releases them again.
-// The modules choose which function delivers which record.
 #ifndef TARN_COMPANIONS_POLICY_POLICY_RECORDS_H
 #define TARN_COMPANIONS_POLICY_POLICY_RECORDS_H
 

@@ -1,5 +1,5 @@
 // One table of a policy file: hands out its values with their types and bounds checked, and collects every mistake with
-// its line, its column and what is allowed there. The reader says which keys exist.
+// its line, its column and what is allowed there.
 #ifndef TARN_COMPANIONS_POLICY_SECTION_H
 #define TARN_COMPANIONS_POLICY_SECTION_H
 

@@ -1,5 +1,4 @@
 // Reads the table [serve] of a policy.
-// What its values lead to is decided by the host.
 #ifndef TARN_COMPANIONS_POLICY_SERVE_READER_H
 #define TARN_COMPANIONS_POLICY_SERVE_READER_H
 

@@ -1,5 +1,4 @@
 // The machine that the exports' world runs on: scripted modules, one program with a user, sessions, a clock, ini files.
-// What the modules answer stands in exports_modules.h.
 #ifndef TARN_FUZZ_EXPORTS_EXPORTS_MACHINE_H
 #define TARN_FUZZ_EXPORTS_EXPORTS_MACHINE_H
 

@@ -1,5 +1,4 @@
-// What the companion modules of the exports' world answer. Loading, and that nothing is called of a module that is not
-// loaded, is the business of the tests' scripted modules; these functions take the places of some of theirs.
+// What the companion modules of the exports' world answer, in the places of functions of the tests' scripted modules.
 #ifndef TARN_FUZZ_EXPORTS_EXPORTS_MODULES_H
 #define TARN_FUZZ_EXPORTS_EXPORTS_MODULES_H
 

@@ -1,5 +1,4 @@
 // Capture files of both formats from an input, packed now and then, and the frames that a reader has to find in them.
-// What is broken in them afterwards is left to MarkedBytes.
 #ifndef TARN_FUZZ_MAKING_CAPTURE_FILES_H
 #define TARN_FUZZ_MAKING_CAPTURE_FILES_H
 

@@ -1,5 +1,4 @@
 // Ethernet frames from an input: addresses, ports and payload as a plan says, lengths and checksums right.
-// What is broken in them afterwards is left to MarkedBytes.
 #ifndef TARN_FUZZ_MAKING_FRAMES_H
 #define TARN_FUZZ_MAKING_FRAMES_H
 

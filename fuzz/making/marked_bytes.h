@@ -1,5 +1,5 @@
 // Bytes of a format with lengths, counts and sums: they are written right, and their places are remembered, so that one
-// of them can be broken afterwards. What stands in the bytes is decided by whoever writes them.
+// of them can be broken afterwards.
 #ifndef TARN_FUZZ_MAKING_MARKED_BYTES_H
 #define TARN_FUZZ_MAKING_MARKED_BYTES_H
 

@@ -1,5 +1,5 @@
 // TLS hellos and DNS responses from an input, with what a reader has to find in them.
-// The lengths are right; what is broken in them afterwards is left to MarkedBytes.
+// The lengths are right.
 #ifndef TARN_FUZZ_MAKING_MESSAGES_H
 #define TARN_FUZZ_MAKING_MESSAGES_H
 

@@ -1,5 +1,4 @@
 // Changes inputs the way that libFuzzer does, by a generator with a fixed seed: equal runs see equal inputs.
-// What is tried with them is left to the replay.
 #ifndef TARN_FUZZ_REPLAY_MUTATION_H
 #define TARN_FUZZ_REPLAY_MUTATION_H
 

@@ -1,5 +1,5 @@
 // Opens a capture of either format, packed by gzip or not, and hands out its frames as Ethernet frames, one after the
-// other, in bounded memory. What stands in a frame is left to transport_view.h.
+// other, in bounded memory.
 #ifndef TARN_HOST_CAPTURE_CAPTURE_READER_H
 #define TARN_HOST_CAPTURE_CAPTURE_READER_H
 

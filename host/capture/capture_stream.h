@@ -1,5 +1,4 @@
 // Reads a capture file from front to back, knows where it stands and says what is wrong with the file.
-// What the bytes mean is left to the readers of the two formats.
 #ifndef TARN_HOST_CAPTURE_CAPTURE_STREAM_H
 #define TARN_HOST_CAPTURE_CAPTURE_STREAM_H
 

@@ -1,5 +1,4 @@
 // An address as captures and the command line name it, and its text form.
-// The library decides which addresses are private or rated.
 #ifndef TARN_HOST_CAPTURE_IP_ADDRESS_H
 #define TARN_HOST_CAPTURE_IP_ADDRESS_H
 

@@ -1,5 +1,4 @@
 // Frames of a classic pcap file, in either byte order, with times in microseconds or nanoseconds.
-// Choosing the format is left to capture_reader.h.
 #ifndef TARN_HOST_CAPTURE_PCAP_SOURCE_H
 #define TARN_HOST_CAPTURE_PCAP_SOURCE_H
 

@@ -1,5 +1,5 @@
 // Frames of a pcapng file: sections in either byte order, enhanced and simple packet blocks, times of any resolution.
-// Blocks of other kinds are passed over; choosing the format is left to capture_reader.h.
+// Blocks of other kinds are passed over.
 #ifndef TARN_HOST_CAPTURE_PCAPNG_SOURCE_H
 #define TARN_HOST_CAPTURE_PCAPNG_SOURCE_H
 

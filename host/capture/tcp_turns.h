@@ -1,5 +1,4 @@
 // Puts the segments of TCP connections together into turns: what a client sent until the server answered it.
-// What a turn means is left to protocol_choice.h.
 #ifndef TARN_HOST_CAPTURE_TCP_TURNS_H
 #define TARN_HOST_CAPTURE_TCP_TURNS_H
 

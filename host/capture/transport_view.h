@@ -1,5 +1,5 @@
 // What a TCP segment or UDP datagram says, as views into its Ethernet frame.
-// Putting segments together is left to tcp_turns.h; fragments of IP packets are passed over.
+// Fragments of IP packets are passed over.
 #ifndef TARN_HOST_CAPTURE_TRANSPORT_VIEW_H
 #define TARN_HOST_CAPTURE_TRANSPORT_VIEW_H
 

@@ -1,5 +1,4 @@
 // What the commands that read captures share on the command line.
-// Reading the captures is left to the commands.
 #ifndef TARN_HOST_COMMANDS_CAPTURE_OPTIONS_H
 #define TARN_HOST_COMMANDS_CAPTURE_OPTIONS_H
 

@@ -1,5 +1,4 @@
 // What the commands that compose a browser's request for each URL share on the command line.
-// What a request becomes is left to the commands.
 #ifndef TARN_HOST_COMMANDS_URL_OPTIONS_H
 #define TARN_HOST_COMMANDS_URL_OPTIONS_H
 

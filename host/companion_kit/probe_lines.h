@@ -1,5 +1,5 @@
 // What a process that checks one module says to the one that started it, line by line; and what its end means.
-// Plain text both ways; nothing here knows of processes.
+// Plain text both ways.
 #ifndef TARN_HOST_COMPANION_KIT_PROBE_LINES_H
 #define TARN_HOST_COMPANION_KIT_PROBE_LINES_H
 

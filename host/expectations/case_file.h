@@ -1,5 +1,5 @@
 // Reads the tests for a policy (TOML): what is asked, and which verdict is expected. Every mistake is told with its
-// place. Asking the library is left to case_runner.h.
+// place.
 #ifndef TARN_HOST_EXPECTATIONS_CASE_FILE_H
 #define TARN_HOST_EXPECTATIONS_CASE_FILE_H
 

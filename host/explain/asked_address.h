@@ -1,5 +1,4 @@
 // What the lists of a policy are asked with for one request: the texts that a scan makes of it (docs/limits.md).
-// The request itself is left to the library.
 #ifndef TARN_HOST_EXPLAIN_ASKED_ADDRESS_H
 #define TARN_HOST_EXPLAIN_ASKED_ADDRESS_H
 

@@ -1,5 +1,5 @@
 // A policy with an index of each of its lists: which entries match what a request is asked with.
-// What the library makes of the matches is not known here. Any thread may ask.
+// Any thread may ask.
 #ifndef TARN_HOST_EXPLAIN_POLICY_INDEX_H
 #define TARN_HOST_EXPLAIN_POLICY_INDEX_H
 

@@ -1,5 +1,5 @@
 // Writes something new into the text of a policy, wherever it goes beside what stands there already.
-// Whether it is a policy then is left to whoever reads it. Plain values; the tree belongs to the object.
+// Plain values; the tree belongs to the object.
 #ifndef TARN_HOST_EXPLAIN_POLICY_TEXT_H
 #define TARN_HOST_EXPLAIN_POLICY_TEXT_H
 

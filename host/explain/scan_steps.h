@@ -1,5 +1,5 @@
 // The steps of a scan in their order (docs/policy.md, "Which rule wins"), each with what it finds in a policy and what
-// it would say. They foretell a verdict from the policy alone: the library is asked elsewhere whether it agrees.
+// it would say. They foretell a verdict from the policy alone.
 #ifndef TARN_HOST_EXPLAIN_SCAN_STEPS_H
 #define TARN_HOST_EXPLAIN_SCAN_STEPS_H
 

@@ -1,5 +1,4 @@
 // Whether a weekly schedule of the policy lets the web be used at a time, and when it does so next.
-// The library's own clock and thread are not known here.
 #ifndef TARN_HOST_EXPLAIN_WEEK_TIMES_H
 #define TARN_HOST_EXPLAIN_WEEK_TIMES_H
 

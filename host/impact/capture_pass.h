@@ -1,5 +1,4 @@
 // One pass over captures and addresses through one library, in the time of the captures.
-// What is made of the verdicts is the report's.
 #ifndef TARN_HOST_IMPACT_CAPTURE_PASS_H
 #define TARN_HOST_IMPACT_CAPTURE_PASS_H
 

@@ -162,7 +162,7 @@ class StatusConnection : public Connection, public std::enable_shared_from_this<
         GoOn();
     }
 
-    // Has something come, or is it time to say that it lives?
+    // Writes what has come, or a sign of life when it is due.
     void GoOn() {
         if (hasEnded_ || isWriting_) return;
         out_ = reader_->Take();

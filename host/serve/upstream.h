@@ -1,5 +1,4 @@
 // The way to servers: finds the addresses of a name, refuses those that nobody may reach through the server, connects.
-// What a name's addresses are says name_lookup.h.
 #ifndef TARN_HOST_SERVE_UPSTREAM_H
 #define TARN_HOST_SERVE_UPSTREAM_H
 

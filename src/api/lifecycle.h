@@ -9,9 +9,9 @@
 
 namespace tarn::api {
 
-// From nothing to ready. mode: TARN_START_... A library that is ready is ended
-// first; of one that is not, a running worker is stopped and loaded modules are unloaded. A step that fails or throws
-// undoes the steps before it in reverse order; failing gives false.
+// From nothing to ready. mode: TARN_START_... A library that is ready is ended first; of one that is not, a running
+// worker is stopped and loaded modules are unloaded. A step that fails or throws undoes the steps before it in reverse
+// order; failing gives false.
 bool Start(Library& library, std::uint8_t mode, std::uint32_t& error);
 
 // Undoes Start. Safe before it and when called twice.

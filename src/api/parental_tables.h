@@ -25,8 +25,7 @@ class ParentalControl {
     bool Load(modules::ModuleCalls& calls);
     void Free();
 
-    // The account sessions. The module is called while the write side is held, unlike every other module
-    // call.
+    // The account sessions. The module is called while the write side is held, unlike in every other module call.
     void RebuildSessions(modules::ModuleCalls& calls, machine::Machine& machine);
     bool SaveAndClearSessions(modules::ModuleCalls& calls, machine::Machine& machine);
 

@@ -24,8 +24,8 @@ class GuardedFlag {
         });
     }
 
-    // isSet_ changes while the write side is held. Who sees it set read the flag before the writer that is at work
-    // gives it back, which no order of calls can tell from one that came before that writer.
+    // isSet_ changes while the write side is held. That is linearizable: a read beside a writer that still holds it
+    // counts as one before that writer.
     [[nodiscard]] bool IsSet() const {
         return isSet_.load(std::memory_order_acquire) || flag_.Read([](bool flag) { return flag; });
     }

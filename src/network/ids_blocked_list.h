@@ -77,9 +77,8 @@ class IdsBlockedList {
     void AddToFilter(Listed& listed, std::string_view hostKey);
 
     base::Guarded<Listed> listed_;
-    // Of listed_; both are changed while its write side is held, and read without the lock. A look-up that the filter
-    // answers is one that came before the Add of its pair began to hold the lock, which no order of calls can tell from
-    // one that waited.
+    // Of listed_; both are changed while its write side is held, and read without the lock. That is linearizable: a
+    // look-up that the filter answers beside an Add counts as one before it.
     std::atomic<std::size_t> size_{0};
     base::Atomic<const base::KeyFilter*> hosts_{nullptr};  // the last filter
 };

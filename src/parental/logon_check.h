@@ -12,8 +12,8 @@
 namespace tarn::parental {
 
 // Enters the event and judges it. The verdict is preset to allow; what identifies the account is written only on a
-// block. False, with the preset verdict, when the event cannot be entered. event and verdict are two
-// records at any address.
+// block. False, with the preset verdict, when the event cannot be entered. event and verdict are two records at any
+// address.
 bool ScanLogonEvent(const LogonEvent& event, LogonVerdict& verdict, UserSessionTable& table,
                     const SettingsCopy& settings, const machine::LocalClock& clock);
 

@@ -1,5 +1,5 @@
 // Eight threads of a host that scan at once, each knowing every verdict it must get, beside one that blocks addresses
-// and one that changes settings while the scans pause. Whose functions are called, and what changes, the caller says.
+// and one that changes settings while the scans pause. The caller passes the functions and the change.
 #ifndef TARN_TESTS_API_HOST_THREADS_H
 #define TARN_TESTS_API_HOST_THREADS_H
 

@@ -1,5 +1,4 @@
 // A library that answers as a test tells it, and an environment that hands it out.
-// What the commands make of its answers is theirs.
 #ifndef TARN_TESTS_HOST_FAKE_ENVIRONMENT_H
 #define TARN_TESTS_HOST_FAKE_ENVIRONMENT_H
 

@@ -1,5 +1,4 @@
 // An environment with accounts, a clock, kept sessions and scripted signals, for the commands that ask for them.
-// The requests and frames of captures are fake_environment.h's.
 #ifndef TARN_TESTS_HOST_FAKE_MACHINE_H
 #define TARN_TESTS_HOST_FAKE_MACHINE_H
 

@@ -1,5 +1,4 @@
 // A tarnhost that runs while the test talks to it: its input and output are pipes.
-// What it says is judged by the tests.
 #ifndef TARN_TESTS_HOST_RUNNING_PROGRAM_WIN32_H
 #define TARN_TESTS_HOST_RUNNING_PROGRAM_WIN32_H
 

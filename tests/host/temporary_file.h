@@ -1,5 +1,5 @@
 // A file that is gone when the test ends.
-// Its object owns it. The system chooses the folder, the test what stands in it.
+// Its object owns it.
 #ifndef TARN_TESTS_HOST_TEMPORARY_FILE_H
 #define TARN_TESTS_HOST_TEMPORARY_FILE_H
 

@@ -1,5 +1,4 @@
 // Every capture with SMB in it, and how many of the creates that its server granted end in which way.
-// Which ones those are is left to expected_events.h.
 #ifndef TARN_TESTS_SMB_CAPTURE_CASES_H
 #define TARN_TESTS_SMB_CAPTURE_CASES_H
 

@@ -1,5 +1,4 @@
 // What a dissector found in a capture: every create that a server answered, and the messages at the start of segments.
-// What the monitor should make of them is left to expected_events.h.
 #ifndef TARN_TESTS_SMB_CAPTURED_CREATES_H
 #define TARN_TESTS_SMB_CAPTURED_CREATES_H
 

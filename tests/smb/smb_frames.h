@@ -1,5 +1,4 @@
 // Writes SMB messages and the frames around them field by field, right or wrong as a test wants them.
-// What the monitor does with them is left to the tests.
 #ifndef TARN_TESTS_SMB_SMB_FRAMES_H
 #define TARN_TESTS_SMB_SMB_FRAMES_H
 

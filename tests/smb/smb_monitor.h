@@ -1,5 +1,5 @@
 // Tables, a result record with a known filling, and a way to compare both; every frame is scanned from a heap block of
-// exactly its size. The frames are left to smb_frames.h.
+// exactly its size.
 #ifndef TARN_TESTS_SMB_SMB_MONITOR_H
 #define TARN_TESTS_SMB_SMB_MONITOR_H
 

@@ -1,5 +1,5 @@
 // What the test process holds of the system: handles, threads, memory; to compare before and after.
-// The figures come from the system's own lists; what may grow is the tests' to say.
+// The figures come from the system's own lists.
 #ifndef TARN_TESTS_SYSTEM_FOOTPRINT_WIN32_H
 #define TARN_TESTS_SYSTEM_FOOTPRINT_WIN32_H
 

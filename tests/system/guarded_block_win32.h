@@ -1,5 +1,4 @@
 // Memory whose end is the end of a page with no page behind: a read past a frame's last byte ends the test.
-// What is put there is left to the tests.
 #ifndef TARN_TESTS_SYSTEM_GUARDED_BLOCK_WIN32_H
 #define TARN_TESTS_SYSTEM_GUARDED_BLOCK_WIN32_H
 

@@ -1,5 +1,5 @@
 // A tarn.dll that is loaded by its path, with its exports bound, until the end of the object.
-// Where it finds its companions says the registry, which is the test's.
+// It finds its companions by the registry, which is the test's own.
 #ifndef TARN_TESTS_SYSTEM_LOADED_TARN_WIN32_H
 #define TARN_TESTS_SYSTEM_LOADED_TARN_WIN32_H
 

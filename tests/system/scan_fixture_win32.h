@@ -1,5 +1,4 @@
 // The loaded library with the settings that URL scans read: lists, profiles, requests of a chosen process and kind.
-// What a scan must leave in the verdict is expected_verdict's.
 #ifndef TARN_TESTS_SYSTEM_SCAN_FIXTURE_WIN32_H
 #define TARN_TESTS_SYSTEM_SCAN_FIXTURE_WIN32_H
 

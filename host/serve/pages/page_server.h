@@ -1,6 +1,6 @@
 // Which page answers a request for the status page's address: the page, its data, and the script for browsers.
-// It only reads: GET and HEAD alone. A name or another site that stands for this address is refused, so that no page
-// of the web can read what is judged here. Any thread may ask; an explanation takes as long as it takes.
+// It only reads: GET and HEAD alone. A name or another site that stands for this address is refused, so that no page of
+// the web can read what is judged here. Any thread may ask; an explanation may take long.
 #ifndef TARN_HOST_SERVE_PAGES_PAGE_SERVER_H
 #define TARN_HOST_SERVE_PAGES_PAGE_SERVER_H
 
