@@ -18,6 +18,10 @@ from release import archive, binaries, installer, notices, origin, sbom
 ROOT = build.ROOT
 OUTPUT = ROOT / 'build' / 'package'
 FILES = Path(__file__).resolve().parent / 'release' / 'files'
+# Documents of the source tree, which speak of its files; the others are for users, whose files stand elsewhere.
+OF_THE_TREE = ('architecture.md', 'behaviour.md', 'performance.md', 'security.md')
+IN_THE_ARCHIVE = (('./dev host', r'bin\tarnhost.exe'), ('companions/tarn-policy.toml', r'bin\tarn-policy.toml'),
+                  ('build/windows/bin', 'bin'), ('build/', ''))
 
 
 def say(text):
@@ -39,6 +43,16 @@ def write_shell_files(folder):
         (share / name).write_bytes(ran.stdout)
 
 
+def name_what_the_archive_has(documents):
+    """Puts the archive's own programs and files into the documents for users."""
+    for path in documents.glob('*.md'):
+        if path.name not in OF_THE_TREE:
+            text = path.read_text(encoding='utf-8')
+            for there, here in IN_THE_ARCHIVE:
+                text = text.replace(there, here)
+            path.write_text(text, encoding='utf-8', newline='\n')
+
+
 def stage(folder, version):
     """The files of the archive but its lists of itself; symbols go beside."""
     log = subprocess.run(['cmake', '--install', ROOT / 'build' / 'windows', '--component', 'tarn', '--prefix', folder],
@@ -48,6 +62,7 @@ def stage(folder, version):
     binaries.split_symbols(folder / 'bin', folder.with_name(f'{folder.name}-symbols'))
     binaries.write_import_library(folder / 'lib' / 'tarn.def', 'tarn.dll', folder / 'lib' / 'tarn.lib')
     write_shell_files(folder)
+    name_what_the_archive_has(folder / 'docs')
     for path in FILES.iterdir():
         text = path.read_text(encoding='utf-8').replace('@VERSION@', version)
         newline = '\r\n' if path.suffix == '.cmd' else '\n'

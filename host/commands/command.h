@@ -61,9 +61,10 @@ struct Session {
     // The exit code of a run that ended by itself.
     // found: something was blocked, refused or found. isUnjudged: a request was not judged.
     [[nodiscard]] int End(ExitCode code, bool found, bool isUnjudged) const;
+    // What a kept state holds at the start.
+    void TellState(const SavedState& found) const;
 
  private:
-    void TellState(const SavedState& found) const;
     void TellPolicy() const;
 };
 

@@ -9,6 +9,7 @@ import unittest
 import zipfile
 from pathlib import Path
 
+import documents
 import made
 import package
 from release import archive, installer, notices, sbom
@@ -19,9 +20,9 @@ PROGRAMS = ('tarn.dll', 'tarnhost.exe', *COMPANIONS)
 EXPECTED = (*(f'bin/{name}' for name in PROGRAMS), 'bin/tarn-policy.toml', 'include/tarn/tarn.h', 'lib/libtarn.dll.a',
             'lib/tarn.lib', 'lib/tarn.def', 'lib/cmake/tarn/tarn-config.cmake',
             'lib/cmake/tarn/tarn-config-version.cmake', 'examples/CMakeLists.txt', 'docs/integration.md',
-            'docs/policy.md', 'docs/companions.md', 'docs/limits.md', 'LICENSE', 'THIRD-PARTY-NOTICES.txt',
-            'CHANGELOG.md', 'SECURITY.md', 'README.md', 'install.cmd', 'sbom.spdx.json', 'SHA256SUMS',
-            'share/man/man1/tarnhost.1', 'share/completions/tarnhost.bash',
+            'docs/policy.md', 'docs/companions.md', 'docs/limits.md', 'docs/tarnhost.md', 'LICENSE',
+            'THIRD-PARTY-NOTICES.txt', 'CHANGELOG.md', 'SECURITY.md', 'README.md', 'install.cmd', 'sbom.spdx.json',
+            'SHA256SUMS', 'share/man/man1/tarnhost.1', 'share/completions/tarnhost.bash',
             'share/completions/_tarnhost', 'share/completions/tarnhost.ps1')
 
 
@@ -37,6 +38,24 @@ class Archive(unittest.TestCase):
             self.assertIn(name, names)
         self.assertEqual([name for name in names if Path(name).suffix in ('.log', '.bin', '.debug', '.a') and
                           name != 'lib/libtarn.dll.a'], [])
+
+    def test_documents_for_users_name_what_the_archive_has(self):
+        for_users = [path for path in (made.unpacked() / 'docs').glob('*.md') if path.name not in package.OF_THE_TREE]
+        self.assertGreater(len(for_users), 10)
+        for path in (*for_users, made.unpacked() / 'README.md'):
+            text = path.read_text(encoding='utf-8')
+            for name in ('./dev host', 'companions/tarn-policy.toml', 'build/'):
+                self.assertNotIn(name, text, path.name)
+        policy = (made.unpacked() / 'docs' / 'policy.md').read_text(encoding='utf-8')
+        self.assertIn(r'bin\tarnhost.exe policy bin\tarn-policy.toml', policy)
+
+    def test_links_between_documents_for_users_lead_somewhere(self):
+        for path in (made.unpacked() / 'docs').glob('*.md'):
+            if path.name not in package.OF_THE_TREE:
+                for target in documents.links(path.read_text(encoding='utf-8')):
+                    if not re.match('[a-z]+:', target):
+                        name = target.partition('#')[0]
+                        self.assertTrue((path.parent / name).exists(), f'{path.name}: {target}')
 
     def test_programs_are_small_and_name_their_symbols(self):
         total = sum(path.stat().st_size for _, path in archive.files_of(made.unpacked()))
