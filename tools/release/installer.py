@@ -23,7 +23,7 @@ NEVER_OVERWRITE = 128    # of a component's attributes, beside 256, which makes 
 INSTALL_EXECUTE = 5800
 REMOVE_OLD = 5900
 # Of the state folder: administrators own it, they and the system write, the users of the machine read. Whoever made it
-# before does not keep it. The companions make it with the same rights.
+# before does not keep it. A companion that has to make it sets no owner and gives whoever made it full rights, too.
 STATE_RIGHTS = 'O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)'
 RIGHTS_TABLE = ('CREATE TABLE `MsiLockPermissionsEx` (`MsiLockPermissionsEx` CHAR(72) NOT NULL, '
                 '`LockObject` CHAR(72) NOT NULL, `Table` CHAR(32) NOT NULL, `SDDLText` LONGCHAR NOT NULL, '
