@@ -108,12 +108,11 @@ call :look "%folder%"
 for %%f in ("%folder%") do set "folder=%%~dpf"
 goto higher
 
-rem Deletes a file that the list of this version does not have; the policy is the user's.
+rem Deletes a file that this version does not have; the policy is the user's.
 :outdated
-if /i "%~1"=="bin/tarn-policy.toml" exit /b 0
-set "kept="
-for /f "usebackq tokens=1,*" %%c in ("%source%SHA256SUMS") do if /i "%%d"=="%~1" set "kept=1"
-if defined kept exit /b 0
+set "file=%~1"
+if /i "%file%"=="bin/tarn-policy.toml" exit /b 0
+if exist "%source%%file:/=\%" exit /b 0
 
 rem The list has slashes.
 :delete
