@@ -101,7 +101,7 @@ TEST(NamedInputs, VerdictsNameTheCaptureBelowItsFolder) {
 TEST(NamedInputs, AThousandCapturesOfAFolderAreReplayed) {
     const Folder folder({"0.pcap"});
     const ByteList header = PcapHeader();
-    for (int i = 1; i < 1000; ++i)
+    for (int i = 0; i < 1000; ++i)
         std::ofstream(folder.Path(std::to_string(i) + ".pcap"), std::ios::binary)
             .write(reinterpret_cast<const char*>(header.data()), 24);
     FakeEnvironment environment;
