@@ -1,6 +1,7 @@
 // Clients that are slow, broken or many: they are refused within their limits, and others are served.
 #include <gmock/gmock.h>
 
+#include "serve/gate.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -289,10 +290,10 @@ TEST(HostileClient, HoldsNoPlaceWithATunnelThatRests) {
 }
 
 TEST(HostileClient, FindsNoPlaceWhenAllAreBusy) {
-    std::atomic<bool> mayAnswer = false;
+    Gate mayAnswer;
     Origin origin([&](Peer& peer) {
         peer.ReadUntil("\r\n\r\n");
-        mayAnswer.wait(false);
+        mayAnswer.Wait();
         peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nlate");
     });
     ServeSettings settings = TestSettings();
@@ -312,8 +313,7 @@ TEST(HostileClient, FindsNoPlaceWhenAllAreBusy) {
     Peer page(status);  // it has places of its own
     page.Send("GET /api/state HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(status) + "\r\n\r\n");
     EXPECT_THAT(page.ReadAnswer(), HasSubstr("\"turned_away\":1"));
-    mayAnswer = true;
-    mayAnswer.notify_all();
+    mayAnswer.Open();
     EXPECT_THAT(clients[0]->ReadAnswer(), EndsWith("late"));
 }
 

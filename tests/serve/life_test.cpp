@@ -5,6 +5,7 @@
 
 #include "host/urgent_end.h"
 #include "policy/policy_reader.h"
+#include "serve/gate.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -16,10 +17,10 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 TEST(Life, EndsIdleConnectionsAtOnceAndLetsAnAnswerEnd) {
-    std::atomic<bool> mayAnswer = false;
+    Gate mayAnswer;
     Origin origin([&](Peer& peer) {
         peer.ReadUntil("\r\n\r\n");
-        mayAnswer.wait(false);
+        mayAnswer.Wait();
         peer.Send("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nlate");
         peer.ReadAll();
     });
@@ -34,8 +35,7 @@ TEST(Life, EndsIdleConnectionsAtOnceAndLetsAnAnswerEnd) {
     bool hasDrained = false;
     std::thread stopping([&] { hasDrained = server.TheServer().Stop(); });
     EXPECT_TRUE(idle.IsClosed());
-    mayAnswer = true;
-    mayAnswer.notify_all();
+    mayAnswer.Open();
     const std::string answer = busy.ReadAnswer();
     EXPECT_THAT(answer, HasSubstr("Connection: close\r\n"));
     EXPECT_THAT(answer, EndsWith("\r\n\r\nlate"));
@@ -77,14 +77,15 @@ TEST(Life, WaitsShortlyWhenTheEndIsUrgent) {
 TEST(Life, RepeatsWhatFailed) {
     RunningServer running;
     Server server(running.TheFilter(), TestSettings());
-    std::atomic<int> calls = 0;
+    Gate hasFailedOften;
+    int calls = 0;
     server.Every(std::chrono::milliseconds(1), [&] {
-        if (++calls == 3) calls.notify_all();
+        if (++calls == 3) hasFailedOften.Open();
         throw std::runtime_error("made by the test");
     });
     std::string mistake;
     ASSERT_TRUE(server.Start(mistake)) << mistake;
-    for (int now = calls; now < 3; now = calls) calls.wait(now);
+    hasFailedOften.Wait();
     EXPECT_TRUE(server.Stop());
     EXPECT_GE(running.TheFilter().Snapshot().internalErrors, 2U);
 }

@@ -1,11 +1,11 @@
 // Lines that wait for a slow reader: nobody else does, and what had no room is told.
 #include "host/serve/line_writer.h"
 
-#include <atomic>
 #include <gmock/gmock.h>
 #include <mutex>
 #include <vector>
 
+#include "serve/gate.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -18,20 +18,17 @@ using testing::StartsWith;
 
 // A reader that takes nothing until it is told to.
 struct PausedReader {
-    std::atomic<bool> mayRead = false;
+    Gate mayRead;
     std::vector<std::string> lines;  // after End
     int flushes = 0;
     LineWriter::Sink Sink() {
         return {[this](const std::string& line) {
-                    mayRead.wait(false);
+                    mayRead.Wait();
                     lines.push_back(line);
                 },
                 [this] { ++flushes; }};
     }
-    void GoOn() {
-        mayRead = true;
-        mayRead.notify_all();
-    }
+    void GoOn() { mayRead.Open(); }
 };
 
 TEST(LineWriter, WritesAllInOrderAndFlushes) {
@@ -62,7 +59,7 @@ TEST(LineWriter, CountsWhatHasNoRoomAndTellsItInItsPlace) {
 TEST(LineWriter, EndsWithoutAReaderThatNeverReads) {
     const auto reader = std::make_shared<PausedReader>();
     {
-        LineWriter writer({[reader](const std::string&) { reader->mayRead.wait(false); }, [] {}});
+        LineWriter writer({[reader](const std::string&) { reader->mayRead.Wait(); }, [] {}});
         writer.Put("line");
         EXPECT_FALSE(writer.End(std::chrono::milliseconds(50)));
         writer.Put("taken no more");

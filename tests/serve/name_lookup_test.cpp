@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 
+#include "serve/gate.h"
 #include "serve/serve_world.h"
 
 namespace tarn::host::serve {
@@ -20,15 +21,12 @@ class Names : public testing::Test {
     NameLookup::Ask Asker() {
         return [state = state_](const std::string& name) -> FoundName {
             ++state->asked;
-            if (name.starts_with("slow")) state->mayAnswer.wait(false);
+            if (name.starts_with("slow")) state->mayAnswer.Wait();
             if (name.starts_with("dead")) return {{}, "it is dead"};
             return {{*ParseIpAddress("192.0.2.1")}, {}};
         };
     }
-    void GoOn() {
-        state_->mayAnswer = true;
-        state_->mayAnswer.notify_all();
-    }
+    void GoOn() { state_->mayAnswer.Open(); }
     void Find(NameLookup& names, const std::string& name, const char* client = "192.0.2.7") {
         names.Find(name, *ParseIpAddress(client), [this, name](const FoundName& found) {
             const std::lock_guard lock(mutex_);
@@ -45,7 +43,7 @@ class Names : public testing::Test {
 
     struct State {
         std::atomic<int> asked = 0;
-        std::atomic<bool> mayAnswer = false;
+        Gate mayAnswer;
     };
     std::shared_ptr<State> state_ = std::make_shared<State>();  // of threads that are left behind, too
     std::mutex mutex_;

@@ -3,6 +3,7 @@
 
 #include "host/composed_request.h"
 #include "host/serve/named_server.h"
+#include "serve/gate.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -127,10 +128,10 @@ TEST(OpenTunnel, IsJudgedAgainWhenThePolicyChangesWhileItIsOpened) {
 }
 
 TEST(OpenTunnel, OfAWebSocketIsJudgedAgainWhenThePolicyChangesBeforeItIsAnswered) {
-    std::atomic<bool> mayAnswer = false;
+    Gate mayAnswer;
     Origin origin([&](Peer& peer) {
         peer.ReadUntil("\r\n\r\n");
-        mayAnswer.wait(false);
+        mayAnswer.Wait();
         peer.Send("HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n\r\n");
         Echo(peer);
     });
@@ -143,8 +144,7 @@ TEST(OpenTunnel, OfAWebSocketIsJudgedAgainWhenThePolicyChangesBeforeItIsAnswered
     server.library.Block("/game");
     server.TheFilter().SettingsChanged(0);
     server.TheServer().JudgeAgain();
-    mayAnswer = true;
-    mayAnswer.notify_all();
+    mayAnswer.Open();
     EXPECT_THAT(client.ReadAll(), StartsWith("HTTP/1.1 101"));
     ASSERT_THAT(server.Events("verdict"), SizeIs(2));
     EXPECT_EQ(server.Events("verdict")[1]["verdict"], "blocked");

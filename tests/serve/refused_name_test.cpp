@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include "serve/gate.h"
 #include "serve/running_server.h"
 
 namespace tarn::host::serve {
@@ -70,15 +71,14 @@ TEST(RefusedName, IsAnsweredWhileAnAddressIsExplained) {
     ServeSettings settings = WithBlockPage();
     settings.status = ParseEndpoint("127.0.0.1:0");
     RunningServer server(settings);
-    std::atomic<bool> isAsked = false;
-    std::atomic<bool> mayAnswer = false;
+    Gate isAsked;
+    Gate mayAnswer;
     server.library.isAnswerSlow = true;
     server.library.answer = [&](const ConnectionData& connection) {
         const std::string text(connection.data.begin(), connection.data.end());
         if (text.find("slow.example") != std::string::npos) {
-            isAsked = true;
-            isAsked.notify_all();
-            mayAnswer.wait(false);
+            isAsked.Open();
+            mayAnswer.Wait();
         }
         return FakeLibrary::Malicious("Test.Threat", "");
     };
@@ -86,15 +86,14 @@ TEST(RefusedName, IsAnsweredWhileAnAddressIsExplained) {
     const std::string own = fmt::format("127.0.0.1:{}", status);
     Peer explaining(status);
     explaining.Send(Ask(own, "/api/explain?url=http%3A%2F%2Fslow.example%2F"));
-    isAsked.wait(false);
+    isAsked.Wait();
     Peer page(status);
     page.Send(Ask(own, "/api/state"));
     EXPECT_THAT(page.ReadAnswer(), StartsWith("HTTP/1.1 200 "));
     Peer client(server.TheServer().Listening().blockPage->port);
     client.Send(Ask("blocked.example", "/"));
     EXPECT_THAT(client.ReadAnswer(), StartsWith("HTTP/1.1 403 "));
-    mayAnswer = true;
-    mayAnswer.notify_all();
+    mayAnswer.Open();
     EXPECT_THAT(explaining.ReadAnswer(), StartsWith("HTTP/1.1 200 "));
 }
 
