@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "base/url_path.h"
 
 namespace tarn::host {
 
