@@ -1,12 +1,15 @@
-// No scan asks for memory, whatever its kind and whichever rule decides it; only browsing protection's table of
-// programs, and the ring and lists that are made before, take some. All of this program's allocations are counted here:
-// those of new and, by the linker's --wrap, those of malloc, calloc and realloc.
+// No scan of a request or a packet asks for memory, whatever its kind and whichever rule decides it; only browsing
+// protection's table of programs, and the ring and lists that are made before, take some. All of this program's
+// allocations are counted here: those of new and, by the linker's --wrap, those of malloc, calloc and realloc. SMB
+// frames have a program of their own.
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
 #include "lists/record_owners.h"
+#include "network/frame_bytes.h"
+#include "network/packet_scan.h"
 #include "support/failing_allocations.h"
 #include "url/dns_message.h"
 #include "url/profile_records.h"
@@ -257,6 +260,90 @@ TEST_F(NoAllocation, Extension) {
     quietAnswers.category = 40;
     quietAnswers.malicious = 1;
     EXPECT_EQ(Extension("https://excused.test/some", TARN_ALLOW, TARN_REASON_MALICIOUS_WHITE_LISTED), 0U);
+}
+
+struct SignatureAnswer {
+    std::uint32_t action = TARN_SIGNATURE_NO_ATTACK;
+    std::uint32_t reason = 0;
+};
+SignatureAnswer signatureAnswer;
+
+std::uint8_t TARN_CALL QuietSignatures(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t,
+                                       PacketVerdict* verdict) {
+    verdict->action = signatureAnswer.action;
+    verdict->reason = signatureAnswer.reason;
+    return 1;
+}
+
+struct NoAllocationPacket : testing::Test {
+    NoAllocationPacket() {
+        signatureAnswer = {};
+        world.companions.packetSignatures = modules::PacketSignatures{.PKSScanPacket = QuietSignatures};
+        std::vector<IdsRule> rules(2);
+        rules[0].id = 7;
+        rules[1].id = 9;
+        rules[1].excluded = 1;
+        IdsSettingsRecord record{};
+        record.ruleCount = static_cast<std::uint32_t>(rules.size());
+        record.rules = rules.data();
+        EXPECT_TRUE(world.settings.idsRules.CopySelected(record, 50));
+    }
+
+    // The allocations of one scan, which must come to this action.
+    std::uint64_t Count(const network::FrameBytes& frame, std::uint32_t action, std::uint16_t ruleId = 7) {
+        const network::PacketScanContext context{world.companions, world.settings, strictness, attackers};
+        verdict = {};
+        const std::uint64_t before = support::Allocations();
+        const bool judged =
+            ScanPacket(context, frame.data(), static_cast<std::uint32_t>(frame.size()), ruleId, 1, verdict);
+        const std::uint64_t count = support::Allocations() - before;
+        EXPECT_TRUE(judged);
+        EXPECT_EQ(verdict.action + 0, action);
+        return count;
+    }
+    static network::FrameBytes From(const network::Ipv4& source, std::uint16_t port = 445) {
+        network::FrameFields fields;
+        fields.source = source;
+        fields.destinationPort = port;
+        return network::MakeFrame(fields);
+    }
+
+    QuietWorld world;
+    network::ReportedAttackerList attackers;
+    std::uint8_t strictness = 0;
+    PacketVerdict verdict{};
+};
+
+TEST_F(NoAllocationPacket, OfTheSignatures) {
+    const network::FrameBytes frame = From(network::kPeer, 80);
+    EXPECT_EQ(Count(frame, TARN_PACKET_ALLOW), 0U);
+    EXPECT_EQ(Count({0x02}, TARN_PACKET_ALLOW), 0U);
+    signatureAnswer.action = TARN_SIGNATURE_ATTACK;
+    EXPECT_EQ(Count(frame, TARN_PACKET_BLOCK), 0U);
+    EXPECT_EQ(verdict.ruleId + 0, 7) << "the texts of the rule were filled in";
+    EXPECT_EQ(Count(frame, TARN_PACKET_ALLOW, 9), 0U) << "an excluded rule";
+    signatureAnswer.reason = TARN_PACKET_REASON_KNOWN_ATTACK;
+    EXPECT_EQ(Count(frame, TARN_PACKET_BLOCK), 0U);
+    world.settings.idsIpsStatus = 0;
+    EXPECT_EQ(Count(frame, TARN_PACKET_ALLOW), 0U);
+}
+
+TEST_F(NoAllocationPacket, OfAnAttacker) {
+    EXPECT_EQ(Count(From(network::kPeer), TARN_PACKET_ALLOW), 0U) << "not malicious";
+    quietAnswers.category = TARN_CATEGORY_MALICIOUS;
+    EXPECT_EQ(Count(From(network::kPeer), TARN_PACKET_BLOCK), 0U);
+    EXPECT_EQ(Count(From(network::kPeer), TARN_PACKET_BLOCK), 0U) << "reported before";
+}
+
+// Past the full list, which is then emptied.
+TEST_F(NoAllocationPacket, OfMoreAttackersThanAreKept) {
+    quietAnswers.category = TARN_CATEGORY_MALICIOUS;
+    std::uint64_t count = 0;
+    for (std::size_t i = 0; i <= network::ReportedAttackerList::kMaxInsertions; ++i)
+        count +=
+            Count(From({11, 0, static_cast<std::uint8_t>(i >> 8), static_cast<std::uint8_t>(i)}), TARN_PACKET_BLOCK);
+    EXPECT_EQ(count, 0U);
+    EXPECT_FALSE(attackers.Contains(network::AddressRecord({11, 0, 0, 0}))) << "the list was emptied";
 }
 
 }  // namespace
