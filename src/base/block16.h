@@ -7,6 +7,8 @@
 #include <cstring>
 #include <emmintrin.h>
 
+#include "base/assert.h"
+
 namespace tarn::base {
 
 class Block16 {
@@ -18,6 +20,7 @@ class Block16 {
     static Block16 LoadHalf(const char* at) { return Block16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at))); }
     // Fewer than sixteen characters, zeros behind them; nothing past them is read.
     static Block16 LoadPart(const char* at, std::size_t count) {
+        TARN_ASSERT(count < kSize);
         // Two loads that may overlap: what both hold is the same characters.
         std::uint64_t low = 0;
         std::uint64_t high = 0;

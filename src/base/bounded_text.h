@@ -174,11 +174,15 @@ class FixedText {
     [[nodiscard]] std::size_t Length() const { return length_; }
     [[nodiscard]] bool Empty() const { return length_ == 0; }
 
+    [[nodiscard]] bool BeginsInside(std::string_view text) const {
+        return !text.empty() && std::greater_equal<>{}(text.data(), chars_) &&
+               std::less<>{}(text.data(), chars_ + Capacity);
+    }
+
     void Clear() { SetLength(0); }
     // text may not begin inside this buffer.
     bool Assign(std::string_view text) {
-        TARN_ASSERT(text.empty() || std::less<>{}(text.data(), chars_) ||
-                    std::greater_equal<>{}(text.data(), chars_ + Capacity));
+        TARN_ASSERT(!BeginsInside(text));
         length_ = 0;
         return Append(text);
     }

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/assert.h"
 #include "base/atomic.h"
 #include "base/hash.h"
 
@@ -24,6 +25,7 @@ class KeyFilter {
 
     // Not to a filter for nothing.
     void Add(std::uint64_t hash) {
+        TARN_ASSERT(!words_.empty());
         const Place place = PlaceOf(hash);
         Atomic<std::uint64_t>& word = words_[place.word];
         word.store(word.load(std::memory_order_relaxed) | place.bits, std::memory_order_relaxed);

@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <thread>
 
+#include "base/assert.h"
 #include "base/sync.h"
 
 namespace tarn::base {
@@ -109,6 +110,7 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 }
 
 bool WorkerThread::Start(Work work, void* argument) {
+    TARN_ASSERT(!Exists());
     auto native = std::unique_ptr<NativeThread>(new (std::nothrow) NativeThread());
     if (native == nullptr) return false;
     try {

@@ -2,6 +2,7 @@
 #include <new>
 #include <windows.h>
 
+#include "base/assert.h"
 #include "base/sync.h"
 
 namespace tarn::base {
@@ -85,6 +86,7 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 }
 
 bool WorkerThread::Start(Work work, void* argument) {
+    TARN_ASSERT(!Exists());
     auto start = std::unique_ptr<base::Start>(new (std::nothrow) base::Start{work, argument, nullptr});
     if (start == nullptr) {
         SetLastError(OutOfMemoryError());

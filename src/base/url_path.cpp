@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "base/assert.h"
 #include "base/text.h"
 
 namespace tarn::base {
 
 bool NormalizeUrlPath(std::string_view path, UrlText& normalized) {
+    TARN_ASSERT(!normalized.BeginsInside(path));
     const bool isRooted = path.starts_with('/');
     path = path.substr(0, FindEither(path, '?', '#'));
     if (isRooted && path.size() <= UrlText::kMaxLength && FindText(path, "//") == std::string_view::npos)

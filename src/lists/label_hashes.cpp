@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "base/assert.h"
 #include "base/hash.h"
 #include "base/text.h"
 #include "network/ip_address.h"
@@ -57,6 +58,7 @@ std::uint32_t HostHash(std::string_view host) {
 
 std::uint32_t HashWithWww(std::uint32_t hostHash, std::size_t hostLength) {
     constexpr std::string_view kWww = "www.";
+    TARN_ASSERT(hostLength + kWww.size() <= kPositions);
     std::uint32_t sum = ~hostHash ^ kTables.start[hostLength] ^ kTables.start[hostLength + kWww.size()];
     for (std::size_t i = 0; i < kWww.size(); ++i) sum ^= kTables.Of(hostLength + kWww.size() - 1 - i, kWww[i]);
     return ~sum;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/assert.h"
+
 namespace tarn::lists {
 
 // The count characters of a pattern that come after the used ones in walking order, as they stand in memory.
@@ -22,7 +24,10 @@ typename RadixTree<kBackward>::Root RadixTree<kBackward>::Add(std::span<const Pa
     if (patterns.empty()) return kNone;
     std::vector<Item> items;
     items.reserve(patterns.size());
-    for (const Pattern& pattern : patterns) items.push_back({pattern.text, pattern.payload, 0});
+    for (const Pattern& pattern : patterns) {
+        TARN_ASSERT(pattern.text.size() <= UINT16_MAX && pattern.payload != kNone);
+        items.push_back({pattern.text, pattern.payload, 0});
+    }
     return AddNode(items, 0);
 }
 

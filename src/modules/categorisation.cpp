@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/assert.h"
 #include "modules/install_file.h"
 #include "modules/module_calls.h"
 
@@ -60,6 +61,7 @@ std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_
 
 CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, TarnLookupMode mode)
     : module_(module) {
+    TARN_ASSERT(hostOrUrl[0] != '[');
     if (!module || module->SCGetURLCategories == nullptr) return;
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
 }

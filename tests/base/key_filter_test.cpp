@@ -49,5 +49,12 @@ TEST(KeyFilter, TakesMoreThanItWasMadeFor) {
     for (std::uint64_t hash = 0; hash < 1000; ++hash) EXPECT_TRUE(moved.MayHold(hash));
 }
 
+#ifndef NDEBUG
+TEST(KeyFilterDeathTest, AddingToAFilterForNothingIsCaught) {
+    KeyFilter forNothing(0);
+    EXPECT_DEATH(forNothing.Add(1), "words_");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::base

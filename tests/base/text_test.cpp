@@ -96,5 +96,12 @@ TEST(TextSearch, CopyLowerFoldsAsciiOnlyAtEveryLength) {
     }
 }
 
+#ifndef NDEBUG
+TEST(Block16DeathTest, APartOfAWholeBlockIsCaught) {
+    const char characters[Block16::kSize] = {};
+    EXPECT_DEATH(static_cast<void>(Block16::LoadPart(characters, Block16::kSize)), "kSize");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::base

@@ -64,5 +64,13 @@ TEST(UrlPath, SlashPutInFrontMustFit) {
     EXPECT_FALSE(NormalizeUrlPath(std::string(2000, 'a'), out));
 }
 
+#ifndef NDEBUG
+TEST(UrlPathDeathTest, APathFromTheBufferIsCaught) {
+    UrlText text;
+    text.Assign("x//y");
+    EXPECT_DEATH(NormalizeUrlPath(text.View(), text), "path");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::base

@@ -106,5 +106,12 @@ TEST(LabelHashes, AgreeWithThePlainWalk) {
     }
 }
 
+#ifndef NDEBUG
+TEST(LabelHashesDeathTest, AHostWithoutRoomForWwwIsCaught) {
+    EXPECT_NE(HashWithWww(0, 256), 0U);
+    EXPECT_DEATH(HashWithWww(0, 257), "kPositions");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::lists

@@ -101,5 +101,18 @@ TEST(RadixTree, UnwantedLengthsAreNotReported) {
     EXPECT_EQ(found, (std::vector<std::uint32_t>{2, 3}));
 }
 
+#ifndef NDEBUG
+TEST(RadixTreeDeathTest, ATooLongPatternOrNoPayloadIsCaught) {
+    PrefixTree tree;
+    const std::string text(65536, 'a');
+    const PrefixTree::Pattern longest{std::string_view(text).substr(1), 1};
+    EXPECT_NE(tree.Add({&longest, 1}), PrefixTree::kNone);
+    const PrefixTree::Pattern tooLong{text, 1};
+    EXPECT_DEATH(tree.Add({&tooLong, 1}), "pattern.text");
+    const PrefixTree::Pattern without{"a", PrefixTree::kNone};
+    EXPECT_DEATH(tree.Add({&without, 1}), "payload");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::lists

@@ -283,5 +283,12 @@ TEST_F(Lookup, CategoryNames) {
     EXPECT_EQ(name, CategoryName{}) << "nothing of what the module wrote stays";
 }
 
+#ifndef NDEBUG
+TEST(CategoryLookupDeathTest, AHostInBracketsIsCaught) {
+    const LoadedModule<Categorisation> none;
+    EXPECT_DEATH(CategoryLookup(none, "[2001:db8::1]", TARN_LOOKUP_DECIDE_NOW), "hostOrUrl");
+}
+#endif
+
 }  // namespace
 }  // namespace tarn::modules

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/assert.h"
 #include "base/sync.h"
 #include "order/explorer/world.h"
 
@@ -194,6 +195,7 @@ Event::WaitResult Event::Wait(std::uint32_t milliseconds) {
 }
 
 bool WorkerThread::Start(Work work, void* argument) {
+    TARN_ASSERT(!Exists());
     Started& started = State().threads.emplace_back();
     handle_ = &started;
     const auto run = [&started, work, argument] { started.code = work(argument); };
