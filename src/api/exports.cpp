@@ -1,5 +1,5 @@
-// The thirteen exports: null checks, and the barrier that no exception passes. Only the action against a program has a
-// catch of its own further down: its failure leaves the verdict as it is.
+// The thirteen exports: null checks, and the barrier that no exception passes. Only the action against a program, whose
+// failure leaves the verdict as it is, and the steps of an end, which go on, have catches of their own further down.
 // Host threads call them at the same time; the library's instance comes from library_instance.h.
 #include <cstdint>
 

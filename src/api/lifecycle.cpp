@@ -75,8 +75,10 @@ void Stop(Library& library, std::uint32_t& error) {
 void SaveForShutDown(Library& library, std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
     std::uint32_t error = 0;
     ModuleCalls calls = library.Calls(error);
-    if (!calls.SaveCategoryCache(a, b, c, d)) return;
-    library.parental.SaveAndClearSessions(calls, library.machine);
+    bool asked = true;
+    modules::RunStep([&] { asked = calls.SaveCategoryCache(a, b, c, d); });
+    if (!asked) return;
+    modules::RunStep([&] { library.parental.SaveAndClearSessions(calls, library.machine); });
     library.relics.connectionBuffer.reset();
     library.browsingProtection.Clear();
 }

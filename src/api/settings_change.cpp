@@ -68,7 +68,7 @@ bool ChangeHttpsInspection(ModuleCalls& calls) {
 }
 
 bool ChangeEverything(Library& library, ModuleCalls& calls) {
-    ReleaseSettings(library, calls);
+    if (!ReleaseSettings(library, calls)) return false;
     if (!LoadSettings(library, calls, TARN_START_RESTART)) return false;
     if (RestartWorker(library, calls) && ReloadCategorisation(calls)) return true;
     ReleaseSettings(library, calls);

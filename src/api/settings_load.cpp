@@ -94,22 +94,27 @@ bool LoadSettings(Library& library, ModuleCalls& calls, std::uint8_t mode) {
     return true;
 }
 
-void ReleaseSettings(Library& library, ModuleCalls& calls) {
+bool ReleaseSettings(Library& library, ModuleCalls& calls) noexcept {
     modules::SettingsState& settings = library.settings;
+    bool threwNothing = true;
+    const auto step = [&](auto&& work) {
+        if (!modules::RunStep(work)) threwNothing = false;
+    };
     library.lists = {};  // nothing may be asked of a record that is handed back
-    calls.ReleaseWSInternalWhiteList(settings.wsInternalWhiteList);
+    step([&] { calls.ReleaseWSInternalWhiteList(settings.wsInternalWhiteList); });
     calls.Error() = 0;
-    calls.WriteDNSCacheSettings(library.dnsRing.Saved());
+    step([&] { calls.WriteDNSCacheSettings(library.dnsRing.Saved()); });
     library.dnsRing.Free();
-    library.parental.SaveAndClearSessions(calls, library.machine);
+    step([&] { library.parental.SaveAndClearSessions(calls, library.machine); });
     library.parental.Free();
-    calls.ReleaseBPSettings(settings.bpSettings);
-    calls.ReleaseBPUserWhiteList(settings.bpUserWhiteList);
-    calls.ReleaseIDSSettings(settings.idsRules);
+    step([&] { calls.ReleaseBPSettings(settings.bpSettings); });
+    step([&] { calls.ReleaseBPUserWhiteList(settings.bpUserWhiteList); });
+    step([&] { calls.ReleaseIDSSettings(settings.idsRules); });
     // QUIRK: the browsing-protection internal white list is forgotten, not released.
     // Test: SettingsRelease_BrowsingProtectionInternalList_IsNotReleased
     settings.bpInternalWhiteList = {};
     ForgetSettings(library);
+    return threwNothing;
 }
 
 }  // namespace tarn::api

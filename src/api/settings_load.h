@@ -18,8 +18,9 @@ bool LoadSettings(Library& library, modules::ModuleCalls& calls, std::uint8_t mo
 // Zeroes the settings state; records of modules that it still keeps are forgotten, not released.
 void ForgetSettings(Library& library);
 
-// Withdraws what was published, hands every kept record back to its module and zeroes the settings state.
-void ReleaseSettings(Library& library, modules::ModuleCalls& calls);
+// Withdraws what was published, hands every kept record back to its module and zeroes the settings state. Goes on when
+// a module throws, and is false then.
+bool ReleaseSettings(Library& library, modules::ModuleCalls& calls) noexcept;
 
 // One setting each, for changes: read, and published when the read succeeds; otherwise empty.
 bool LoadUserWhiteList(Library& library, modules::ModuleCalls& calls);

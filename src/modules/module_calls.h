@@ -24,6 +24,17 @@ struct PassedValues {
     std::uint64_t c = 0;
 };
 
+// Runs a step of an end, which goes on whatever a module throws. False when it threw.
+template <class Step>
+bool RunStep(Step&& step) noexcept {
+    try {
+        step();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
 class ModuleCalls {
  public:
     // error is the cell that every module call is handed, at this address.
@@ -42,8 +53,8 @@ class ModuleCalls {
     // All long-lived modules, none of which may be loaded. False when a needed one fails, with the ones before it
     // unloaded again; HTTPS inspection and URL patterns may be missing.
     bool LoadAll();
-    // Everything that is loaded, the last first. Safe at any time.
-    void UnloadAll();
+    // Everything that is loaded, the last first; a module whose end throws is freed all the same. Safe at any time.
+    void UnloadAll() noexcept;
     // One module, which may not be loaded, from the install folder. All or nothing: a missing function or a failed
     // start unloads it again.
     template <class Module>
@@ -135,6 +146,10 @@ class ModuleCalls {
     }
 
  private:
+    template <class Module>
+    void End() noexcept {
+        if (!RunStep([this] { Unload<Module>(); })) companions_.Get<Module>() = {};
+    }
     template <class Module, class ReadFn, class Out>
     bool Read(const LoadedModule<Module>& module, ReadFn Module::*read, Out& out) {
         out = {};

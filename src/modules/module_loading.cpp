@@ -55,13 +55,13 @@ bool ModuleCalls::LoadAll() {
     return true;
 }
 
-void ModuleCalls::UnloadAll() {
-    Unload<UrlPatterns>();
-    Unload<HttpsInspection>();
-    Unload<Categorisation>();
-    Unload<PacketSignatures>();
-    Unload<StatusReader>();
-    Unload<SettingsReader>();
+void ModuleCalls::UnloadAll() noexcept {
+    End<UrlPatterns>();
+    End<HttpsInspection>();
+    End<Categorisation>();
+    End<PacketSignatures>();
+    End<StatusReader>();
+    End<SettingsReader>();
 }
 
 }  // namespace tarn::modules

@@ -71,9 +71,8 @@ void RebuildUserSessions(UserSessionTable& table, const SettingsCopy& settings, 
 bool SaveAndClearUserSessions(UserSessionTable& table, modules::ModuleCalls& calls, const machine::LocalClock& clock,
                               const CopyMemory& memory) {
     if (!table.IsWorthSaving()) return true;
-    const bool saved = SaveUserSessions(table, calls, clock, memory);
-    table.Forget();
-    return saved;
+    const base::ScopeExit forget([&]() noexcept { table.Forget(); });
+    return SaveUserSessions(table, calls, clock, memory);
 }
 
 }  // namespace tarn::parental

@@ -27,14 +27,13 @@ std::uint8_t ThrowingCategories(const char*, std::uint16_t**, std::uint16_t*, st
 std::uint8_t ThrowingStatus(std::uint64_t, std::uint8_t*, std::uint32_t*) {
     throw std::runtime_error("status");
 }
-void ThrowingEnd(std::uint32_t*) {
-    throw std::runtime_error("end");
-}
 std::uint8_t ThrowingScan(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t, PacketVerdict*) {
     throw std::runtime_error("scan");
 }
-std::uint8_t ThrowingSave(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t) {
-    throw std::runtime_error("save");
+// Puts a function that throws in place of a module's.
+template <class Result, class... Parameters>
+void Throw(Result(TARN_CALL*& function)(Parameters...)) {
+    function = [](Parameters...) -> Result { throw std::runtime_error("module"); };
 }
 
 class Exports : public testing::Test {
@@ -45,6 +44,10 @@ class Exports : public testing::Test {
         WSDeinit(&error);
         EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
         exportedLibrary = nullptr;
+    }
+
+    std::size_t SessionCount() {
+        return library->parental.Write([](ParentalTables& tables) { return tables.sessions.Records().size(); });
     }
 
     MachineWithModules machine;
@@ -148,12 +151,52 @@ TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
 }
 
 TEST_F(Exports, NoExceptionLeavesTheEnd) {
-    machine.modules.Replace("WSDeInitUrlsig", &ThrowingEnd);
-    machine.modules.Replace("SCSaveCacheFile", &ThrowingSave);
+    settings.GiveTo(machine.modules.inner);
+    fakes::OneProgram processes;
+    machine.bare.integers[u"C:\\Suite\\browskip.ini [BROWSER_EXCLUSION_LIST] COUNT"] = 1;
+    machine.bare.texts[u"C:\\Suite\\browskip.ini [BROWSER_EXCLUSION_LIST] NAMES"] = u"reader.exe";
     ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
-    WSShutDown(1, 2, 3, 4);
+    ASSERT_FALSE(library->browsingProtection.ActOnMaliciousUrl(9, "a/", processes, machine.modules));
+    ASSERT_NE(SessionCount(), 0U);
+    modules::Companions& companions = library->companions;
+    Throw(companions.settingsReader->ReleaseWSInternalWhiteList);
+    Throw(companions.statusReader->WriteDNSCacheSettings);
+    Throw(companions.statusReader->WritePCSystemControlSettings);
+    Throw(companions.settingsReader->ReleaseBPSettings);
+    Throw(companions.statusReader->ReleaseBPUserWhiteList);
+    Throw(companions.settingsReader->ReleaseIDSSettings);
+    Throw(companions.urlPatterns->WSDeInitUrlsig);
+    Throw(companions.httpsInspection->DeIntializeSSL);
+    Throw(companions.categorisation->SCDeinit);
+    Throw(companions.packetSignatures->PKSDeinit);
     EXPECT_EQ(WSDeinit(&error), 1);
-    library->companions.urlPatterns->WSDeInitUrlsig = [](std::uint32_t*) {};
+    EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty());
+    EXPECT_FALSE(library->ready);
+    EXPECT_TRUE(library->IsAtRest());
+    EXPECT_EQ(SessionCount(), 0U);
+    EXPECT_EQ(library->settings.bpSettings.entries, nullptr) << "nothing is kept of a module that is gone";
+    EXPECT_TRUE(library->browsingProtection.ActOnMaliciousUrl(9, "a/", processes, machine.modules))
+        << "the exclusion list is gone";
+    EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+}
+
+TEST_F(Exports, NoExceptionLeavesTheLighterEnd) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    Throw(library->companions.categorisation->SCSaveCacheFile);
+    Throw(library->companions.statusReader->WritePCSystemControlSettings);
+    WSShutDown(1, 2, 3, 4);
+    EXPECT_EQ(SessionCount(), 0U);
+}
+
+// A release that throws is one that failed.
+TEST_F(Exports, NoExceptionStopsTheReleaseOfAChangeOfEverything) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    Throw(library->companions.settingsReader->ReleaseWSInternalWhiteList);
+    EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 1, 2, 3), 0U);
+    EXPECT_EQ(machine.modules.inner.held["ReadBPSettings"], 0);
+    EXPECT_EQ(machine.modules.inner.Count("ReadBPSettings"), 1U) << "nothing is read again";
 }
 
 TEST_F(Exports, ADroppedConnectionIsGivenToTheMachine) {
