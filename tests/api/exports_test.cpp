@@ -9,6 +9,7 @@
 #include "api/full_settings.h"
 #include "api/library_instance.h"
 #include "api/machine_with_modules.h"
+#include "url/tls_hello.h"
 
 namespace tarn::api {
 
@@ -197,6 +198,52 @@ TEST_F(Exports, NoExceptionStopsTheReleaseOfAChangeOfEverything) {
     EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 1, 2, 3), 0U);
     EXPECT_EQ(machine.modules.inner.held["ReadBPSettings"], 0);
     EXPECT_EQ(machine.modules.inner.Count("ReadBPSettings"), 1U) << "nothing is read again";
+}
+
+TEST_F(Exports, TheInspectionsPopupIsNeverShown) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    library->companions.httpsInspection->TiScanHttpsPacket = [](std::uint32_t, const char*, std::uint32_t,
+                                                                std::uint16_t, const std::uint8_t*, std::uint32_t,
+                                                                std::uint8_t* block) -> std::uint8_t {
+        *block = 1;
+        return 1;
+    };
+    std::string hello = url::TlsHello("blocked.example");
+    ScanRequest request{};
+    request.data = reinterpret_cast<std::uint8_t*>(hello.data());
+    request.dataLength = static_cast<std::uint32_t>(hello.size());
+    request.remoteAddress = {TARN_FAMILY_IPV4, {203, 0, 113, 5}};
+    request.kind = TARN_KIND_TLS;
+    EXPECT_EQ(WSScanUrl(&request, &verdict, &prompt), 0) << "nobody is known to have asked";
+    for (std::uint32_t kind = 0; kind <= TARN_SETTINGS_EVERYTHING; ++kind)
+        EXPECT_EQ(WSSettingsChanged(kind, 1, 2, 3), 1U) << kind;
+    WSShutDown(1, 2, 3, 4);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    EXPECT_EQ(machine.modules.inner.Count("IntializeSSL"), 3U);
+    EXPECT_EQ(machine.modules.inner.Count("TiShowPopup"), 0U);
+}
+
+TEST_F(Exports, TheConnectionBufferIsFilledByNothingAndFreedByBothEnds) {
+    auto& buffer = library->relics.connectionBuffer;
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    ScanRequest request{};
+    request.data = reinterpret_cast<std::uint8_t*>(url.data());
+    request.dataLength = static_cast<std::uint32_t>(url.size());
+    request.kind = TARN_KIND_HTTP;
+    WSScanUrl(&request, &verdict, &prompt);
+    const std::uint8_t frame[64] = {};
+    PacketVerdict packet{};
+    WSScanPacket(frame, sizeof frame, 1, 1, 0, &packet);
+    WSDropConnection(frame);
+    EXPECT_EQ(buffer, nullptr);
+    buffer = std::make_unique<std::uint8_t[]>(16);
+    WSShutDown(1, 2, 3, 4);
+    EXPECT_EQ(buffer, nullptr);
+    buffer = std::make_unique<std::uint8_t[]>(16);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    EXPECT_EQ(buffer, nullptr);
 }
 
 TEST_F(Exports, ADroppedConnectionIsGivenToTheMachine) {
