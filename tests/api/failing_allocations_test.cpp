@@ -139,6 +139,25 @@ TEST_F(FailingAllocations, OfAChangeOfEverything) {
     FailEach(true, [] { return WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 1, 2, 3) != 0; });
 }
 
+// The release of the change saves the answers; the end that follows has none and says so, as every end does.
+TEST_F(FailingAllocations, TheEndBehindAFailedChangeOfEverythingHasNoAnswersToSave) {
+    const auto saved = [this] {
+        DnsCacheRecord record{};
+        std::memcpy(&record, Modules().written.at("WriteDNSCacheSettings").data(), sizeof record);
+        return record;
+    };
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    {
+        const FailingAllocation failing(1);  // behind the copy of the sessions that the release saves
+        EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_EVERYTHING, 1, 2, 3), 0U);
+    }
+    EXPECT_EQ(saved().count + 0, TARN_DNS_RING_SLOTS + 0);
+    EXPECT_EQ(saved().writeIndex + 0, FullSettings::kWriteIndex + 0);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    EXPECT_EQ(saved().count + 0, 0);
+    EXPECT_EQ(saved().entries, nullptr);
+}
+
 TEST_F(FailingAllocations, OfTheUpdatesOfRecords) {
     for (std::uint32_t mask : {TARN_UPDATED_BROWSING_PROTECTION, TARN_UPDATED_IDS_RULES})
         FailEach(true, [&] { return WSUpdateSettingsChanged(&mask) != 0; });
