@@ -12,6 +12,8 @@ ninja                                ninja-build
 python3                              python3
 x86_64-w64-mingw32-g++-posix         g++-mingw-w64-x86-64
 x86_64-w64-mingw32-g++-win32         g++-mingw-w64-x86-64
+clang++-14                           clang-14
+ld.lld-14                            lld-14
 wine                                 wine
 /usr/lib/wine/wine64                 wine64
 /usr/src/googletest/CMakeLists.txt   googletest
