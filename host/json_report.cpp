@@ -70,7 +70,7 @@ Event JsonReport::BeginFrameEvent(std::string_view type, std::uint64_t frame, st
 
 void JsonReport::Request(const JudgedRequest& request) {
     const Judgement& judgement = request.judgement;
-    Counting().Count(judgement, request.coverage);
+    Counting().Count(request);
     const bool isWanted = !(style_.brief && IsUndecided(judgement)) && (!style_.quiet || IsBlocked(judgement));
     if (!isWanted && !changes_.IsUsed()) return;
     Event event = request.origin ? BeginFrameEvent("verdict", request.origin->frame, request.origin->timeNanoseconds)
@@ -168,6 +168,7 @@ void JsonReport::AddRequests(Event& event) const {
     event["by_reason"] = Event::object();
     for (const auto& [reason, count] : totals.byReason) event["by_reason"][fmt::format("{}", reason)] = count;
     event["undecided_not_judged"] = totals.undecidedNotJudged;
+    event["undecided_let_pass"] = totals.undecidedLetPass;
     event["judged_in_part"] = totals.CountOf(Extent::kPart);
     event["not_judged"] = totals.CountOf(Extent::kNone);
     event["why_not_whole"] = Event::object();

@@ -13,17 +13,23 @@ namespace tarn::host {
 namespace {
 
 // The reason, with its number; of what was not wholly judged, why.
-std::string Reason(const Judgement& judgement, const Coverage& coverage) {
+std::string Reason(const JudgedRequest& request) {
+    const Judgement& judgement = request.judgement;
+    const Coverage& coverage = request.coverage;
     std::string why =
         fmt::format("{}: {}", coverage.extent == Extent::kNone ? "not judged" : "judged in part", coverage.why);
     if (!judgement.isValid) return why;
     const std::uint32_t reason = judgement.verdict.reason;
-    return fmt::format("{:>2} {}", reason, coverage.IsWhole() ? ReasonWords(reason) : std::string_view(why));
+    if (!coverage.IsWhole()) return fmt::format("{:>2} {}", reason, why);
+    return fmt::format("{:>2} {}", reason, ReasonOf(request));
 }
 
 // Of requests that no rule decided.
-std::string NotJudgedWords(std::uint64_t count) {
-    return count == 0 ? std::string() : fmt::format(", {} of them not judged", count);
+std::string UndecidedWords(std::uint64_t notJudged, std::uint64_t letPass) {
+    std::string words;
+    if (notJudged != 0) words += fmt::format(", {} of them not judged", notJudged);
+    if (letPass != 0) words += fmt::format(", {} of them let pass by a list", letPass);
+    return words;
 }
 
 // The entry, or the reason where no entry is known; empty when no rule decided.
@@ -66,11 +72,11 @@ void TextReport::TellLeftOut() {
     if (style_.quiet) return;
     if (leftOut_ != 0)
         out_ << fmt::format("  {} request{} that no rule decided {} left out{}\n", leftOut_, Plural(leftOut_),
-                            leftOut_ == 1 ? "is" : "are", NotJudgedWords(leftOutNotJudged_));
+                            leftOut_ == 1 ? "is" : "are", UndecidedWords(leftOutNotJudged_, leftOutLetPass_));
     if (unchanged_ != 0)
         out_ << fmt::format("  {} {} as in the round before and left out\n", unchanged_,
                             unchanged_ == 1 ? "is" : "are");
-    leftOut_ = leftOutNotJudged_ = unchanged_ = 0;
+    leftOut_ = leftOutNotJudged_ = leftOutLetPass_ = unchanged_ = 0;
 }
 
 void TextReport::Note(const std::string& line) {
@@ -115,7 +121,7 @@ bool TextReport::Row(TextRow row, bool isWanted, const std::string& decider) {
 }
 
 void TextReport::Request(const JudgedRequest& request) {
-    Counting().Count(request.judgement, request.coverage);
+    Counting().Count(request);
     const Judgement& judgement = request.judgement;
     TextRow row;
     if (request.origin) {
@@ -126,9 +132,9 @@ void TextReport::Request(const JudgedRequest& request) {
     row.state = StateWord(judgement);
     row.colour = IsBlocked(judgement) ? Colour::kBad : Colour::kGood;
     if (!judgement.isValid) row.colour = Colour::kNotice;
-    row.reason = Reason(judgement, request.coverage);
+    row.reason = Reason(request);
     if (judgement.isValid) {
-        row.text = Printable(RuleText(judgement.verdict));
+        row.text = IsLetPass(request) ? request.entry->list : Printable(RuleText(judgement.verdict));
         if (const std::string user = RuleUser(judgement.verdict); !user.empty())
             row.text += fmt::format("{}(user {})", row.text.empty() ? "" : "  ", Printable(user));
     }
@@ -140,6 +146,7 @@ void TextReport::Request(const JudgedRequest& request) {
     } else if (isPlain && unchanged == unchanged_) {
         ++leftOut_;
         if (request.coverage.extent == Extent::kNone) ++leftOutNotJudged_;
+        if (IsLetPass(request)) ++leftOutLetPass_;
     }
 }
 
@@ -213,7 +220,9 @@ void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd
     PolicySummary();
     for (const auto& [reason, count] : Counted().byReason)
         out_ << fmt::format("{:>7}  {:>2} {}{}\n", count, reason, ReasonWords(reason),
-                            reason == TARN_REASON_DEFAULT ? NotJudgedWords(Counted().undecidedNotJudged) : "");
+                            reason == TARN_REASON_DEFAULT
+                                ? UndecidedWords(Counted().undecidedNotJudged, Counted().undecidedLetPass)
+                                : "");
     if (replay) FrameSummary();
     NotWholeSummary(replay);
     if (replay) ReadSummary(*replay);

@@ -53,6 +53,7 @@ class TextReport : public VerdictReport {
     std::string notes_;          // that wait for a row
     std::uint64_t leftOut_ = 0;  // requests that no rule decided, and the rows that are as before, since it was told
     std::uint64_t leftOutNotJudged_ = 0;  // of the requests
+    std::uint64_t leftOutLetPass_ = 0;    // of the requests, by an entry of a list
     std::uint64_t unchanged_ = 0;
     std::uint64_t furtherFrames_ = 0;  // of attacks, that have no row of their own
     bool isFirstCapture_ = true;

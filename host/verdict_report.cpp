@@ -11,11 +11,21 @@ bool IsUndecided(const Judgement& judgement) {
            judgement.verdict.reason == TARN_REASON_DEFAULT;
 }
 
+bool IsLetPass(const JudgedRequest& request) {
+    return request.entry && IsUndecided(request.judgement);
+}
+
+std::string_view ReasonOf(const JudgedRequest& request) {
+    return IsLetPass(request) ? "let pass by a list" : ReasonWords(request.judgement.verdict.reason);
+}
+
 bool IsBlocked(const Judgement& judgement) {
     return judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
 }
 
-void Totals::Count(const Judgement& judgement, const Coverage& coverage) {
+void Totals::Count(const JudgedRequest& request) {
+    const Judgement& judgement = request.judgement;
+    const Coverage& coverage = request.coverage;
     ++requests;
     if (!coverage.IsWhole()) ++notWhole[{coverage.extent, coverage.why}];
     if (!judgement.isValid) {
@@ -26,6 +36,7 @@ void Totals::Count(const Judgement& judgement, const Coverage& coverage) {
     const std::uint32_t reason = judgement.verdict.reason;
     ++byReason[reason];
     if (IsUndecided(judgement) && coverage.extent == Extent::kNone) ++undecidedNotJudged;
+    if (IsLetPass(request)) ++undecidedLetPass;
 }
 
 std::uint64_t Totals::CountOf(Extent extent) const {

@@ -104,6 +104,10 @@ struct RunEnd {
 
 // Allowed because no rule decided.
 [[nodiscard]] bool IsUndecided(const Judgement& judgement);
+// Undecided because an entry of a list let it pass.
+[[nodiscard]] bool IsLetPass(const JudgedRequest& request);
+// Of a request with a verdict: the words of its reason, or that a list let it pass.
+[[nodiscard]] std::string_view ReasonOf(const JudgedRequest& request);
 [[nodiscard]] bool IsBlocked(const Judgement& judgement);
 
 struct Totals {
@@ -114,13 +118,14 @@ struct Totals {
     std::map<std::uint32_t, std::uint64_t> byReason;                        // of the requests with a verdict
     std::map<std::pair<Extent, std::string_view>, std::uint64_t> notWhole;  // requests, by why
     std::uint64_t undecidedNotJudged = 0;                                   // of those that no rule decided
+    std::uint64_t undecidedLetPass = 0;                                     // of those, by an entry of a list
     std::uint64_t attackFrames = 0;
     std::uint64_t attackFramesBlocked = 0;
     std::map<std::uint32_t, std::uint64_t> attacksByReason;   // frames
     std::map<std::string_view, std::uint64_t> filesByAction;  // words of FileWord
     std::uint64_t files = 0;
 
-    void Count(const Judgement& judgement, const Coverage& coverage);
+    void Count(const JudgedRequest& request);
     // Requests that were judged to this extent.
     [[nodiscard]] std::uint64_t CountOf(Extent extent) const;
     // Whether something was blocked, refused or found.

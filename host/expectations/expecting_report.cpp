@@ -54,7 +54,7 @@ void ExpectingReport::BeginCapture(const CaptureHeading& heading) {
 }
 
 void ExpectingReport::Request(const JudgedRequest& request) {
-    Counting().Count(request.judgement, request.coverage);
+    Counting().Count(request);
     inner_.Request(request);
     Drain();
 }

@@ -19,7 +19,7 @@ std::string ImpactItems::HostOf(const JudgedRequest& request) {
 }
 
 void ImpactItems::Request(const JudgedRequest& request) {
-    Counting().Count(request.judgement, request.coverage);
+    Counting().Count(request);
     ImpactItem item;
     item.capture = Capture();
     item.frame = request.origin ? static_cast<std::uint32_t>(request.origin->frame) : 0;

@@ -2,13 +2,17 @@
 #include "host/coverage.h"
 
 #include <gmock/gmock.h>
+#include <optional>
+#include <sstream>
 
 #include "host/composed_request.h"
 #include "host/fake_environment.h"
+#include "host/verdict_report.h"
 
 namespace tarn::host {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -144,6 +148,32 @@ TEST(Coverage, TotalsTellWhatNoRuleDecidedFromWhatWasNotJudged) {
     EXPECT_EQ(JsonLines(run({"url", "--json"})).back()["undecided_not_judged"], 2);
     EXPECT_THAT(RunWith(environment, {"url", "--brief", "http://a.example/"}).out,
                 HasSubstr("  1 request that no rule decided is left out\n"));
+}
+
+TEST(Coverage, WhatAListLetPassIsToldFromWhatNoRuleDecided) {
+    JudgedRequest plain;
+    plain.protocol = &HttpProtocol();
+    plain.view = {"a.example", "/"};
+    plain.judgement = FakeLibrary::Allowed();
+    JudgedRequest letPass = plain;
+    letPass.entry = DecidingEntry{"white_lists.web_security", "a.example", "p.toml", 3};
+    const auto told = [&](const ReportStyle& style) {
+        std::ostringstream out;
+        const auto report = MakeReport(out, style);
+        report->BeginRound();
+        report->Request(plain);
+        report->Request(letPass);
+        report->EndRound();
+        report->Summary(std::nullopt, {});
+        return out.str();
+    };
+    const std::string text = told({});
+    EXPECT_THAT(text, HasSubstr("26 no rule decided\n"));
+    EXPECT_THAT(text, ContainsRegex("26 let pass by a list +white_lists.web_security\n"));
+    EXPECT_THAT(text, HasSubstr("      2  26 no rule decided, 1 of them let pass by a list\n"));
+    EXPECT_THAT(told({.brief = true}),
+                HasSubstr("  2 requests that no rule decided are left out, 1 of them let pass by a list\n"));
+    EXPECT_EQ(JsonLines(told({.json = true})).back()["undecided_let_pass"], 1);
 }
 
 }  // namespace
