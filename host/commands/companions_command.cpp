@@ -27,7 +27,7 @@ struct CompanionOptions {
     bool writes = false;
 };
 
-struct Totals {
+struct CheckTotals {
     std::size_t modules = 0;
     std::size_t findings = 0;
     std::size_t notes = 0;
@@ -78,8 +78,8 @@ bool IsFound(const CompanionFinding& finding) {
     return !finding.isNote;
 }
 
-Totals CheckAll(const CompanionOptions& options, const std::string& folder, const Session& session) {
-    Totals totals;
+CheckTotals CheckAll(const CompanionOptions& options, const std::string& folder, const Session& session) {
+    CheckTotals totals;
     CompanionCheck check{folder, {}, {}, options.addresses, options.writes, options.seconds};
     for (const ModuleFacts& module : AllModules()) {
         check.module = module.file;
@@ -107,7 +107,7 @@ Totals CheckAll(const CompanionOptions& options, const std::string& folder, cons
     return totals;
 }
 
-void PrintTotals(const CompanionOptions& options, const std::string& folder, const Totals& totals,
+void PrintTotals(const CompanionOptions& options, const std::string& folder, const CheckTotals& totals,
                  const Session& session) {
     if (session.json) {
         Event event = BeginEvent("companions");
@@ -154,7 +154,7 @@ int CheckCompanions(const CompanionOptions& options, const Session& session) {
     if (!session.library.keepState.empty()) session.TellState(found);
     session.environment.UsePolicy(session.library);
     const std::string folder = FromPath((path / "").make_preferred());
-    const Totals totals = CheckAll(options, folder, session);
+    const CheckTotals totals = CheckAll(options, folder, session);
     PrintTotals(options, folder, totals, session);
     if (session.environment.IsInterrupted()) return kExitInterrupted;
     return totals.findings == 0 ? kExitOk : kExitFailed;

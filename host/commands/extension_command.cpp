@@ -19,8 +19,11 @@ constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
 constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
 
-void PrintAsText(const std::string& url, const Judgement& judgement, const Coverage& coverage,
-                 const std::optional<DecidingEntry>& entry, std::ostream& out) {
+void PrintAsText(const JudgedRequest& request, std::ostream& out) {
+    const std::string& url = request.reportedUrl;
+    const Judgement& judgement = request.judgement;
+    const Coverage& coverage = request.coverage;
+    const std::optional<DecidingEntry>& entry = request.entry;
     std::string line = fmt::format("{}  {}  ", Column(url, kUrlWidth), Column(StateWord(judgement), kStateWidth));
     if (!judgement.isValid) {
         out << line << "not judged: " << coverage.why << '\n';
@@ -30,7 +33,7 @@ void PrintAsText(const std::string& url, const Judgement& judgement, const Cover
     std::string text = RuleText(judgement.verdict);
     if (text == url) text.clear();  // it stands in front
     const std::string why =
-        coverage.IsWhole() ? std::string(ReasonWords(reason)) : fmt::format("not judged: {}", coverage.why);
+        coverage.IsWhole() ? std::string(ReasonOf(request)) : fmt::format("not judged: {}", coverage.why);
     line += fmt::format("{:>2} {:<{}}", reason, why, text.empty() ? 0 : kReasonWidth - 3);
     if (!text.empty()) line += "  " + Printable(text);
     if (const std::string user = RuleUser(judgement.verdict); !user.empty())
@@ -39,22 +42,30 @@ void PrintAsText(const std::string& url, const Judgement& judgement, const Cover
     out << line << '\n';
 }
 
+void PrintAsText(const Totals& totals, std::ostream& out) {
+    out << fmt::format("\n{} address{}: {} allowed, {} blocked", totals.requests, totals.requests == 1 ? "" : "es",
+                       totals.allowed, totals.blocked);
+    if (totals.withoutVerdict != 0) out << fmt::format(", {} without a verdict", totals.withoutVerdict);
+    out << '\n';
+}
+
 int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
     const std::unique_ptr<EntryFinder> entries = session.Entries();  // null when nobody sees them
     std::unique_ptr<Judge> library;                                  // opened for the first URL that can be judged
     const std::unique_ptr<VerdictReport> report = session.json ? session.Report() : nullptr;
-    std::uint64_t judged = 0;
+    Totals totals;
     std::uint64_t mistakes = 0;
     bool hasFailed = false;
-    bool isFound = false;
-    bool isUnjudged = false;
     const auto complain = [&](const std::string& mistake, const std::string& input) {
         ++mistakes;
         session.Fail(mistake, kExitUsage, input);
     };
     const auto tellTotals = [&] {
         const bool isStopped = session.environment.IsInterrupted();
-        if (report) report->Summary(std::nullopt, {mistakes, isStopped, library ? library->Latencies() : nullptr});
+        if (report)
+            report->Summary(std::nullopt, {mistakes, isStopped, library ? library->Latencies() : nullptr});
+        else if (totals.requests != 0)
+            PrintAsText(totals, session.out);
     };
     const auto judge = [&](const std::string& url) {
         if (!session.MayGoOn()) return false;
@@ -69,25 +80,25 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         if (hasFailed) return false;
         const Judgement judgement = library->ScanExtensionUrl(kind, url);
         const Coverage coverage = CoverageOfReported(kind, url, judgement);
-        ++judged;
         const auto entry = entries ? entries->FindReported(url, judgement) : std::nullopt;
-        isUnjudged |= coverage.extent == Extent::kNone;
-        isFound |= judgement.isValid && judgement.verdict.allow == TARN_BLOCK;
+        const JudgedRequest request{nullptr, {}, {}, {}, judgement, coverage, entry, url, library->LastLatency()};
+        totals.Count(request);
         if (report)
-            report->Request({nullptr, {}, {}, {}, judgement, coverage, entry, url, library->LastLatency()});
+            report->Request(request);
         else
-            PrintAsText(url, judgement, coverage, entry, session.out);
+            PrintAsText(request, session.out);
         return session.MayGoOn();
     };
     StandardInput input(session.environment, session.out);
     ForEachText(named, input, judge, [&](const std::string& mistake) { complain(mistake, {}); });
     if (hasFailed) return kExitFailed;
     if (session.environment.IsInterrupted())
-        return session.FailWithTotals(fmt::format("stopped after {} addresses", judged), kExitInterrupted, tellTotals);
-    if (judged == 0 && mistakes == 0 && session.out) return session.Fail("no address was given", kExitUsage);
+        return session.FailWithTotals(fmt::format("stopped after {} addresses", totals.requests), kExitInterrupted,
+                                      tellTotals);
+    if (totals.requests == 0 && mistakes == 0 && session.out) return session.Fail("no address was given", kExitUsage);
     tellTotals();
-    if (judged == 0 && mistakes != 0) return kExitUsage;
-    return session.End(mistakes == 0 ? kExitOk : kExitFailed, isFound, isUnjudged);
+    if (totals.requests == 0 && mistakes != 0) return kExitUsage;
+    return session.End(mistakes == 0 ? kExitOk : kExitFailed, totals.blocked != 0, totals.CountOf(Extent::kNone) != 0);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ namespace {
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::Gt;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -324,7 +325,7 @@ TEST(ExtensionCommand, ReportsWholeUrlsByTheirScheme) {
                 ElementsAre(std::pair(std::uint8_t{TARN_KIND_TLS}, std::string("https://shop.example/x")),
                             std::pair(std::uint8_t{TARN_KIND_HTTP}, std::string("HTTP://shop.example/"))));
     EXPECT_THAT(run.out, AllOf(HasSubstr("https://shop.example/x"), HasSubstr("BLOCKED"), HasSubstr("malicious site"),
-                               HasSubstr("Worm: shop.example/x")));
+                               HasSubstr("Worm: shop.example/x"), EndsWith("\n2 addresses: 0 allowed, 2 blocked\n")));
 }
 
 TEST(ExtensionCommand, GivesTheSameToPrograms) {
@@ -343,7 +344,8 @@ TEST(ExtensionCommand, AScanThatFailsHasNoVerdict) {
     FakeMachine machine;
     machine.told.answer = {};
     EXPECT_THAT(RunWith(machine, {"extension", "https://shop.example/"}).out,
-                HasSubstr("no verdict  not judged: the library could not judge it"));
+                AllOf(HasSubstr("no verdict  not judged: the library could not judge it"),
+                      EndsWith("\n1 address: 0 allowed, 0 blocked, 1 without a verdict\n")));
 }
 
 TEST(ExtensionCommand, WhatNoBrowserReportsIsAMistakeOfUse) {
