@@ -18,6 +18,7 @@ import uuid
 from pathlib import Path
 
 import evidence
+import wine_stacks
 
 NEVER_STARTED = 125  # the exit status of cmake/wine-run
 NOT_FOUND = 127
@@ -34,8 +35,8 @@ def parse_arguments(arguments):
     return parser.parse_args(arguments)
 
 
-def run(command, environment, output, limit):
-    """The exit status, or None when the program had to be killed at its limit."""
+def run(command, environment, output, limit, tell_where):
+    """The exit status, or None when the program had to be killed at its limit; tell_where is called before that."""
     with subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
                           start_new_session=True) as process:
         def kill(*_):
@@ -45,6 +46,7 @@ def run(command, environment, output, limit):
         try:
             return process.wait(limit)
         except subprocess.TimeoutExpired:
+            tell_where()
             kill()
             return None
         except KeyboardInterrupt:
@@ -86,14 +88,20 @@ def main(raw):
     environment = {**os.environ, 'GTEST_OUTPUT': f'json:{drive}{report}'}
     command = arguments.command
     output = log
+    stacks = []
     if arguments.emulator:
         command = [arguments.emulator, *command]
         environment['TARN_WINE_LOG'] = str(log)
         output = messages
+
+    def tell_where():
+        if arguments.emulator:
+            stacks.append(wine_stacks.of_program(arguments.emulator, arguments.command[0]))
+
     start = time.monotonic()
     with open(output, 'wb') as stream:
         try:
-            status = run(command, environment, stream, arguments.limit)
+            status = run(command, environment, stream, arguments.limit, tell_where)
         except OSError as error:
             stream.write(f'{error}\n'.encode())
             status = NOT_FOUND
@@ -101,7 +109,7 @@ def main(raw):
     outcome = judge(arguments, report, log, status, said)
     if report.exists():
         report.replace(f'{name}.json')
-    sys.stdout.write(said + (read_text(log) or ''))
+    sys.stdout.write(said + (read_text(log) or '') + ''.join(stacks))
     evidence.write_record(record, os.environ.get('TARN_TEST_RUN', ''), outcome)
     for problem in outcome.problems:
         print(f'{arguments.name}: {problem}')

@@ -124,6 +124,19 @@ class UnderWine(ProgramTest):
                 self.assertEqual(self.run_under(end), (0, 1))
                 self.assertEqual(len(self.attempts()), 1)
 
+    def test_the_threads_of_a_program_that_hangs_are_shown(self):
+        listing = r'process  tid\n00000038 services.exe\n\t0000003c    0\n00000554 program.exe\n\t00000558    0\n'
+        hanging = f'''if [[ $1 != winedbg ]]; then echo "Running main()"; read -r <> <(:); fi
+if [[ $2 == --command ]]; then printf '{listing}'; else echo "the debugger reads"; cat "$(tr '\\\\' / <<<"${{3#Z:}}")"; fi'''
+        self.assertEqual(self.run_under(hanging, '--limit', '0.5'), (0, 1))
+        self.assertIn('Process 00000554, threads 00000558:\nthe debugger reads\nattach 0x00000554\nbt 0x00000558\ndetach',
+                      self.output)
+        self.assertIn('was killed', self.output)
+
+    def test_a_program_that_hangs_and_that_wine_does_not_know_is_told(self):
+        self.assertEqual(self.run_under('[[ $1 == winedbg ]] || read -r <> <(:)', '--limit', '0.5'), (0, 1))
+        self.assertIn('Wine knows no process of program.exe.', self.output)
+
     def test_the_exit_status_is_the_programs(self):
         self.assertEqual(self.run_under('echo steady; exit 7', '--closing-line', 'steady'), (0, 1))
         self.assertIn('exit status 7', self.output)
