@@ -1,6 +1,7 @@
 #include "modules/categorisation.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/assert.h"
 #include "modules/install_file.h"
@@ -66,10 +67,13 @@ CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
 }
 
+CategoryLookup::~CategoryLookup() {
+    RunStep([this] { Release(); });
+}
+
 void CategoryLookup::Release() {
-    if (array_ == nullptr) return;
-    if (module_ && module_->SCReleaseCategories != nullptr) module_->SCReleaseCategories(array_);
-    array_ = nullptr;
+    std::uint16_t* const array = std::exchange(array_, nullptr);
+    if (array != nullptr && module_ && module_->SCReleaseCategories != nullptr) module_->SCReleaseCategories(array);
 }
 
 bool ReadCategoryName(const LoadedModule<Categorisation>& module, std::uint16_t category, CategoryName& name) {

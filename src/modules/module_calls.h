@@ -59,7 +59,7 @@ class ModuleCalls {
     // start unloads it again.
     template <class Module>
     bool Load(const base::PathBuffer& folder);
-    // Calls nothing when the module is not loaded.
+    // Calls nothing when the module is not loaded. Frees it also when its end throws.
     template <class Module>
     void Unload();
     template <class Module>
@@ -107,7 +107,7 @@ class ModuleCalls {
     bool SaveCategoryCache(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d);
 
     // ---- Records that are kept until they are handed back ----
-    // A release forgets the record, also when the module is not there to take it back.
+    // A release forgets the record, also when the module is not there to take it back or throws.
 
     bool ReadBPSettings(ThreatSiteList& record);
     void ReleaseBPSettings(ThreatSiteList& record);
@@ -121,7 +121,7 @@ class ModuleCalls {
 
     // ---- Records that are used at once ----
     // use(record) runs between a successful read and its release, and says whether it could take the record over; the
-    // result is false also when it could not. The record is released also when use throws.
+    // result is false also when it could not. The record is released once, also when use throws.
 
     template <class Use>
     bool ReadAPSettings(Use&& use) {
@@ -148,7 +148,7 @@ class ModuleCalls {
  private:
     template <class Module>
     void End() noexcept {
-        if (!RunStep([this] { Unload<Module>(); })) companions_.Get<Module>() = {};
+        RunStep([this] { Unload<Module>(); });
     }
     template <class Module, class ReadFn, class Out>
     bool Read(const LoadedModule<Module>& module, ReadFn Module::*read, Out& out) {
@@ -160,16 +160,19 @@ class ModuleCalls {
     }
     template <class Module, class ReleaseFn, class Record>
     void Release(const LoadedModule<Module>& module, ReleaseFn Module::*release, Record& record) {
+        const base::ScopeExit forget([&]() noexcept { record = {}; });
         if (module && module.operator->()->*release != nullptr) Call(module.operator->()->*release, &record);
-        record = {};
     }
     template <class Record, class Module, class ReadFn, class ReleaseFn, class Use>
     bool ReadUseRelease(const LoadedModule<Module>& module, ReadFn Module::*read, ReleaseFn Module::*release,
                         Use&& use) {
         Record record{};
         if (!Read(module, read, record)) return false;
-        const base::ScopeExit handBack([&]() noexcept { Release(module, release, record); });
-        return use(std::as_const(record));
+        base::ScopeExit handBack([&]() noexcept { RunStep([&] { Release(module, release, record); }); });
+        const bool taken = use(std::as_const(record));
+        handBack.Dismiss();
+        Release(module, release, record);
+        return taken;
     }
 
     Companions& companions_;
@@ -195,9 +198,9 @@ bool ModuleCalls::Load(const base::PathBuffer& folder) {
 template <class Module>
 void ModuleCalls::Unload() {
     LoadedModule<Module>& module = companions_.Get<Module>();
+    const base::ScopeExit free([&]() noexcept { module = {}; });
     if constexpr (requires { module->Stop(*this); })
         if (module) module->Stop(*this);
-    module = {};
 }
 
 // The system is not older than the service-pack baseline, is not the 64-bit workstation of version 5.2, and is no

@@ -31,6 +31,18 @@ std::uint8_t ThrowingStatus(std::uint64_t, std::uint8_t*, std::uint32_t*) {
 std::uint8_t ThrowingScan(const std::uint8_t*, std::uint32_t, std::uint16_t, std::uint8_t, PacketVerdict*) {
     throw std::runtime_error("scan");
 }
+void ThrowingRelease(void*) {
+    throw std::runtime_error("release");
+}
+void ThrowingReleaseOfCategories(std::uint16_t*) {
+    throw std::runtime_error("categories");
+}
+std::uint8_t NoCategoriesInAnArray(const char*, std::uint16_t** array, std::uint16_t* count, std::uint32_t) {
+    static std::uint16_t none = 0;
+    *array = &none;
+    *count = 0;
+    return 1;
+}
 // Puts a function that throws in place of a module's.
 template <class Result, class... Parameters>
 void Throw(Result(TARN_CALL*& function)(Parameters...)) {
@@ -132,6 +144,51 @@ TEST_F(Exports, NoExceptionLeavesAScan) {
     const std::uint8_t frame[64] = {};
     PacketVerdict packet{};
     EXPECT_EQ(WSScanPacket(frame, sizeof frame, 1, 1, 0, &packet), 0);
+}
+
+TEST_F(Exports, AReleaseOfCategoriesThatThrowsLeavesTheVerdict) {
+    settings.GiveTo(machine.modules.inner);
+    machine.modules.Replace("SCGetURLCategories", &NoCategoriesInAnArray);
+    machine.modules.Replace("SCReleaseCategories", &ThrowingReleaseOfCategories);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    ScanRequest request{};
+    request.data = reinterpret_cast<std::uint8_t*>(url.data());
+    request.dataLength = static_cast<std::uint32_t>(url.size());
+    request.kind = TARN_KIND_TLS;
+    EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, &prompt), 1);
+    EXPECT_EQ(verdict.allow + 0, TARN_ALLOW + 0U);
+    EXPECT_EQ(verdict.reason, TARN_REASON_DEFAULT + 0U);
+}
+
+TEST_F(Exports, AReleaseThatThrowsFailsTheStart) {
+    settings.GiveTo(machine.modules.inner);
+    for (const char* release : {"ReleaseDNSCacheSettings", "ReleaseIDSIPSSettings", "ReleaseAPSettings",
+                                "ReleasePCSettings", "ReleasePCSystemControlSettings"}) {
+        machine.modules.Replace(release, &ThrowingRelease);
+        EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 0) << release;
+        EXPECT_THAT(machine.modules.inner.Loaded(), IsEmpty()) << release;
+        machine.modules.replacements.clear();
+    }
+    EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+}
+
+TEST_F(Exports, AReleaseThatThrowsInAChangeIsMadeOnce) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    Throw(library->companions.statusReader->ReleaseBPUserWhiteList);
+    ASSERT_NE(library->settings.bpUserWhiteList.entries, nullptr);
+    EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_USER_WHITE_LIST, 1, 2, 3), 0U);
+    EXPECT_EQ(library->settings.bpUserWhiteList.entries, nullptr);
+}
+
+TEST_F(Exports, AModuleWhoseEndThrowsInAChangeIsFreed) {
+    settings.GiveTo(machine.modules.inner);
+    ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
+    Throw(library->companions.categorisation->SCDeinit);
+    EXPECT_EQ(WSSettingsChanged(TARN_SETTINGS_BROWSING_PROTECTION, 1, 2, 3), 0U);
+    EXPECT_FALSE(library->companions.categorisation);
+    EXPECT_EQ(WSDeinit(&error), 1);
+    EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 1);
 }
 
 TEST_F(Exports, NoExceptionLeavesStartAndChanges) {
