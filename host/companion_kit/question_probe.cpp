@@ -1,8 +1,9 @@
 // The modules that scans ask, on several threads at once: categories, packet signatures, HTTPS inspection, patterns.
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -42,6 +43,22 @@ std::string PathOf(const std::string& address) {
     return slash == std::string::npos ? "/" : address.substr(slash);
 }
 
+// Where threads wait until the last of them is there. (The barrier of this C++ library loses its waiters on Windows.)
+class StartLine {
+ public:
+    explicit StartLine(std::size_t threads) : missing_(threads) {}
+    void Wait() {
+        std::unique_lock lock(mutex_);
+        if (--missing_ == 0) all_.notify_all();
+        all_.wait(lock, [this] { return missing_ == 0; });
+    }
+
+ private:
+    std::mutex mutex_;
+    std::condition_variable all_;
+    std::size_t missing_;
+};
+
 // answer(number) for each question: first on one thread, then on eight at once, which must hear the same.
 template <class Answer>
 void AskTogether(const Probe& probe, const char* function, std::size_t questions, Answer answer) {
@@ -54,13 +71,13 @@ void AskTogether(const Probe& probe, const char* function, std::size_t questions
 
     std::atomic<std::size_t> different = 0;
     std::atomic<bool> hasThrown = false;
-    std::barrier<> start(kThreads);
+    StartLine start(kThreads);
     probe.Call(fmt::format("{} on {} threads", function, kThreads), [&] {
         std::vector<std::jthread> threads;
         const auto end = std::chrono::steady_clock::now() + kTimeForThreads;
         for (std::size_t thread = 0; thread < kThreads; ++thread)
             threads.emplace_back([&, thread] {
-                start.arrive_and_wait();
+                start.Wait();
                 try {
                     for (std::size_t i = 0; i < kRounds * questions; ++i) {
                         if (std::chrono::steady_clock::now() > end) return;
