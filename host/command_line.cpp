@@ -173,7 +173,6 @@ std::unique_ptr<VerdictReport> Session::Report() const {
 }
 
 std::unique_ptr<EntryFinder> Session::Entries() const {
-    if (!json && !library.verbose) return nullptr;
     auto entries = std::make_unique<EntryFinder>(FinderFor(environment, library));
     entries->Prepare();
     return entries;

@@ -45,7 +45,7 @@ struct Session {
 
     // The report in the style that the options and the terminal ask for.
     [[nodiscard]] std::unique_ptr<VerdictReport> Report() const;
-    // What names the entries of the policy that decide; null when the output does not show them.
+    // What names the entries of the policy that decide.
     [[nodiscard]] std::unique_ptr<EntryFinder> Entries() const;
     // The library, or null after the reason was printed.
     [[nodiscard]] std::unique_ptr<Judge> Library() const;

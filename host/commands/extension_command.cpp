@@ -19,11 +19,10 @@ constexpr std::size_t kShownUrl = 80;  // of one that is refused
 constexpr std::size_t kUrlWidth = 44;
 constexpr std::size_t kReasonWidth = 39;  // " 7 category blocked by parental control"
 
-void PrintAsText(const JudgedRequest& request, std::ostream& out) {
+void PrintAsText(const JudgedRequest& request, bool withEntry, std::ostream& out) {
     const std::string& url = request.reportedUrl;
     const Judgement& judgement = request.judgement;
     const Coverage& coverage = request.coverage;
-    const std::optional<DecidingEntry>& entry = request.entry;
     std::string line = fmt::format("{}  {}  ", Column(url, kUrlWidth), Column(StateWord(judgement), kStateWidth));
     if (!judgement.isValid) {
         out << line << "not judged: " << coverage.why << '\n';
@@ -38,7 +37,8 @@ void PrintAsText(const JudgedRequest& request, std::ostream& out) {
     if (!text.empty()) line += "  " + Printable(text);
     if (const std::string user = RuleUser(judgement.verdict); !user.empty())
         line += fmt::format("  (user {})", Printable(user));
-    if (entry) line += fmt::format("  ({}:{})", Printable(entry->file), entry->line);
+    if (withEntry && request.entry)
+        line += fmt::format("  ({}:{})", Printable(request.entry->file), request.entry->line);
     out << line << '\n';
 }
 
@@ -46,12 +46,13 @@ void PrintAsText(const Totals& totals, std::ostream& out) {
     out << fmt::format("\n{} address{}: {} allowed, {} blocked", totals.requests, totals.requests == 1 ? "" : "es",
                        totals.allowed, totals.blocked);
     if (totals.withoutVerdict != 0) out << fmt::format(", {} without a verdict", totals.withoutVerdict);
+    if (totals.undecidedNotJudged != 0) out << fmt::format("; {} not judged", totals.undecidedNotJudged);
     out << '\n';
 }
 
 int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
-    const std::unique_ptr<EntryFinder> entries = session.Entries();  // null when nobody sees them
-    std::unique_ptr<Judge> library;                                  // opened for the first URL that can be judged
+    const std::unique_ptr<EntryFinder> entries = session.Entries();
+    std::unique_ptr<Judge> library;  // opened for the first URL that can be judged
     const std::unique_ptr<VerdictReport> report = session.json ? session.Report() : nullptr;
     Totals totals;
     std::uint64_t mistakes = 0;
@@ -80,13 +81,13 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
         if (hasFailed) return false;
         const Judgement judgement = library->ScanExtensionUrl(kind, url);
         const Coverage coverage = CoverageOfReported(kind, url, judgement);
-        const auto entry = entries ? entries->FindReported(url, judgement) : std::nullopt;
+        const auto entry = entries->FindReported(url, judgement);
         const JudgedRequest request{nullptr, {}, {}, {}, judgement, coverage, entry, url, library->LastLatency()};
         totals.Count(request);
         if (report)
             report->Request(request);
         else
-            PrintAsText(request, session.out);
+            PrintAsText(request, session.library.verbose, session.out);
         return session.MayGoOn();
     };
     StandardInput input(session.environment, session.out);

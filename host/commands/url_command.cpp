@@ -32,7 +32,7 @@ class JudgingUrls {
         judged.judgement = library_->ScanUrl(request->protocol->kind, request->data, request->server);
         judged.latency = library_->LastLatency();
         judged.coverage = CoverageOf(*request->protocol, request->data, request->server, judged.judgement, false);
-        if (entries_) judged.entry = entries_->Find(judged);
+        judged.entry = entries_->Find(judged);
         report_->Request(judged);
         return session_.MayGoOn();
     }

@@ -7,6 +7,7 @@
 
 #include "host/composed_request.h"
 #include "host/fake_environment.h"
+#include "host/temporary_file.h"
 #include "host/verdict_report.h"
 
 namespace tarn::host {
@@ -174,6 +175,15 @@ TEST(Coverage, WhatAListLetPassIsToldFromWhatNoRuleDecided) {
     EXPECT_THAT(told({.brief = true}),
                 HasSubstr("  2 requests that no rule decided are left out, 1 of them let pass by a list\n"));
     EXPECT_EQ(JsonLines(told({.json = true})).back()["undecided_let_pass"], 1);
+}
+
+TEST(Coverage, WhatAListLetPassIsToldByTheCommands) {
+    FakeEnvironment environment;
+    const TemporaryFile policy("policy.toml", "[white_lists]\nweb_security = [\"shop.example\"]\n");
+    const std::string out =
+        RunWith(environment, {"--policy", policy.Path(), "url", "http://shop.example/", "http://a.example/"}).out;
+    EXPECT_THAT(out, HasSubstr("26 let pass by a list"));
+    EXPECT_THAT(out, HasSubstr("      2  26 no rule decided, 1 of them let pass by a list\n"));
 }
 
 }  // namespace
