@@ -20,7 +20,8 @@ OUTPUT = ROOT / 'build' / 'package'
 FILES = Path(__file__).resolve().parent / 'release' / 'files'
 # Documents of the source tree, which speak of its files; the others are for users, whose files stand elsewhere.
 OF_THE_TREE = ('architecture.md', 'behaviour.md', 'performance.md', 'security.md')
-IN_THE_ARCHIVE = (('./dev host', r'bin\tarnhost.exe'), ('companions/tarn-policy.toml', r'bin\tarn-policy.toml'),
+# With slashes: PowerShell and the POSIX shells of Windows both run what is called so.
+IN_THE_ARCHIVE = (('./dev host', 'bin/tarnhost.exe'), ('companions/tarn-policy.toml', 'bin/tarn-policy.toml'),
                   ('build/windows/bin', 'bin'), ('build/', ''))
 
 

@@ -47,7 +47,7 @@ class Archive(unittest.TestCase):
             for name in ('./dev host', 'companions/tarn-policy.toml', 'build/'):
                 self.assertNotIn(name, text, path.name)
         policy = (made.unpacked() / 'docs' / 'policy.md').read_text(encoding='utf-8')
-        self.assertIn(r'bin\tarnhost.exe policy bin\tarn-policy.toml', policy)
+        self.assertIn('bin/tarnhost.exe policy bin/tarn-policy.toml', policy)
 
     def test_links_between_documents_for_users_lead_somewhere(self):
         for path in (made.unpacked() / 'docs').glob('*.md'):
