@@ -103,10 +103,8 @@ def windows(tally, plan):
     if not files or not (ROOT / 'build/windows/build.ninja').exists():
         return files
     rings.heading('Windows, compiled only: ' + ', '.join(files))
-    commands = compilations.commands_of('windows')
-    objects = sorted({compilations.object_of(commands[whole]) for whole in (str(ROOT / path) for path in files)
-                      if whole in commands})
-    if not objects or not ninja('windows', objects):
+    objects = compilations.objects_of('windows', {str(ROOT / path) for path in files})
+    if not objects or not all(ninja(folder, sorted(names)) for folder, names in objects.items()):
         tally.failed += 1
         rings.say('FAILED: the Windows build of these files')
     return []

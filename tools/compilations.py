@@ -17,17 +17,32 @@ def files_of(source):
     return IN_A_BATCH.findall(path.read_text(encoding='utf-8'))
 
 
-def commands_of(preset, root=build.ROOT):
-    """Each source of a preset, and of the builds inside it, as an absolute path, with the command that compiles it."""
+def places_of(preset, root):
+    """Every compilation of a preset and of the builds inside it, those first, with the name of its build."""
     folder = root / 'build' / preset
-    commands = {}
     for listed in (*folder.glob('*/compile_commands.json'), folder / 'compile_commands.json'):
         for entry in json.loads(listed.read_text(encoding='utf-8')):
-            command = shlex.split(entry['command'])
-            commands |= dict.fromkeys(files_of(entry['file']), command)
+            yield listed.parent.relative_to(root / 'build').as_posix(), entry
+
+
+def commands_of(preset, root=build.ROOT):
+    """Each source of a preset, and of the builds inside it, as an absolute path, with the command that compiles it."""
+    commands = {}
+    for _, entry in places_of(preset, root):
+        commands |= dict.fromkeys(files_of(entry['file']), shlex.split(entry['command']))
     return commands
 
 
 def object_of(command):
-    """Below the build folder."""
+    """Below the folder of its build."""
     return command[command.index('-o') + 1]
+
+
+def objects_of(preset, sources, root=build.ROOT):
+    """What the sources, absolute paths, are compiled to: the preset and each build inside it, as "preset" or
+    "preset/inside", to objects below it."""
+    objects = {}
+    for folder, entry in places_of(preset, root):
+        if any(source in sources for source in files_of(entry['file'])):
+            objects.setdefault(folder, set()).add(object_of(shlex.split(entry['command'])))
+    return objects

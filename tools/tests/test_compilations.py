@@ -46,6 +46,13 @@ class CommandsOf(unittest.TestCase):
         self.listed([('/p/dll.cpp', 'dll.o')], below='products')
         self.assertEqual(sorted(compilations.commands_of('native', self.root)), ['/p/a.cpp', '/p/dll.cpp'])
 
+    def test_objects_stand_below_their_own_build(self):
+        self.listed([('/p/a.cpp', 'a.o'), ('/p/both.cpp', 'both.o'), ('/p/c.cpp', 'c.o')])
+        self.listed([('/p/dll.cpp', 'dll.o'), ('/p/both.cpp', 'both.o')], below='products')
+        self.assertEqual(compilations.objects_of('native', {'/p/a.cpp', '/p/dll.cpp', '/p/both.cpp'}, self.root),
+                         {'native/products': {'dll.o', 'both.o'}, 'native': {'a.o', 'both.o'}})
+        self.assertEqual(compilations.objects_of('native', {'/p/none.cpp'}, self.root), {})
+
 
 if __name__ == '__main__':
     unittest.main()
