@@ -12,8 +12,6 @@ ninja                                ninja-build
 python3                              python3
 x86_64-w64-mingw32-g++-posix         g++-mingw-w64-x86-64
 x86_64-w64-mingw32-g++-win32         g++-mingw-w64-x86-64
-clang++-14                           clang-14
-ld.lld-14                            lld-14
 wine                                 wine
 /usr/lib/wine/wine64                 wine64
 /usr/src/googletest/CMakeLists.txt   googletest
@@ -24,6 +22,11 @@ wine                                 wine
 /usr/include/boost/beast.hpp         libboost-dev
 /usr/include/zlib.h                  zlib1g-dev
 /usr/x86_64-w64-mingw32/include/zlib.h libz-mingw-w64-dev
+TABLE
+        ;;
+    test_links) cat <<'TABLE'
+clang++-14                           clang-14
+ld.lld-14                            lld-14
 TABLE
         ;;
     check) cat <<'TABLE'
