@@ -46,8 +46,10 @@ def run(command, environment, output, limit, tell_where):
         try:
             return process.wait(limit)
         except subprocess.TimeoutExpired:
-            tell_where()
-            kill()
+            try:
+                tell_where()
+            finally:
+                kill()
             return None
         except KeyboardInterrupt:
             kill()

@@ -3,16 +3,22 @@ import os
 import re
 import subprocess
 import tempfile
+import time
 from pathlib import Path
 
-LIMIT = 120  # seconds; a debugger that is ended while it holds a program ends that program, too
+LIMIT = 90  # seconds for everything; a debugger that is ended while it holds a program ends that program, too
 
 
-def run(emulator, arguments):
+def run(emulator, arguments, end):
+    """What the debugger says, until the end of the time."""
     environment = {name: value for name, value in os.environ.items() if name != 'TARN_WINE_LOG'}
-    shown = subprocess.run([emulator, 'winedbg', *arguments], env=environment, stdin=subprocess.DEVNULL,
-                           capture_output=True, text=True, errors='replace', timeout=LIMIT, check=False)
-    return shown.stdout + shown.stderr
+    try:
+        shown = subprocess.run([emulator, 'winedbg', *arguments], env=environment, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=max(0.0, end - time.monotonic()),
+                               check=False)
+    except subprocess.TimeoutExpired as error:
+        return (error.stdout or b'').decode(errors='replace') + '\nThe debugger did not end in time.\n'
+    return shown.stdout.decode(errors='replace')
 
 
 def threads_of(listing, program):
@@ -27,20 +33,21 @@ def threads_of(listing, program):
 
 
 def of_program(emulator, program):
-    """Text for people; why there is none, when there is none."""
+    """Text for people: the stacks of every process of that name."""
     name = Path(program).name
+    end = time.monotonic() + LIMIT
     try:
-        processes = threads_of(run(emulator, ['--command', 'info thread']), name)
-        texts = [stacks(emulator, process, threads) for process, threads in processes.items()]
-    except (OSError, subprocess.TimeoutExpired) as error:
+        listing = run(emulator, ['--command', 'info thread'], end)
+        texts = [stacks(emulator, process, threads, end) for process, threads in threads_of(listing, name).items()]
+    except OSError as error:
         return f'The stacks of {name} are not to be had: {error}\n'
-    return '\n'.join(texts) or f'Wine knows no process of {name}.\n'
+    return ''.join(texts) or f'Wine knows no process of {name}. What it knows:\n{listing}\n'
 
 
-def stacks(emulator, process, threads):
+def stacks(emulator, process, threads, end):
     lines = [f'attach 0x{process}', *(f'bt 0x{thread}' for thread in threads), 'detach', 'quit', '']
     with tempfile.NamedTemporaryFile('w', suffix='.txt') as script:
         script.write('\n'.join(lines))
         script.flush()
         windows_path = 'Z:' + script.name.replace('/', '\\')
-        return f'Process {process}, threads {", ".join(threads)}:\n{run(emulator, ["--file", windows_path])}'
+        return f'Process {process}, threads {", ".join(threads)}:\n{run(emulator, ["--file", windows_path], end)}\n'
