@@ -19,6 +19,8 @@ namespace fs = std::filesystem;
 constexpr const char* kFiles[] = {"tarnhost.exe", "tarn.dll", TARN_COMPANION_FILES(TARN_FILE)};
 #undef TARN_FILE
 
+constexpr DWORD kLimit = 300000;  // milliseconds, of a program that hangs
+
 fs::path OwnFolder() {
     wchar_t path[MAX_PATH];
     GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -109,7 +111,11 @@ ProgramRun InstallCopy::RunWith(void* out, const std::vector<std::string>& argum
     if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) == 0) {
         ADD_FAILURE() << "tarnhost does not start: error " << GetLastError();
     } else {
-        WaitForSingleObject(process.hProcess, INFINITE);
+        if (WaitForSingleObject(process.hProcess, kLimit) != WAIT_OBJECT_0) {
+            ADD_FAILURE() << "tarnhost does not end and is killed";
+            TerminateProcess(process.hProcess, 1);
+            WaitForSingleObject(process.hProcess, INFINITE);
+        }
         GetExitCodeProcess(process.hProcess, &run.exitCode);
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);

@@ -1,9 +1,13 @@
 #include "host/running_program_win32.h"
 
+#include <chrono>
+#include <future>
 #include <gtest/gtest.h>
 
 namespace tarn::host {
 namespace {
+
+constexpr std::chrono::minutes kSilence{3};  // of a program that hangs
 
 void Close(HANDLE& handle) {
     if (handle != nullptr) CloseHandle(handle);
@@ -72,13 +76,26 @@ void RunningProgram::CloseOutput() {
     read_.clear();
 }
 
+bool RunningProgram::ReadMore() {
+    char buffer[4096];
+    DWORD count = 0;
+    std::future<bool> reading = std::async(std::launch::async, [&] {
+        return ReadFile(output_, buffer, sizeof buffer, &count, nullptr) != 0 && count != 0;
+    });
+    if (reading.wait_for(kSilence) != std::future_status::ready) Kill("says nothing");
+    if (!reading.get()) return false;
+    read_.append(buffer, count);
+    return true;
+}
+
+void RunningProgram::Kill(const char* why) const {
+    ADD_FAILURE() << "the program " << why << " and is killed";
+    TerminateProcess(process_, 1);
+}
+
 nlohmann::json RunningProgram::NextLine() {
-    while (read_.find('\n') == std::string::npos) {
-        char buffer[4096];
-        DWORD count = 0;
-        if (ReadFile(output_, buffer, sizeof buffer, &count, nullptr) == 0 || count == 0) return nullptr;
-        read_.append(buffer, count);
-    }
+    while (read_.find('\n') == std::string::npos)
+        if (!ReadMore()) return nullptr;
     const std::string line = read_.substr(0, read_.find('\n'));
     read_.erase(0, line.size() + 1);
     auto value = nlohmann::json::parse(line, nullptr, false);
@@ -104,6 +121,7 @@ bool RunningProgram::EndsWithin(unsigned long milliseconds) const {
 unsigned long RunningProgram::End() {
     while (!NextLine().is_null()) {
     }
+    if (!EndsWithin(static_cast<unsigned long>(std::chrono::milliseconds(kSilence).count()))) Kill("does not end");
     WaitForSingleObject(process_, INFINITE);
     DWORD code = 0;
     GetExitCodeProcess(process_, &code);

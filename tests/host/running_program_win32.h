@@ -27,7 +27,8 @@ class RunningProgram {
     void EndInput();
     // From then on nobody reads its output.
     void CloseOutput();
-    // The next line of its output, waited for; null after the last one.
+    // The next line of its output, waited for; null after the last one. A program that says nothing for three minutes
+    // is killed, and so is one that does not end.
     nlohmann::json NextLine();
     // The next line of that type; those before it are passed over.
     nlohmann::json NextLine(const std::string& type);
@@ -39,6 +40,9 @@ class RunningProgram {
     unsigned long End();
 
  private:
+    bool ReadMore();
+    void Kill(const char* why) const;
+
     HANDLE input_ = nullptr;
     HANDLE output_ = nullptr;
     HANDLE process_ = nullptr;

@@ -1,9 +1,12 @@
-// A gate that threads wait at until a test opens it; it stays open. Any thread may call. No std::atomic::wait: where
-// the system has no futex its wake-ups get lost.
+// A gate that threads wait at until a test opens it; it stays open. A wait that lasts a minute fails its test and goes
+// on, so that a test that ended early ends. Any thread may call. No std::atomic::wait: where the system has no futex
+// its wake-ups get lost.
 #ifndef TARN_TESTS_SERVE_GATE_H
 #define TARN_TESTS_SERVE_GATE_H
 
+#include <chrono>
 #include <condition_variable>
+#include <gtest/gtest.h>
 #include <mutex>
 
 namespace tarn::host::serve {
@@ -17,7 +20,8 @@ class Gate {
     }
     void Wait() {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return isOpen_; });
+        if (!changed_.wait_for(lock, std::chrono::minutes(1), [this] { return isOpen_; }))
+            ADD_FAILURE() << "nobody opened the gate";
     }
 
  private:

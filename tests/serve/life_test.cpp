@@ -75,10 +75,10 @@ TEST(Life, WaitsShortlyWhenTheEndIsUrgent) {
 }
 
 TEST(Life, RepeatsWhatFailed) {
-    RunningServer running;
-    Server server(running.TheFilter(), TestSettings());
     Gate hasFailedOften;
     int calls = 0;
+    RunningServer running;
+    Server server(running.TheFilter(), TestSettings());
     server.Every(std::chrono::milliseconds(1), [&] {
         if (++calls == 3) hasFailedOften.Open();
         throw std::runtime_error("made by the test");

@@ -123,11 +123,12 @@ TEST_F(Names, OfOneClientLeaveRoomForOthers) {
 }
 
 TEST_F(Names, EndWithoutWaitingForTheSystem) {
-    const auto begin = std::chrono::steady_clock::now();
+    auto begin = std::chrono::steady_clock::now();
     {
         NameLookup names(world_.io, Asker());
         Find(names, "slow.example");
         EXPECT_TRUE(Eventually([&] { return state_->asked == 1; }));
+        begin = std::chrono::steady_clock::now();
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
     EXPECT_TRUE(Found("slow.example").empty());

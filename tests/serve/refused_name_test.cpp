@@ -70,9 +70,9 @@ TEST(RefusedName, IsJudgedByTheBytesOfTheProxy) {
 TEST(RefusedName, IsAnsweredWhileAnAddressIsExplained) {
     ServeSettings settings = WithBlockPage();
     settings.status = ParseEndpoint("127.0.0.1:0");
-    RunningServer server(settings);
     Gate isAsked;
     Gate mayAnswer;
+    RunningServer server(settings);
     server.library.isAnswerSlow = true;
     server.library.answer = [&](const ConnectionData& connection) {
         const std::string text(connection.data.begin(), connection.data.end());

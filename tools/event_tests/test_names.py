@@ -20,7 +20,8 @@ class Names(unittest.TestCase):
             capture = Path(folder, 'cäp 日.pcap')
             shutil.copy(CAPTURE, capture)
             ended = subprocess.run([ROOT / 'cmake' / 'wine-run', TARNHOST, '--json', 'replay', capture],
-                                   capture_output=True, stdin=subprocess.DEVNULL, env=environment, check=False)
+                                   capture_output=True, stdin=subprocess.DEVNULL, env=environment, check=False,
+                                   timeout=300)
         self.assertEqual(ended.returncode, 0, ended.stdout[-2000:] + ended.stderr)
         events = [json.loads(line) for line in ended.stdout.decode('utf-8').splitlines()]
         self.assertEqual({event['capture'] for event in events if 'capture' in event}, {capture.name})
