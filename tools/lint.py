@@ -15,6 +15,7 @@ import os
 import re
 import subprocess
 import sys
+import time
 from pathlib import Path
 
 import build
@@ -24,6 +25,7 @@ import sources
 ROOT = build.ROOT
 FOLDERS = ('src', 'companions', 'host', 'examples')
 STAMPS = Path(os.environ.get('XDG_CACHE_HOME') or Path.home() / '.cache') / 'tarn-lint'
+STAMPS_LAST = 60 * 24 * 3600  # seconds
 UNITS = ROOT / 'build' / 'lint'
 FILES_OF_A_UNIT = 8
 COMPILES_ONLY = '--checks=-*,misc-misplaced-const'  # a cheap one, since clang-tidy wants at least one
@@ -211,12 +213,20 @@ def tidy(file, options, *more):
     return '\n'.join([f'{file}:', *(line for line in ended.stdout.splitlines() if not NOISE.search(line))])
 
 
+def forget_old_stamps(folder=STAMPS):
+    """Every state of a file leaves one."""
+    for stamp in folder.iterdir():
+        if stamp.stat().st_mtime < time.time() - STAMPS_LAST:
+            stamp.unlink(missing_ok=True)
+
+
 def main(files):
     files = [str(Path(file)) for file in files] or sources.all_sources(FOLDERS, ('.cpp', '.c'))
     if not files:
         sys.exit('There is no source to lint.')
     for folder in (STAMPS, UNITS):
         folder.mkdir(parents=True, exist_ok=True)
+    forget_old_stamps()
     linter = Linter()
     waiting = list(linter.waiting(files))
     units = sorted(in_units(waiting), key=len, reverse=True)

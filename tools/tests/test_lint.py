@@ -1,6 +1,8 @@
 import contextlib
 import io
+import os
 import tempfile
+import time
 import unittest
 from pathlib import Path
 from unittest import mock
@@ -22,6 +24,17 @@ class MovedClone(unittest.TestCase):
                 lint.Linter()
             configure.assert_called_once_with('native')
             self.assertFalse(folder.exists())
+
+
+class Stamps(unittest.TestCase):
+    def test_those_of_two_months_ago_are_forgotten(self):
+        with tempfile.TemporaryDirectory() as name:
+            for stamp in ('old', 'new'):
+                Path(name, stamp).touch()
+            long_ago = time.time() - lint.STAMPS_LAST - 60
+            os.utime(Path(name, 'old'), (long_ago, long_ago))
+            lint.forget_old_stamps(Path(name))
+            self.assertEqual([path.name for path in Path(name).iterdir()], ['new'])
 
 
 class OptionsOf(unittest.TestCase):
