@@ -40,7 +40,8 @@ bool Verify(OSVERSIONINFOEXW& wanted, ULONG fields, std::uint8_t comparison, boo
     const auto verify = EntryPoint<RtlVerifyVersionInfoFn>(L"Ntdll.dll", "RtlVerifyVersionInfo");
     if (verify == nullptr) return false;
     ULONGLONG mask = 0;
-    for (const ULONG field : {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR, VER_SERVICEPACKMINOR})
+    constexpr ULONG kFields[] = {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR, VER_SERVICEPACKMINOR};
+    for (const ULONG field : kFields)
         if ((fields & field) != 0) mask = VerSetConditionMask(mask, field, comparison);
     const LONG status = verify(&wanted, fields, mask);
     if (status != kStatusSuccess && status != kStatusRevisionMismatch) return false;

@@ -12,7 +12,7 @@ constexpr std::uint32_t kMinutesPerHour = 60;
 constexpr std::uint32_t kHoursPerDay = 24;
 constexpr std::uint32_t kLastHour = 23;
 constexpr std::uint32_t kLastMinute = 59;
-constexpr std::uint32_t kLastSecond = 59;
+[[maybe_unused]] constexpr std::uint32_t kLastSecond = 59;  // of an assertion
 
 bool IsInsideADay(const TimeRange& range) {
     return range.startHour <= kLastHour && range.endHour <= kLastHour && range.startMinute <= kLastMinute &&
