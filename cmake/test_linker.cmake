@@ -1,5 +1,6 @@
 # GNU ld takes minutes for the largest test program, lld a second. GCC as Debian builds it knows one linker, whatever
 # -fuse-ld says; clang calls lld for it, with GCC's own libraries. What ships is linked by GNU ld.
+set(TARN_GNU_LINK_EXECUTABLE ${CMAKE_CXX_LINK_EXECUTABLE})
 find_program(TARN_LINKING_CLANG clang++-14)
 find_program(TARN_LLD ld.lld-14)
 mark_as_advanced(TARN_LINKING_CLANG TARN_LLD)
