@@ -1,5 +1,6 @@
-// The thirteen exports: null checks, and the barrier that no exception passes. Only the action against a program, whose
-// failure leaves the verdict as it is, and the steps of an end, which go on, have catches of their own further down.
+// The thirteen exports: null checks, and the barrier that no exception passes. Further down only that is caught whose
+// failure changes nothing: the action against a program, the steps of an end, the release of categories. What a module
+// throws ends at its call, with an exception of the library in its place (modules/module_exceptions.h).
 // Host threads call them at the same time; the library's instance comes from library_instance.h.
 #include <cstdint>
 

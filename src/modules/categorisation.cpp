@@ -6,6 +6,7 @@
 #include "base/assert.h"
 #include "modules/install_file.h"
 #include "modules/module_calls.h"
+#include "modules/module_exceptions.h"
 
 namespace tarn::modules {
 namespace {
@@ -67,13 +68,10 @@ CategoryLookup::CategoryLookup(const LoadedModule<Categorisation>& module, const
     succeeded_ = module->SCGetURLCategories(hostOrUrl, &array_, &count_, mode) != 0;
 }
 
-CategoryLookup::~CategoryLookup() {
-    RunStep([this] { Release(); });
-}
-
-void CategoryLookup::Release() {
+void CategoryLookup::Release() noexcept {
     std::uint16_t* const array = std::exchange(array_, nullptr);
-    if (array != nullptr && module_ && module_->SCReleaseCategories != nullptr) module_->SCReleaseCategories(array);
+    if (array == nullptr || !module_ || module_->SCReleaseCategories == nullptr) return;
+    RunStep([&] { module_->SCReleaseCategories(array); });
 }
 
 bool ReadCategoryName(const LoadedModule<Categorisation>& module, std::uint16_t category, CategoryName& name) {

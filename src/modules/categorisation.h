@@ -26,13 +26,13 @@ inline bool Contains(std::span<const std::uint16_t> categories, std::uint16_t ca
 // The leading categories that count: strictness is a TARN_STRICTNESS_...
 std::span<const std::uint16_t> ConsideredCategories(std::span<const std::uint16_t> categories, std::uint8_t strictness);
 
-// One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not, and
-// at the end of the look-up a release that throws changes nothing. While the module is not loaded a look-up fails.
+// One look-up. The array that the module returned is released exactly once, whether the look-up succeeded or not; a
+// release that throws changes nothing. While the module is not loaded a look-up fails.
 class CategoryLookup {
  public:
     // The caller asks no host that begins with "[".
     CategoryLookup(const LoadedModule<Categorisation>& module, const char* hostOrUrl, TarnLookupMode mode);
-    ~CategoryLookup();
+    ~CategoryLookup() { Release(); }
     CategoryLookup(const CategoryLookup&) = delete;
     CategoryLookup& operator=(const CategoryLookup&) = delete;
 
@@ -41,7 +41,7 @@ class CategoryLookup {
     [[nodiscard]] std::span<const std::uint16_t> Categories() const {
         return {array_, succeeded_ && array_ != nullptr ? count_ : 0U};
     }
-    void Release();
+    void Release() noexcept;
 
  private:
     const LoadedModule<Categorisation>& module_;

@@ -14,6 +14,7 @@
 #include "machine/module_system.h"
 #include "modules/companions.h"
 #include "modules/ids_rules.h"
+#include "modules/module_exceptions.h"
 
 namespace tarn::modules {
 
@@ -23,17 +24,6 @@ struct PassedValues {
     std::uint64_t b = 0;
     std::uint64_t c = 0;
 };
-
-// Runs a step of an end, which goes on whatever a module throws. False when it threw.
-template <class Step>
-bool RunStep(Step&& step) noexcept {
-    try {
-        step();
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
 
 class ModuleCalls {
  public:
@@ -72,11 +62,11 @@ class ModuleCalls {
     // function that declares fewer parameters ignores the rest.
     template <class Result, class... Parameters>
     Result Call(Result(TARN_CALL* function)(Parameters...), std::type_identity_t<Parameters>... arguments) {
-        if (!passed_) return function(arguments...);
+        if (!passed_) return Contained([&] { return function(arguments...); });
         const PassedValues values = *std::exchange(passed_, std::nullopt);
         using Extended = Result(TARN_CALL*)(Parameters..., std::uint64_t, std::uint64_t, std::uint64_t);
         const auto extended = reinterpret_cast<Extended>(reinterpret_cast<void (*)()>(function));
-        return extended(arguments..., values.a, values.b, values.c);
+        return Contained([&] { return extended(arguments..., values.a, values.b, values.c); });
     }
 
     // ---- Reads ----

@@ -1,6 +1,7 @@
 #include "modules/quarantine.h"
 
 #include "modules/install_file.h"
+#include "modules/module_exceptions.h"
 
 namespace tarn::modules {
 
@@ -13,7 +14,7 @@ bool QuarantineCall::Quarantine(const char16_t* path, const QuarantineRequest& r
     if (!module_) return false;
     std::uint64_t out1 = 0;
     std::uint32_t out2 = 0;
-    return module_->ZRQuarantineFile(path, 0, &request, 0, 0, 0, &out1, &out2) != 0;
+    return Contained([&] { return module_->ZRQuarantineFile(path, 0, &request, 0, 0, 0, &out1, &out2); }) != 0;
 }
 
 }  // namespace tarn::modules

@@ -37,9 +37,14 @@ void ThrowingRelease(void*) {
 void ThrowingReleaseOfCategories(std::uint16_t*) {
     throw std::runtime_error("categories");
 }
-std::uint8_t NoCategoriesInAnArray(const char*, std::uint16_t** array, std::uint16_t* count, std::uint32_t) {
-    static std::uint16_t none = 0;
-    *array = &none;
+std::uint8_t MaliciousCategory(const char*, std::uint16_t** array, std::uint16_t* count, std::uint32_t) {
+    static std::uint16_t category = TARN_CATEGORY_MALICIOUS;
+    *array = &category;
+    *count = 1;
+    return 1;
+}
+std::uint8_t NoCategoriesInAnArray(const char* url, std::uint16_t** array, std::uint16_t* count, std::uint32_t mode) {
+    MaliciousCategory(url, array, count, mode);
     *count = 0;
     return 1;
 }
@@ -158,6 +163,9 @@ TEST_F(Exports, AReleaseOfCategoriesThatThrowsLeavesTheVerdict) {
     EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, &prompt), 1);
     EXPECT_EQ(verdict.allow + 0, TARN_ALLOW + 0U);
     EXPECT_EQ(verdict.reason, TARN_REASON_DEFAULT + 0U);
+    library->companions.categorisation->SCGetURLCategories = MaliciousCategory;
+    EXPECT_EQ(WSWebExtScanUrl(&request, &verdict, &prompt), 1);
+    EXPECT_EQ(verdict.allow + 0, TARN_BLOCK + 0U);
 }
 
 TEST_F(Exports, AReleaseThatThrowsFailsTheStart) {
@@ -172,7 +180,7 @@ TEST_F(Exports, AReleaseThatThrowsFailsTheStart) {
     EXPECT_EQ(WSInit(TARN_START_RESTART, &error), 1);
 }
 
-TEST_F(Exports, AReleaseThatThrowsInAChangeIsMadeOnce) {
+TEST_F(Exports, AReleaseThatThrowsInAChangeForgetsTheRecord) {
     settings.GiveTo(machine.modules.inner);
     ASSERT_EQ(WSInit(TARN_START_RESTART, &error), 1);
     Throw(library->companions.statusReader->ReleaseBPUserWhiteList);
