@@ -173,7 +173,8 @@ std::unique_ptr<VerdictReport> Session::Report() const {
 }
 
 std::unique_ptr<EntryFinder> Session::Entries() const {
-    auto entries = std::make_unique<EntryFinder>(FinderFor(environment, library));
+    auto entries = std::make_unique<EntryFinder>(
+        FinderFor(environment, library, environment.IsErrorTerminal() ? &errors : nullptr));
     entries->Prepare();
     return entries;
 }

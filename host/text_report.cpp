@@ -50,6 +50,22 @@ std::string EntryWords(const std::optional<DecidingEntry>& entry) {
 
 }  // namespace
 
+std::string CountWords(const Totals& totals) {
+    std::string words = fmt::format("{} allowed, {} blocked", totals.allowed, totals.blocked);
+    if (totals.withoutVerdict != 0) words += fmt::format(", {} without a verdict", totals.withoutVerdict);
+    return words;
+}
+
+std::string ReasonLines(const Totals& totals) {
+    std::string lines;
+    for (const auto& [reason, count] : totals.byReason) {
+        const bool isUndecided = reason == TARN_REASON_DEFAULT;
+        lines += fmt::format("{:>7}  {:>2} {}{}\n", count, reason, ReasonWords(reason),
+                             isUndecided ? UndecidedWords(totals.undecidedNotJudged, totals.undecidedLetPass) : "");
+    }
+    return lines;
+}
+
 void TextReport::BeginRound() {
     for (RowHistory& history : histories_) history.BeginRound();
 }
@@ -213,16 +229,9 @@ void TextReport::Details(const JudgedRequest& request) {
 
 void TextReport::Summary(const std::optional<ReplayTotals>& replay, const RunEnd& end) {
     TellLeftOut();
-    out_ << fmt::format("\n{} request{}: {} allowed, {} blocked", Counted().requests,
-                        Counted().requests == 1 ? "" : "s", Counted().allowed, Counted().blocked);
-    if (Counted().withoutVerdict != 0) out_ << fmt::format(", {} without a verdict", Counted().withoutVerdict);
-    out_ << '\n';
+    out_ << fmt::format("\n{} request{}: {}\n", Counted().requests, Plural(Counted().requests), CountWords(Counted()));
     PolicySummary();
-    for (const auto& [reason, count] : Counted().byReason)
-        out_ << fmt::format("{:>7}  {:>2} {}{}\n", count, reason, ReasonWords(reason),
-                            reason == TARN_REASON_DEFAULT
-                                ? UndecidedWords(Counted().undecidedNotJudged, Counted().undecidedLetPass)
-                                : "");
+    out_ << ReasonLines(Counted());
     if (replay) FrameSummary();
     NotWholeSummary(replay);
     if (replay) ReadSummary(*replay);

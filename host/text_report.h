@@ -17,6 +17,11 @@
 
 namespace tarn::host {
 
+// "2 allowed, 1 blocked", and how many have no verdict.
+[[nodiscard]] std::string CountWords(const Totals& totals);
+// A line for each reason; of the requests that no rule decided, how many were not judged or let pass by a list.
+[[nodiscard]] std::string ReasonLines(const Totals& totals);
+
 class TextReport : public VerdictReport {
  public:
     TextReport(std::ostream& out, const ReportStyle& style)

@@ -9,6 +9,7 @@
 #include "host/printable_text.h"
 #include "host/reported_url.h"
 #include "host/standard_input.h"
+#include "host/text_report.h"
 #include "host/verdict_words.h"
 
 namespace tarn::host {
@@ -29,7 +30,7 @@ void PrintAsText(const JudgedRequest& request, bool withEntry, std::ostream& out
         return;
     }
     const std::uint32_t reason = judgement.verdict.reason;
-    std::string text = RuleText(judgement.verdict);
+    std::string text = IsLetPass(request) ? request.entry->list : RuleText(judgement.verdict);
     if (text == url) text.clear();  // it stands in front
     const std::string why =
         coverage.IsWhole() ? std::string(ReasonOf(request)) : fmt::format("not judged: {}", coverage.why);
@@ -43,16 +44,13 @@ void PrintAsText(const JudgedRequest& request, bool withEntry, std::ostream& out
 }
 
 void PrintAsText(const Totals& totals, std::ostream& out) {
-    out << fmt::format("\n{} address{}: {} allowed, {} blocked", totals.requests, totals.requests == 1 ? "" : "es",
-                       totals.allowed, totals.blocked);
-    if (totals.withoutVerdict != 0) out << fmt::format(", {} without a verdict", totals.withoutVerdict);
-    if (totals.undecidedNotJudged != 0) out << fmt::format("; {} not judged", totals.undecidedNotJudged);
-    out << '\n';
+    out << fmt::format("\n{} address{}: {}\n", totals.requests, totals.requests == 1 ? "" : "es", CountWords(totals))
+        << ReasonLines(totals);
 }
 
 int JudgeReportedUrls(const std::vector<std::string>& named, const Session& session) {
-    const std::unique_ptr<EntryFinder> entries = session.Entries();
-    std::unique_ptr<Judge> library;  // opened for the first URL that can be judged
+    std::unique_ptr<EntryFinder> entries;  // both made for the first URL that can be judged
+    std::unique_ptr<Judge> library;
     const std::unique_ptr<VerdictReport> report = session.json ? session.Report() : nullptr;
     Totals totals;
     std::uint64_t mistakes = 0;
@@ -76,6 +74,7 @@ int JudgeReportedUrls(const std::vector<std::string>& named, const Session& sess
             complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session.MayGoOn();
         }
+        if (!entries) entries = session.Entries();  // first, for a long policy is read once then
         if (!library) library = session.Library();
         hasFailed = library == nullptr;
         if (hasFailed) return false;

@@ -12,7 +12,7 @@ namespace {
 class JudgingUrls {
  public:
     JudgingUrls(const Session& session, std::optional<IpAddress> server)
-        : session_(session), report_(session.Report()), entries_(session.Entries()), server_(server) {}
+        : session_(session), report_(session.Report()), server_(server) {}
 
     // False when there is nothing more to do.
     bool JudgeOne(const std::string& url) {
@@ -23,6 +23,7 @@ class JudgingUrls {
             Complain(fmt::format("\"{}\" cannot be judged: {}", Printable(url, kShownUrl), mistake), url);
             return session_.MayGoOn();
         }
+        if (!entries_) entries_ = session_.Entries();  // first, for a long policy is read once then
         if (!library_) library_ = session_.Library();
         if (!library_) {
             hasFailed_ = true;
@@ -64,9 +65,9 @@ class JudgingUrls {
  private:
     const Session& session_;
     std::unique_ptr<VerdictReport> report_;
-    std::unique_ptr<EntryFinder> entries_;  // null when nobody sees them
     std::optional<IpAddress> server_;
-    std::unique_ptr<Judge> library_;  // opened for the first URL that can be judged
+    std::unique_ptr<EntryFinder> entries_;  // both made for the first URL that can be judged
+    std::unique_ptr<Judge> library_;
     std::uint64_t mistakes_ = 0;
     bool hasFailed_ = false;
 };

@@ -245,11 +245,11 @@ std::optional<DecidingEntry> EntryFinder::Find(const PacketAttack& attack, base:
     }
 }
 
-EntryFinder FinderFor(Environment& environment, const LibraryOptions& options) {
+EntryFinder FinderFor(Environment& environment, const LibraryOptions& options, std::ostream* progress) {
     Account account;
     environment.FindAccount({}, account);
-    return {[&environment, options]() -> std::shared_ptr<const policy::Policy> {
-                const auto read = SharePolicyFile(PolicyPath(environment, options), SidsOf(environment));
+    return {[&environment, options, progress]() -> std::shared_ptr<const policy::Policy> {
+                const auto read = SharePolicyFile(PolicyPath(environment, options), SidsOf(environment), progress);
                 if (!read || !read->mistakes.empty()) return nullptr;
                 return {read, &read->policy};
             },

@@ -54,8 +54,9 @@ class EntryFinder {
     bool isRead_ = false;
 };
 
-// By the policy that the options choose, for the account that this process runs as.
-EntryFinder FinderFor(Environment& environment, const LibraryOptions& options);
+// By the policy that the options choose, for the account that this process runs as. progress, where it is given, is
+// told of the reading of a long policy and outlives the finder.
+EntryFinder FinderFor(Environment& environment, const LibraryOptions& options, std::ostream* progress = nullptr);
 
 }  // namespace tarn::host
 

@@ -325,7 +325,27 @@ TEST(ExtensionCommand, ReportsWholeUrlsByTheirScheme) {
                 ElementsAre(std::pair(std::uint8_t{TARN_KIND_TLS}, std::string("https://shop.example/x")),
                             std::pair(std::uint8_t{TARN_KIND_HTTP}, std::string("HTTP://shop.example/"))));
     EXPECT_THAT(run.out, AllOf(HasSubstr("https://shop.example/x"), HasSubstr("BLOCKED"), HasSubstr("malicious site"),
-                               HasSubstr("Worm: shop.example/x"), EndsWith("\n2 addresses: 0 allowed, 2 blocked\n")));
+                               HasSubstr("Worm: shop.example/x"),
+                               EndsWith("\n2 addresses: 0 allowed, 2 blocked\n      2   2 malicious site\n")));
+}
+
+TEST(ExtensionCommand, CountsWhatWasNotJudgedAndWhatAListLetPass) {
+    FakeMachine machine;
+    machine.told.answer = FakeLibrary::Allowed();
+    const TemporaryFile policy("policy.toml",
+                               "[parental]\nmode = 1\n[[parental.users]]\n[[parental.users.allowed_sites]]\n"
+                               "host = \"shop.example\"\npath = \"\"\nkind = 1\nsubdomains = true\n");
+    const std::vector<std::string> addresses{"https://shop.example/x", "http://a.example/", "https://b.example/"};
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"--policy", policy.Path()});
+        arguments.insert(arguments.end(), addresses.begin(), addresses.end());
+        return RunWith(machine, arguments).out;
+    };
+    EXPECT_THAT(run({"extension"}),
+                AllOf(HasSubstr("26 let pass by a list"), HasSubstr("parental.users.allowed_sites\n"),
+                      EndsWith("\n3 addresses: 3 allowed, 0 blocked\n"
+                               "      3  26 no rule decided, 1 of them not judged, 1 of them let pass by a list\n")));
+    EXPECT_THAT(run({"--verbose", "extension"}), HasSubstr("parental.users.allowed_sites  (policy.toml:4)\n"));
 }
 
 TEST(ExtensionCommand, GivesTheSameToPrograms) {
