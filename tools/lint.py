@@ -10,6 +10,7 @@ Files that cannot stand together, because two name the same thing, are put apart
 is read by itself.
 """
 import concurrent.futures
+import contextlib
 import hashlib
 import os
 import re
@@ -119,6 +120,8 @@ class Linter:
             stamp = None if options is None else self.stamp(file, options)
             if stamp is None or not stamp.exists():
                 yield file, options, stamp
+            else:
+                stamp.touch()  # in use
 
 
 def in_units(waiting):
@@ -216,8 +219,9 @@ def tidy(file, options, *more):
 def forget_old_stamps(folder=STAMPS):
     """Every state of a file leaves one."""
     for stamp in folder.iterdir():
-        if stamp.stat().st_mtime < time.time() - STAMPS_LAST:
-            stamp.unlink(missing_ok=True)
+        with contextlib.suppress(FileNotFoundError):  # another clone forgets it, too
+            if stamp.stat().st_mtime < time.time() - STAMPS_LAST:
+                stamp.unlink()
 
 
 def main(files):

@@ -41,7 +41,7 @@ def of_program(emulator, program):
         texts = [stacks(emulator, process, threads, end) for process, threads in threads_of(listing, name).items()]
     except OSError as error:
         return f'The stacks of {name} are not to be had: {error}\n'
-    return ''.join(texts) or f'Wine knows no process of {name}. What it knows:\n{listing}\n'
+    return ''.join(texts) or f'There is no process of {name} in what Wine tells:\n{listing}\n'
 
 
 def stacks(emulator, process, threads, end):

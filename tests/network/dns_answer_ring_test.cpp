@@ -1,6 +1,7 @@
 #include "network/dns_answer_ring.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
@@ -363,7 +364,9 @@ TEST(DnsAnswerRing, WritersAndReadersNeverSeeATornSlot) {
             }
         });
     for (std::thread& writer : writers) writer.join();
-    while (found.load() == 0) std::this_thread::yield();
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (found.load() == 0 && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+    EXPECT_NE(found.load(), 0);
     stop.store(true);
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(torn.load(), 0);

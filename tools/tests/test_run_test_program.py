@@ -135,7 +135,7 @@ if [[ $2 == --command ]]; then printf '{listing}'; else echo "the debugger reads
 
     def test_a_program_that_hangs_and_that_wine_does_not_know_is_told(self):
         self.assertEqual(self.run_under('[[ $1 == winedbg ]] || read -r <> <(:)', '--limit', '0.5'), (0, 1))
-        self.assertIn('Wine knows no process of program.exe.', self.output)
+        self.assertIn('There is no process of program.exe in what Wine tells', self.output)
 
     def test_the_exit_status_is_the_programs(self):
         self.assertEqual(self.run_under('echo steady; exit 7', '--closing-line', 'steady'), (0, 1))

@@ -144,7 +144,7 @@ echo Not all of tarn is removed. End every host that uses it, then run install.c
 exit /b 1
 
 :hindered
-echo Not done: files of the version in "%target%" are in use; others that only it had are deleted already.
+echo Not done: files of the version in "%target%" are in use; others that only it had may be deleted already.
 echo End every host that uses it, then run this again as an administrator.
 exit /b 1
 
