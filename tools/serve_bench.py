@@ -130,7 +130,8 @@ def measure(subject, direct, seconds):
     if subject.program:
         base = direct.wrk(seconds, CONNECTIONS, pause=pause)
         result.update(added_p50_ms=half['p50'] - base['p50'], added_p99_ms=half['p99'] - base['p99'])
-        result['blocked_p50_ms'], result['blocked_p99_ms'] = subject.blocked()
+        if subject.program.blocks:
+            result['blocked_p50_ms'], result['blocked_p99_ms'] = subject.blocked()
         result['memory_mb'], result['memory_idle_mb'], result['idle_connections'] = subject.idle()
         result['started_s'] = subject.program.started_in
     return result

@@ -34,6 +34,7 @@ BLOCKED = hosts(50)[-1]  # in every list
 class Program:
     """One that runs in the foreground until the block ends."""
     name = ''
+    blocks = True  # the site that is asked for as a blocked one
 
     def __init__(self, folder, entries=0):
         self.folder = Path(folder) / re.sub(r'\W+', '-', f'{self.name} {entries}')
@@ -129,7 +130,7 @@ class Tarnhost(Program):
         if not scanning:
             self.name = 'tarnhost serve, scanning off'
         super().__init__(folder, entries)
-        self.scanning = scanning
+        self.scanning = self.blocks = scanning
 
     def prepare(self):
         for module in [*BIN.glob('*.dll'), *BIN.glob('*.DLL')]:
